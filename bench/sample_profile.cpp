@@ -1,0 +1,56 @@
+#include "sample_profile.h"
+
+#include "zeld/record_fields.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+
+namespace
+{
+
+std::string package_name(std::mt19937 &random, uint32_t number, const char *suffix)
+{
+    static const char *const stems[] = {"routing", "forwarding", "mgbl", "multicast", "k9sec", "platform-infra"};
+    static const char *const layers[] = {"core", "services-edge", "line-card-drivers", "telemetry"};
+    char text[128];
+    std::snprintf(text, sizeof text, "qx-%s-%s-%u.%u.%u.%u-r%u%02u%s", stems[random() % 6], layers[random() % 4],
+                  number, random() % 10, random() % 10, random() % 10, random() % 9999, random() % 100, suffix);
+    return text;
+}
+
+inst_swp_package sample_package(std::mt19937 &random, uint32_t number)
+{
+    inst_swp_package package = {};
+    const uint32_t files = 3 + random() % 4;
+    char **const list = static_cast<char **>(std::calloc(files, sizeof(char *)));
+    record::set<&inst_swp_package::name>(package, strdup(package_name(random, number, "").c_str()));
+    for (uint32_t i = 0; i < files; ++i) {
+        list[i] = strdup(package_name(random, number + i, ".x86_64.rpm").c_str());
+    }
+    record::set<&inst_swp_package::files>(package, list, files);
+    record::set<&inst_swp_package::pkg_type>(package, 1 + number % 5);
+    return package;
+}
+
+} // namespace
+
+inst_sw_profile_sdr_ext *new_sample_profile(uint32_t packages)
+{
+    std::mt19937 random(20261124);
+    auto *const profile = static_cast<inst_sw_profile_sdr_ext *>(std::calloc(1, sizeof(inst_sw_profile_sdr_ext)));
+    inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
+    record::set<&inst_sw_profile_sdr::vm_type>(sdr, 3U);
+    record::set<&inst_sw_profile_sdr::sdr_key>(sdr, strdup("default-sdr"));
+    record::set<&inst_sw_profile_info::version>(sdr.sw_profile, strdup("7.3.2"));
+    record::set<&inst_swp_package::name>(sdr.sw_profile.image, strdup("qx-mini-x.iso-7.3.2"));
+
+    auto *const list = static_cast<inst_swp_package *>(std::calloc(packages, sizeof(inst_swp_package)));
+    for (uint32_t i = 0; i < packages; ++i) {
+        list[i] = sample_package(random, i);
+    }
+    record::set<&inst_sw_profile_info::packages>(sdr.sw_profile, list, packages);
+    return profile;
+}

@@ -1,0 +1,12 @@
+# What every target of this project is built with.
+add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Wformat=2 -Werror)
+
+# A shared library that needs no C++ runtime: C++ without exceptions, type information and guarded statics, linked as C
+# so that anything of the runtime fails to link. Its exported functions stay interposable, also from within.
+function(add_runtime_free_library name)
+    add_library(${name} SHARED ${ARGN})
+    target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+                                           -fvisibility=hidden -fsemantic-interposition)
+    set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C)
+    target_link_options(${name} PRIVATE -Wl,--no-undefined -Wl,--as-needed)
+endfunction()

@@ -1,0 +1,88 @@
+/*
+ * What the install manager's processes share: the install log, shell commands, string lists, package names, and the
+ * rendering of profiles. Outputs are set on success only.
+ */
+#ifndef INSTCOMM_H
+#define INSTCOMM_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "zeld.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/* Result codes of this layer: category 0x40101278, component 3200, number. 0 is success. */
+#define INSTCOMM_RC_FAILED 0x40101278C8000801ULL      /* the operation, or the command it ran, failed */
+#define INSTCOMM_RC_NO_MEMORY 0x40101278C8000802ULL   /* out of memory */
+#define INSTCOMM_RC_INVALID_ARG 0x40101278C8000803ULL /* a null or unusable argument */
+#define INSTCOMM_RC_INVALID_DATA 0x40101278C8000807ULL /* data that isn't what it should be */
+
+/* Package-format settings. `name` is NUL-terminated; a non-zero flag selects the new package rules. */
+typedef struct inst_pkg_fmt_info {
+    char name[16];
+    uint8_t is_new_format;
+} inst_pkg_fmt_info;
+
+extern inst_pkg_fmt_info g_inst_pkg_fmt_info;
+extern uint16_t g_inst_common_debug_verbosity_level; /* 0: no DEBUG lines; lines have thresholds of 1 to 4 */
+extern int32_t g_inst_common_debug_prefix;           /* 0 time; 1 and pid, tid; else and function, line */
+
+/* Prepare this layer. Returns 0; it has nothing that can fail. */
+uint64_t instcomm_util_init(uint64_t context, uint64_t reserved);
+
+/*
+ * Append one line with time and process id to "/install_repo/log/install.log", in one write, errno preserved. A
+ * message without its newline gets one. Null strings print as "(null)". Where the log can't be written, the line is
+ * dropped.
+ */
+void instcomm_log(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+/*
+ * Format a command and run it through the shell. With a non-null `out`, its first output goes there, cut to out_size
+ * and NUL-terminated; otherwise output goes where this process's goes. Returns 0 when the command exited with 0, else
+ * INSTCOMM_RC_FAILED, or INSTCOMM_RC_NO_MEMORY when the command can't be composed.
+ */
+uint64_t inst_runcmd(char *out, uint32_t out_size, const char *format, ...) __attribute__((format(printf, 3, 4)));
+
+/* Run a shell command. Returns its wait status, 0 for success, -1 when it can't be started. */
+int wsystem(const char *command);
+
+/* Make every directory above the path's last '/', mode 0755. Returns 0, or -1 with errno. */
+int instcomm_create_filepath_dirs(const char *path);
+
+/*
+ * Copy at most `count` characters of src and terminate. Returns 0, or EINVAL (a null pointer, size 0) or ERANGE (it
+ * doesn't fit) with dst, where there is one, made empty.
+ */
+int strncpy_s(char *dst, size_t dst_size, const char *src, size_t count);
+
+/*
+ * String lists: (count, array) of heap strings; an entry may be null and stays so. A null array counts as empty, and
+ * an empty list is a null array.
+ */
+uint64_t inst_dup_string_list(uint32_t count, char *const *list, char ***copy, char **err);
+void inst_free_string_list(uint32_t count, char **list);                           /* strings and array; null is fine */
+void inst_print_list(char *buffer, uint32_t size, char *const *list, uint32_t count); /* "a, b, c", cut to size */
+
+/* A qsort comparator over two `char *`: byte order of the names, null before all. */
+int package_comp(const void *a, const void *b);
+
+/* Free a set of service packs, contents and record; null is fine. */
+void free_service_pack(serv_packs *sp_list);
+
+/*
+ * Render a profile for people: every present field on a line of its own, nested by indentation, control characters
+ * escaped. The new text is the caller's, who frees it. `style` is always 1. `err` isn't used.
+ */
+uint64_t instcomm_get_swprofile_sdr_str(const inst_sw_profile_sdr_ext *profile, char **text, int style, char **err);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

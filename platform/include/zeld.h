@@ -1,0 +1,156 @@
+/*
+ * The software-profile records, and the operations on them: encode, decode, duplicate, free.
+ *
+ * Every record ends in presence bytes: bit i (byte i / 8, least significant bit first) belongs to field i, counted
+ * from 0 in the order of the struct, an array and its count being one field. A field whose bit is clear is absent: it
+ * is not encoded, not copied and not freed, whatever its members hold. A nested record is the exception: it is there
+ * when its own bit is set or when any of its fields is.
+ *
+ * Strings end in NUL. All memory that a record owns comes from malloc.
+ */
+#ifndef ZELD_H
+#define ZELD_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/* A node, by three numbers (rack, slot, module, say); two nodes are the same when all three are equal. */
+typedef struct inst_node_loc {
+    uint32_t loc_id_1, loc_id_2, loc_id_3;
+    uint8_t presence[1];
+} inst_node_loc;
+
+/* One service pack: its name and the RPMs it delivers. */
+typedef struct sp_detail {
+    char *sp_name;
+    char **sp_rpms;
+    uint32_t sp_rpms_count;
+    uint8_t presence[1];
+} sp_detail;
+typedef sp_detail service_pack;
+
+/* A set of service packs, as callers hand it over. */
+typedef struct serv_packs {
+    service_pack *service_packs;
+    uint32_t service_packs_count;
+    uint8_t presence[1];
+} serv_packs;
+
+/* One package entry of a profile; the image entry has the same form. */
+typedef struct inst_swp_package {
+    char *name;   /* name-version-release, or the image's file name */
+    char **files; /* names of its RPM files; for the image: the base RPM list */
+    uint32_t files_count;
+    char *aux_name;     /* a second name */
+    uint64_t pkg_value; /* a value of whoever added the package, 0 when there is none */
+    uint32_t pkg_type;  /* profile package type, 1 to 5; 0 for the image */
+    uint8_t pkg_marker; /* non-zero: queries may be asked to skip the entry */
+    char **extra_list;  /* carried along */
+    uint32_t extra_list_count;
+    char **extra_list_2; /* carried along */
+    uint32_t extra_list_2_count;
+    uint8_t is_sp_pkg;    /* 1: a member of a service pack */
+    uint64_t extra_value; /* carried along */
+    uint8_t presence[2];
+} inst_swp_package;
+
+/* The body of a profile: the software that a VM, or some of its nodes, runs. */
+typedef struct inst_sw_profile_info {
+    char *lv_name; /* logical volume that holds the software */
+    inst_swp_package image;
+    inst_swp_package *packages; /* in the order in which they were added */
+    uint32_t packages_count;
+    char *version;
+    sp_detail *sp_details; /* one per service pack; sp_names[i] names sp_details[i] */
+    uint32_t sp_details_count;
+    char **sp_names;
+    uint32_t sp_names_count;
+    uint8_t is_single_initrd_supported; /* absent when false */
+    uint8_t presence[1];
+} inst_sw_profile_info;
+
+/* A location profile: a body that applies to some nodes only. */
+typedef struct inst_sw_profile_loc {
+    inst_node_loc *node_locs;
+    uint32_t node_locs_count;
+    inst_sw_profile_info sw_profile;
+    uint8_t presence[1];
+} inst_sw_profile_loc;
+
+/* The profile of one VM type of one SDR. */
+typedef struct inst_sw_profile_sdr {
+    uint32_t vm_type;
+    char *sdr_key; /* absent in Admin profiles */
+    inst_sw_profile_info sw_profile;
+    inst_sw_profile_loc *loc_profiles;
+    uint32_t loc_profiles_count;
+    uint8_t presence[1];
+} inst_sw_profile_sdr;
+
+/* The root: a profile file holds the encoding of exactly one of these. */
+typedef struct inst_sw_profile_sdr_ext {
+    inst_sw_profile_sdr sdr_sw_profile;
+    uint64_t ext_value;
+    uint32_t sdr_sw_profile_len; /* bytes that sdr_sw_profile took, encoded alone, when the profile was created */
+    uint8_t presence[1];
+} inst_sw_profile_sdr_ext;
+
+typedef void *(*zeld_allocator)(size_t);
+typedef void (*zeld_deallocator)(void *);
+
+/*
+ * Encode a record into the caller's buffer. Returns the bytes that the encoding needs: when that is more than
+ * buffer_size, the buffer holds nothing usable and a second call with a buffer of that size succeeds. Returns 0, for
+ * "can't be encoded", when the record is null or would need 2147483647 bytes or more, which no reader would take back.
+ * A null buffer counts as one of size 0. The last three arguments are ignored; pass 0.
+ */
+uint32_t zeld_inst_sw_profile_sdr_encode_ext(const inst_sw_profile_sdr *record, void *buffer, uint32_t buffer_size,
+                                             uint32_t reserved_1, uint32_t reserved_2, uint32_t reserved_3);
+uint32_t zeld_inst_sw_profile_sdr_ext_encode_ext(const inst_sw_profile_sdr_ext *record, void *buffer,
+                                                 uint32_t buffer_size, uint32_t reserved_1, uint32_t reserved_2,
+                                                 uint32_t reserved_3);
+
+/*
+ * Decode exactly count bytes into the record, whose old content is overwritten, not freed. Strings and arrays come
+ * from the allocator (malloc, since failures are undone with free). Returns 0, or non-zero with the record cleared
+ * and nothing allocated: 1 null argument, 2 not a whole, undamaged encoding of this kind and version, 3 out of memory.
+ * What decodes encodes to the same bytes again.
+ */
+int32_t zeld_inst_sw_profile_sdr_ext_decode_ext(inst_sw_profile_sdr_ext *record, const void *bytes, uint32_t count,
+                                                zeld_allocator allocator, uint64_t allocator_argument);
+
+/*
+ * Deep copies. dst's old content is overwritten, not freed. Returns 0, or non-zero (1 null argument, 3 out of memory)
+ * with dst cleared and nothing allocated. The allocator is malloc or something that free undoes.
+ */
+int32_t zeld_inst_swp_package_duplicate(inst_swp_package *dst, const inst_swp_package *src, zeld_allocator allocator,
+                                        uint64_t allocator_argument);
+int32_t zeld_inst_node_loc_duplicate(inst_node_loc *dst, const inst_node_loc *src, zeld_allocator allocator,
+                                     uint64_t allocator_argument);
+int32_t zeld_sp_detail_duplicate(sp_detail *dst, const sp_detail *src, zeld_allocator allocator,
+                                 uint64_t allocator_argument);
+int32_t zeld_serv_packs_duplicate(serv_packs *dst, const serv_packs *src, zeld_allocator allocator,
+                                  uint64_t allocator_argument);
+
+/*
+ * Free everything that a record owns, not the record itself, and clear it, so that a second call is harmless. A null
+ * record is fine. Arguments after the deallocator are ignored.
+ */
+void zeld_inst_swp_package_free_ext(inst_swp_package *record, zeld_deallocator deallocator, ...);
+void zeld_inst_node_loc_free_ext(inst_node_loc *record, zeld_deallocator deallocator, ...);
+void zeld_sp_detail_free_ext(sp_detail *record, zeld_deallocator deallocator, ...);
+void zeld_serv_packs_free_ext(serv_packs *record, zeld_deallocator deallocator, ...);
+void zeld_inst_sw_profile_loc_free_ext(inst_sw_profile_loc *record, zeld_deallocator deallocator, ...);
+void zeld_inst_sw_profile_sdr_ext_free_ext(inst_sw_profile_sdr_ext *record, zeld_deallocator deallocator, ...);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

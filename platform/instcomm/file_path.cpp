@@ -1,0 +1,59 @@
+#include "instcomm.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+
+namespace
+{
+
+bool make_directory(const char *path)
+{
+    struct stat found;
+    return mkdir(path, 0755) == 0 || (errno == EEXIST && stat(path, &found) == 0 && S_ISDIR(found.st_mode));
+}
+
+} // namespace
+
+extern "C" {
+
+int instcomm_create_filepath_dirs(const char *path)
+{
+    char *const copy = path == nullptr ? nullptr : strdup(path);
+    if (copy == nullptr) {
+        errno = path == nullptr ? EINVAL : ENOMEM;
+        return -1;
+    }
+    bool made = true;
+    for (char *slash = std::strchr(copy, '/'); slash != nullptr && made; slash = std::strchr(slash + 1, '/')) {
+        if (slash != copy) {
+            *slash = '\0';
+            made = make_directory(copy);
+            *slash = '/';
+        }
+    }
+    const int err = errno;
+    std::free(copy);
+    errno = err;
+    return made ? 0 : -1;
+}
+
+int strncpy_s(char *dst, size_t dst_size, const char *src, size_t count)
+{
+    if (dst == nullptr || dst_size == 0) {
+        return EINVAL;
+    }
+    dst[0] = '\0';
+    if (src == nullptr) {
+        return EINVAL;
+    }
+    const std::size_t length = strnlen(src, count);
+    if (length >= dst_size) {
+        return ERANGE;
+    }
+    std::memcpy(dst, src, length);
+    dst[length] = '\0';
+    return 0;
+}
+}

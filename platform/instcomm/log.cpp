@@ -1,0 +1,87 @@
+#include "instcomm.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr char LOG_DIRECTORY[] = "/install_repo/log";
+constexpr char LOG_FILE[] = "/install_repo/log/install.log";
+
+int open_log()
+{
+    constexpr int HOW = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    int fd = open(LOG_FILE, HOW, 0644);
+    if (fd < 0 && errno == ENOENT && mkdir(LOG_DIRECTORY, 0755) == 0) {
+        fd = open(LOG_FILE, HOW, 0644);
+    }
+    return fd;
+}
+
+// "2026-11-24 19:01:32.123 [4711] ", of the size returned.
+std::size_t format_head(char *head, std::size_t size)
+{
+    timespec now = {};
+    tm local = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    localtime_r(&now.tv_sec, &local);
+    std::size_t used = std::strftime(head, size, "%Y-%m-%d %H:%M:%S", &local);
+    used += static_cast<std::size_t>(
+        std::snprintf(head + used, size - used, ".%03ld [%d] ", now.tv_nsec / 1000000, getpid()));
+    return used;
+}
+
+// One write, so that the lines of several processes don't mix.
+__attribute__((format(printf, 1, 0))) void append_line(const char *format, va_list arguments)
+{
+    char small[1024];
+    const std::size_t head = format_head(small, sizeof small);
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(small + head, sizeof small - head - 1, format, arguments);
+
+    char *line = small;
+    std::size_t size = head + static_cast<std::size_t>(length < 0 ? 0 : length);
+    if (size > sizeof small - 2) {
+        line = static_cast<char *>(std::malloc(size + 2));
+        if (line != nullptr) {
+            std::memcpy(line, small, head);
+            std::vsnprintf(line + head, size + 1 - head, format, again);
+        } else {
+            line = small; // cut
+            size = sizeof small - 2;
+        }
+    }
+    va_end(again);
+    if (line[size - 1] != '\n') {
+        line[size++] = '\n';
+    }
+    const int fd = open_log();
+    if (fd >= 0) {
+        static_cast<void>(!write(fd, line, size));
+        close(fd);
+    }
+    if (line != small) {
+        std::free(line);
+    }
+}
+
+} // namespace
+
+extern "C" void instcomm_log(const char *format, ...)
+{
+    const int err = errno;
+    va_list arguments;
+    va_start(arguments, format);
+    append_line(format, arguments);
+    va_end(arguments);
+    errno = err;
+}

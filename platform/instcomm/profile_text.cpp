@@ -1,0 +1,182 @@
+// The rendering of a profile that people read: every field that is there, one a line, nested by indentation. The
+// schema of the records leads through it; a field without a label doesn't compile.
+#include "instcomm.h"
+
+#include "instcomm/vm_types.h"
+#include "zeld/record_fields.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+
+namespace
+{
+
+using zeld::Kind;
+
+template <auto Member> constexpr const char *LABEL = nullptr;
+template <> constexpr const char *LABEL<&inst_sw_profile_sdr_ext::sdr_sw_profile> = "Software profile";
+template <> constexpr const char *LABEL<&inst_sw_profile_sdr_ext::ext_value> = "Extension value";
+template <> constexpr const char *LABEL<&inst_sw_profile_sdr_ext::sdr_sw_profile_len> = "Encoded bytes at creation";
+template <> constexpr const char *LABEL<&inst_sw_profile_sdr::vm_type> = "VM type";
+template <> constexpr const char *LABEL<&inst_sw_profile_sdr::sdr_key> = "SDR";
+template <> constexpr const char *LABEL<&inst_sw_profile_sdr::sw_profile> = "Software";
+template <> constexpr const char *LABEL<&inst_sw_profile_sdr::loc_profiles> = "Location profiles";
+template <> constexpr const char *LABEL<&inst_sw_profile_loc::node_locs> = "Nodes";
+template <> constexpr const char *LABEL<&inst_sw_profile_loc::sw_profile> = "Software";
+template <> constexpr const char *LABEL<&inst_sw_profile_info::lv_name> = "Logical volume";
+template <> constexpr const char *LABEL<&inst_sw_profile_info::image> = "Image";
+template <> constexpr const char *LABEL<&inst_sw_profile_info::packages> = "Packages";
+template <> constexpr const char *LABEL<&inst_sw_profile_info::version> = "Version";
+template <> constexpr const char *LABEL<&inst_sw_profile_info::sp_details> = "Service packs";
+template <> constexpr const char *LABEL<&inst_sw_profile_info::sp_names> = "Service pack names";
+template <> constexpr const char *LABEL<&inst_sw_profile_info::is_single_initrd_supported> = "Single initrd";
+template <> constexpr const char *LABEL<&inst_swp_package::name> = "Name";
+template <> constexpr const char *LABEL<&inst_swp_package::files> = "RPMs";
+template <> constexpr const char *LABEL<&inst_swp_package::aux_name> = "Second name";
+template <> constexpr const char *LABEL<&inst_swp_package::pkg_value> = "Value";
+template <> constexpr const char *LABEL<&inst_swp_package::pkg_type> = "Type";
+template <> constexpr const char *LABEL<&inst_swp_package::pkg_marker> = "Marker";
+template <> constexpr const char *LABEL<&inst_swp_package::extra_list> = "Extra list";
+template <> constexpr const char *LABEL<&inst_swp_package::extra_list_2> = "Second extra list";
+template <> constexpr const char *LABEL<&inst_swp_package::is_sp_pkg> = "Service pack member";
+template <> constexpr const char *LABEL<&inst_swp_package::extra_value> = "Extra value";
+template <> constexpr const char *LABEL<&sp_detail::sp_name> = "Name";
+template <> constexpr const char *LABEL<&sp_detail::sp_rpms> = "RPMs";
+
+struct Page {
+    FILE *out;
+    int depth;
+
+    Page inside() const { return {out, depth + 1}; }
+    void start_line() const { std::fprintf(out, "%*s", 2 * depth, ""); }
+    void end_line() const { std::fputc('\n', out); }
+};
+
+// Control characters are escaped, so that no name can break a line or steer a terminal.
+void put_text(const Page &page, const char *text)
+{
+    if (text == nullptr) {
+        std::fputs("(null)", page.out);
+        return;
+    }
+    for (; *text != '\0'; ++text) {
+        const auto byte = static_cast<unsigned char>(*text);
+        if (byte < ' ' || byte == 0x7f || byte == '\\') {
+            std::fprintf(page.out, "\\x%02x", byte);
+        } else {
+            std::fputc(byte, page.out);
+        }
+    }
+}
+
+template <class R> void put_fields(const Page &page, const R &record);
+
+// Each entry has a line with its number, type and name, and below what else it holds.
+void put_table(const Page &page, const inst_swp_package *packages, uint32_t count)
+{
+    if (count != 0) {
+        page.start_line();
+        std::fputs("   No  Type  SP  Name\n", page.out);
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        inst_swp_package rest = packages[i];
+        char type[12] = "-";
+        if (record::has<&inst_swp_package::pkg_type>(rest)) {
+            std::snprintf(type, sizeof type, "%" PRIu32, rest.pkg_type);
+        }
+        page.start_line();
+        std::fprintf(page.out, "%5" PRIu32 "  %4s  %2s  ", i + 1, type, rest.is_sp_pkg != 0 ? "SP" : "-");
+        put_text(page, record::has<&inst_swp_package::name>(rest) ? rest.name : "-");
+        page.end_line();
+        record::clear<&inst_swp_package::name>(rest);
+        record::clear<&inst_swp_package::pkg_type>(rest);
+        record::clear<&inst_swp_package::is_sp_pkg>(rest);
+        put_fields(Page{page.out, page.depth + 9}, rest);
+    }
+}
+
+void put_table(const Page &page, const inst_node_loc *nodes, uint32_t count)
+{
+    for (uint32_t i = 0; i < count; ++i) {
+        page.start_line();
+        std::fprintf(page.out, "%" PRIu32 "/%" PRIu32 "/%" PRIu32 "\n", nodes[i].loc_id_1, nodes[i].loc_id_2,
+                     nodes[i].loc_id_3);
+    }
+}
+
+template <class R> void put_table(const Page &page, const R *records, uint32_t count)
+{
+    for (uint32_t i = 0; i < count; ++i) {
+        page.start_line();
+        std::fprintf(page.out, "[%" PRIu32 "]\n", i + 1);
+        put_fields(page.inside(), records[i]);
+    }
+}
+
+void put_table(const Page &page, char *const *texts, uint32_t count)
+{
+    for (uint32_t i = 0; i < count; ++i) {
+        page.start_line();
+        put_text(page, texts[i]);
+        page.end_line();
+    }
+}
+
+template <class F, class R> void put_field(const Page &page, const R &record)
+{
+    static_assert(LABEL<F::member> != nullptr);
+    const auto &value = F::value(record);
+    page.start_line();
+    std::fprintf(page.out, "%s:%s", LABEL<F::member>, F::kind == Kind::Record ? "" : " ");
+    if constexpr (F::kind == Kind::Record) {
+        page.end_line();
+        put_fields(page.inside(), value);
+    } else if constexpr (F::is_array) {
+        const uint32_t count = value == nullptr ? 0 : F::count(record);
+        std::fprintf(page.out, "%" PRIu32 "\n", count);
+        put_table(page.inside(), value, count);
+    } else if constexpr (F::kind == Kind::String) {
+        put_text(page, value);
+        page.end_line();
+    } else {
+        std::fprintf(page.out, "%" PRIu64, uint64_t{value});
+        if constexpr (std::is_same_v<R, inst_sw_profile_sdr>) {
+            std::fprintf(page.out, " (%s)", instcomm::vm_type_name(value));
+        }
+        page.end_line();
+    }
+}
+
+template <class R> void put_fields(const Page &page, const R &record)
+{
+    zeld::each_field<R>([&]<class F, unsigned bit>() {
+        if (record::has<F::member>(record)) {
+            put_field<F>(page, record);
+        }
+        return true;
+    });
+}
+
+} // namespace
+
+extern "C" uint64_t instcomm_get_swprofile_sdr_str(const inst_sw_profile_sdr_ext *profile, char **text, int, char **)
+{
+    if (profile == nullptr || text == nullptr) {
+        return INSTCOMM_RC_INVALID_ARG;
+    }
+    char *rendered = nullptr;
+    std::size_t size = 0;
+    FILE *const out = open_memstream(&rendered, &size);
+    if (out == nullptr) {
+        return INSTCOMM_RC_NO_MEMORY;
+    }
+    put_fields(Page{out, 0}, *profile);
+    const bool is_whole = std::ferror(out) == 0;
+    if (std::fclose(out) != 0 || !is_whole) {
+        std::free(rendered);
+        return INSTCOMM_RC_NO_MEMORY;
+    }
+    *text = rendered;
+    return 0;
+}

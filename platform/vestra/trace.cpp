@@ -1,0 +1,198 @@
+// A ring file per trace: a header, then the records, the oldest overwritten first. All processes that trace append to
+// one ring; a counter in the header, which each of them has mapped, hands out the places.
+#include "vestra.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr char LOG_DIRECTORY[] = "/install_repo/log";
+constexpr uint32_t HEADER_SIZE = 4096;
+constexpr char MAGIC[8] = {'V', 'E', 'S', 'T', 'R', 'A', '1', '\n'};
+
+struct RingHeader {
+    char magic[8];
+    uint64_t next; // records appended so far
+    uint32_t records;
+    uint32_t record_size;
+    char path[256]; // of the sources that the sites stand in
+    char build_id[64];
+};
+
+// Arguments follow, as arg_types tells: numbers as they are, texts with their NUL.
+struct RecordHead {
+    uint64_t seconds;
+    uint32_t nanoseconds;
+    uint32_t pid;
+    uint32_t tid;
+    uint32_t site;
+    uint32_t size; // of the arguments
+    char arg_types[20];
+};
+
+struct Trace {
+    char name[64];
+    RingHeader header;
+    RingHeader *mapped; // null: nothing is written
+    int fd;
+};
+
+constexpr uint32_t MAX_TRACES = 8;
+constexpr uint32_t MAX_RECORD = 1024;
+Trace traces[MAX_TRACES];
+uint32_t trace_count;
+
+bool copy_text(char *copy, std::size_t size, const char *text)
+{
+    const int length = std::snprintf(copy, size, "%s", text);
+    return length >= 0 && static_cast<std::size_t>(length) < size;
+}
+
+bool write_header(int fd, const RingHeader &header)
+{
+    return pwrite(fd, &header, sizeof header, 0) == static_cast<ssize_t>(sizeof header);
+}
+
+// Is a ring of this form in the file? The counter may be anything.
+bool has_ring(int fd, const RingHeader &wanted)
+{
+    RingHeader found;
+    if (pread(fd, &found, sizeof found, 0) != static_cast<ssize_t>(sizeof found)) {
+        return false;
+    }
+    found.next = wanted.next;
+    return std::memcmp(&found, &wanted, sizeof found) == 0;
+}
+
+void open_ring(Trace &trace)
+{
+    char path[sizeof LOG_DIRECTORY + sizeof trace.name + sizeof "/.vestra"];
+    std::snprintf(path, sizeof path, "%s/%s.vestra", LOG_DIRECTORY, trace.name);
+    static_cast<void>(mkdir(LOG_DIRECTORY, 0755));
+    trace.fd = open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (trace.fd < 0) {
+        return;
+    }
+    if (has_ring(trace.fd, trace.header) ||
+        (ftruncate(trace.fd, 0) == 0 && write_header(trace.fd, trace.header))) {
+        void *const header = mmap(nullptr, HEADER_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, trace.fd, 0);
+        trace.mapped = header == MAP_FAILED ? nullptr : static_cast<RingHeader *>(header);
+    }
+    if (trace.mapped == nullptr) {
+        close(trace.fd);
+    }
+}
+
+// The place of the next record. The header is looked after first: touching it would be fatal in a file that somebody
+// has emptied.
+bool take_place(Trace &trace, off_t &place)
+{
+    struct stat file;
+    if (fstat(trace.fd, &file) != 0 ||
+        (file.st_size < static_cast<off_t>(sizeof(RingHeader)) && !write_header(trace.fd, trace.header))) {
+        return false;
+    }
+    const uint64_t number = std::atomic_ref(trace.mapped->next).fetch_add(1, std::memory_order_relaxed);
+    place = static_cast<off_t>(HEADER_SIZE + number % trace.header.records * trace.header.record_size);
+    return true;
+}
+
+uint32_t put_arguments(char *at, std::size_t room, const char *arg_types, va_list arguments)
+{
+    std::size_t used = 0;
+    const auto put = [&](const void *bytes, std::size_t size) {
+        size = size < room - used ? size : room - used;
+        std::memcpy(at + used, bytes, size);
+        used += size;
+    };
+    for (const char *type = arg_types; *type != '\0'; ++type) {
+        if (*type == 's') {
+            const char *const given = va_arg(arguments, const char *);
+            const char *const text = given == nullptr ? "(null)" : given;
+            put(text, std::strlen(text) + 1);
+        } else if (*type == 'D') {
+            const auto number = va_arg(arguments, uint64_t);
+            put(&number, sizeof number);
+        } else {
+            const auto number = va_arg(arguments, uint32_t);
+            put(&number, sizeof number);
+        }
+    }
+    return static_cast<uint32_t>(used);
+}
+
+} // namespace
+
+extern "C" {
+
+int vestra_open_internal(uint64_t *handle, const char *name, uint32_t records, uint32_t record_size, const char *path,
+                         const char *build_id, uint64_t)
+{
+    if (handle == nullptr || name == nullptr || path == nullptr || build_id == nullptr || records == 0 ||
+        record_size < sizeof(RecordHead) || record_size > MAX_RECORD || std::strchr(name, '/') != nullptr) {
+        return EINVAL;
+    }
+    for (uint32_t i = 0; i < trace_count; ++i) {
+        if (std::strcmp(traces[i].name, name) == 0) {
+            *handle = i + 1;
+            return 0;
+        }
+    }
+    if (trace_count == MAX_TRACES) {
+        return ENOSPC;
+    }
+    Trace trace = {};
+    trace.header.records = records;
+    trace.header.record_size = record_size;
+    std::memcpy(trace.header.magic, MAGIC, sizeof MAGIC);
+    if (!copy_text(trace.name, sizeof trace.name, name) ||
+        !copy_text(trace.header.path, sizeof trace.header.path, path) ||
+        !copy_text(trace.header.build_id, sizeof trace.header.build_id, build_id)) {
+        return EINVAL;
+    }
+    open_ring(trace);
+    traces[trace_count++] = trace;
+    *handle = trace_count;
+    return 0;
+}
+
+void vestra_internal(uint64_t handle, uint32_t site, uint32_t, uint32_t, const char *arg_types, const char *format, ...)
+{
+    if (handle == 0 || handle > trace_count || arg_types == nullptr) {
+        return;
+    }
+    Trace &trace = traces[handle - 1];
+    off_t place = 0;
+    if (trace.mapped == nullptr || !take_place(trace, place)) {
+        return;
+    }
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    RecordHead head = {};
+    head.seconds = static_cast<uint64_t>(now.tv_sec);
+    head.nanoseconds = static_cast<uint32_t>(now.tv_nsec);
+    head.pid = static_cast<uint32_t>(getpid());
+    head.tid = static_cast<uint32_t>(gettid());
+    head.site = site;
+    static_cast<void>(copy_text(head.arg_types, sizeof head.arg_types, arg_types));
+
+    char record[MAX_RECORD] = {};
+    const std::size_t size = trace.header.record_size;
+    va_list arguments;
+    va_start(arguments, format);
+    head.size = put_arguments(record + sizeof head, size - sizeof head, arg_types, arguments);
+    va_end(arguments);
+    std::memcpy(record, &head, sizeof head);
+    static_cast<void>(!pwrite(trace.fd, record, size, place)); // what can't be traced is dropped
+}
+}

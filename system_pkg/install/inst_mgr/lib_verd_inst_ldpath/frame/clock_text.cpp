@@ -1,0 +1,16 @@
+#include "frame/clock_text.h"
+
+#include <cstdio>
+#include <ctime>
+
+ClockText clock_text()
+{
+    ClockText text = {"<Unknown Time>       : ", 0};
+    timespec now = {};
+    tm local = {};
+    if (clock_gettime(CLOCK_REALTIME, &now) == 0 && localtime_r(&now.tv_sec, &local) != nullptr) {
+        std::strftime(text.time, sizeof text.time, "%b %d %H:%M:%S", &local);
+        text.milliseconds = now.tv_nsec / 1000000 % 1000;
+    }
+    return text;
+}

@@ -1,0 +1,6 @@
+// Texts in buffers of a fixed size: what doesn't fit is cut.
+#pragma once
+
+#include <cstddef>
+
+void format_cut(char *buffer, std::size_t size, const char *format, ...) __attribute__((format(printf, 3, 4)));

@@ -1,0 +1,59 @@
+// DEBUG_LINE(threshold, format, ...): a line on standard error, when the verbosity of DEBUG lines has reached the
+// threshold. The format is a literal that ends in "\n".
+#pragma once
+
+#include "frame/clock_text.h"
+#include "frame/report.h"
+
+#include <unistd.h>
+
+#include <pthread.h>
+
+namespace debug
+{
+
+inline bool is_wanted(uint16_t threshold)
+{
+    return g_inst_common_debug_verbosity_level >= threshold;
+}
+
+// One message in the forms of the three prefixes.
+struct Formats {
+    const char *with_time;
+    const char *with_thread;
+    const char *with_place;
+};
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+template <class... Args> void write(const Formats &formats, const char *function, int line, Args... args)
+{
+    const ClockText now = clock_text();
+    const auto thread = static_cast<long>(pthread_self());
+    switch (g_inst_common_debug_prefix) {
+    case 0:
+        std::fprintf(stderr, formats.with_time, now.time, now.milliseconds, args...);
+        break;
+    case 1:
+        std::fprintf(stderr, formats.with_thread, now.time, now.milliseconds, getpid(), thread, args...);
+        break;
+    default:
+        std::fprintf(stderr, formats.with_place, now.time, now.milliseconds, getpid(), thread, function, line,
+                     args...);
+        break;
+    }
+}
+#pragma GCC diagnostic pop
+
+} // namespace debug
+
+#define DEBUG_LINE(threshold, format, ...)                                                                            \
+    do {                                                                                                              \
+        static_assert((threshold) > 0 && std::string_view(format).ends_with('\n'));                                   \
+        CHECK_FORMAT(format __VA_OPT__(, ) __VA_ARGS__);                                                              \
+        if (debug::is_wanted(threshold)) {                                                                            \
+            debug::write({"DEBUG %s.%03zd : " format, "DEBUG %s.%03zd pid %d, tid %ld : " format,                     \
+                          "DEBUG %s.%03zd pid %d, tid %ld, %s, %d : " format},                                        \
+                         __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                              \
+        }                                                                                                             \
+    } while (false)

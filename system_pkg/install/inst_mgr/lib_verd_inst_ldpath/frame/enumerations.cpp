@@ -1,0 +1,25 @@
+#include "frame/enumerations.h"
+
+extern "C" {
+
+bool is_part_type_valid(int32_t part_type)
+{
+    return part_type == VERD_SWP_COMMITTED || part_type == VERD_SWP_ACTIVE || part_type == VERD_SWP_PREPARED;
+}
+
+uint32_t instcomm_inst_pkg_type_to_swp_type(uint32_t pkg_type)
+{
+    switch (pkg_type) {
+    case 1:
+        return 2;
+    case 3:
+        return 3;
+    case VERD_PKG_HOST_SMU:
+        return VERD_SWP_PKG_HOST_SMU;
+    case VERD_PKG_KERNEL:
+        return VERD_SWP_PKG_KERNEL;
+    default:
+        return VERD_SWP_PKG_BASE;
+    }
+}
+}

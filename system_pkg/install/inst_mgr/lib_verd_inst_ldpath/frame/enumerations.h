@@ -1,0 +1,44 @@
+// VM types, states and scopes, and the names that messages and file names give them.
+#pragma once
+
+#include "instcomm/vm_types.h"
+#include "verd_inst_ldpath.h"
+
+using instcomm::vm_type_name; // "unknown" for what isn't one
+
+// The types whose profiles are kept per SDR.
+constexpr bool is_qx_based(uint32_t vm_type)
+{
+    return vm_type == VERD_VM_QX || vm_type == VERD_VM_LC_QX || vm_type == VERD_VM_UVF;
+}
+
+// "committed", "active", "prepared", or "unknown".
+constexpr const char *state_name(int32_t part_type)
+{
+    switch (part_type) {
+    case VERD_SWP_COMMITTED:
+        return "committed";
+    case VERD_SWP_ACTIVE:
+        return "active";
+    case VERD_SWP_PREPARED:
+        return "prepared";
+    default:
+        return "unknown";
+    }
+}
+
+constexpr const char *scope_name(uint8_t is_local)
+{
+    return is_local != 0 ? "local" : "global";
+}
+
+// Some messages call the global profile the master.
+constexpr const char *local_or_master(uint8_t is_local)
+{
+    return is_local != 0 ? "local" : "master";
+}
+
+constexpr const char *text_or_null(const char *text)
+{
+    return text == nullptr ? "null" : text;
+}

@@ -1,0 +1,53 @@
+#include "frame/report.h"
+
+#include <cstring>
+
+TRACE_SITES_BEGIN(library_init)
+
+namespace
+{
+
+constexpr char TRACE_NAME[] = "verd_inst_ldpath";
+constexpr char SOURCE_PATH[] = "./verdalis/system_pkg/install/inst_mgr/lib_verd_inst_ldpath";
+constexpr uint32_t TRACE_RECORDS = 20000;
+constexpr uint32_t TRACE_RECORD_SIZE = 384;
+
+// Identifies the messages behind the site numbers; a release that changes them takes a new one.
+constexpr char BUILD_ID[] = "5d2b6f0e9c3147a88e61f4b70a9d2c35";
+
+// The record may be the settings themselves, and its name may lack its terminator.
+void copy_package_format(const inst_pkg_fmt_info &fmt_info)
+{
+    char name[sizeof g_inst_pkg_fmt_info.name] = {};
+    std::memcpy(name, fmt_info.name, strnlen(fmt_info.name, sizeof name - 1));
+    g_inst_pkg_fmt_info.is_new_format = fmt_info.is_new_format;
+    std::memcpy(g_inst_pkg_fmt_info.name, name, sizeof name);
+}
+
+} // namespace
+
+extern "C" {
+
+uint64_t verd_inst_ldpath_vestra_hdl;
+
+uint64_t verd_inst_ldpath_lib_init(uint64_t context, const inst_pkg_fmt_info *fmt_info)
+{
+    if (vestra_open_internal(&verd_inst_ldpath_vestra_hdl, TRACE_NAME, TRACE_RECORDS, TRACE_RECORD_SIZE, SOURCE_PATH,
+                             BUILD_ID, context) != 0) {
+        constexpr char message[] = "ERROR: failed to init verd_inst_ldpath library vestra\n";
+        std::fwrite(message, 1, sizeof message - 1, stderr);
+        return INSTMGR_RC_INIT_FAILED;
+    }
+    REPORT("ldpath lib vestra init succeeded\n");
+    if (fmt_info != nullptr) {
+        copy_package_format(*fmt_info);
+    }
+    const uint64_t rc = instcomm_util_init(context, 0);
+    if (rc != 0) {
+        REPORT("Error initializing instcomm_util lib, rc=0x%lx\n", rc);
+    }
+    return rc;
+}
+}
+
+TRACE_SITES_END(library_init);

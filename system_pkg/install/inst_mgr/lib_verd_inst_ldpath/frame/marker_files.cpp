@@ -1,0 +1,17 @@
+#include "frame/marker_files.h"
+
+#include <unistd.h>
+
+bool marker_exists(const char *path)
+{
+    return access(path, F_OK) == 0;
+}
+
+bool test_file_fires(const char *path)
+{
+    const bool fires = marker_exists(path);
+    if (fires) {
+        static_cast<void>(unlink(path));
+    }
+    return fires;
+}

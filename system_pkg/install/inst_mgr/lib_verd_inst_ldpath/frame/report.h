@@ -1,0 +1,56 @@
+// REPORT(format, ...): a message to the binary trace and then to the install log. The format is checked by the compiler,
+// the arguments are evaluated once, errno is left as it was. Null texts print as "(null)".
+#pragma once
+
+#include "frame/trace_sites.h"
+#include "verd_inst_ldpath.h"
+
+#include "vestra.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <type_traits>
+
+namespace trace
+{
+
+// How the trace is told of the arguments: a letter each, and the space that the numbers among them take.
+template <class... Args> struct Arguments {
+    template <class T> static constexpr char letter()
+    {
+        static_assert(std::is_scalar_v<T>);
+        return std::is_pointer_v<T> ? 's' : sizeof(T) > 4 ? 'D' : 'd';
+    }
+    template <class T> static constexpr uint32_t words()
+    {
+        return std::is_pointer_v<T> ? 0 : sizeof(T) > 4 ? 2 : 1;
+    }
+    static constexpr char letters[] = {letter<Args>()..., '\0'};
+    static constexpr uint32_t has_strings = (std::is_pointer_v<Args> || ...) ? 1 : 0;
+    static constexpr uint32_t size_class = (4 + ... + words<Args>());
+};
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+template <class... Args> void report(uint32_t site, const char *format, Args... args)
+{
+    using About = Arguments<Args...>;
+    const int err = errno;
+    vestra_internal(verd_inst_ldpath_vestra_hdl, site, About::size_class, About::has_strings, About::letters, format,
+                    args...);
+    errno = err;
+    instcomm_log(format, args...);
+}
+#pragma GCC diagnostic pop
+
+} // namespace trace
+
+// Lets the compiler check a printf format; nothing is evaluated.
+#define CHECK_FORMAT(...) static_cast<void>(sizeof(std::printf(__VA_ARGS__)))
+
+#define REPORT(...)                                                                                                   \
+    do {                                                                                                              \
+        CHECK_FORMAT(__VA_ARGS__);                                                                                    \
+        trace::report(NEXT_TRACE_SITE, __VA_ARGS__);                                                                  \
+    } while (false)

@@ -1,0 +1,70 @@
+// The numbers of the message sites. Each message of the library has a number of its own, by which the trace knows it:
+// consecutive, in the order of the table below and, within a file, in the order of its source.
+//
+// A file that reports has TRACE_SITES_BEGIN(its name) before its first function and TRACE_SITES_END(its name) at its
+// end, and its line in the table. A wrong count doesn't compile.
+#pragma once
+
+#include <string_view>
+
+namespace trace
+{
+
+struct FileSites {
+    std::string_view file;
+    unsigned count;
+};
+
+inline constexpr FileSites FILES[] = {
+    {"library_init", 2},
+    {"node_locations", 1},
+    {"file_naming", 9},
+    {"boot_active_flag", 5},
+    {"existence", 8},
+    {"binary_writer", 11},
+    {"text_writer", 4},
+    {"reader", 10},
+    {"store", 13},
+    {"create", 16},
+    {"fetch", 8},
+};
+
+// Isn't constexpr, so that reaching it ends the compilation.
+unsigned this_file_has_no_line_in_the_table_of_trace_sites();
+
+consteval unsigned site_count(std::string_view file)
+{
+    for (const FileSites &sites : FILES) {
+        if (sites.file == file) {
+            return sites.count;
+        }
+    }
+    return this_file_has_no_line_in_the_table_of_trace_sites();
+}
+
+consteval unsigned first_site(std::string_view file)
+{
+    unsigned first = 0;
+    for (const FileSites &sites : FILES) {
+        if (sites.file == file) {
+            return first;
+        }
+        first += sites.count;
+    }
+    return this_file_has_no_line_in_the_table_of_trace_sites();
+}
+
+} // namespace trace
+
+#define TRACE_SITES_BEGIN(file)                                                                                       \
+    namespace                                                                                                         \
+    {                                                                                                                 \
+    constexpr unsigned FIRST_SITE = trace::first_site(#file);                                                         \
+    constexpr unsigned FIRST_COUNT = __COUNTER__ + 1;                                                                 \
+    }
+
+#define TRACE_SITES_END(file)                                                                                         \
+    static_assert(__COUNTER__ - FIRST_COUNT == trace::site_count(#file), "correct this file's line in trace_sites.h")
+
+// The number of the site at which this stands. Use it once a site.
+#define NEXT_TRACE_SITE (FIRST_SITE + (__COUNTER__ - FIRST_COUNT))

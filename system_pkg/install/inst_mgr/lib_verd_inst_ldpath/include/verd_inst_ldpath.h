@@ -1,0 +1,225 @@
+/*
+ * The software-profile store: create, store, find and fetch software profiles, the records of what each VM runs.
+ *
+ * A profile is one inst_sw_profile_sdr_ext record (zeld.h), kept as a .bin file with a readable .txt twin. It is
+ * found by SDR key, scope, state and VM type:
+ *
+ *   sdr_key    the SDR's name, such as "default-sdr". It goes into paths as it stands; check it first if it comes from
+ *              outside. Admin profiles have none.
+ *   is_local   non-zero: the node's own repository; 0: the global install database
+ *   part_type  the profile's state: 1 committed, 2 active, 3 prepared (VERD_SWP_...)
+ *   vm_type    2 Admin, 3 QX, 4 LC QX, 6 UVF (VERD_VM_...); Host and Service VM have no profile
+ *
+ * Results are 64-bit codes, 0 for success. Codes of install-common (instcomm.h) pass through unchanged.
+ *
+ * An error-text slot (`char **err_msg_p`) may be null. Where it points to a null text, a failing operation stores a
+ * text of at most 2047 characters there, entries "E:reason;" from the innermost cause outwards, which the caller frees
+ * with free(). A slot that holds a text already is left alone.
+ *
+ * Returned paths and texts are freed with free(), returned profiles with inst_ldpath_free_swprofile_ext(). Unless said
+ * otherwise, out-parameters are untouched on failure. A null pointer where none is allowed gives INST_RC_INVALID_ARG.
+ *
+ * Nothing here locks: initialise once, from one thread, before anything else; afterwards every operation may be called
+ * from any thread, but two threads or processes that change one profile at once must be kept apart by their callers.
+ */
+#ifndef VERD_INST_LDPATH_H
+#define VERD_INST_LDPATH_H
+
+#include <stdbool.h>
+#include <stdint.h>
+
+#include "instcomm.h"
+#include "zeld.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+/* Result codes. */
+#define INST_RC_FAILED 0x40101278CA100801ULL                 /* a generic failure */
+#define INST_RC_NO_MEMORY 0x40101278CA100802ULL              /* out of memory: file names, buffers, records */
+#define INST_RC_INVALID_ARG 0x40101278CA100803ULL            /* a null argument, or a copy that was refused */
+#define INST_RC_NO_SWPROFILE 0x40101278CA10081FULL           /* this VM type has no software profile */
+#define INSTMGR_RC_EMPTY_SWPROFILE 0x4010127ACA100902ULL     /* a profile of 0 bytes was to be written */
+#define INSTMGR_RC_NO_MEMORY 0x4010127ACA100904ULL           /* out of memory: content of a profile */
+#define INSTMGR_RC_INVALID_DATA 0x4010127ACA100907ULL        /* the request or the stored data is invalid */
+#define INSTMGR_RC_INIT_FAILED 0x4010127ACA10090CULL         /* the trace can't be opened */
+#define INSTMGR_RC_SWPROFILE_NOT_FOUND 0x1010127ACA100905ULL /* the profile doesn't exist */
+#define INSTMGR_DUP_SWPROFILE_PKG 0x4010127ACA100949ULL      /* the package is in the profile already */
+
+/* The code of a failed file operation: it carries the low 11 bits of errno. */
+static inline uint64_t INSTMGR_RC_ERRNO(int err)
+{
+    return 0x4000127ACA100000ULL | ((uint64_t)(uint32_t)err & 0x7ffU);
+}
+
+/* VM types. */
+enum {
+    VERD_VM_HOST = 1,
+    VERD_VM_ADMIN = 2,
+    VERD_VM_QX = 3,
+    VERD_VM_LC_QX = 4,
+    VERD_VM_SERVICE = 5,
+    VERD_VM_UVF = 6
+};
+
+/* Profile states. */
+enum { VERD_SWP_COMMITTED = 1, VERD_SWP_ACTIVE = 2, VERD_SWP_PREPARED = 3 };
+
+/* Install package types, as given by those who add packages. */
+enum { VERD_PKG_HOST_SMU = 6, VERD_PKG_KERNEL = 7, VERD_PKG_BASE = 8 };
+
+/* Profile package types, as stored in a package entry. */
+enum { VERD_SWP_PKG_BASE = 1, VERD_SWP_PKG_KERNEL = 4, VERD_SWP_PKG_HOST_SMU = 5 };
+
+/* The handle of this library's trace, "verd_inst_ldpath"; 0 until initialised. */
+extern uint64_t verd_inst_ldpath_vestra_hdl;
+
+/*
+ * Prepare the library. `context` is passed on to the trace and to install-common. `fmt_info`, which may be null, is
+ * copied into g_inst_pkg_fmt_info, a name of more than 15 characters cut.
+ * Results: 0; INSTMGR_RC_INIT_FAILED with one line on standard error, after which the library must not be used; or
+ * what instcomm_util_init() returned.
+ */
+uint64_t verd_inst_ldpath_lib_init(uint64_t context, const inst_pkg_fmt_info *fmt_info);
+
+/* Is this a profile state? */
+bool is_part_type_valid(int32_t part_type);
+
+/* The profile package type (1 to 5) of an install package type; 1 for all but 1, 3, 6 and 7. */
+uint32_t instcomm_inst_pkg_type_to_swp_type(uint32_t pkg_type);
+
+/*
+ * Copy `count` node locations into a new array, *dst_p, which is null when count is 0 and on failure. The caller frees
+ * each element with zeld_inst_node_loc_free_ext() and the array with free().
+ * Results: 0, INST_RC_INVALID_ARG, INST_RC_NO_MEMORY.
+ */
+uint64_t verd_inst_dup_node_loc_list(uint32_t count, const inst_node_loc *src, inst_node_loc **dst_p);
+
+/*
+ * Compose the path of a profile's .bin file into a new text. Nothing on disk is looked at. The global scope needs a
+ * key for QX, LC QX and UVF. Paths of more than 4095 characters are cut.
+ * Results: 0; INST_RC_INVALID_ARG; INSTMGR_RC_INVALID_DATA for an unknown state; INST_RC_NO_SWPROFILE;
+ * INST_RC_NO_MEMORY. Should the bounded copy be refused (INST_RC_INVALID_ARG), *swprofile_file_p still holds a text to
+ * be freed.
+ */
+uint64_t inst_get_sdr_swprofile_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_local, int32_t part_type,
+                                     uint32_t vm_type, char **err_msg_p);
+
+/*
+ * Compose the path of the text twin of a .bin path into a new text: all from its last '.' becomes ".txt".
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA for a path without a '.'.
+ */
+uint64_t inst_get_sdr_swprofile_txt_file(const char *swprofile_file, char **swprofile_txt_file_p, char **err_msg_p);
+
+/*
+ * Compose the path of the boot-active flag file into a new text; the file itself is the caller's business. The Admin
+ * flag is always local; every other VM type has the SDR's.
+ * Results: 0, INST_RC_INVALID_ARG, INST_RC_NO_MEMORY; *swprofile_file_p as for inst_get_sdr_swprofile_file().
+ */
+uint64_t inst_get_boot_active_swp_flag(const char *sdr_key, char **swprofile_file_p, uint8_t is_local,
+                                       uint32_t vm_type);
+
+/*
+ * Store 1 in *exists when the profile's .bin file is there and not empty, else 0. A file that can't be examined counts
+ * as absent, with result 0 and an error text.
+ * Results: 0, INST_RC_INVALID_ARG, and those of inst_get_sdr_swprofile_file().
+ */
+uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                            uint8_t *exists, char **err_msg_p);
+
+/*
+ * Encode a profile and write its .bin file, verified by reading it back, and its .txt twin. Missing directories are
+ * made. Local QX and LC QX profiles of "default-sdr" are copied to "/install_repo/local/" as well. The record stays
+ * the caller's and isn't changed.
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_EMPTY_SWPROFILE when the record can't be encoded;
+ * INSTMGR_RC_INVALID_DATA; those of inst_get_sdr_swprofile_file(); an errno code when a file can't be opened or
+ * written; INSTCOMM codes when the copy to "/install_repo/local/" fails.
+ * On disk: a failure before the .bin is opened leaves both files as they were. A .bin that couldn't be written is
+ * removed. Later failures leave the new .bin in place. BEWARE: 0 is also returned when the .bin could be written but
+ * not verified (no file, or an unverified one, is left then); the error text tells.
+ */
+uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                           inst_sw_profile_sdr_ext *profile, char **error_message_out);
+
+/*
+ * Store a changed profile under the SDR key that it carries (none for Admin).
+ * With part_short_name, a profile that carries an SDR key gets it as its lv_name first: the record then points at the
+ * caller's text, which must live as long, and must be taken out of the record again before the record is released: put
+ * the former lv_name back (it isn't freed here, and leaks otherwise), or set lv_name to null.
+ * Results and disk: as for inst_write_sdr_swprofile_to_file2().
+ */
+uint64_t inst_ldpath_store_sdr_swprofile(inst_sw_profile_sdr_ext *profile, uint8_t is_local, int32_t part_type,
+                                         char *part_short_name, uint32_t vm_type, char **error_message_out);
+
+/* What a new profile is to hold, and where it is to live. Everything stays the caller's; texts may be null. */
+typedef struct swprofile_create_request {
+    char *sdr_key; /* required for QX, LC QX and UVF in global scope */
+    uint8_t is_local;
+    uint32_t part_type;
+    char *lv_name;           /* logical volume that holds the software */
+    char *image;             /* path of the image file; its last component is stored */
+    char **image_rpms;       /* RPMs inside the image; sorted in place */
+    uint32_t num_image_rpms; /* entries of image_rpms */
+    uint32_t vm_type;
+    char *version;
+    char *image_aux_name;       /* a second name of the image */
+    inst_swp_package *packages; /* initial packages, presence bits set */
+    uint32_t packages_count;
+    struct serv_packs *serv_packs; /* recorded when a package has is_sp_pkg set, ignored otherwise */
+    uint8_t is_single_initrd_supported;
+} swprofile_create_request;
+
+/*
+ * Create a profile and store it. When "/misc/disk1/usb/opt_pkgs" exists, the packages of the request are copied from
+ * there to "/install_repo/gl/qx/" first. The profile's body may take up to 102400 bytes.
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA for a body that is
+ * too large; the wait status of a failed copy of an optional package, sign-extended; and those of
+ * inst_write_sdr_swprofile_to_file2(), whose notes on the disk hold here too. Any failure before the store leaves the
+ * disk as it was, but for optional packages already copied.
+ */
+uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request);
+
+/*
+ * Fetch the stored profile of one VM type and scope: global QX, global LC QX, global UVF, local QX. *..._pp gets a new
+ * record. The key is required, also for the local one.
+ * Results: 0; INST_RC_INVALID_ARG (also when the file can't be named); INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA for
+ * a file that doesn't decode or grows while it is read; an errno code when it can't be opened or read (errno part 0
+ * for an empty file).
+ */
+uint64_t inst_ldpath_get_sdr_swprofile(const char *sdr_key, int32_t part_type,
+                                       inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);
+uint64_t inst_ldpath_get_sdr_swprofile_lcp(const char *sdr_key, int32_t part_type,
+                                           inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);
+uint64_t inst_ldpath_get_sdr_swprofile_uvf(const char *sdr_key, int32_t part_type,
+                                           inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);
+uint64_t inst_ldpath_get_sdr_local_swprofile(const char *sdr_key, int32_t part_type,
+                                             inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);
+
+/*
+ * Fetch any stored profile; the second is the first in local scope. Results as above, and those of
+ * inst_get_sdr_swprofile_file(). Only a failure to name the file leaves an error text; for a local profile the first
+ * then adds an entry "R:...;" that tells how to recover.
+ */
+uint64_t inst_ldpath_get_swprofile(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                   inst_sw_profile_sdr_ext **local_sw_profile_ext_pp, char **error_message_out);
+uint64_t inst_ldpath_get_local_swprofile(const char *sdr_key, int32_t part_type, uint32_t vm_type,
+                                         inst_sw_profile_sdr_ext **local_sw_profile_ext_pp, char **error_message_out);
+
+/*
+ * Fetch a profile that may not exist: INSTMGR_RC_SWPROFILE_NOT_FOUND tells a missing or empty file from a failure,
+ * whose results are those of inst_ldpath_get_swprofile().
+ */
+uint64_t inst_ldpath_get_sw_profile_if_exists(const char *sdr_key, uint8_t is_local, int32_t part_type,
+                                              uint32_t vm_type, inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);
+
+/* Free a fetched profile and set *pp to null. A null pp, or one that points to null, is fine. */
+void inst_ldpath_free_swprofile_ext(inst_sw_profile_sdr_ext **pp);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif

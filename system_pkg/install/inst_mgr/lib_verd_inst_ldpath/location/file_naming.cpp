@@ -1,0 +1,152 @@
+#include "frame/cut_text.h"
+#include "frame/debug_line.h"
+#include "frame/enumerations.h"
+#include "frame/error_text.h"
+#include "frame/marker_files.h"
+#include "frame/owned.h"
+#include "location/path_text.h"
+#include "location/repository.h"
+
+#include <cstring>
+
+TRACE_SITES_BEGIN(file_naming)
+
+namespace
+{
+
+constexpr char BINARY_EXTENSION[] = ".bin";
+constexpr char TEXT_EXTENSION[] = ".txt";
+
+constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while getting QX software profile file\n";
+constexpr char NULL_POINTER_TXT[] = "Hit an unexpected NULL pointer while getting QX software profile txt file\n";
+
+// Where the profiles of a VM type are and what their files are called.
+struct Place {
+    uint32_t vm_type;
+    bool is_local;
+    bool is_per_sdr; // the SDR key goes behind the directory
+    const char *directory;
+    const char *base_name;
+};
+
+// The Admin directories end in '/' and get another one; other tools compare the resulting texts. All nodes share the
+// global QX profile, so that of the LC QX type is the same file.
+constexpr Place PLACES[] = {
+    {VERD_VM_ADMIN, true, false, repository::LOCAL_DIRECTORY, "kelo-swprofile"},
+    {VERD_VM_ADMIN, false, false, repository::GLOBAL_DIRECTORY, "kelo-master-swprofile"},
+    {VERD_VM_QX, true, true, repository::LOCAL_SDR_DIRECTORY, "qx-swprofile"},
+    {VERD_VM_QX, false, true, repository::GLOBAL_SDR_DIRECTORY, "qx-swprofile"},
+    {VERD_VM_LC_QX, true, true, repository::LOCAL_SDR_DIRECTORY, "qx-lcp-swprofile"},
+    {VERD_VM_LC_QX, false, true, repository::GLOBAL_SDR_DIRECTORY, "qx-swprofile"},
+    {VERD_VM_UVF, true, true, repository::LOCAL_SDR_DIRECTORY, "uvf-swprofile"},
+    {VERD_VM_UVF, false, true, repository::GLOBAL_SDR_DIRECTORY, "uvf-swprofile"},
+};
+
+const Place *find_place(uint32_t vm_type, uint8_t is_local)
+{
+    for (const Place &place : PLACES) {
+        if (place.vm_type == vm_type && place.is_local == (is_local != 0)) {
+            return &place;
+        }
+    }
+    return nullptr;
+}
+
+void compose_path(char (&path)[repository::PATH_SIZE], const Place &place, const char *sdr_key, int32_t part_type)
+{
+    format_cut(path, sizeof path, "%s%s/%s-%s%s", place.directory, place.is_per_sdr ? sdr_key : "", place.base_name,
+               state_name(part_type), BINARY_EXTENSION);
+}
+
+uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                   char **text)
+{
+    if (is_local == 0 && is_qx_based(vm_type) && sdr_key == nullptr) {
+        REPORT("Error! sdr_key for QX based VM is NULL\n");
+        error_text_add(text, NULL_POINTER);
+        return INST_RC_INVALID_ARG;
+    }
+    if (swprofile_file_p == nullptr) {
+        REPORT("Error! swprofile_file_p is NULL\n");
+        error_text_add(text, NULL_POINTER);
+        return INST_RC_INVALID_ARG;
+    }
+    if (test_file_fires(INVALID_PARTITION_TYPE_TEST_FILE)) {
+        error_text_add(text, "Error as partition type is invalid\n");
+        return INSTMGR_RC_INVALID_DATA;
+    }
+    if (!is_part_type_valid(part_type)) {
+        REPORT("Error! part_type=%d is invalid\n", part_type);
+        error_text_add(text, "Error as partition type is invalid\n");
+        return INSTMGR_RC_INVALID_DATA;
+    }
+    const Place *const place = find_place(vm_type, is_local);
+    if (place == nullptr) {
+        REPORT("No software profile exists for VM %d (%s)\n", vm_type, scope_name(is_local));
+        return INST_RC_NO_SWPROFILE;
+    }
+    char path[repository::PATH_SIZE];
+    compose_path(path, *place, sdr_key, part_type);
+    const uint64_t rc = copy_path(path, swprofile_file_p);
+    if (rc != 0) {
+        REPORT("Unable to allocate memory for swprofile path\n");
+        error_text_add(text, "Error as failed to allocate memory\n");
+        return rc;
+    }
+    REPORT("Software profile path for VM %d (%s), sdr %s is %s\n", vm_type, scope_name(is_local), sdr_key, path);
+    return 0;
+}
+
+uint64_t name_txt_file(const char *swprofile_file, char **swprofile_txt_file_p, char **text)
+{
+    if (swprofile_file == nullptr) {
+        REPORT("Error! swprofile_file is NULL\n");
+        error_text_add(text, NULL_POINTER_TXT);
+        return INST_RC_INVALID_ARG;
+    }
+    if (swprofile_txt_file_p == nullptr) {
+        REPORT("Error! swprofile_txt_file_p is NULL\n");
+        error_text_add(text, NULL_POINTER_TXT);
+        return INST_RC_INVALID_ARG;
+    }
+    Owned<char> copy;
+    const uint64_t rc = copy_path(swprofile_file, &copy.ptr, sizeof TEXT_EXTENSION);
+    if (rc != 0) {
+        REPORT("Error! Can't allocate swprofile txt file\n");
+        error_text_add(text, "Failed to allocate memory\n");
+        return rc;
+    }
+    char *const extension = std::strrchr(copy.ptr, '.');
+    if (extension == nullptr) {
+        error_text_add(text, "Invalid software profile txt filename\n");
+        return INSTMGR_RC_INVALID_DATA;
+    }
+    std::memcpy(extension, TEXT_EXTENSION, sizeof TEXT_EXTENSION);
+    *swprofile_txt_file_p = copy.release();
+    DEBUG_LINE(4, "SwProfile txt file: %s\n", *swprofile_txt_file_p);
+    return 0;
+}
+
+} // namespace
+
+extern "C" {
+
+uint64_t inst_get_sdr_swprofile_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_local, int32_t part_type,
+                                     uint32_t vm_type, char **err_msg_p)
+{
+    char *text = nullptr;
+    const uint64_t rc = name_file(sdr_key, swprofile_file_p, is_local, part_type, vm_type, &text);
+    error_text_hand_over(&text, err_msg_p);
+    return rc;
+}
+
+uint64_t inst_get_sdr_swprofile_txt_file(const char *swprofile_file, char **swprofile_txt_file_p, char **err_msg_p)
+{
+    char *text = nullptr;
+    const uint64_t rc = name_txt_file(swprofile_file, swprofile_txt_file_p, &text);
+    error_text_hand_over(&text, err_msg_p);
+    return rc;
+}
+}
+
+TRACE_SITES_END(file_naming);

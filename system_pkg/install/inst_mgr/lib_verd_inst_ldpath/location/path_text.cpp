@@ -1,0 +1,16 @@
+#include "location/path_text.h"
+
+#include "verd_inst_ldpath.h"
+
+#include <cstdlib>
+#include <cstring>
+
+uint64_t copy_path(const char *path, char **copy_p, std::size_t spare)
+{
+    const std::size_t length = std::strlen(path);
+    *copy_p = static_cast<char *>(std::malloc(length + 1 + spare));
+    if (*copy_p == nullptr) {
+        return INST_RC_NO_MEMORY;
+    }
+    return strncpy_s(*copy_p, length + 1, path, length) == 0 ? 0 : INST_RC_INVALID_ARG;
+}

@@ -1,0 +1,26 @@
+// Where things are on disk. Other processes of the install manager know these places too: the boot scripts read the
+// flag files and the flat copies in LOCAL_DIRECTORY, the installer fills the package directories.
+#pragma once
+
+#include <cstddef>
+
+namespace repository
+{
+
+inline constexpr char LOCAL_DIRECTORY[] = "/install_repo/local/";
+inline constexpr char LOCAL_SDR_DIRECTORY[] = "/install_repo/local/sdr/";
+inline constexpr char GLOBAL_DIRECTORY[] = "/install_repo/gl/instdb/";
+inline constexpr char GLOBAL_SDR_DIRECTORY[] = "/install_repo/gl/instdb/sdr/";
+
+// The SDR whose local QX profiles have flat copies.
+inline constexpr char DEFAULT_SDR[] = "default-sdr";
+
+// Packages that come with an image on removable media, where they go, and what the copying said.
+inline constexpr char OPTIONAL_PACKAGES[] = "/misc/disk1/usb/opt_pkgs";
+inline constexpr char QX_PACKAGES_DIRECTORY[] = "/install_repo/gl/qx/";
+inline constexpr char PACKAGE_COPY_LOG[] = "/tmp/pkg_cpy_log";
+
+// Paths are composed in buffers of this size and cut to it.
+inline constexpr std::size_t PATH_SIZE = 4096;
+
+} // namespace repository

@@ -1,0 +1,214 @@
+#include "frame/cut_text.h"
+#include "frame/enumerations.h"
+#include "frame/owned.h"
+#include "frame/report.h"
+#include "location/repository.h"
+#include "persist/encode_buffer.h"
+
+#include "zeld/record_fields.h"
+
+#include <cstring>
+#include <unistd.h>
+
+TRACE_SITES_BEGIN(create)
+
+namespace
+{
+
+constexpr char CREATE[] = "inst_ldpath_create_sdr_swprofile";
+constexpr int STRDUP_LINE = 2175; // by which support knows the failed copy of a service-pack name
+
+// A request's arrays; a null array with a count counts as empty.
+struct Arrays {
+    uint32_t image_rpms;
+    uint32_t packages;
+};
+
+void report_request(const swprofile_create_request &request, const Arrays &counts)
+{
+    char rpms[128];
+    inst_print_list(rpms, sizeof rpms, request.image_rpms, counts.image_rpms);
+    REPORT("Creating %s %s SW Profile for %s (key=%s), lv_name=%s, image=%s, num_image_rpms=%d (%s), "
+           "packages_count=%d, is_single_initrd_supported = %d \n",
+           scope_name(request.is_local), state_name(static_cast<int32_t>(request.part_type)),
+           vm_type_name(request.vm_type), text_or_null(request.sdr_key), text_or_null(request.lv_name),
+           text_or_null(request.image), request.num_image_rpms, rpms, request.packages_count,
+           request.is_single_initrd_supported);
+    if (counts.packages != 0) {
+        REPORT("Package RPM list:\n");
+        for (uint32_t i = 0; i < counts.packages; ++i) {
+            REPORT("    Pkg RPM %d: %s\n", i, request.packages[i].name);
+        }
+    }
+}
+
+void fill_image(inst_swp_package &image, const swprofile_create_request &request, const Arrays &counts)
+{
+    if (request.image != nullptr) {
+        char *const slash = std::strrchr(request.image, '/');
+        record::set<&inst_swp_package::name>(image, slash == nullptr ? request.image : slash + 1);
+    }
+    if (request.image_aux_name != nullptr) {
+        record::set<&inst_swp_package::aux_name>(image, request.image_aux_name);
+    }
+    if (counts.image_rpms != 0) {
+        record::set<&inst_swp_package::files>(image, request.image_rpms, counts.image_rpms);
+    }
+    record::set<&inst_swp_package::pkg_type>(image, 0);
+}
+
+// Points at the request's texts and arrays; the packages come later.
+void fill_record(inst_sw_profile_sdr &sdr, const swprofile_create_request &request, const Arrays &counts)
+{
+    inst_sw_profile_info &body = sdr.sw_profile;
+    record::set<&inst_sw_profile_sdr::vm_type>(sdr, request.vm_type);
+    if (is_qx_based(request.vm_type)) {
+        record::set<&inst_sw_profile_sdr::sdr_key>(sdr, request.sdr_key);
+    }
+    record::set<&inst_sw_profile_info::lv_name>(body, request.lv_name);
+    fill_image(body.image, request, counts);
+    if (request.version != nullptr) {
+        record::set<&inst_sw_profile_info::version>(body, request.version);
+    } else {
+        REPORT("Error! Version information is NULL\n");
+    }
+    if (request.is_single_initrd_supported != 0) {
+        record::set<&inst_sw_profile_info::is_single_initrd_supported>(body, request.is_single_initrd_supported);
+    }
+}
+
+bool has_service_pack_package(const inst_swp_package *packages, uint32_t count)
+{
+    for (uint32_t i = 0; i < count; ++i) {
+        if (packages[i].is_sp_pkg != 0) {
+            REPORT("SPINFO: Found %s as first sp rpm\n", packages[i].name);
+            return true;
+        }
+    }
+    return false;
+}
+
+// Copies the packages of an image that comes with optional ones. A failed copy fails the creation, with the command's
+// status as the code: installers tell by it that the medium is at fault.
+uint64_t copy_optional_packages(const inst_swp_package *packages, uint32_t count)
+{
+    if (access(repository::OPTIONAL_PACKAGES, F_OK) != 0) {
+        return 0;
+    }
+    REPORT("Optional Packages being set in the SWP\n");
+    for (uint32_t i = 0; i < count && packages[i].name != nullptr; ++i) {
+        char source[256];
+        char command[256];
+        format_cut(source, sizeof source, "%s/%s", repository::OPTIONAL_PACKAGES, packages[i].name);
+        format_cut(command, sizeof command, "cp %s %s > %s", source, repository::QX_PACKAGES_DIRECTORY,
+                   repository::PACKAGE_COPY_LOG);
+        const int64_t status = wsystem(command);
+        if (status != 0) {
+            REPORT("Unable to copy files to the dpath rc=%ld, %s\n  %s\n", status, command, source);
+            return static_cast<uint64_t>(status);
+        }
+    }
+    return 0;
+}
+
+// Records the service packs: their details as they are, their names in copies, which `names` owns. A result that has
+// failed already ends this once they are made.
+uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &source, uint64_t rc, OwnedStringList &names)
+{
+    service_pack *const packs = source.service_packs;
+    const uint32_t count = packs == nullptr ? 0 : source.service_packs_count;
+    record::set<&inst_sw_profile_info::sp_details>(body, packs, count);
+
+    names.list = static_cast<char **>(std::calloc(count == 0 ? 1 : count, sizeof(char *)));
+    if (names.list == nullptr) {
+        return INST_RC_NO_MEMORY;
+    }
+    names.count = count;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (packs[i].sp_name != nullptr && (names.list[i] = strdup(packs[i].sp_name)) == nullptr) {
+            REPORT("SPERROR: FUNC: %s LINE: %d strdup failed \n", CREATE, STRDUP_LINE);
+            return INSTMGR_RC_NO_MEMORY;
+        }
+    }
+    if (rc != 0) {
+        return rc;
+    }
+    REPORT("SPINFO: Following SP(s) are being added to SWP\n");
+    for (uint32_t i = 0; i < count; ++i) {
+        REPORT("SP[%d]: %s\n", i, names.list[i]);
+    }
+    record::set<&inst_sw_profile_info::sp_names>(body, names.list, count);
+    return 0;
+}
+
+// A body that doesn't fit the buffer can't be created. With a result that has failed already nothing is stored.
+uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_create_request &request, uint64_t rc)
+{
+    const Owned<void> buffer(std::malloc(ENCODE_BUFFER_SIZE));
+    if (buffer.ptr == nullptr || rc != 0) {
+        REPORT("Error! Can't allocate encode buffer\n"); // also what a failed copy of an optional package ends with
+        return rc != 0 ? rc : INST_RC_NO_MEMORY;
+    }
+    const uint32_t length =
+        zeld_inst_sw_profile_sdr_encode_ext(&profile.sdr_sw_profile, buffer.ptr, ENCODE_BUFFER_SIZE, 0, 0, 0);
+    if (length > ENCODE_BUFFER_SIZE) {
+        REPORT("Error! encode buffer size is not sufficient\n");
+        return INSTMGR_RC_INVALID_DATA;
+    }
+    record::set<&inst_sw_profile_sdr_ext::sdr_sw_profile_len>(profile, length);
+    Owned<char> text;
+    rc = inst_write_sdr_swprofile_to_file2(request.sdr_key, request.is_local, static_cast<int32_t>(request.part_type),
+                                           request.vm_type, &profile, &text.ptr);
+    if (rc != 0) {
+        // Was never filled in, and prints "(null)"; readers of the log know the message so. volatile hides the null
+        // from the compiler's check of the format.
+        const char *const volatile file_name = nullptr;
+        REPORT("%s: Error! Failed to write SW profile to file %s: %lx\n", CREATE, file_name, rc);
+    }
+    return rc;
+}
+
+uint64_t create_profile(const swprofile_create_request &request)
+{
+    const Arrays counts = {request.image_rpms == nullptr ? 0 : request.num_image_rpms,
+                           request.packages == nullptr ? 0 : request.packages_count};
+    report_request(request, counts);
+    if (is_qx_based(request.vm_type) && request.is_local == 0 && request.sdr_key == nullptr) {
+        REPORT("Error! sdr_key is NULL\n");
+        return INST_RC_INVALID_ARG;
+    }
+    if (counts.image_rpms != 0) {
+        qsort(request.image_rpms, counts.image_rpms, sizeof *request.image_rpms, package_comp);
+    }
+    inst_sw_profile_sdr_ext profile = {};
+    inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
+    fill_record(profile.sdr_sw_profile, request, counts);
+    const bool has_service_packs =
+        has_service_pack_package(request.packages, counts.packages) && request.serv_packs != nullptr;
+
+    REPORT("Adding initial packages to SWP\n");
+    record::set<&inst_sw_profile_info::packages>(body, request.packages, counts.packages);
+
+    OwnedStringList sp_names; // all else that the record points at is the request's
+    uint64_t rc = copy_optional_packages(request.packages, counts.packages);
+    if (has_service_packs) {
+        rc = attach_service_packs(body, *request.serv_packs, rc, sp_names);
+        if (rc != 0) {
+            return rc;
+        }
+    }
+    return encode_and_store(profile, request, rc);
+}
+
+} // namespace
+
+extern "C" uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request)
+{
+    if (request == nullptr) {
+        REPORT("Error! request is NULL\n");
+        return INST_RC_INVALID_ARG;
+    }
+    return create_profile(*request);
+}
+
+TRACE_SITES_END(create);
