@@ -11,20 +11,26 @@
 namespace
 {
 
-std::string package_name(std::mt19937 &random, uint32_t number, const char *suffix)
+// Numbers below a limit, the same in every run.
+struct Random {
+    std::mt19937 engine{20261124};
+    uint32_t operator()(uint32_t limit) { return static_cast<uint32_t>(engine() % limit); }
+};
+
+std::string package_name(Random &random, uint32_t number, const char *suffix)
 {
     static const char *const stems[] = {"routing", "forwarding", "mgbl", "multicast", "k9sec", "platform-infra"};
     static const char *const layers[] = {"core", "services-edge", "line-card-drivers", "telemetry"};
     char text[128];
-    std::snprintf(text, sizeof text, "qx-%s-%s-%u.%u.%u.%u-r%u%02u%s", stems[random() % 6], layers[random() % 4],
-                  number, random() % 10, random() % 10, random() % 10, random() % 9999, random() % 100, suffix);
+    std::snprintf(text, sizeof text, "qx-%s-%s-%u.%u.%u.%u-r%04u%s", stems[random(6)], layers[random(4)], number,
+                  random(10), random(10), random(10), random(10000), suffix);
     return text;
 }
 
-inst_swp_package sample_package(std::mt19937 &random, uint32_t number)
+inst_swp_package sample_package(Random &random, uint32_t number)
 {
     inst_swp_package package = {};
-    const uint32_t files = 3 + random() % 4;
+    const uint32_t files = 3 + random(4);
     char **const list = static_cast<char **>(std::calloc(files, sizeof(char *)));
     record::set<&inst_swp_package::name>(package, strdup(package_name(random, number, "").c_str()));
     for (uint32_t i = 0; i < files; ++i) {
@@ -39,7 +45,7 @@ inst_swp_package sample_package(std::mt19937 &random, uint32_t number)
 
 inst_sw_profile_sdr_ext *new_sample_profile(uint32_t packages)
 {
-    std::mt19937 random(20261124);
+    Random random;
     auto *const profile = static_cast<inst_sw_profile_sdr_ext *>(std::calloc(1, sizeof(inst_sw_profile_sdr_ext)));
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
     record::set<&inst_sw_profile_sdr::vm_type>(sdr, 3U);

@@ -26,8 +26,12 @@ template <class T> [[gnu::always_inline]] inline T load_little(const uint8_t *at
 
 template <class T> [[gnu::always_inline]] inline void store_little(uint8_t *at, T value)
 {
-    for (std::size_t i = 0; i < sizeof value; ++i) {
-        at[i] = static_cast<uint8_t>(value >> (8 * i));
+    if constexpr (std::endian::native == std::endian::little) {
+        std::memcpy(at, &value, sizeof value);
+    } else {
+        for (std::size_t i = 0; i < sizeof value; ++i) {
+            at[i] = static_cast<uint8_t>(value >> (8 * i));
+        }
     }
 }
 
@@ -50,8 +54,7 @@ inline constexpr std::size_t MAX_NUMBER_SIZE = 11; // of 64 bits
     return size;
 }
 
-// Reads a number of at most `bits` bits, 8 or more. Returns where it ends, or null when it isn't one in its shortest
-// form.
+// Reads a number of at most `bits` bits. Returns where it ends, or null when it isn't one in its shortest form.
 [[gnu::always_inline]] inline const uint8_t *load_number(const uint8_t *at, const uint8_t *end, unsigned bits,
                                                          uint64_t &value)
 {
@@ -70,6 +73,29 @@ inline constexpr std::size_t MAX_NUMBER_SIZE = 11; // of 64 bits
         }
     }
     return nullptr;
+}
+
+// What stands before the bytes of a text. Lengths of up to 14 bits, which is all but never more, take two bytes of seven
+// bits, least significant first, each with its top bit set: one form for short and long names, since a branch between
+// two could not be foreseen. Any other text starts with one of the marks.
+inline constexpr std::size_t SHORT_TEXT_LIMIT = 1 << 14;
+inline constexpr uint16_t SHORT_TEXT = 0x8080;
+inline constexpr uint8_t NULL_TEXT = 0x01;
+inline constexpr uint8_t LONG_TEXT = 0x02; // a number, the length, follows
+
+[[gnu::always_inline]] inline void store_short_length(uint8_t *at, std::size_t length)
+{
+    store_little(at, static_cast<uint16_t>((length + (length & 0x3f80)) | SHORT_TEXT));
+}
+
+[[gnu::always_inline]] inline bool is_short_length(uint16_t mark)
+{
+    return (mark & SHORT_TEXT) == SHORT_TEXT;
+}
+
+[[gnu::always_inline]] inline std::size_t short_length(uint16_t mark)
+{
+    return (mark & 0x7f) | (mark >> 1 & 0x3f80);
 }
 
 } // namespace zeld

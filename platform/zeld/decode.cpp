@@ -30,21 +30,44 @@ struct Reader {
         return OK;
     }
 
+    // The length of a text that isn't short, or null.
+    [[gnu::cold, gnu::noinline]] Status get_unusual_length(std::size_t &length, bool &is_null)
+    {
+        if (left() == 0) {
+            return BAD_ENCODING;
+        }
+        const uint8_t mark = *at++;
+        is_null = mark == NULL_TEXT;
+        if (is_null) {
+            return OK;
+        }
+        uint32_t number = 0;
+        if (mark != LONG_TEXT || get(number) != OK || number < SHORT_TEXT_LIMIT) {
+            return BAD_ENCODING;
+        }
+        length = number;
+        return OK;
+    }
+
     [[gnu::always_inline]] inline Status get_text(char *&text)
     {
         text = nullptr;
-        uint32_t length_and_1 = 0;
-        if (get(length_and_1) != OK) {
-            return BAD_ENCODING;
+        std::size_t length = 0;
+        const uint16_t mark = left() < sizeof SHORT_TEXT ? uint16_t{0} : load_little<uint16_t>(at);
+        if (is_short_length(mark)) [[likely]] {
+            length = short_length(mark);
+            at += sizeof SHORT_TEXT;
+        } else {
+            bool is_null = false;
+            const Status status = get_unusual_length(length, is_null);
+            if (status != OK || is_null) {
+                return status;
+            }
         }
-        if (length_and_1 == 0) {
-            return OK;
-        }
-        const std::size_t length = length_and_1 - 1;
         if (length > left()) {
             return BAD_ENCODING;
         }
-        text = static_cast<char *>(allocate(length_and_1));
+        text = static_cast<char *>(allocate(length + 1));
         if (text == nullptr) {
             return NO_MEMORY;
         }
@@ -90,7 +113,7 @@ template <class F, class R> [[gnu::always_inline]] inline Status get_array(Reade
         if constexpr (is_text) {
             status = in.get_text(array[i]);
         } else {
-            array[i] = {};
+            clear_fields(array[i]);
             status = get_record(in, array[i]);
         }
     }
@@ -110,7 +133,7 @@ template <class R> Status get_record(Reader &reader, R &record)
     each_field<R>([&]<class F, unsigned bit>() __attribute__((always_inline)) {
         if constexpr (F::kind == Kind::Record) {
             status = get_record(in, F::value(record));
-        } else if (is_present(record, bit)) {
+        } else if ((bits >> bit & 1) != 0) {
             if constexpr (F::kind == Kind::Scalar) {
                 status = in.get(F::value(record));
             } else if constexpr (F::kind == Kind::String) {
@@ -143,7 +166,7 @@ template <class R> Status decode(RootKind kind, R *record, const void *bytes, ui
     if (record == nullptr) {
         return NULL_ARGUMENT;
     }
-    *record = {};
+    clear_fields(*record);
     if (bytes == nullptr || allocate == nullptr) {
         return NULL_ARGUMENT;
     }

@@ -37,7 +37,7 @@ template <class F, class R>
         if constexpr (F::kind == Kind::StringList) {
             status = copy_string(array[i], source[i], allocate);
         } else {
-            array[i] = {};
+            clear_fields(array[i]);
             status = copy_record(array[i], source[i], allocate);
         }
     }
@@ -48,11 +48,12 @@ template <class F, class R>
 template <class R> Status copy_record(R &copy, const R &record, zeld_allocator allocate)
 {
     Status status = OK;
-    set_presence(copy, presence_of(record));
+    const uint64_t bits = presence_of(record);
+    set_presence(copy, bits);
     each_field<R>([&]<class F, unsigned bit>() __attribute__((always_inline)) {
         if constexpr (F::kind == Kind::Record) {
             status = copy_record(F::value(copy), F::value(record), allocate);
-        } else if (is_present(record, bit)) {
+        } else if ((bits >> bit & 1) != 0) {
             if constexpr (F::kind == Kind::Scalar) {
                 F::value(copy) = F::value(record);
             } else if constexpr (F::kind == Kind::String) {
@@ -71,15 +72,14 @@ template <class R> Status duplicate(R *copy, const R *record, zeld_allocator all
     if (copy == nullptr) {
         return NULL_ARGUMENT;
     }
-    R built = {};
-    Status status = NULL_ARGUMENT;
-    if (record != nullptr && allocate != nullptr) {
-        status = copy_record(built, *record, allocate);
-        if (status != OK) {
-            release(built, std::free);
-        }
+    clear_fields(*copy);
+    if (record == nullptr || allocate == nullptr) {
+        return NULL_ARGUMENT;
     }
-    *copy = built;
+    const Status status = copy_record(*copy, *record, allocate);
+    if (status != OK) {
+        release(*copy, std::free);
+    }
     return status;
 }
 

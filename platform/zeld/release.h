@@ -44,7 +44,7 @@ template <class R> void release_fields(R &record, zeld_deallocator deallocate)
 template <class R> void release(R &record, zeld_deallocator deallocate)
 {
     release_fields(record, deallocate);
-    record = {};
+    clear_fields(record);
 }
 
 } // namespace zeld

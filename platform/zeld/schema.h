@@ -146,6 +146,23 @@ template <class R> constexpr void set_presence(R &record, uint64_t bits)
     }
 }
 
+// Clears every field, and frees nothing. (Field by field, since compilers make a slow string instruction of `record = {}`.)
+template <class R> [[gnu::always_inline]] inline constexpr void clear_fields(R &record)
+{
+    each_field<R>([&]<class F, unsigned>() __attribute__((always_inline)) {
+        if constexpr (F::kind == Kind::Record) {
+            clear_fields(F::value(record));
+        } else {
+            F::value(record) = {};
+            if constexpr (F::is_array) {
+                F::count(record) = 0;
+            }
+        }
+        return true;
+    });
+    set_presence(record, 0);
+}
+
 // Is any field of the record there, at any depth of nested records? Elements of arrays don't count.
 template <class R> constexpr bool has_any_field(const R &record)
 {

@@ -70,6 +70,7 @@ uint64_t read_and_decode(const char *file_path, inst_sw_profile_sdr_ext **record
         REPORT("Error! Can't open file %s, %d (%s)\n", file_path, err, std::strerror(err));
         return INSTMGR_RC_ERRNO(err);
     }
+    static_cast<void>(std::setvbuf(stream.file, nullptr, _IONBF, 0)); // all goes straight to its place in one read
     errno = 0; // an empty file leaves it so
     const int32_t size = inst_get_file_size(stream.file);
     if (size == 0) {
@@ -80,7 +81,7 @@ uint64_t read_and_decode(const char *file_path, inst_sw_profile_sdr_ext **record
     // One byte more than was measured, so that a file that has grown is found out.
     const bool is_readable = size > 0 && size < INT32_MAX;
     const int32_t limit = is_readable ? size + 1 : 0;
-    const Owned<void> buffer(is_readable ? std::calloc(static_cast<std::size_t>(limit), 1) : nullptr);
+    const Owned<void> buffer(is_readable ? std::malloc(static_cast<std::size_t>(limit)) : nullptr);
     if (buffer.ptr == nullptr) {
         REPORT("Error! Can't allocate decode buffer\n");
         return INST_RC_NO_MEMORY;

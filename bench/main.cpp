@@ -1,0 +1,237 @@
+// Measures the operations on profiles of 100 to 50 000 packages, each in turn with its floor, and prints a table of the
+// ratios.
+#include "floors.h"
+#include "sample_profile.h"
+
+#include "verd_inst_ldpath.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+constexpr char BIN_PATH[] = "/install_repo/gl/instdb/sdr/bench/qx-swprofile-active.bin";
+constexpr char FLOOR_BIN_PATH[] = "/install_repo/gl/instdb/sdr/bench/floor.bin";
+constexpr char FLOOR_TXT_PATH[] = "/install_repo/gl/instdb/sdr/bench/floor.txt";
+
+// A profile of one size and all that the benchmarks need of it.
+struct Subject {
+    explicit Subject(uint32_t packages)
+        : profile(new_sample_profile(packages)), plan(bench::blocks_of_profile(*profile)), copy_plan(bench::blocks_of_packages(*profile)),
+          encoding(zeld_inst_sw_profile_sdr_ext_encode_ext(profile, nullptr, 0, 0, 0, 0)), copies(packages)
+    {
+        encode();
+        floor_buffer = encoding;
+    }
+
+    void encode()
+    {
+        zeld_inst_sw_profile_sdr_ext_encode_ext(profile, encoding.data(), static_cast<uint32_t>(encoding.size()), 0, 0,
+                                                0);
+    }
+
+    void decode()
+    {
+        zeld_inst_sw_profile_sdr_ext_decode_ext(&decoded, encoding.data(), static_cast<uint32_t>(encoding.size()),
+                                                std::malloc, 0);
+    }
+
+    void free_decoded() { zeld_inst_sw_profile_sdr_ext_free_ext(&decoded, std::free, 0); }
+
+    void duplicate()
+    {
+        const inst_sw_profile_info &body = profile->sdr_sw_profile.sw_profile;
+        for (std::size_t i = 0; i < copies.size(); ++i) {
+            zeld_inst_swp_package_duplicate(&copies[i], &body.packages[i], std::malloc, 0);
+        }
+    }
+
+    void free_copies()
+    {
+        for (inst_swp_package &copy : copies) {
+            zeld_inst_swp_package_free_ext(&copy, std::free, 0);
+        }
+    }
+
+    void store()
+    {
+        if (inst_write_sdr_swprofile_to_file2("bench", 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, nullptr) != 0) {
+            std::fprintf(stderr, "can't store a profile; run this through scripts/sandbox\n");
+            std::exit(1);
+        }
+    }
+
+    void fetch_and_free()
+    {
+        inst_sw_profile_sdr_ext *fetched = nullptr;
+        inst_ldpath_get_swprofile("bench", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched, nullptr);
+        inst_ldpath_free_swprofile_ext(&fetched);
+    }
+
+    void fetch_floor_and_free()
+    {
+        inst_sw_profile_sdr_ext *fetched = bench::fetch_floor(BIN_PATH);
+        inst_ldpath_free_swprofile_ext(&fetched);
+    }
+
+    Subject(const Subject &) = delete;
+    ~Subject() { inst_ldpath_free_swprofile_ext(&profile); }
+
+    inst_sw_profile_sdr_ext *profile;
+    bench::Blocks plan;
+    bench::Blocks copy_plan;
+    std::vector<uint8_t> encoding;
+    std::vector<uint8_t> floor_buffer;
+    inst_sw_profile_sdr_ext decoded = {};
+    std::vector<inst_swp_package> copies;
+};
+
+using Step = std::function<void(Subject &)>;
+
+// What is timed, and what is done before and after it untimed.
+struct Side {
+    Step step;
+    Step before = {};
+    Step after = {};
+
+    double seconds(Subject &subject) const
+    {
+        if (before) {
+            before(subject);
+        }
+        const auto start = std::chrono::steady_clock::now();
+        step(subject);
+        benchmark::ClobberMemory();
+        const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+        if (after) {
+            after(subject);
+        }
+        return taken.count();
+    }
+};
+
+double quantile(std::vector<double> values, double share)
+{
+    std::sort(values.begin(), values.end());
+    return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
+}
+
+// An operation and its floor, in turn, so that both meet the same heap, caches and neighbours.
+void measure(benchmark::State &state, uint32_t packages, bool is_stored, const Side &ours, const Side &floor)
+{
+    Subject subject(packages);
+    if (is_stored) {
+        subject.store();
+    }
+    std::vector<double> our_times;
+    std::vector<double> floor_times;
+    std::vector<double> ratios;
+    for (auto iteration : state) {
+        static_cast<void>(iteration);
+        const bool ours_first = our_times.size() % 2 == 0;
+        const double first = (ours_first ? ours : floor).seconds(subject);
+        const double second = (ours_first ? floor : ours).seconds(subject);
+        our_times.push_back(ours_first ? first : second);
+        floor_times.push_back(ours_first ? second : first);
+        ratios.push_back(our_times.back() / floor_times.back());
+        state.SetIterationTime(first + second);
+    }
+    state.counters["ours"] = quantile(our_times, 0.5) * 1e6;
+    state.counters["floor"] = quantile(floor_times, 0.5) * 1e6;
+    state.counters["low"] = quantile(ratios, 0.25);
+    state.counters["high"] = quantile(ratios, 0.75);
+}
+
+void add(const char *operation, uint32_t packages, const Side &ours, const Side &floor)
+{
+    const bool is_store = std::strcmp(operation, "store") == 0;
+    const bool is_stored = is_store || std::strcmp(operation, "fetch") == 0;
+    const std::string name = std::string(operation) + "/" + std::to_string(packages);
+    auto *const registered = benchmark::RegisterBenchmark(
+        name.c_str(), [=](benchmark::State &state) { measure(state, packages, is_stored, ours, floor); });
+    registered->UseManualTime();
+    if (is_store) {
+        registered->Iterations(9);
+    }
+}
+
+void add_all(uint32_t packages)
+{
+    const Step free_blocks = [](Subject &s) { bench::free_floor(s.plan); };
+    const Step free_copied_blocks = [](Subject &s) { bench::free_floor(s.copy_plan); };
+    const Step decode_floor = [](Subject &s) { bench::decode_floor(s.plan, s.encoding); };
+    const Step decode_and_free = [](Subject &s) {
+        s.decode();
+        s.free_decoded();
+    };
+    const Step decode_and_free_floor = [=](Subject &s) {
+        decode_floor(s);
+        free_blocks(s);
+    };
+
+    add("encode", packages, {&Subject::encode},
+        {[](Subject &s) { bench::encode_floor(s.plan, s.floor_buffer); }});
+    add("decode", packages, {&Subject::decode, {}, &Subject::free_decoded}, {decode_floor, {}, free_blocks});
+    add("free", packages, {&Subject::free_decoded, &Subject::decode}, {free_blocks, decode_floor});
+    add("decode+free", packages, {decode_and_free}, {decode_and_free_floor});
+    add("duplicate", packages, {&Subject::duplicate, {}, &Subject::free_copies},
+        {[](Subject &s) { bench::duplicate_floor(s.copy_plan); }, {}, free_copied_blocks});
+    add("fetch", packages, {&Subject::fetch_and_free}, {&Subject::fetch_floor_and_free});
+    add("store", packages, {&Subject::store},
+        {[](Subject &s) { bench::store_floor(*s.profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH); }});
+}
+
+// A line for each pair as it is done.
+class RatioTable : public benchmark::BenchmarkReporter
+{
+  public:
+    bool ReportContext(const Context &) override
+    {
+        std::printf("%-20s %11s %11s %7s   %s\n", "operation/packages", "ours, us", "floor, us", "ratio",
+                    "half of all pairs lie in");
+        return true;
+    }
+
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        for (const Run &run : runs) {
+            const double ours = run.counters.at("ours");
+            const double floor = run.counters.at("floor");
+            std::printf("%-20s %11.1f %11.1f %7.3f   %.3f to %.3f\n", run.run_name.function_name.c_str(), ours, floor,
+                        ours / floor, run.counters.at("low").value, run.counters.at("high").value);
+        }
+        std::fflush(stdout);
+    }
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    char shortest[] = "--benchmark_min_time=1";
+    std::vector<char *> arguments(argv, argv + argc);
+    arguments.insert(arguments.begin() + 1, shortest);
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
+        return 2;
+    }
+    if (verd_inst_ldpath_lib_init(0, nullptr) != 0) {
+        return 1;
+    }
+    for (const uint32_t packages : {100U, 500U, 5000U, 50000U}) {
+        add_all(packages);
+    }
+    RatioTable table;
+    benchmark::RunSpecifiedBenchmarks(&table);
+    return 0;
+}

@@ -1,0 +1,11 @@
+// The subcommands. Each of these adds one to the command; its work is done when the command line selects it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+void add_create(CLI::App &command);
+void add_show(CLI::App &command);
+void add_list(CLI::App &command);
+void add_path(CLI::App &command);
+void add_exists(CLI::App &command);
+void add_boot_flag(CLI::App &command);

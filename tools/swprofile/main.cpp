@@ -1,0 +1,83 @@
+// swprofile: looks after software profiles from a terminal or a script.
+#include "commands.h"
+#include "failure.h"
+#include "names.h"
+
+#include "verd_inst_ldpath.h"
+
+#include <cstdio>
+
+namespace
+{
+
+void describe_command(CLI::App &command)
+{
+    command.set_version_flag("--version", "swprofile " SWP_VERSION);
+    command.require_subcommand(1);
+    command.failure_message([](const CLI::App *, const CLI::Error &error) {
+        return std::string("swprofile: ") + error.what() + "\n  see swprofile --help\n";
+    });
+    command.footer("A profile is found by SDR, VM type, state and scope; the defaults are default-sdr, qx, active and\n"
+                   "global.\n\n"
+                   "Examples:\n"
+                   "  swprofile create --image /harddisk/qx-mini-x-7.3.2.iso --version 7.3.2 --state prepared\n"
+                   "  swprofile list\n"
+                   "  swprofile show --state prepared\n"
+                   "  swprofile show --json | jq .packages\n\n"
+                   "Exit codes: 0 done, 1 failed, 2 usage, 3 no such profile, 4 invalid data.\n"
+                   "Reasons go to standard error, and in more detail to /install_repo/log/install.log.");
+    add_create(command);
+    add_show(command);
+    add_list(command);
+    add_path(command);
+    add_exists(command);
+    add_boot_flag(command);
+}
+
+void check_subcommand(const CLI::App &command, int argc, char **argv)
+{
+    if (argc > 1 && argv[1][0] != '-' &&
+        command.get_subcommands([&](const CLI::App *known) { return known->check_name(argv[1]); }).empty()) {
+        throw Failure(USAGE, "no such subcommand: " + shown(argv[1]), {"see swprofile --help"});
+    }
+}
+
+// Subcommands run while the command line is parsed.
+int run(CLI::App &command, int argc, char **argv)
+{
+    try {
+        check_subcommand(command, argc, argv);
+        command.parse(argc, argv);
+        return DONE;
+    } catch (const CLI::ParseError &error) {
+        return command.exit(error) == 0 ? DONE : USAGE;
+    } catch (const Failure &failure) {
+        std::fprintf(stderr, "swprofile: %s\n", failure.what());
+        for (const std::string &detail : failure.details) {
+            std::fprintf(stderr, "  %s\n", detail.c_str());
+        }
+        return failure.exit_code;
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "swprofile: %s\n", error.what());
+        return FAILED;
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const uint64_t rc = verd_inst_ldpath_lib_init(0, nullptr);
+    if (rc != 0) {
+        std::fprintf(stderr, "swprofile: can't start: %s\n", describe(rc).c_str());
+        return FAILED;
+    }
+    CLI::App command("Create and examine software profiles, the records of what each VM runs.", "swprofile");
+    describe_command(command);
+    const int code = run(command, argc, argv);
+    if (std::fflush(stdout) != 0) {
+        std::perror("swprofile: standard output");
+        return FAILED;
+    }
+    return code;
+}

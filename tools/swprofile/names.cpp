@@ -1,0 +1,72 @@
+#include "names.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace
+{
+
+constexpr std::size_t MAX_KEY_LENGTH = 40; // so that every shell command with its paths fits
+constexpr std::size_t MAX_NAME_LENGTH = 255;
+
+bool is_control(char character)
+{
+    const auto byte = static_cast<unsigned char>(character);
+    return byte < ' ' || byte == 0x7f;
+}
+
+bool is_name_character(char character)
+{
+    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+           (character >= '0' && character <= '9') || std::string("._+-").find(character) != std::string::npos;
+}
+
+} // namespace
+
+std::string name_fault(const std::string &name)
+{
+    if (name.empty()) {
+        return "is empty";
+    }
+    if (name.size() > MAX_NAME_LENGTH) {
+        return "has more than " + std::to_string(MAX_NAME_LENGTH) + " characters";
+    }
+    if (name.front() == '.' || name.front() == '-') {
+        return "'" + shown(name.c_str()) + "' starts with '" + name.front() + "'";
+    }
+    if (!std::all_of(name.begin(), name.end(), is_name_character)) {
+        return "'" + shown(name.c_str()) + "' has other characters than letters, digits and ._+-";
+    }
+    return "";
+}
+
+std::string key_fault(const std::string &key)
+{
+    if (key.size() > MAX_KEY_LENGTH) {
+        return "'" + shown(key.c_str()) + "' has more than " + std::to_string(MAX_KEY_LENGTH) + " characters";
+    }
+    return name_fault(key);
+}
+
+std::string text_fault(const std::string &text)
+{
+    return std::any_of(text.begin(), text.end(), is_control) ? "'" + shown(text.c_str()) + "' has control characters" : "";
+}
+
+std::string shown(const char *text)
+{
+    if (text == nullptr) {
+        return "-";
+    }
+    std::string result;
+    for (; *text != '\0'; ++text) {
+        if (is_control(*text)) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(*text)));
+            result += escaped;
+        } else {
+            result += *text;
+        }
+    }
+    return result;
+}

@@ -1,0 +1,132 @@
+#include "selector.h"
+
+#include "frame/enumerations.h"
+#include "names.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <utility>
+
+namespace
+{
+
+// "LC QX", "lc-qx" and "lcqx" are the same.
+std::string bare(const std::string &text)
+{
+    std::string result;
+    for (const char character : text) {
+        if (std::isalnum(static_cast<unsigned char>(character)) != 0) {
+            result += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+        }
+    }
+    return result;
+}
+
+template <class T, class Name> std::optional<T> parse(const std::string &text, T first, T last, Name name)
+{
+    for (T value = first; value <= last; ++value) {
+        if (bare(text) == bare(name(value)) || text == std::to_string(value)) {
+            return value;
+        }
+    }
+    return std::nullopt;
+}
+
+template <class T> CLI::Option *add_parsed(CLI::App &command, const std::string &flag, T &target,
+                                           std::optional<T> (*parse_it)(const std::string &), const std::string &help)
+{
+    return command
+        .add_option_function<std::string>(
+            flag, [&target, parse_it](const std::string &text) { target = *parse_it(text); }, help)
+        ->check([parse_it](const std::string &text) {
+            return parse_it(text) ? std::string() : "'" + shown(text.c_str()) + "' isn't one";
+        });
+}
+
+} // namespace
+
+std::optional<uint32_t> parse_vm_type(const std::string &text)
+{
+    return parse<uint32_t>(text, VERD_VM_HOST, VERD_VM_UVF, vm_type_name);
+}
+
+std::optional<int32_t> parse_state(const std::string &text)
+{
+    return parse<int32_t>(text, VERD_SWP_COMMITTED, VERD_SWP_PREPARED, state_name);
+}
+
+std::string Selector::describe() const
+{
+    const std::string owner = is_qx_based(vm_type) ? " of " + sdr : "";
+    return std::string(state_name(state)) + " " + vm_type_name(vm_type) + " profile" + owner + " (" +
+           scope_name(is_local) + ")";
+}
+
+std::string Selector::path() const
+{
+    char *text = nullptr;
+    ErrorText error;
+    const uint64_t rc = inst_get_sdr_swprofile_file(sdr.c_str(), &text, is_local, state, vm_type, error.slot());
+    if (rc != 0) {
+        throw failure_of(rc, "there is no " + describe(), error);
+    }
+    std::string path = text;
+    std::free(text);
+    return path;
+}
+
+Profile Selector::fetch() const
+{
+    const std::string file = path();
+    inst_sw_profile_sdr_ext *profile = nullptr;
+    ErrorText error;
+    const uint64_t rc = inst_ldpath_get_swprofile(sdr.c_str(), is_local, state, vm_type, &profile, error.slot());
+    if (rc == INSTMGR_RC_ERRNO(ENOENT)) {
+        throw Failure(NO_PROFILE, "there is no " + describe(), {"no file " + file});
+    }
+    if (rc == INSTMGR_RC_ERRNO(0)) {
+        throw Failure(NO_PROFILE, "there is no " + describe(),
+                      {"the file is empty, which counts as absent: " + file, "create the profile anew"});
+    }
+    if (rc == INSTMGR_RC_INVALID_DATA) {
+        throw Failure(INVALID_DATA, "the " + describe() + " is damaged",
+                      {"not a whole, unchanged profile: " + file, "restore it from another state or create it anew"});
+    }
+    if (rc != 0) {
+        throw failure_of(rc, "can't read the " + describe(), error);
+    }
+    return Profile(profile);
+}
+
+void add_sdr_option(CLI::App &command, Selector &selector)
+{
+    command.add_option("--sdr", selector.sdr, "the SDR's name; not used for Admin profiles")
+        ->capture_default_str()
+        ->check(key_fault);
+}
+
+void add_vm_option(CLI::App &command, Selector &selector)
+{
+    add_parsed(command, "--vm", selector.vm_type, parse_vm_type, "VM type: admin, qx, lc-qx, uvf, or 2, 3, 4, 6 [qx]");
+}
+
+void add_state_option(CLI::App &command, Selector &selector)
+{
+    add_parsed(command, "--state", selector.state, parse_state,
+               "state: committed, active, prepared, or 1, 2, 3 [active]");
+}
+
+void add_scope_option(CLI::App &command, Selector &selector)
+{
+    command.add_flag("--local,!--global", selector.is_local,
+                     "the node's own repository, or the global install database [--global]");
+}
+
+void add_selector_options(CLI::App &command, Selector &selector)
+{
+    add_sdr_option(command, selector);
+    add_vm_option(command, selector);
+    add_state_option(command, selector);
+    add_scope_option(command, selector);
+}

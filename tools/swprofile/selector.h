@@ -1,0 +1,41 @@
+// Which profile is meant: the options that all subcommands share.
+#pragma once
+
+#include "failure.h"
+
+#include "verd_inst_ldpath.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+struct FreeProfile {
+    void operator()(inst_sw_profile_sdr_ext *profile) const { inst_ldpath_free_swprofile_ext(&profile); }
+};
+using Profile = std::unique_ptr<inst_sw_profile_sdr_ext, FreeProfile>;
+
+struct Selector {
+    std::string sdr = "default-sdr";
+    uint32_t vm_type = VERD_VM_QX;
+    int32_t state = VERD_SWP_ACTIVE;
+    bool is_local = false;
+
+    // "active QX profile of default-sdr (global)"
+    std::string describe() const;
+    std::string path() const;
+
+    // Fetches the profile; an absent, empty or damaged one is a Failure that says so.
+    Profile fetch() const;
+};
+
+// Names or numbers, without regard to case, blanks and dashes.
+std::optional<uint32_t> parse_vm_type(const std::string &text);
+std::optional<int32_t> parse_state(const std::string &text);
+
+void add_sdr_option(CLI::App &command, Selector &selector);
+void add_vm_option(CLI::App &command, Selector &selector);
+void add_state_option(CLI::App &command, Selector &selector);
+void add_scope_option(CLI::App &command, Selector &selector);
+void add_selector_options(CLI::App &command, Selector &selector); // the four of them
