@@ -10,8 +10,15 @@ namespace
 
 bool make_directory(const char *path)
 {
+    if (mkdir(path, 0755) == 0) {
+        return true;
+    }
     struct stat found;
-    return mkdir(path, 0755) == 0 || (errno == EEXIST && stat(path, &found) == 0 && S_ISDIR(found.st_mode));
+    if (errno != EEXIST || stat(path, &found) != 0) {
+        return false;
+    }
+    errno = ENOTDIR;
+    return S_ISDIR(found.st_mode);
 }
 
 } // namespace

@@ -12,5 +12,6 @@ uint64_t copy_path(const char *path, char **copy_p, std::size_t spare)
     if (*copy_p == nullptr) {
         return INST_RC_NO_MEMORY;
     }
+    **copy_p = '\0'; // some callers use what a refused copy leaves
     return strncpy_s(*copy_p, length + 1, path, length) == 0 ? 0 : INST_RC_INVALID_ARG;
 }

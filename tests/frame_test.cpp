@@ -1,0 +1,167 @@
+// Initialisation, messages, DEBUG lines, error texts, enumerations.
+#include "support/repository_test.h"
+
+#include <cstring>
+#include <fnmatch.h>
+
+namespace
+{
+
+using FrameTest = RepositoryTest;
+
+TEST_F(FrameTest, InitialisationCopiesThePackageFormatAndReportsFirst)
+{
+    inst_pkg_fmt_info settings = {"0123456789abcde", 7};
+    EXPECT_EQ(verd_inst_ldpath_lib_init(1, &settings), 0U);
+    EXPECT_STREQ(g_inst_pkg_fmt_info.name, "0123456789abcde");
+    EXPECT_EQ(g_inst_pkg_fmt_info.is_new_format, 7);
+    ASSERT_EQ(hooks::lines(), Lines{"ldpath lib vestra init succeeded"});
+    EXPECT_EQ(hooks::messages()[0].site, 0U);
+
+    std::memset(settings.name, 'y', sizeof settings.name); // no terminator: cut to 15
+    settings.is_new_format = 0;
+    EXPECT_EQ(verd_inst_ldpath_lib_init(1, &settings), 0U);
+    EXPECT_EQ(std::string(g_inst_pkg_fmt_info.name), std::string(15, 'y'));
+    EXPECT_EQ(verd_inst_ldpath_lib_init(1, &g_inst_pkg_fmt_info), 0U);
+    EXPECT_EQ(verd_inst_ldpath_lib_init(1, nullptr), 0U);
+    EXPECT_EQ(std::string(g_inst_pkg_fmt_info.name), std::string(15, 'y'));
+    EXPECT_EQ(g_inst_pkg_fmt_info.is_new_format, 0);
+}
+
+TEST_F(FrameTest, FailedInitialisation)
+{
+    const inst_pkg_fmt_info settings = {"other", 1};
+    hooks::fail(hooks::TRACE_OPEN);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(verd_inst_ldpath_lib_init(0, &settings), INSTMGR_RC_INIT_FAILED);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: failed to init verd_inst_ldpath library vestra\n");
+    EXPECT_STRNE(g_inst_pkg_fmt_info.name, "other");
+    EXPECT_EQ(hooks::calls(hooks::UTIL_INIT), 0);
+
+    hooks::fail(hooks::UTIL_INIT);
+    EXPECT_EQ(verd_inst_ldpath_lib_init(0, &settings), 0x77U);
+    EXPECT_STREQ(g_inst_pkg_fmt_info.name, "other");
+    ASSERT_EQ(hooks::lines().size(), 2U);
+    EXPECT_EQ(hooks::messages()[1].site, 1U);
+    EXPECT_EQ(hooks::messages()[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
+}
+
+// What the trace is told of a message's arguments.
+TEST_F(FrameTest, TraceArguments)
+{
+    Text path;
+    Text error;
+    uint8_t exists = 0;
+    inst_get_sdr_swprofile_file("x", &path.ptr, 0, 9, VERD_VM_QX, nullptr);                   // "d"
+    inst_get_sdr_swprofile_file("x", &path.ptr, 1, VERD_SWP_ACTIVE, VERD_VM_QX, nullptr);     // "dsss"
+    inst_ldpath_check_swprofile_exists("x", 1, 9, VERD_VM_QX, &exists, nullptr);              // "d", "D"
+    inst_get_boot_active_swp_flag("x", nullptr, 1, VERD_VM_QX);                               // none
+    store(nullptr);
+    hooks::fail(hooks::FWRITE);
+    inst_sw_profile_sdr_ext *profile = new_full_profile();
+    store(profile); // "sdddssD"
+    inst_ldpath_free_swprofile_ext(&profile);
+
+    const auto found = [&](const std::string &types, uint32_t size_class, uint32_t has_strings) {
+        for (const hooks::Message &message : hooks::messages()) {
+            if (message.arg_types == types) {
+                EXPECT_EQ(message.size_class, size_class) << types;
+                EXPECT_EQ(message.has_strings, has_strings) << types;
+                return true;
+            }
+        }
+        return false;
+    };
+    EXPECT_TRUE(found("", 4, 0));
+    EXPECT_TRUE(found("d", 5, 0));
+    EXPECT_TRUE(found("D", 6, 0));
+    EXPECT_TRUE(found("dsss", 5, 1));
+    EXPECT_TRUE(found("sdddssD", 9, 1));
+}
+
+TEST_F(FrameTest, DebugLines)
+{
+    const auto line = [](uint16_t verbosity, int32_t prefix) {
+        g_inst_common_debug_verbosity_level = verbosity;
+        g_inst_common_debug_prefix = prefix;
+        uint8_t exists = 0;
+        testing::internal::CaptureStderr();
+        inst_ldpath_check_swprofile_exists(nullptr, 0, 3, VERD_VM_QX, &exists, nullptr);
+        return testing::internal::GetCapturedStderr();
+    };
+    const auto matches = [](const std::string &text, const std::string &head) {
+        const std::string enter = "Entering function inst_ldpath_check_swprofile_exists, null, 3 \n";
+        const std::string leave = "Leaving function inst_ldpath_check_swprofile_exists, rc = 40101278ca100803, 0\n";
+        return fnmatch((head + enter + head + leave).c_str(), text.c_str(), 0) == 0;
+    };
+    const std::string time = "DEBUG [A-Z][a-z][a-z] [0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9].[0-9][0-9][0-9]";
+    const std::string thread = " pid " + std::to_string(getpid()) + ", tid *[0-9]";
+    EXPECT_EQ(line(0, 0), "");
+    EXPECT_EQ(line(3, 0), "");
+    EXPECT_PRED2(matches, line(4, 0), time + " : ");
+    EXPECT_PRED2(matches, line(9, 1), time + thread + " : ");
+    EXPECT_PRED2(matches, line(4, 2), time + thread + ", inst_ldpath_check_swprofile_exists, *[0-9] : ");
+    hooks::fail(hooks::CLOCK, 0);
+    EXPECT_PRED2(matches, line(4, 0), "DEBUG <Unknown Time>       : .000 : ");
+}
+
+TEST_F(FrameTest, ErrorTextTellsTheChainAndKeepsToItsBound)
+{
+    Text text;
+    Fetched fetched;
+    inst_ldpath_get_swprofile("x", 0, 4, VERD_VM_QX, &fetched.ptr, &text.ptr);
+    EXPECT_EQ(text.str(), "E:Error as partition type is invalid;E:Failed to get QX software profile file;");
+
+    inst_ldpath_get_swprofile("x", 0, 4, VERD_VM_QX, nullptr, &text.ptr); // a slot that is taken
+    EXPECT_EQ(text.str(), "E:Error as partition type is invalid;E:Failed to get QX software profile file;");
+
+    fs::create_directories("/install_repo/gl/instdb/sdr");
+    // From a message that just fits to one that leaves no room for anything behind it.
+    for (std::size_t length = 1900; length < 2060; ++length) {
+        Text cut;
+        inst_sw_profile_sdr_ext *profile = new_full_profile();
+        const std::string key(length, 'k'); // longer than any file's name may be
+        EXPECT_EQ(inst_write_sdr_swprofile_to_file2(key.c_str(), 0, 1, VERD_VM_UVF, profile, &cut.ptr),
+                  INSTMGR_RC_ERRNO(ENAMETOOLONG));
+        const std::string whole = "E:Failed to fopen() file /install_repo/gl/instdb/sdr/" + key +
+                                  "/uvf-swprofile-committed.bin (File name too long);"
+                                  "E:Failed to write SDR software profile to .bin file;";
+        EXPECT_EQ(cut.str(), whole.substr(0, 2047));
+        inst_ldpath_free_swprofile_ext(&profile);
+    }
+}
+
+TEST_F(FrameTest, Enumerations)
+{
+    for (int32_t state = -1; state <= 4; ++state) {
+        EXPECT_EQ(is_part_type_valid(state), state >= 1 && state <= 3);
+    }
+    const uint32_t profile_types[] = {1, 2, 1, 3, 1, 1, 5, 4, 1, 1};
+    for (uint32_t type = 0; type < 10; ++type) {
+        EXPECT_EQ(instcomm_inst_pkg_type_to_swp_type(type), profile_types[type]) << type;
+    }
+}
+
+TEST_F(FrameTest, NodeLocationLists)
+{
+    inst_node_loc nodes[2] = {};
+    record::set<&inst_node_loc::loc_id_1>(nodes[0], 1);
+    record::set<&inst_node_loc::loc_id_3>(nodes[1], 3);
+    inst_node_loc *copy = nodes;
+    EXPECT_EQ(verd_inst_dup_node_loc_list(2, nodes, nullptr), INST_RC_INVALID_ARG);
+    EXPECT_EQ(verd_inst_dup_node_loc_list(0, nullptr, &copy), 0U);
+    EXPECT_EQ(copy, nullptr);
+    EXPECT_EQ(hooks::lines(), Lines{"list1_cnt is 0"});
+    EXPECT_EQ(verd_inst_dup_node_loc_list(2, nullptr, &copy), INST_RC_INVALID_ARG);
+    ASSERT_EQ(verd_inst_dup_node_loc_list(2, nodes, &copy), 0U);
+    EXPECT_EQ(std::memcmp(copy, nodes, sizeof nodes), 0);
+    std::free(copy);
+    hooks::fail(hooks::ALLOCATION);
+    EXPECT_EQ(verd_inst_dup_node_loc_list(2, nodes, &copy), INST_RC_NO_MEMORY);
+    EXPECT_EQ(copy, nullptr);
+    hooks::fail(hooks::DUPLICATE_NODE); // an element's own failure is nobody's concern
+    EXPECT_EQ(verd_inst_dup_node_loc_list(2, nodes, &copy), 0U);
+    std::free(copy);
+}
+
+} // namespace

@@ -1,0 +1,327 @@
+#include "support/hooks.h"
+
+#include "instcomm.h"
+#include "vestra.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+#ifdef SWP_SANITIZED
+#define REAL(name) __interceptor_##name
+#else
+#define REAL(name) __libc_##name
+#endif
+extern "C" {
+void *REAL(malloc)(size_t);
+void *REAL(calloc)(size_t, size_t);
+void *REAL(realloc)(void *, size_t);
+}
+
+namespace hooks
+{
+namespace
+{
+
+// All zero until the program has been set up, which must mean no order: the first allocations come before that.
+struct Order {
+    int calls = 0;
+    int fail_at = 0;
+    int err = 0;
+    bool fired = false;
+    int act_at = 0;
+    std::function<void()> action;
+};
+
+constexpr int ALWAYS = -1;
+
+Order orders[FUNCTION_COUNT];
+bool is_corrupting;
+std::size_t allocated;
+std::vector<Message> said;
+std::vector<std::string> happened;
+thread_local bool is_inside; // of a hook: what it does itself doesn't count
+
+struct Inside {
+    bool was = std::exchange(is_inside, true);
+    ~Inside() { is_inside = was; }
+};
+
+bool fires(Function function)
+{
+    if (is_inside) {
+        return false;
+    }
+    Order &order = orders[function];
+    ++order.calls;
+    if (order.act_at == order.calls) {
+        const Inside inside;
+        order.action();
+    }
+    if (order.fail_at != ALWAYS && order.fail_at != order.calls) {
+        return false;
+    }
+    order.fired = true;
+    errno = order.err;
+    return true;
+}
+
+void note(const char *what, const char *argument = "")
+{
+    const Inside inside;
+    happened.push_back(std::string(what) + argument);
+}
+
+__attribute__((format(printf, 1, 0))) std::string format_list(const char *format, va_list arguments)
+{
+    char text[8192];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    return text;
+}
+
+template <class F> F *next(const char *name)
+{
+    const Inside inside;
+    return reinterpret_cast<F *>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+const char *name_of(Function function)
+{
+    static const char *const NAMES[FUNCTION_COUNT] = {
+        "allocation", "fopen",      "fclose", "fread",       "fwrite",        "fseek",     "ftell",  "unlink",
+        "access",     "stat",       "clock",  "sleep",       "sync",          "shell",     "runcmd", "make_directories",
+        "strncpy_s",  "rendering",  "encode", "duplicate",   "trace opening", "util_init"};
+    return NAMES[function];
+}
+
+void reset()
+{
+    const Inside inside;
+    for (Order &order : orders) {
+        order = {};
+    }
+    is_corrupting = false;
+    allocated = 0;
+    said.clear();
+    happened.clear();
+}
+
+void fail(Function function, int nth, int err)
+{
+    orders[function].fail_at = nth == 0 ? ALWAYS : orders[function].calls + nth;
+    orders[function].err = err;
+    orders[function].fired = false;
+}
+
+void disarm()
+{
+    for (Order &order : orders) {
+        order.fail_at = 0;
+    }
+}
+
+bool fired(Function function)
+{
+    return orders[function].fired;
+}
+
+void before(Function function, std::function<void()> action, int nth)
+{
+    orders[function].act_at = orders[function].calls + nth;
+    orders[function].action = std::move(action);
+}
+
+void corrupt_reads()
+{
+    is_corrupting = true;
+}
+
+int calls(Function function)
+{
+    return orders[function].calls;
+}
+
+std::size_t allocated_bytes()
+{
+    return allocated;
+}
+
+const std::vector<Message> &messages()
+{
+    return said;
+}
+
+std::vector<std::string> lines()
+{
+    std::vector<std::string> texts;
+    for (const Message &message : said) {
+        texts.push_back(message.text.substr(0, message.text.find_last_not_of('\n') + 1));
+    }
+    return texts;
+}
+
+std::vector<std::string> events()
+{
+    return happened;
+}
+
+} // namespace hooks
+
+using namespace hooks;
+
+#define HOOK(function, result, name, parameters, arguments, failure, ...)                                             \
+    extern "C" result name parameters __VA_ARGS__                                                                     \
+    {                                                                                                                 \
+        static auto *const original = next<result parameters>(#name);                                                 \
+        return fires(function) ? (failure) : original arguments;                                                      \
+    }
+
+extern "C" void *malloc(size_t size) noexcept
+{
+    allocated += size;
+    return fires(ALLOCATION) ? nullptr : REAL(malloc)(size);
+}
+
+extern "C" void *calloc(size_t count, size_t size) noexcept
+{
+    allocated += count * size;
+    return fires(ALLOCATION) ? nullptr : REAL(calloc)(count, size);
+}
+
+extern "C" void *realloc(void *memory, size_t size) noexcept
+{
+    allocated += size;
+    return fires(ALLOCATION) ? nullptr : REAL(realloc)(memory, size);
+}
+
+extern "C" char *strdup(const char *text) noexcept
+{
+    static auto *const original = next<char *(const char *)>("strdup");
+    if (fires(ALLOCATION)) {
+        return nullptr;
+    }
+    const Inside inside; // its own allocation has been counted
+    return original(text);
+}
+
+HOOK(FOPEN, FILE *, fopen, (const char *path, const char *mode), (path, mode), nullptr)
+HOOK(FCLOSE, int, fclose, (FILE * stream), (stream), (original(stream), EOF))
+HOOK(FSEEK, int, fseek, (FILE * stream, long offset, int origin), (stream, offset, origin), -1)
+HOOK(FTELL, long, ftell, (FILE * stream), (stream), -1)
+HOOK(ACCESS, int, access, (const char *path, int mode), (path, mode), -1, noexcept)
+HOOK(STAT, int, stat, (const char *path, struct stat *status), (path, status), -1, noexcept)
+HOOK(CLOCK, int, clock_gettime, (clockid_t clock, timespec *now), (clock, now), -1, noexcept)
+HOOK(MAKE_DIRECTORIES, int, instcomm_create_filepath_dirs, (const char *path), (path), -1)
+HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t count), (to, size, from, count), EINVAL)
+HOOK(RENDER, uint64_t, instcomm_get_swprofile_sdr_str,
+     (const inst_sw_profile_sdr_ext *profile, char **text, int style, char **err), (profile, text, style, err),
+     INSTCOMM_RC_NO_MEMORY)
+HOOK(ENCODE, uint32_t, zeld_inst_sw_profile_sdr_ext_encode_ext,
+     (const inst_sw_profile_sdr_ext *record, void *buffer, uint32_t size, uint32_t a, uint32_t b, uint32_t c),
+     (record, buffer, size, a, b, c), size + 1)
+HOOK(DUPLICATE_NODE, int32_t, zeld_inst_node_loc_duplicate,
+     (inst_node_loc * to, const inst_node_loc *from, zeld_allocator allocator, uint64_t argument),
+     (to, from, allocator, argument), 3)
+HOOK(TRACE_OPEN, int, vestra_open_internal,
+     (uint64_t * handle, const char *name, uint32_t records, uint32_t size, const char *path, const char *build,
+      uint64_t context),
+     (handle, name, records, size, path, build, context), 5)
+HOOK(UTIL_INIT, uint64_t, instcomm_util_init, (uint64_t context, uint64_t reserved), (context, reserved), 0x77)
+
+extern "C" size_t fread(void *to, size_t size, size_t count, FILE *stream)
+{
+    static auto *const original = next<size_t(void *, size_t, size_t, FILE *)>("fread");
+    if (fires(FREAD)) {
+        return 0;
+    }
+    const size_t done = original(to, size, count, stream);
+    if (is_corrupting && done > 0) {
+        static_cast<char *>(to)[done / 2] ^= 1;
+    }
+    return done;
+}
+
+// A failing write is a short one.
+extern "C" size_t fwrite(const void *from, size_t size, size_t count, FILE *stream)
+{
+    static auto *const original = next<size_t(const void *, size_t, size_t, FILE *)>("fwrite");
+    if (!fires(FWRITE)) {
+        return original(from, size, count, stream);
+    }
+    const int err = errno;
+    const size_t done = original(from, size, count - 1, stream);
+    errno = err;
+    return done;
+}
+
+extern "C" int unlink(const char *path) noexcept
+{
+    static auto *const original = next<int(const char *)>("unlink");
+    if (!is_inside) {
+        note("unlink ", path);
+    }
+    return fires(UNLINK) ? -1 : original(path);
+}
+
+extern "C" unsigned sleep(unsigned seconds)
+{
+    fires(SLEEP);
+    note("sleep ", std::to_string(seconds).c_str());
+    return 0;
+}
+
+extern "C" void sync() noexcept
+{
+    fires(SYNC);
+    note("sync");
+}
+
+extern "C" int wsystem(const char *command)
+{
+    static auto *const original = next<int(const char *)>("wsystem");
+    note("shell ", command);
+    if (fires(SHELL)) {
+        return -1;
+    }
+    return std::strcmp(command, "sync") == 0 ? 0 : original(command);
+}
+
+extern "C" uint64_t inst_runcmd(char *out, uint32_t size, const char *format, ...)
+{
+    static auto *const original = next<uint64_t(char *, uint32_t, const char *, ...)>("inst_runcmd");
+    va_list arguments;
+    va_start(arguments, format);
+    char command[8192];
+    std::vsnprintf(command, sizeof command, format, arguments);
+    va_end(arguments);
+    note("run ", command);
+    return fires(RUNCMD) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command);
+}
+
+extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, uint32_t has_strings,
+                                const char *arg_types, const char *format, ...)
+{
+    const Inside inside;
+    said.push_back({site, size_class, has_strings, arg_types, format, ""});
+    errno = EPERM; // the caller is to keep its own
+}
+
+extern "C" void instcomm_log(const char *format, ...)
+{
+    const Inside inside;
+    va_list arguments;
+    va_start(arguments, format);
+    if (said.empty() || said.back().format != format || !said.back().text.empty()) {
+        std::fprintf(stderr, "logged without being traced: %s", format);
+        std::abort();
+    }
+    said.back().text = format_list(format, arguments);
+    va_end(arguments);
+}

@@ -1,0 +1,165 @@
+#include "support/repository_test.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <map>
+
+namespace
+{
+
+// Whatever is left in a directory is removed, the directory stays.
+void empty_directory(const fs::path &directory)
+{
+    for (const fs::directory_entry &entry : fs::directory_iterator(directory)) {
+        fs::remove_all(entry.path());
+    }
+}
+
+// No two messages share a number, and a number never tells two things.
+void check_sites()
+{
+    static std::map<uint32_t, std::string> format_of;
+    for (const hooks::Message &message : hooks::messages()) {
+        const auto [known, is_new] = format_of.emplace(message.site, message.format);
+        EXPECT_EQ(known->second, message.format) << "two messages at site " << message.site;
+    }
+}
+
+template <auto Member> void set_list(record::Record<Member> &record, const std::vector<const char *> &texts)
+{
+    record::set<Member>(record, new_list(texts), static_cast<uint32_t>(texts.size()));
+}
+
+void fill_body(inst_sw_profile_info &body)
+{
+    using Info = inst_sw_profile_info;
+    auto *const packages = static_cast<inst_swp_package *>(calloc(2, sizeof(inst_swp_package)));
+    packages[0] = new_package("alpha-1.0-r1", {"alpha-1.0-r1.rpm", nullptr, ""}, 5);
+    inst_swp_package &package = packages[0];
+    record::set<&inst_swp_package::aux_name>(package, strdup("second"));
+    record::set<&inst_swp_package::pkg_value>(package, UINT64_MAX);
+    record::set<&inst_swp_package::pkg_marker>(package, 1);
+    set_list<&inst_swp_package::extra_list>(package, {"extra"});
+    set_list<&inst_swp_package::extra_list_2>(package, {});
+    record::set<&inst_swp_package::is_sp_pkg>(package, 1);
+    record::set<&inst_swp_package::extra_value>(package, 1);
+    packages[1] = new_package("beta-2.0-r1");
+
+    auto *const details = static_cast<sp_detail *>(calloc(2, sizeof(sp_detail)));
+    record::set<&sp_detail::sp_name>(details[0], strdup("SP1"));
+    set_list<&sp_detail::sp_rpms>(details[0], {"alpha-1.0-r1", "gamma-1.0-r1"});
+
+    record::set<&Info::lv_name>(body, strdup("lv0"));
+    record::set<&Info::version>(body, strdup("7.3.2"));
+    body.image = new_package("image.iso", {"base.rpm"}, 0);
+    record::set<&Info::packages>(body, packages, 2);
+    record::set<&Info::sp_details>(body, details, 2);
+    set_list<&Info::sp_names>(body, {"SP1", nullptr});
+    record::set<&Info::is_single_initrd_supported>(body, 1);
+}
+
+} // namespace
+
+std::string read_file(const fs::path &path)
+{
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();
+    return content.str();
+}
+
+void write_file(const fs::path &path, const std::string &content)
+{
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << content;
+}
+
+char **new_list(const std::vector<const char *> &texts)
+{
+    if (texts.empty()) {
+        return nullptr;
+    }
+    auto *const list = static_cast<char **>(calloc(texts.size(), sizeof(char *)));
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        list[i] = texts[i] == nullptr ? nullptr : strdup(texts[i]);
+    }
+    return list;
+}
+
+inst_swp_package new_package(const char *name, const std::vector<const char *> &files, uint32_t type)
+{
+    inst_swp_package package = {};
+    record::set<&inst_swp_package::name>(package, strdup(name));
+    if (!files.empty()) {
+        set_list<&inst_swp_package::files>(package, files);
+    }
+    record::set<&inst_swp_package::pkg_type>(package, type);
+    return package;
+}
+
+inst_sw_profile_sdr_ext *new_full_profile()
+{
+    auto *const profile = static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)));
+    inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
+    record::set<&inst_sw_profile_sdr::vm_type>(sdr, VERD_VM_QX);
+    record::set<&inst_sw_profile_sdr::sdr_key>(sdr, strdup("default-sdr"));
+    fill_body(sdr.sw_profile);
+
+    auto *const locations = static_cast<inst_sw_profile_loc *>(calloc(1, sizeof(inst_sw_profile_loc)));
+    auto *const nodes = static_cast<inst_node_loc *>(calloc(2, sizeof(inst_node_loc)));
+    record::set<&inst_node_loc::loc_id_1>(nodes[0], UINT32_MAX);
+    record::set<&inst_node_loc::loc_id_3>(nodes[0], 64);
+    record::set<&inst_sw_profile_loc::node_locs>(locations[0], nodes, 2);
+    fill_body(locations[0].sw_profile);
+    record::set<&inst_sw_profile_sdr::loc_profiles>(sdr, locations, 1);
+
+    zeld::set_presence(*profile, 7); // the bit of a nested record is its own
+    profile->ext_value = 5;
+    profile->sdr_sw_profile_len = 99;
+    return profile;
+}
+
+inst_sw_profile_sdr_ext *new_profile_of_size(uint32_t bytes)
+{
+    auto *const profile = static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)));
+    inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
+    record::set<&inst_sw_profile_sdr::sdr_key>(sdr, strdup("default-sdr"));
+    record::set<&inst_sw_profile_info::version>(sdr.sw_profile, strdup(""));
+    std::string text;
+    for (std::size_t size; (size = encoding_of(*profile).size()) != bytes;) {
+        text.resize(text.size() + bytes - size, 'x');
+        std::free(sdr.sw_profile.version);
+        sdr.sw_profile.version = strdup(text.c_str());
+    }
+    return profile;
+}
+
+std::string encoding_of(const inst_sw_profile_sdr_ext &profile)
+{
+    std::string bytes(zeld_inst_sw_profile_sdr_ext_encode_ext(&profile, nullptr, 0, 0, 0, 0), '\0');
+    zeld_inst_sw_profile_sdr_ext_encode_ext(&profile, bytes.data(), static_cast<uint32_t>(bytes.size()), 0, 0, 0);
+    return bytes;
+}
+
+void RepositoryTest::SetUp()
+{
+    for (const char *const directory : {"/install_repo", "/tmp", "/misc"}) {
+        empty_directory(directory);
+    }
+    hooks::reset();
+    g_inst_common_debug_verbosity_level = 0;
+    g_inst_common_debug_prefix = 0;
+}
+
+void RepositoryTest::TearDown()
+{
+    check_sites();
+    hooks::reset();
+}
+
+void RepositoryTest::given_active_profile()
+{
+    inst_sw_profile_sdr_ext *profile = new_full_profile();
+    ASSERT_EQ(store(profile), 0U);
+    inst_ldpath_free_swprofile_ext(&profile);
+    hooks::reset();
+}
