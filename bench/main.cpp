@@ -26,7 +26,8 @@ constexpr char FLOOR_TXT_PATH[] = "/install_repo/gl/instdb/sdr/bench/floor.txt";
 // A profile of one size and all that the benchmarks need of it.
 struct Subject {
     explicit Subject(uint32_t packages)
-        : profile(new_sample_profile(packages)), plan(bench::blocks_of_profile(*profile)), copy_plan(bench::blocks_of_packages(*profile)),
+        : profile(new_sample_profile(packages)), plan(bench::blocks_of_profile(*profile)),
+          copy_plan(bench::blocks_of_packages(*profile)),
           encoding(zeld_inst_sw_profile_sdr_ext_encode_ext(profile, nullptr, 0, 0, 0, 0)), copies(packages)
     {
         encode();
@@ -178,8 +179,7 @@ void add_all(uint32_t packages)
         free_blocks(s);
     };
 
-    add("encode", packages, {&Subject::encode},
-        {[](Subject &s) { bench::encode_floor(s.plan, s.floor_buffer); }});
+    add("encode", packages, {&Subject::encode}, {[](Subject &s) { bench::encode_floor(s.plan, s.floor_buffer); }});
     add("decode", packages, {&Subject::decode, {}, &Subject::free_decoded}, {decode_floor, {}, free_blocks});
     add("free", packages, {&Subject::free_decoded, &Subject::decode}, {free_blocks, decode_floor});
     add("decode+free", packages, {decode_and_free}, {decode_and_free_floor});
@@ -193,7 +193,7 @@ void add_all(uint32_t packages)
 // A line for each pair as it is done.
 class RatioTable : public benchmark::BenchmarkReporter
 {
-  public:
+public:
     bool ReportContext(const Context &) override
     {
         std::printf("%-20s %11s %11s %7s   %s\n", "operation/packages", "ours, us", "floor, us", "ratio",

@@ -15,7 +15,7 @@ struct Ran {
 
 class CommandTest : public RepositoryTest
 {
-  protected:
+protected:
     static Ran run(const std::string &arguments)
     {
         const int status = std::system((SWPROFILE " " + arguments + " >/tmp/out 2>/tmp/err").c_str());

@@ -6,7 +6,7 @@ namespace
 
 class CreateTest : public RepositoryTest
 {
-  protected:
+protected:
     void SetUp() override
     {
         RepositoryTest::SetUp();
@@ -17,7 +17,8 @@ class CreateTest : public RepositoryTest
         record::set<&service_pack::sp_rpms>(packs[0], rpms, 1);
         record::set<&service_pack::sp_name>(packs[1], pack_names[1]);
         record::set<&serv_packs::service_packs>(set, packs, 2);
-        request = {key, 0, VERD_SWP_ACTIVE, lv_name, image, rpms, 3, VERD_VM_QX, version, aux_name, packages, 2, &set, 1};
+        request = {key,        0,       VERD_SWP_ACTIVE, lv_name,  image, rpms, 3,
+                   VERD_VM_QX, version, aux_name,        packages, 2,     &set, 1};
     }
 
     // The created profile, which must be there.
@@ -73,8 +74,8 @@ TEST_F(CreateTest, AProfileFromAFullRequest)
 
 TEST_F(CreateTest, ABareRequest)
 {
-    request = {nullptr, 0, VERD_SWP_ACTIVE, nullptr, nullptr, nullptr, 9,       VERD_VM_ADMIN,
-               nullptr, nullptr, nullptr, 9, nullptr, 0};
+    request = {nullptr,       0,       VERD_SWP_ACTIVE, nullptr, nullptr, nullptr, 9,
+               VERD_VM_ADMIN, nullptr, nullptr,         nullptr, 9,       nullptr, 0};
     EXPECT_EQ(inst_ldpath_create_sdr_swprofile(&request), 0U);
     EXPECT_EQ(hooks::lines()[0], "Creating global active SW Profile for Admin (key=null), lv_name=null, image=null, "
                                  "num_image_rpms=9 (), packages_count=9, is_single_initrd_supported = 0 ");

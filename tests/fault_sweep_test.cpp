@@ -25,8 +25,8 @@ template <Getter get> void run_getter(Outcome &outcome)
 
 void get_general(Outcome &outcome)
 {
-    outcome.rc = inst_ldpath_get_swprofile("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &outcome.profile,
-                                           &outcome.error);
+    outcome.rc =
+        inst_ldpath_get_swprofile("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &outcome.profile, &outcome.error);
 }
 
 void get_if_exists(Outcome &outcome)
@@ -93,7 +93,7 @@ const Operation OPERATIONS[] = {
 
 class FaultSweepTest : public RepositoryTest
 {
-  protected:
+protected:
     void SetUp() override
     {
         RepositoryTest::SetUp();

@@ -52,10 +52,10 @@ TEST_F(FrameTest, TraceArguments)
     Text path;
     Text error;
     uint8_t exists = 0;
-    inst_get_sdr_swprofile_file("x", &path.ptr, 0, 9, VERD_VM_QX, nullptr);                   // "d"
-    inst_get_sdr_swprofile_file("x", &path.ptr, 1, VERD_SWP_ACTIVE, VERD_VM_QX, nullptr);     // "dsss"
-    inst_ldpath_check_swprofile_exists("x", 1, 9, VERD_VM_QX, &exists, nullptr);              // "d", "D"
-    inst_get_boot_active_swp_flag("x", nullptr, 1, VERD_VM_QX);                               // none
+    inst_get_sdr_swprofile_file("x", &path.ptr, 0, 9, VERD_VM_QX, nullptr);               // "d"
+    inst_get_sdr_swprofile_file("x", &path.ptr, 1, VERD_SWP_ACTIVE, VERD_VM_QX, nullptr); // "dsss"
+    inst_ldpath_check_swprofile_exists("x", 1, 9, VERD_VM_QX, &exists, nullptr);          // "d", "D"
+    inst_get_boot_active_swp_flag("x", nullptr, 1, VERD_VM_QX);                           // none
     store(nullptr);
     hooks::fail(hooks::FWRITE);
     inst_sw_profile_sdr_ext *profile = new_full_profile();

@@ -33,7 +33,8 @@ const Naming NAMINGS[] = {
     {"s", 1, 2, 6, 0, "/install_repo/local/sdr/s/uvf-swprofile-active.bin", nullptr},
     {nullptr, 1, 2, 3, 0, "/install_repo/local/sdr/(null)/qx-swprofile-active.bin", nullptr},
     {nullptr, 0, 2, 2, 0, "/install_repo/gl/instdb//kelo-master-swprofile-active.bin",
-     "Software profile path for VM 2 (global), sdr (null) is /install_repo/gl/instdb//kelo-master-swprofile-active.bin"},
+     "Software profile path for VM 2 (global), sdr (null) is "
+     "/install_repo/gl/instdb//kelo-master-swprofile-active.bin"},
     {"s", 1, 2, 2, 0, "/install_repo/local//kelo-swprofile-active.bin", nullptr},
     {nullptr, 0, 9, 3, INST_RC_INVALID_ARG, NULL_KEY_TEXT, NULL_KEY_LINE},
     {nullptr, 0, 1, 4, INST_RC_INVALID_ARG, NULL_KEY_TEXT, NULL_KEY_LINE},

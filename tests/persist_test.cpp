@@ -13,7 +13,7 @@ constexpr char BIN_FAILED[] = "E:Failed to write SDR software profile to .bin fi
 
 class PersistTest : public RepositoryTest
 {
-  protected:
+protected:
     void SetUp() override
     {
         RepositoryTest::SetUp();
@@ -113,7 +113,8 @@ TEST_F(PersistTest, AFileThatNeverMatchesIsTriedFiveTimes)
     EXPECT_EQ(store(profile, &last.ptr), INSTMGR_RC_ERRNO(EDQUOT));
     EXPECT_EQ(last.str(), "E:Failed to fwrite() to file " + active_bin +
                               " (Disk quota exceeded);E:Failed to create software profile even after multiple "
-                              "attempts;" + BIN_FAILED);
+                              "attempts;" +
+                              BIN_FAILED);
 }
 
 TEST_F(PersistTest, AFileThatCantBeVerifiedIsReportedAsStored)
@@ -204,8 +205,7 @@ TEST_F(PersistTest, TheEncodeBufferGrowsOnce)
         hooks::reset();
         EXPECT_EQ(store(large), 0U);
         EXPECT_EQ(hooks::calls(hooks::ENCODE), size > 102400 ? 2 : 1);
-        EXPECT_EQ(hooks::lines()[0] ==
-                      "Default buffer size too small, retrying " + std::to_string(size) + ", 102400",
+        EXPECT_EQ(hooks::lines()[0] == "Default buffer size too small, retrying " + std::to_string(size) + ", 102400",
                   size > 102400);
         EXPECT_EQ(fs::file_size(active_bin), size);
         inst_ldpath_free_swprofile_ext(&large);
@@ -245,10 +245,10 @@ TEST_F(PersistTest, FlatCopiesOfTheDefaultSdr)
         EXPECT_EQ(inst_write_sdr_swprofile_to_file2("default-sdr", 1, 2, VERD_VM_LC_QX, profile, &failed.ptr),
                   INSTCOMM_RC_FAILED);
         const std::string file = local + (nth == 1 ? ".bin" : ".txt");
-        EXPECT_EQ(failed.str(), "E:Failed to run the command 'cp -a " + file +
-                                    " /install_repo/local/' (Resource temporarily unavailable);" +
-                                    (nth == 1 ? "E:Failed to copy QX software profile file to install repository;"
-                                              : ""));
+        EXPECT_EQ(failed.str(),
+                  "E:Failed to run the command 'cp -a " + file +
+                      " /install_repo/local/' (Resource temporarily unavailable);" +
+                      (nth == 1 ? "E:Failed to copy QX software profile file to install repository;" : ""));
         EXPECT_EQ(hooks::lines().back(), "Error! failed to copy " + file + " to /install_repo/local/");
     }
 }
@@ -277,8 +277,9 @@ TEST_F(PersistTest, StoringUsesTheKeyOfTheRecord)
     EXPECT_TRUE(fs::exists("/install_repo/local/kelo-swprofile-committed.bin"));
 
     EXPECT_EQ(inst_ldpath_store_sdr_swprofile(profile, 0, 2, nullptr, VERD_VM_QX, &error.ptr), INST_RC_INVALID_ARG);
-    EXPECT_EQ(error.str(), "E:Hit an unexpected NULL pointer while getting QX software profile file;E:Failed to get SDR "
-                           "software profile file;E:Failed to write software profile to file;");
+    EXPECT_EQ(error.str(),
+              "E:Hit an unexpected NULL pointer while getting QX software profile file;E:Failed to get SDR "
+              "software profile file;E:Failed to write software profile to file;");
     Text null;
     EXPECT_EQ(inst_ldpath_store_sdr_swprofile(nullptr, 0, 2, nullptr, VERD_VM_QX, &null.ptr), INST_RC_INVALID_ARG);
     EXPECT_EQ(hooks::lines().back(), "Error! Parameter is NULL, inst_ldpath_store_sdr_swprofile, 1933");

@@ -16,9 +16,9 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 /* Result codes of this layer: category 0x40101278, component 3200, number. 0 is success. */
-#define INSTCOMM_RC_FAILED 0x40101278C8000801ULL      /* the operation, or the command it ran, failed */
-#define INSTCOMM_RC_NO_MEMORY 0x40101278C8000802ULL   /* out of memory */
-#define INSTCOMM_RC_INVALID_ARG 0x40101278C8000803ULL /* a null or unusable argument */
+#define INSTCOMM_RC_FAILED 0x40101278C8000801ULL       /* the operation, or the command it ran, failed */
+#define INSTCOMM_RC_NO_MEMORY 0x40101278C8000802ULL    /* out of memory */
+#define INSTCOMM_RC_INVALID_ARG 0x40101278C8000803ULL  /* a null or unusable argument */
 #define INSTCOMM_RC_INVALID_DATA 0x40101278C8000807ULL /* data that isn't what it should be */
 
 /* Package-format settings. `name` is NUL-terminated; a non-zero flag selects the new package rules. */
@@ -65,7 +65,7 @@ int strncpy_s(char *dst, size_t dst_size, const char *src, size_t count);
  * an empty list is a null array.
  */
 uint64_t inst_dup_string_list(uint32_t count, char *const *list, char ***copy, char **err);
-void inst_free_string_list(uint32_t count, char **list);                           /* strings and array; null is fine */
+void inst_free_string_list(uint32_t count, char **list); /* strings and array; null is fine */
 void inst_print_list(char *buffer, uint32_t size, char *const *list, uint32_t count); /* "a, b, c", cut to size */
 
 /* A qsort comparator over two `char *`: byte order of the names, null before all. */

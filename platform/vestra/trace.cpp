@@ -83,8 +83,7 @@ void open_ring(Trace &trace)
     if (trace.fd < 0) {
         return;
     }
-    if (has_ring(trace.fd, trace.header) ||
-        (ftruncate(trace.fd, 0) == 0 && write_header(trace.fd, trace.header))) {
+    if (has_ring(trace.fd, trace.header) || (ftruncate(trace.fd, 0) == 0 && write_header(trace.fd, trace.header))) {
         void *const header = mmap(nullptr, HEADER_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, trace.fd, 0);
         trace.mapped = header == MAP_FAILED ? nullptr : static_cast<RingHeader *>(header);
     }

@@ -75,9 +75,9 @@ inline constexpr std::size_t MAX_NUMBER_SIZE = 11; // of 64 bits
     return nullptr;
 }
 
-// What stands before the bytes of a text. Lengths of up to 14 bits, which is all but never more, take two bytes of seven
-// bits, least significant first, each with its top bit set: one form for short and long names, since a branch between
-// two could not be foreseen. Any other text starts with one of the marks.
+// What stands before the bytes of a text. Lengths of up to 14 bits, which is all but never more, take two bytes of
+// seven bits, least significant first, each with its top bit set: one form for short and long names, since a branch
+// between two could not be foreseen. Any other text starts with one of the marks.
 inline constexpr std::size_t SHORT_TEXT_LIMIT = 1 << 14;
 inline constexpr uint16_t SHORT_TEXT = 0x8080;
 inline constexpr uint8_t NULL_TEXT = 0x01;

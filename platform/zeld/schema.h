@@ -146,7 +146,8 @@ template <class R> constexpr void set_presence(R &record, uint64_t bits)
     }
 }
 
-// Clears every field, and frees nothing. (Field by field, since compilers make a slow string instruction of `record = {}`.)
+// Clears every field, and frees nothing. (Field by field, since compilers make a slow string instruction of `record =
+// {}`.)
 template <class R> [[gnu::always_inline]] inline constexpr void clear_fields(R &record)
 {
     each_field<R>([&]<class F, unsigned>() __attribute__((always_inline)) {

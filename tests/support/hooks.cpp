@@ -95,9 +95,9 @@ template <class F> F *next(const char *name)
 const char *name_of(Function function)
 {
     static const char *const NAMES[FUNCTION_COUNT] = {
-        "allocation", "fopen",      "fclose", "fread",       "fwrite",        "fseek",     "ftell",  "unlink",
-        "access",     "stat",       "clock",  "sleep",       "sync",          "shell",     "runcmd", "make_directories",
-        "strncpy_s",  "rendering",  "encode", "duplicate",   "trace opening", "util_init"};
+        "allocation", "fopen",     "fclose", "fread",     "fwrite",        "fseek",    "ftell",  "unlink",
+        "access",     "stat",      "clock",  "sleep",     "sync",          "shell",    "runcmd", "make_directories",
+        "strncpy_s",  "rendering", "encode", "duplicate", "trace opening", "util_init"};
     return NAMES[function];
 }
 
@@ -176,11 +176,11 @@ std::vector<std::string> events()
 
 using namespace hooks;
 
-#define HOOK(function, result, name, parameters, arguments, failure, ...)                                             \
-    extern "C" result name parameters __VA_ARGS__                                                                     \
-    {                                                                                                                 \
-        static auto *const original = next<result parameters>(#name);                                                 \
-        return fires(function) ? (failure) : original arguments;                                                      \
+#define HOOK(function, result, name, parameters, arguments, failure, ...)                                              \
+    extern "C" result name parameters __VA_ARGS__                                                                      \
+    {                                                                                                                  \
+        static auto *const original = next<result parameters>(#name);                                                  \
+        return fires(function) ? (failure) : original arguments;                                                       \
     }
 
 extern "C" void *malloc(size_t size) noexcept
@@ -219,7 +219,8 @@ HOOK(ACCESS, int, access, (const char *path, int mode), (path, mode), -1, noexce
 HOOK(STAT, int, stat, (const char *path, struct stat *status), (path, status), -1, noexcept)
 HOOK(CLOCK, int, clock_gettime, (clockid_t clock, timespec *now), (clock, now), -1, noexcept)
 HOOK(MAKE_DIRECTORIES, int, instcomm_create_filepath_dirs, (const char *path), (path), -1)
-HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t count), (to, size, from, count), EINVAL)
+HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t count), (to, size, from, count),
+     EINVAL)
 HOOK(RENDER, uint64_t, instcomm_get_swprofile_sdr_str,
      (const inst_sw_profile_sdr_ext *profile, char **text, int style, char **err), (profile, text, style, err),
      INSTCOMM_RC_NO_MEMORY)

@@ -53,7 +53,7 @@ std::string encoding_of(const inst_sw_profile_sdr_ext &profile);
 
 class RepositoryTest : public testing::Test
 {
-  protected:
+protected:
     void SetUp() override;
     void TearDown() override;
 

@@ -9,8 +9,7 @@ namespace
 void run(const Selector &selector)
 {
     char *path = nullptr;
-    const uint64_t rc =
-        inst_get_boot_active_swp_flag(selector.sdr.c_str(), &path, selector.is_local, selector.vm_type);
+    const uint64_t rc = inst_get_boot_active_swp_flag(selector.sdr.c_str(), &path, selector.is_local, selector.vm_type);
     if (rc != 0) {
         throw failure_of(rc, "can't name the boot-active flag file", ErrorText());
     }

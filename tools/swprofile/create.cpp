@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 // A request of the library that points into an input, which must outlive it.
 class Request
 {
-  public:
+public:
     explicit Request(CreateInput &input)
     {
         std::transform(input.packages.begin(), input.packages.end(), std::back_inserter(packages),
@@ -48,7 +48,7 @@ class Request
 
     swprofile_create_request request = {};
 
-  private:
+private:
     template <class T> static uint32_t count_of(const std::vector<T> &values)
     {
         return static_cast<uint32_t>(values.size());
@@ -59,7 +59,8 @@ class Request
     char **list_of(std::vector<std::string> &texts)
     {
         std::vector<char *> &list = lists.emplace_back();
-        std::transform(texts.begin(), texts.end(), std::back_inserter(list), [](std::string &text) { return text.data(); });
+        std::transform(texts.begin(), texts.end(), std::back_inserter(list),
+                       [](std::string &text) { return text.data(); });
         return list.data();
     }
 
@@ -145,8 +146,7 @@ void run(Options &options)
         throw failure_of(rc, "can't look for the " + selector.describe(), error);
     }
     if (exists != 0 && !options.is_replacing) {
-        throw Failure(FAILED, "the " + selector.describe() + " exists already",
-                      {path, "--replace writes over it"});
+        throw Failure(FAILED, "the " + selector.describe() + " exists already", {path, "--replace writes over it"});
     }
     Request request(input);
     rc = inst_ldpath_create_sdr_swprofile(&request.request);

@@ -21,7 +21,7 @@ struct Failure : std::runtime_error {
 // The error text of a call into the library; pass slot() as its err_msg_p.
 class ErrorText
 {
-  public:
+public:
     ErrorText() = default;
     ErrorText(const ErrorText &) = delete;
     ErrorText &operator=(const ErrorText &) = delete;
@@ -30,7 +30,7 @@ class ErrorText
     char **slot() { return &text; }
     std::vector<std::string> entries() const; // without tags and ';'
 
-  private:
+private:
     char *text = nullptr;
 };
 

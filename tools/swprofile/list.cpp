@@ -37,9 +37,7 @@ void add_entry(std::vector<Entry> &entries, const Selector &selector)
         const uint64_t rc = inst_ldpath_get_swprofile(selector.sdr.c_str(), selector.is_local, selector.state,
                                                       selector.vm_type, &profile, nullptr);
         entry.profile.reset(profile);
-        entry.health = rc == 0                         ? "ok"
-                       : rc == INSTMGR_RC_INVALID_DATA ? "undecodable"
-                                                       : "unreadable";
+        entry.health = rc == 0 ? "ok" : rc == INSTMGR_RC_INVALID_DATA ? "undecodable" : "unreadable";
     }
     entries.push_back(std::move(entry));
 }

@@ -50,7 +50,8 @@ std::string key_fault(const std::string &key)
 
 std::string text_fault(const std::string &text)
 {
-    return std::any_of(text.begin(), text.end(), is_control) ? "'" + shown(text.c_str()) + "' has control characters" : "";
+    return std::any_of(text.begin(), text.end(), is_control) ? "'" + shown(text.c_str()) + "' has control characters"
+                                                             : "";
 }
 
 std::string shown(const char *text)

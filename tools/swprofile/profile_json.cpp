@@ -181,8 +181,7 @@ struct Value {
 
 template <class T> T read_enumerator(const Value &value, std::optional<T> (*parse)(const std::string &))
 {
-    const std::optional<T> parsed =
-        parse(value.json.is_string() ? value.json.get<std::string>() : value.json.dump());
+    const std::optional<T> parsed = parse(value.json.is_string() ? value.json.get<std::string>() : value.json.dump());
     if (!parsed) {
         value.refuse("isn't one");
     }

@@ -33,8 +33,9 @@ template <class T, class Name> std::optional<T> parse(const std::string &text, T
     return std::nullopt;
 }
 
-template <class T> CLI::Option *add_parsed(CLI::App &command, const std::string &flag, T &target,
-                                           std::optional<T> (*parse_it)(const std::string &), const std::string &help)
+template <class T>
+CLI::Option *add_parsed(CLI::App &command, const std::string &flag, T &target,
+                        std::optional<T> (*parse_it)(const std::string &), const std::string &help)
 {
     return command
         .add_option_function<std::string>(

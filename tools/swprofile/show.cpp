@@ -67,20 +67,21 @@ void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selecto
     const inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
     const inst_sw_profile_info &body = sdr.sw_profile;
     std::printf("%s\n\n", selector.describe().c_str());
-    std::printf("%s", format_table({{"File", selector.path()},
-                                    {"Image", shown(body.image.name) + "  (" +
-                                                  count_of(body.image.files_count, "RPM") + ")"},
-                                    {"Version", shown(body.version)},
-                                    {"Volume", shown(body.lv_name)},
-                                    {"Content", count_of(body.packages_count, "package") + ", " +
-                                                     count_of(body.sp_details_count, "service pack") + ", " +
-                                                     count_of(sdr.loc_profiles_count, "location profile")}})
-                          .c_str());
+    std::printf("%s",
+                format_table({{"File", selector.path()},
+                              {"Image", shown(body.image.name) + "  (" + count_of(body.image.files_count, "RPM") + ")"},
+                              {"Version", shown(body.version)},
+                              {"Volume", shown(body.lv_name)},
+                              {"Content", count_of(body.packages_count, "package") + ", " +
+                                              count_of(body.sp_details_count, "service pack") + ", " +
+                                              count_of(sdr.loc_profiles_count, "location profile")}})
+                    .c_str());
     print_packages(body);
     print_service_packs(body);
     for (uint32_t i = 0; i < sdr.loc_profiles_count; ++i) {
         const inst_sw_profile_loc &location = sdr.loc_profiles[i];
-        std::printf("\nOn nodes %s: image %s\n", nodes_of(location).c_str(), shown(location.sw_profile.image.name).c_str());
+        std::printf("\nOn nodes %s: image %s\n", nodes_of(location).c_str(),
+                    shown(location.sw_profile.image.name).c_str());
         print_packages(location.sw_profile);
     }
 }
@@ -119,10 +120,10 @@ void add_show(CLI::App &command)
     const auto options = std::make_shared<Options>();
     CLI::App *const show = command.add_subcommand("show", "Show what a profile holds");
     add_selector_options(*show, options->selector);
-    CLI::Option *const json =
-        show->add_flag_callback("--json", [options] { options->form = Form::Json; }, "as JSON, schema 1");
-    show->add_flag_callback("--text", [options] { options->form = Form::Text; },
-                            "every field, as the readable twin has it")
+    CLI::Option *const json = show->add_flag_callback(
+        "--json", [options] { options->form = Form::Json; }, "as JSON, schema 1");
+    show->add_flag_callback(
+            "--text", [options] { options->form = Form::Text; }, "every field, as the readable twin has it")
         ->excludes(json);
     show->footer("Examples:\n"
                  "  swprofile show\n"

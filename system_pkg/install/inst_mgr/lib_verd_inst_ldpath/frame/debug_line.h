@@ -38,8 +38,7 @@ template <class... Args> void write(const Formats &formats, const char *function
         std::fprintf(stderr, formats.with_thread, now.time, now.milliseconds, getpid(), thread, args...);
         break;
     default:
-        std::fprintf(stderr, formats.with_place, now.time, now.milliseconds, getpid(), thread, function, line,
-                     args...);
+        std::fprintf(stderr, formats.with_place, now.time, now.milliseconds, getpid(), thread, function, line, args...);
         break;
     }
 }
@@ -47,13 +46,13 @@ template <class... Args> void write(const Formats &formats, const char *function
 
 } // namespace debug
 
-#define DEBUG_LINE(threshold, format, ...)                                                                            \
-    do {                                                                                                              \
-        static_assert((threshold) > 0 && std::string_view(format).ends_with('\n'));                                   \
-        CHECK_FORMAT(format __VA_OPT__(, ) __VA_ARGS__);                                                              \
-        if (debug::is_wanted(threshold)) {                                                                            \
-            debug::write({"DEBUG %s.%03zd : " format, "DEBUG %s.%03zd pid %d, tid %ld : " format,                     \
-                          "DEBUG %s.%03zd pid %d, tid %ld, %s, %d : " format},                                        \
-                         __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                              \
-        }                                                                                                             \
+#define DEBUG_LINE(threshold, format, ...)                                                                             \
+    do {                                                                                                               \
+        static_assert((threshold) > 0 && std::string_view(format).ends_with('\n'));                                    \
+        CHECK_FORMAT(format __VA_OPT__(, ) __VA_ARGS__);                                                               \
+        if (debug::is_wanted(threshold)) {                                                                             \
+            debug::write({"DEBUG %s.%03zd : " format, "DEBUG %s.%03zd pid %d, tid %ld : " format,                      \
+                          "DEBUG %s.%03zd pid %d, tid %ld, %s, %d : " format},                                         \
+                         __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                               \
+        }                                                                                                              \
     } while (false)

@@ -17,9 +17,9 @@ bool marker_exists(const char *path);
 bool test_file_fires(const char *path);
 
 // A message of the service-pack code that is reported only while its debug switch is on.
-#define REPORT_SP_DEBUG(...)                                                                                          \
-    do {                                                                                                              \
-        if (marker_exists(ENABLE_SP_DEBUGS)) {                                                                        \
-            REPORT(__VA_ARGS__);                                                                                      \
-        }                                                                                                             \
+#define REPORT_SP_DEBUG(...)                                                                                           \
+    do {                                                                                                               \
+        if (marker_exists(ENABLE_SP_DEBUGS)) {                                                                         \
+            REPORT(__VA_ARGS__);                                                                                       \
+        }                                                                                                              \
     } while (false)

@@ -1,5 +1,5 @@
-// REPORT(format, ...): a message to the binary trace and then to the install log. The format is checked by the compiler,
-// the arguments are evaluated once, errno is left as it was. Null texts print as "(null)".
+// REPORT(format, ...): a message to the binary trace and then to the install log. The format is checked by the
+// compiler, the arguments are evaluated once, errno is left as it was. Null texts print as "(null)".
 #pragma once
 
 #include "frame/trace_sites.h"
@@ -21,10 +21,7 @@ template <class... Args> struct Arguments {
         static_assert(std::is_scalar_v<T>);
         return std::is_pointer_v<T> ? 's' : sizeof(T) > 4 ? 'D' : 'd';
     }
-    template <class T> static constexpr uint32_t words()
-    {
-        return std::is_pointer_v<T> ? 0 : sizeof(T) > 4 ? 2 : 1;
-    }
+    template <class T> static constexpr uint32_t words() { return std::is_pointer_v<T> ? 0 : sizeof(T) > 4 ? 2 : 1; }
     static constexpr char letters[] = {letter<Args>()..., '\0'};
     static constexpr uint32_t has_strings = (std::is_pointer_v<Args> || ...) ? 1 : 0;
     static constexpr uint32_t size_class = (4 + ... + words<Args>());
@@ -49,8 +46,8 @@ template <class... Args> void report(uint32_t site, const char *format, Args... 
 // Lets the compiler check a printf format; nothing is evaluated.
 #define CHECK_FORMAT(...) static_cast<void>(sizeof(std::printf(__VA_ARGS__)))
 
-#define REPORT(...)                                                                                                   \
-    do {                                                                                                              \
-        CHECK_FORMAT(__VA_ARGS__);                                                                                    \
-        trace::report(NEXT_TRACE_SITE, __VA_ARGS__);                                                                  \
+#define REPORT(...)                                                                                                    \
+    do {                                                                                                               \
+        CHECK_FORMAT(__VA_ARGS__);                                                                                     \
+        trace::report(NEXT_TRACE_SITE, __VA_ARGS__);                                                                   \
     } while (false)

@@ -15,6 +15,7 @@ struct FileSites {
     unsigned count;
 };
 
+// clang-format off
 inline constexpr FileSites FILES[] = {
     {"library_init", 2},
     {"node_locations", 1},
@@ -28,6 +29,7 @@ inline constexpr FileSites FILES[] = {
     {"create", 16},
     {"fetch", 8},
 };
+// clang-format on
 
 // Isn't constexpr, so that reaching it ends the compilation.
 unsigned this_file_has_no_line_in_the_table_of_trace_sites();
@@ -56,14 +58,14 @@ consteval unsigned first_site(std::string_view file)
 
 } // namespace trace
 
-#define TRACE_SITES_BEGIN(file)                                                                                       \
-    namespace                                                                                                         \
-    {                                                                                                                 \
-    constexpr unsigned FIRST_SITE = trace::first_site(#file);                                                         \
-    constexpr unsigned FIRST_COUNT = __COUNTER__ + 1;                                                                 \
+#define TRACE_SITES_BEGIN(file)                                                                                        \
+    namespace                                                                                                          \
+    {                                                                                                                  \
+    constexpr unsigned FIRST_SITE = trace::first_site(#file);                                                          \
+    constexpr unsigned FIRST_COUNT = __COUNTER__ + 1;                                                                  \
     }
 
-#define TRACE_SITES_END(file)                                                                                         \
+#define TRACE_SITES_END(file)                                                                                          \
     static_assert(__COUNTER__ - FIRST_COUNT == trace::site_count(#file), "correct this file's line in trace_sites.h")
 
 // The number of the site at which this stands. Use it once a site.

@@ -55,14 +55,7 @@ static inline uint64_t INSTMGR_RC_ERRNO(int err)
 }
 
 /* VM types. */
-enum {
-    VERD_VM_HOST = 1,
-    VERD_VM_ADMIN = 2,
-    VERD_VM_QX = 3,
-    VERD_VM_LC_QX = 4,
-    VERD_VM_SERVICE = 5,
-    VERD_VM_UVF = 6
-};
+enum { VERD_VM_HOST = 1, VERD_VM_ADMIN = 2, VERD_VM_QX = 3, VERD_VM_LC_QX = 4, VERD_VM_SERVICE = 5, VERD_VM_UVF = 6 };
 
 /* Profile states. */
 enum { VERD_SWP_COMMITTED = 1, VERD_SWP_ACTIVE = 2, VERD_SWP_PREPARED = 3 };

@@ -71,7 +71,7 @@ uint64_t read_and_decode(const char *file_path, inst_sw_profile_sdr_ext **record
         return INSTMGR_RC_ERRNO(err);
     }
     static_cast<void>(std::setvbuf(stream.file, nullptr, _IONBF, 0)); // all goes straight to its place in one read
-    errno = 0; // an empty file leaves it so
+    errno = 0;                                                        // an empty file leaves it so
     const int32_t size = inst_get_file_size(stream.file);
     if (size == 0) {
         const int err = errno;

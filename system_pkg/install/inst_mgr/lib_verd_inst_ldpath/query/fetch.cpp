@@ -32,8 +32,7 @@ uint64_t get_fixed(const char *function, const char *sdr_key, uint8_t is_local, 
         REPORT("%s: sdr_key is %s\n", function, sdr_key);
         Owned<char> path;
         Owned<char> text;
-        static_cast<void>(
-            inst_get_sdr_swprofile_file(sdr_key, &path.ptr, is_local, part_type, vm_type, &text.ptr));
+        static_cast<void>(inst_get_sdr_swprofile_file(sdr_key, &path.ptr, is_local, part_type, vm_type, &text.ptr));
         rc = decode(path.ptr, profile_p);
     }
     DEBUG_LINE(2, "Leaving  function %s, rc = %lx\n", function, rc);
@@ -50,9 +49,8 @@ struct Messages {
 constexpr char NO_FILE_NAME[] = "Failed to get QX software profile file\n";
 constexpr Messages GLOBAL = {"Hit an unexpected NULL pointer while getting the global software profile\n", NO_FILE_NAME,
                              nullptr};
-constexpr Messages LOCAL = {
-    "Hit an unexpected NULL pointer while getting the local software profile\n", NO_FILE_NAME,
-    "An internal error occurred. Use 'hw-module location <node ID> reload force' to recover\n"};
+constexpr Messages LOCAL = {"Hit an unexpected NULL pointer while getting the local software profile\n", NO_FILE_NAME,
+                            "An internal error occurred. Use 'hw-module location <node ID> reload force' to recover\n"};
 constexpr Messages LOCAL_ONLY = {"Hit an unexpected NULL pointer while getting local software profile\n",
                                  "Error as failed to get local QX software profile file\n", nullptr};
 
@@ -82,8 +80,7 @@ uint64_t get_general(const char *function, const Messages &messages, const char 
 {
     DEBUG_LINE(2, "Entering function %s\n", function);
     char *text = nullptr;
-    const uint64_t rc =
-        name_and_decode(messages, sdr_key, is_local, part_type, vm_type, profile_p, &text);
+    const uint64_t rc = name_and_decode(messages, sdr_key, is_local, part_type, vm_type, profile_p, &text);
     error_text_hand_over(&text, err_msg_p);
     DEBUG_LINE(2, "Leaving  function %s, rc = %lx\n", function, rc);
     return rc;
