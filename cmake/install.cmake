@@ -1,6 +1,8 @@
 # What `cmake --install` puts in place: libraries, headers, the command, man pages, and how other builds find them.
 include(CMakePackageConfigHelpers)
 
+set_target_properties(verd_inst_ldpath instcomm vestra zeld PROPERTIES INSTALL_RPATH "$ORIGIN")
+set_target_properties(swprofile PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS verd_inst_ldpath instcomm vestra zeld EXPORT verd_inst_ldpath)
 install(TARGETS swprofile)
 install(FILES
