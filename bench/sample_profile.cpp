@@ -19,8 +19,9 @@ struct Random {
 
 std::string package_name(Random &random, uint32_t number, const char *suffix)
 {
-    static const char *const stems[] = {"routing", "forwarding", "mgbl", "multicast", "k9sec", "platform-infra"};
-    static const char *const layers[] = {"core", "services-edge", "line-card-drivers", "telemetry"};
+    static const char *const stems[] = {"routing",   "forwarding", "telemetry",
+                                        "multicast", "security",   "platform-infra"};
+    static const char *const layers[] = {"core", "services-edge", "line-card-drivers", "edge-telemetry"};
     char text[128];
     std::snprintf(text, sizeof text, "qx-%s-%s-%u.%u.%u.%u-r%04u%s", stems[random(6)], layers[random(4)], number,
                   random(10), random(10), random(10), random(10000), suffix);
@@ -50,8 +51,8 @@ inst_sw_profile_sdr_ext *new_sample_profile(uint32_t packages)
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
     record::set<&inst_sw_profile_sdr::vm_type>(sdr, 3U);
     record::set<&inst_sw_profile_sdr::sdr_key>(sdr, strdup("default-sdr"));
-    record::set<&inst_sw_profile_info::version>(sdr.sw_profile, strdup("7.3.2"));
-    record::set<&inst_swp_package::name>(sdr.sw_profile.image, strdup("qx-mini-x.iso-7.3.2"));
+    record::set<&inst_sw_profile_info::version>(sdr.sw_profile, strdup("1.4.0"));
+    record::set<&inst_swp_package::name>(sdr.sw_profile.image, strdup("qx-image-1.4.0.iso"));
 
     auto *const list = static_cast<inst_swp_package *>(std::calloc(packages, sizeof(inst_swp_package)));
     for (uint32_t i = 0; i < packages; ++i) {

@@ -8,9 +8,9 @@
 static uint64_t create(void)
 {
     char sdr_key[] = "default-sdr";
-    char image[] = "/harddisk/qx-mini-x-7.3.2.iso";
-    char version[] = "7.3.2";
-    char name[] = "qx-mgbl-7.3.2.0-r732";
+    char image[] = "/images/qx-image-1.4.0.iso";
+    char version[] = "1.4.0";
+    char name[] = "qx-routing-1.4.0-r1";
 
     inst_swp_package package = {0};
     package.name = name;

@@ -33,9 +33,9 @@ bool is_taken_exactly_or_refused(const std::string &bytes)
     record.presence[0] = 0xff; // what a target held before doesn't matter
     record.sdr_sw_profile.sdr_key = reinterpret_cast<char *>(8);
     record.sdr_sw_profile.sw_profile.image.presence[1] = 0xff;
-    const std::size_t before = hooks::allocated_bytes();
+    const std::size_t before = hooks::allocated;
     const int32_t status = decode(record, bytes);
-    EXPECT_LE(hooks::allocated_bytes() - before, 160 * bytes.size());
+    EXPECT_LE(hooks::allocated - before, 160 * bytes.size());
     if (status != 0) {
         return is_cleared(record);
     }
@@ -192,7 +192,7 @@ TEST_F(CodecTest, CopiesAreDeepAndAllOrNothing)
     for (int nth = 1;; ++nth) {
         hooks::fail(hooks::ALLOCATION, nth);
         const int32_t status = zeld_inst_swp_package_duplicate(&copy, &package, malloc, 0);
-        const bool was_last = !hooks::fired(hooks::ALLOCATION);
+        const bool was_last = !hooks::orders[hooks::ALLOCATION].fired;
         hooks::reset();
         if (was_last) {
             ASSERT_EQ(status, 0);

@@ -34,13 +34,13 @@ protected:
         return json;
     }
 
-    const std::string create = "create --image image.iso --version 7.3.2 ";
+    const std::string create = "create --image image.iso --version 1.4.0 ";
 };
 
 TEST_F(CommandTest, CreateAndShow)
 {
     write_file("/tmp/dir/image.iso", "x");
-    const Ran created = run("create --image /tmp/dir/image.iso --image-rpm b.rpm --image-rpm a.rpm --version 7.3.2 "
+    const Ran created = run("create --image /tmp/dir/image.iso --image-rpm b.rpm --image-rpm a.rpm --version 1.4.0 "
                             "--package p-1-1=f.rpm,g.rpm --sp-package q-1-1 --service-pack SP1=q-1-1 --lv lv0");
     EXPECT_EQ(created.code, 0) << created.err;
     EXPECT_EQ(created.out, "created the active QX profile of default-sdr (global)\n" + active_bin + "\n");
@@ -52,7 +52,7 @@ TEST_F(CommandTest, CreateAndShow)
     EXPECT_EQ(shown["packages"][1]["service_pack_member"], true);
     EXPECT_EQ(shown["service_packs"][0]["rpms"][0], "q-1-1");
     const std::string human = run("show").out;
-    for (const char *const part : {"image.iso  (2 RPMs)", "7.3.2", "lv0", "p-1-1", "SP1"}) {
+    for (const char *const part : {"image.iso  (2 RPMs)", "1.4.0", "lv0", "p-1-1", "SP1"}) {
         EXPECT_NE(human.find(part), std::string::npos) << human;
     }
     const std::string twin = read_file(active_txt);

@@ -30,7 +30,7 @@ protected:
         return fetched.body();
     }
 
-    char key[12] = "default-sdr", lv_name[4] = "lv0", image[32] = "/harddisk/image-7.3.2.iso", version[6] = "7.3.2";
+    char key[12] = "default-sdr", lv_name[4] = "lv0", image[32] = "/images/image-1.4.0.iso", version[6] = "1.4.0";
     char aux_name[4] = "aux", names[2][16] = {"alpha-1.0-r1", "beta-1.0-r1"}, pack_names[2][4] = {"SP1", "SP2"};
     char rpm_c[2] = "c", rpm_a[2] = "a", rpm_b[2] = "b";
     char *rpms[3] = {rpm_c, rpm_a, rpm_b};
@@ -45,8 +45,8 @@ TEST_F(CreateTest, AProfileFromAFullRequest)
 {
     const inst_sw_profile_info &body = created();
     EXPECT_STREQ(body.lv_name, "lv0");
-    EXPECT_STREQ(body.version, "7.3.2");
-    EXPECT_STREQ(body.image.name, "image-7.3.2.iso");
+    EXPECT_STREQ(body.version, "1.4.0");
+    EXPECT_STREQ(body.image.name, "image-1.4.0.iso");
     EXPECT_STREQ(body.image.aux_name, "aux");
     EXPECT_EQ(body.image.presence[0], 0b10111); // its type of 0 is there
     ASSERT_EQ(body.image.files_count, 3U);
@@ -65,7 +65,7 @@ TEST_F(CreateTest, AProfileFromAFullRequest)
     const Lines lines = hooks::lines();
     EXPECT_EQ(Lines(lines.begin(), lines.begin() + 9),
               (Lines{"Creating global active SW Profile for QX (key=default-sdr), lv_name=lv0, "
-                     "image=/harddisk/image-7.3.2.iso, num_image_rpms=3 (c, a, b), packages_count=2, "
+                     "image=/images/image-1.4.0.iso, num_image_rpms=3 (c, a, b), packages_count=2, "
                      "is_single_initrd_supported = 1 ",
                      "Package RPM list:", "    Pkg RPM 0: alpha-1.0-r1", "    Pkg RPM 1: beta-1.0-r1",
                      "SPINFO: Found beta-1.0-r1 as first sp rpm", "Adding initial packages to SWP",
@@ -128,12 +128,12 @@ TEST_F(CreateTest, OptionalPackagesAreCopiedFirst)
     created();
     EXPECT_EQ(read_file("/install_repo/gl/qx/beta-1.0-r1"), "b");
     EXPECT_EQ(read_file("/tmp/pkg_cpy_log"), "");
-    EXPECT_EQ(hooks::events()[0],
+    EXPECT_EQ(hooks::events[0],
               "shell cp /misc/disk1/usb/opt_pkgs/alpha-1.0-r1 /install_repo/gl/qx/ > /tmp/pkg_cpy_log");
     packages[0].name = nullptr; // ends the copying, and nothing else
     hooks::reset();
     created();
-    EXPECT_EQ(hooks::events()[0], "sync");
+    EXPECT_EQ(hooks::events[0], "sync");
     packages[0].name = names[0];
 
     // A failed copy ends the creation, after the names of service packs were copied.

@@ -59,31 +59,30 @@ TEST_F(FetchTest, GeneralGettersTellTheOperator)
     const std::string hint =
         "R:An internal error occurred. Use 'hw-module location <node ID> reload force' to recover;";
     Fetched fetched;
-    Text global, local, local_only, null_global, null_local, null_local_only;
-    EXPECT_EQ(inst_ldpath_get_swprofile("s", 0, 4, 3, &fetched.ptr, &global.ptr), INSTMGR_RC_INVALID_DATA);
-    EXPECT_EQ(global.str(), naming + "E:Failed to get QX software profile file;");
-    EXPECT_EQ(inst_ldpath_get_swprofile("s", 1, 4, 3, &fetched.ptr, &local.ptr), INSTMGR_RC_INVALID_DATA);
-    EXPECT_EQ(local.str(), naming + "E:Failed to get QX software profile file;" + hint);
-    EXPECT_EQ(inst_ldpath_get_local_swprofile("s", 4, 3, &fetched.ptr, &local_only.ptr), INSTMGR_RC_INVALID_DATA);
-    EXPECT_EQ(local_only.str(), naming + "E:Error as failed to get local QX software profile file;");
-    EXPECT_EQ(inst_ldpath_get_swprofile("s", 0, 2, 3, nullptr, &null_global.ptr), INST_RC_INVALID_ARG);
-    EXPECT_EQ(null_global.str(), "E:Hit an unexpected NULL pointer while getting the global software profile;");
-    EXPECT_EQ(inst_ldpath_get_swprofile("s", 1, 2, 3, nullptr, &null_local.ptr), INST_RC_INVALID_ARG);
-    EXPECT_EQ(null_local.str(), "E:Hit an unexpected NULL pointer while getting the local software profile;");
-    EXPECT_EQ(inst_ldpath_get_local_swprofile("s", 2, 3, nullptr, &null_local_only.ptr), INST_RC_INVALID_ARG);
-    EXPECT_EQ(null_local_only.str(), "E:Hit an unexpected NULL pointer while getting local software profile;");
+    const auto get = [&](uint8_t is_local, int32_t state, inst_sw_profile_sdr_ext **profile_p) {
+        return result_of(
+            [&](char **err) { return inst_ldpath_get_swprofile("s", is_local, state, 3, profile_p, err); });
+    };
+    const auto get_local = [&](int32_t state, inst_sw_profile_sdr_ext **profile_p) {
+        return result_of([&](char **err) { return inst_ldpath_get_local_swprofile("s", state, 3, profile_p, err); });
+    };
+    const std::string no_name = naming + "E:Failed to get QX software profile file;";
+    EXPECT_EQ(get(0, 4, &fetched.ptr), (Result{INSTMGR_RC_INVALID_DATA, no_name}));
+    EXPECT_EQ(get(1, 4, &fetched.ptr), (Result{INSTMGR_RC_INVALID_DATA, no_name + hint}));
+    EXPECT_EQ(get_local(4, &fetched.ptr),
+              (Result{INSTMGR_RC_INVALID_DATA, naming + "E:Error as failed to get local QX software profile file;"}));
+    const std::string null = "E:Hit an unexpected NULL pointer while getting ";
+    EXPECT_EQ(get(0, 2, nullptr), (Result{INST_RC_INVALID_ARG, null + "the global software profile;"}));
+    EXPECT_EQ(get(1, 2, nullptr), (Result{INST_RC_INVALID_ARG, null + "the local software profile;"}));
+    EXPECT_EQ(get_local(2, nullptr), (Result{INST_RC_INVALID_ARG, null + "local software profile;"}));
     EXPECT_EQ(hooks::lines().back(), "Error! local_sw_profile_ext_pp is NULL");
 
     // Without memory for the messages before it, the hint makes a blank text.
     Text blank;
-    hooks::fail(hooks::ALLOCATION, 2); // of the general getter; naming adds nothing for this type
+    hooks::fail(hooks::ALLOCATION);
     EXPECT_EQ(inst_ldpath_get_swprofile("s", 1, 1, VERD_VM_HOST, &fetched.ptr, &blank.ptr), INST_RC_NO_SWPROFILE);
-    hooks::reset();
-    Text lost;
-    hooks::fail(hooks::ALLOCATION, 1);
-    EXPECT_EQ(inst_ldpath_get_swprofile("s", 1, 1, VERD_VM_HOST, &fetched.ptr, &lost.ptr), INST_RC_NO_SWPROFILE);
-    ASSERT_NE(lost.ptr, nullptr);
-    EXPECT_EQ(lost.str(), "");
+    ASSERT_NE(blank.ptr, nullptr);
+    EXPECT_EQ(blank.str(), "");
     EXPECT_EQ(fetched.ptr, nullptr);
 }
 

@@ -16,7 +16,7 @@ TEST_F(FrameTest, InitialisationCopiesThePackageFormatAndReportsFirst)
     EXPECT_STREQ(g_inst_pkg_fmt_info.name, "0123456789abcde");
     EXPECT_EQ(g_inst_pkg_fmt_info.is_new_format, 7);
     ASSERT_EQ(hooks::lines(), Lines{"ldpath lib vestra init succeeded"});
-    EXPECT_EQ(hooks::messages()[0].site, 0U);
+    EXPECT_EQ(hooks::messages[0].site, 0U);
 
     std::memset(settings.name, 'y', sizeof settings.name); // no terminator: cut to 15
     settings.is_new_format = 0;
@@ -36,47 +36,14 @@ TEST_F(FrameTest, FailedInitialisation)
     EXPECT_EQ(verd_inst_ldpath_lib_init(0, &settings), INSTMGR_RC_INIT_FAILED);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: failed to init verd_inst_ldpath library vestra\n");
     EXPECT_STRNE(g_inst_pkg_fmt_info.name, "other");
-    EXPECT_EQ(hooks::calls(hooks::UTIL_INIT), 0);
+    EXPECT_EQ(hooks::orders[hooks::UTIL_INIT].calls, 0);
 
     hooks::fail(hooks::UTIL_INIT);
     EXPECT_EQ(verd_inst_ldpath_lib_init(0, &settings), 0x77U);
     EXPECT_STREQ(g_inst_pkg_fmt_info.name, "other");
     ASSERT_EQ(hooks::lines().size(), 2U);
-    EXPECT_EQ(hooks::messages()[1].site, 1U);
-    EXPECT_EQ(hooks::messages()[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
-}
-
-// What the trace is told of a message's arguments.
-TEST_F(FrameTest, TraceArguments)
-{
-    Text path;
-    Text error;
-    uint8_t exists = 0;
-    inst_get_sdr_swprofile_file("x", &path.ptr, 0, 9, VERD_VM_QX, nullptr);               // "d"
-    inst_get_sdr_swprofile_file("x", &path.ptr, 1, VERD_SWP_ACTIVE, VERD_VM_QX, nullptr); // "dsss"
-    inst_ldpath_check_swprofile_exists("x", 1, 9, VERD_VM_QX, &exists, nullptr);          // "d", "D"
-    inst_get_boot_active_swp_flag("x", nullptr, 1, VERD_VM_QX);                           // none
-    store(nullptr);
-    hooks::fail(hooks::FWRITE);
-    inst_sw_profile_sdr_ext *profile = new_full_profile();
-    store(profile); // "sdddssD"
-    inst_ldpath_free_swprofile_ext(&profile);
-
-    const auto found = [&](const std::string &types, uint32_t size_class, uint32_t has_strings) {
-        for (const hooks::Message &message : hooks::messages()) {
-            if (message.arg_types == types) {
-                EXPECT_EQ(message.size_class, size_class) << types;
-                EXPECT_EQ(message.has_strings, has_strings) << types;
-                return true;
-            }
-        }
-        return false;
-    };
-    EXPECT_TRUE(found("", 4, 0));
-    EXPECT_TRUE(found("d", 5, 0));
-    EXPECT_TRUE(found("D", 6, 0));
-    EXPECT_TRUE(found("dsss", 5, 1));
-    EXPECT_TRUE(found("sdddssD", 9, 1));
+    EXPECT_EQ(hooks::messages[1].site, 1U);
+    EXPECT_EQ(hooks::messages[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
 }
 
 TEST_F(FrameTest, DebugLines)
@@ -101,7 +68,7 @@ TEST_F(FrameTest, DebugLines)
     EXPECT_PRED2(matches, line(4, 0), time + " : ");
     EXPECT_PRED2(matches, line(9, 1), time + thread + " : ");
     EXPECT_PRED2(matches, line(4, 2), time + thread + ", inst_ldpath_check_swprofile_exists, *[0-9] : ");
-    hooks::fail(hooks::CLOCK, 0);
+    hooks::fail(hooks::CLOCK, hooks::ALWAYS);
     EXPECT_PRED2(matches, line(4, 0), "DEBUG <Unknown Time>       : .000 : ");
 }
 

@@ -14,10 +14,15 @@ TEST_F(PlatformTest, RenderingShowsEveryField)
     inst_sw_profile_info &body = profile->sdr_sw_profile.sw_profile;
     std::free(body.version);
     body.version = strdup("7\n.3\x1b[1m\\");
-    char *text = nullptr;
-    ASSERT_EQ(instcomm_get_swprofile_sdr_str(profile, &text, 1, nullptr), 0U);
-    const std::string rendered = text;
-    std::free(text);
+    std::string rendered;
+    for (int nth = 1; rendered.empty(); ++nth) { // nothing at all until memory suffices
+        Text text;
+        hooks::fail(hooks::ALLOCATION, nth);
+        const uint64_t rc = instcomm_get_swprofile_sdr_str(profile, &text.ptr, 1, nullptr);
+        hooks::disarm();
+        EXPECT_EQ(rc, hooks::orders[hooks::ALLOCATION].fired ? INSTCOMM_RC_NO_MEMORY : 0);
+        rendered = text.str();
+    }
     inst_ldpath_free_swprofile_ext(&profile);
     const char *const first_half = R"(Software profile:
   VM type: 3 (QX)

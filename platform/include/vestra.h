@@ -12,11 +12,11 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 /*
- * Open the trace `name`, a ring of `records` records of `record_size` bytes (at least 64) in
- * "/install_repo/log/<name>.vestra", and store its handle. `path` and `build_id` go into the ring's header: a reader
- * needs them to find the messages behind the site numbers. Opening a name again yields the same handle. Where the
- * file can't be written the trace is opened all the same and drops its records. Returns 0, or non-zero on a null or
- * unusable argument or when too many traces are open.
+ * Open the trace `name`, a ring of `records` records of `record_size` bytes (64 to 1024) in
+ * "/install_repo/log/<name>.vestra", and store its handle. A name has up to 63 characters and no '/'. `path` and
+ * `build_id` go into the ring's header: a reader needs them to find the messages behind the site numbers. Opening a
+ * name again yields the same handle. Where the file can't be written the trace is opened all the same and drops its
+ * records. Returns 0, or non-zero on a null or unusable argument or when too many traces are open.
  */
 int vestra_open_internal(uint64_t *handle, const char *name, uint32_t records, uint32_t record_size, const char *path,
                          const char *build_id, uint64_t context);

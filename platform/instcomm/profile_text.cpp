@@ -6,8 +6,11 @@
 #include "zeld/record_fields.h"
 
 #include <cinttypes>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <utility>
 
 namespace
 {
@@ -44,40 +47,94 @@ template <> constexpr const char *LABEL<&inst_swp_package::extra_value> = "Extra
 template <> constexpr const char *LABEL<&sp_detail::sp_name> = "Name";
 template <> constexpr const char *LABEL<&sp_detail::sp_rpms> = "RPMs";
 
+// The text as it grows. When memory runs out, what was there is freed and nothing more is added.
+struct Buffer {
+    char *text = nullptr;
+    std::size_t used = 0;
+    std::size_t size = 0;
+    bool has_failed = false;
+
+    bool make_room(std::size_t count)
+    {
+        if (has_failed || count < size - used) {
+            return !has_failed;
+        }
+        const std::size_t grown = 2 * size + count + 1;
+        auto *const larger = static_cast<char *>(std::realloc(text, grown));
+        if (larger == nullptr) {
+            std::free(std::exchange(text, nullptr));
+            has_failed = true;
+            return false;
+        }
+        text = larger;
+        size = grown;
+        return true;
+    }
+
+    void put(const char *bytes, std::size_t count)
+    {
+        if (make_room(count)) {
+            std::memcpy(text + used, bytes, count);
+            used += count;
+            text[used] = '\0';
+        }
+    }
+};
+
 struct Page {
-    FILE *out;
+    Buffer &out;
     int depth;
 
     Page inside() const { return {out, depth + 1}; }
-    void start_line() const { std::fprintf(out, "%*s", 2 * depth, ""); }
-    void end_line() const { std::fputc('\n', out); }
+    void start_line() const { put("%*s", 2 * depth, ""); }
+    void end_line() const { out.put("\n", 1); }
+
+    // A short text of ours.
+    __attribute__((format(printf, 2, 3))) void put(const char *format, ...) const
+    {
+        char text[128];
+        va_list arguments;
+        va_start(arguments, format);
+        const int length = std::vsnprintf(text, sizeof text, format, arguments);
+        va_end(arguments);
+        out.put(text, static_cast<std::size_t>(length));
+    }
 };
 
-// Control characters are escaped, so that no name can break a line or steer a terminal.
+// A text of the record. What isn't printable ASCII is escaped, so that no name can break a line or steer a terminal.
 void put_text(const Page &page, const char *text)
 {
     if (text == nullptr) {
-        std::fputs("(null)", page.out);
+        page.put("(null)");
         return;
     }
-    for (; *text != '\0'; ++text) {
-        const auto byte = static_cast<unsigned char>(*text);
-        if (byte < ' ' || byte == 0x7f || byte == '\\') {
-            std::fprintf(page.out, "\\x%02x", byte);
-        } else {
-            std::fputc(byte, page.out);
+    while (*text != '\0') {
+        std::size_t plain = 0;
+        while (text[plain] >= ' ' && text[plain] <= '~' && text[plain] != '\\') {
+            ++plain;
+        }
+        page.out.put(text, plain);
+        text += plain;
+        if (*text != '\0') {
+            page.put("\\x%02x", static_cast<unsigned char>(*text++));
         }
     }
 }
 
 template <class R> void put_fields(const Page &page, const R &record);
 
+// A number, 0 when it is absent.
+template <auto Member> record::Value<Member> present(const record::Record<Member> &of)
+{
+    return record::has<Member>(of) ? of.*Member : 0;
+}
+
 // Each entry has a line with its number, type and name, and below what else it holds.
 void put_table(const Page &page, const inst_swp_package *packages, uint32_t count)
 {
     if (count != 0) {
         page.start_line();
-        std::fputs("   No  Type  SP  Name\n", page.out);
+        page.put("   No  Type  SP  Name\n");
     }
     for (uint32_t i = 0; i < count; ++i) {
         inst_swp_package rest = packages[i];
@@ -86,7 +143,8 @@ void put_table(const Page &page, const inst_swp_package *packages, uint32_t coun
             std::snprintf(type, sizeof type, "%" PRIu32, rest.pkg_type);
         }
         page.start_line();
-        std::fprintf(page.out, "%5" PRIu32 "  %4s  %2s  ", i + 1, type, rest.is_sp_pkg != 0 ? "SP" : "-");
+        page.put("%5" PRIu32 "  %4s  %2s  ", i + 1, type,
+                 present<&inst_swp_package::is_sp_pkg>(rest) != 0 ? "SP" : "-");
         put_text(page, record::has<&inst_swp_package::name>(rest) ? rest.name : "-");
         page.end_line();
         record::clear<&inst_swp_package::name>(rest);
@@ -100,8 +158,8 @@ void put_table(const Page &page, const inst_node_loc *nodes, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
         page.start_line();
-        std::fprintf(page.out, "%" PRIu32 "/%" PRIu32 "/%" PRIu32 "\n", nodes[i].loc_id_1, nodes[i].loc_id_2,
-                     nodes[i].loc_id_3);
+        page.put("%" PRIu32 "/%" PRIu32 "/%" PRIu32 "\n", present<&inst_node_loc::loc_id_1>(nodes[i]),
+                 present<&inst_node_loc::loc_id_2>(nodes[i]), present<&inst_node_loc::loc_id_3>(nodes[i]));
     }
 }
 
@@ -109,7 +167,7 @@ template <class R> void put_table(const Page &page, const R *records, uint32_t c
 {
     for (uint32_t i = 0; i < count; ++i) {
         page.start_line();
-        std::fprintf(page.out, "[%" PRIu32 "]\n", i + 1);
+        page.put("[%" PRIu32 "]\n", i + 1);
         put_fields(page.inside(), records[i]);
     }
 }
@@ -128,21 +186,21 @@ template <class F, class R> void put_field(const Page &page, const R &record)
     static_assert(LABEL<F::member> != nullptr);
     const auto &value = F::value(record);
     page.start_line();
-    std::fprintf(page.out, "%s:%s", LABEL<F::member>, F::kind == Kind::Record ? "" : " ");
+    page.put("%s:%s", LABEL<F::member>, F::kind == Kind::Record ? "" : " ");
     if constexpr (F::kind == Kind::Record) {
         page.end_line();
         put_fields(page.inside(), value);
     } else if constexpr (F::is_array) {
         const uint32_t count = value == nullptr ? 0 : F::count(record);
-        std::fprintf(page.out, "%" PRIu32 "\n", count);
+        page.put("%" PRIu32 "\n", count);
         put_table(page.inside(), value, count);
     } else if constexpr (F::kind == Kind::String) {
         put_text(page, value);
         page.end_line();
     } else {
-        std::fprintf(page.out, "%" PRIu64, uint64_t{value});
+        page.put("%" PRIu64, uint64_t{value});
         if constexpr (std::is_same_v<R, inst_sw_profile_sdr>) {
-            std::fprintf(page.out, " (%s)", instcomm::vm_type_name(value));
+            page.put(" (%s)", instcomm::vm_type_name(value));
         }
         page.end_line();
     }
@@ -165,18 +223,12 @@ extern "C" uint64_t instcomm_get_swprofile_sdr_str(const inst_sw_profile_sdr_ext
     if (profile == nullptr || text == nullptr) {
         return INSTCOMM_RC_INVALID_ARG;
     }
-    char *rendered = nullptr;
-    std::size_t size = 0;
-    FILE *const out = open_memstream(&rendered, &size);
-    if (out == nullptr) {
+    Buffer buffer;
+    put_fields(Page{buffer, 0}, *profile);
+    buffer.put("", 0); // a text, also of an empty record
+    if (buffer.has_failed) {
         return INSTCOMM_RC_NO_MEMORY;
     }
-    put_fields(Page{out, 0}, *profile);
-    const bool is_whole = std::ferror(out) == 0;
-    if (std::fclose(out) != 0 || !is_whole) {
-        std::free(rendered);
-        return INSTCOMM_RC_NO_MEMORY;
-    }
-    *text = rendered;
+    *text = buffer.text;
     return 0;
 }

@@ -48,7 +48,9 @@ struct Trace {
 };
 
 constexpr uint32_t MAX_TRACES = 8;
+constexpr uint32_t MIN_RECORD = 64;
 constexpr uint32_t MAX_RECORD = 1024;
+static_assert(sizeof(RecordHead) < MIN_RECORD);
 Trace traces[MAX_TRACES];
 uint32_t trace_count;
 
@@ -79,11 +81,18 @@ void open_ring(Trace &trace)
     char path[sizeof LOG_DIRECTORY + sizeof trace.name + sizeof "/.vestra"];
     std::snprintf(path, sizeof path, "%s/%s.vestra", LOG_DIRECTORY, trace.name);
     static_cast<void>(mkdir(LOG_DIRECTORY, 0755));
-    trace.fd = open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
+    const int fd = open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        return;
+    }
+    trace.fd = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1); // a process may have closed its standard streams
+    close(fd);
     if (trace.fd < 0) {
         return;
     }
-    if (has_ring(trace.fd, trace.header) || (ftruncate(trace.fd, 0) == 0 && write_header(trace.fd, trace.header))) {
+    // Another form of ring is written over. The file never gets shorter than a header, which others may have mapped.
+    if (has_ring(trace.fd, trace.header) ||
+        (write_header(trace.fd, trace.header) && ftruncate(trace.fd, sizeof(RingHeader)) == 0)) {
         void *const header = mmap(nullptr, HEADER_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, trace.fd, 0);
         trace.mapped = header == MAP_FAILED ? nullptr : static_cast<RingHeader *>(header);
     }
@@ -93,7 +102,7 @@ void open_ring(Trace &trace)
 }
 
 // The place of the next record. The header is looked after first: touching it would be fatal in a file that somebody
-// has emptied.
+// has emptied by hand.
 bool take_place(Trace &trace, off_t &place)
 {
     struct stat file;
@@ -138,7 +147,7 @@ int vestra_open_internal(uint64_t *handle, const char *name, uint32_t records, u
                          const char *build_id, uint64_t)
 {
     if (handle == nullptr || name == nullptr || path == nullptr || build_id == nullptr || records == 0 ||
-        record_size < sizeof(RecordHead) || record_size > MAX_RECORD || std::strchr(name, '/') != nullptr) {
+        record_size < MIN_RECORD || record_size > MAX_RECORD || std::strchr(name, '/') != nullptr) {
         return EINVAL;
     }
     for (uint32_t i = 0; i < trace_count; ++i) {

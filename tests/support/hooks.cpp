@@ -28,23 +28,6 @@ namespace hooks
 namespace
 {
 
-// All zero until the program has been set up, which must mean no order: the first allocations come before that.
-struct Order {
-    int calls = 0;
-    int fail_at = 0;
-    int err = 0;
-    bool fired = false;
-    int act_at = 0;
-    std::function<void()> action;
-};
-
-constexpr int ALWAYS = -1;
-
-Order orders[FUNCTION_COUNT];
-bool is_corrupting;
-std::size_t allocated;
-std::vector<Message> said;
-std::vector<std::string> happened;
 thread_local bool is_inside; // of a hook: what it does itself doesn't count
 
 struct Inside {
@@ -59,10 +42,6 @@ bool fires(Function function)
     }
     Order &order = orders[function];
     ++order.calls;
-    if (order.act_at == order.calls) {
-        const Inside inside;
-        order.action();
-    }
     if (order.fail_at != ALWAYS && order.fail_at != order.calls) {
         return false;
     }
@@ -74,14 +53,7 @@ bool fires(Function function)
 void note(const char *what, const char *argument = "")
 {
     const Inside inside;
-    happened.push_back(std::string(what) + argument);
-}
-
-__attribute__((format(printf, 1, 0))) std::string format_list(const char *format, va_list arguments)
-{
-    char text[8192];
-    std::vsnprintf(text, sizeof text, format, arguments);
-    return text;
+    events.push_back(std::string(what) + argument);
 }
 
 template <class F> F *next(const char *name)
@@ -92,32 +64,17 @@ template <class F> F *next(const char *name)
 
 } // namespace
 
-const char *name_of(Function function)
-{
-    static const char *const NAMES[FUNCTION_COUNT] = {
-        "allocation", "fopen",     "fclose", "fread",     "fwrite",        "fseek",    "ftell",  "unlink",
-        "access",     "stat",      "clock",  "sleep",     "sync",          "shell",    "runcmd", "make_directories",
-        "strncpy_s",  "rendering", "encode", "duplicate", "trace opening", "util_init"};
-    return NAMES[function];
-}
-
 void reset()
 {
     const Inside inside;
     for (Order &order : orders) {
         order = {};
     }
-    is_corrupting = false;
+    messages.clear();
+    events.clear();
     allocated = 0;
-    said.clear();
-    happened.clear();
-}
-
-void fail(Function function, int nth, int err)
-{
-    orders[function].fail_at = nth == 0 ? ALWAYS : orders[function].calls + nth;
-    orders[function].err = err;
-    orders[function].fired = false;
+    corrupts_reads = false;
+    before_read = nullptr;
 }
 
 void disarm()
@@ -127,49 +84,13 @@ void disarm()
     }
 }
 
-bool fired(Function function)
-{
-    return orders[function].fired;
-}
-
-void before(Function function, std::function<void()> action, int nth)
-{
-    orders[function].act_at = orders[function].calls + nth;
-    orders[function].action = std::move(action);
-}
-
-void corrupt_reads()
-{
-    is_corrupting = true;
-}
-
-int calls(Function function)
-{
-    return orders[function].calls;
-}
-
-std::size_t allocated_bytes()
-{
-    return allocated;
-}
-
-const std::vector<Message> &messages()
-{
-    return said;
-}
-
 std::vector<std::string> lines()
 {
     std::vector<std::string> texts;
-    for (const Message &message : said) {
+    for (const Message &message : messages) {
         texts.push_back(message.text.substr(0, message.text.find_last_not_of('\n') + 1));
     }
     return texts;
-}
-
-std::vector<std::string> events()
-{
-    return happened;
 }
 
 } // namespace hooks
@@ -242,8 +163,12 @@ extern "C" size_t fread(void *to, size_t size, size_t count, FILE *stream)
     if (fires(FREAD)) {
         return 0;
     }
+    if (before_read) {
+        const Inside inside;
+        std::exchange(before_read, nullptr)();
+    }
     const size_t done = original(to, size, count, stream);
-    if (is_corrupting && done > 0) {
+    if (corrupts_reads && done > 0) {
         static_cast<char *>(to)[done / 2] ^= 1;
     }
     return done;
@@ -310,19 +235,21 @@ extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, ui
                                 const char *arg_types, const char *format, ...)
 {
     const Inside inside;
-    said.push_back({site, size_class, has_strings, arg_types, format, ""});
+    messages.push_back({site, size_class, has_strings, arg_types, format, ""});
     errno = EPERM; // the caller is to keep its own
 }
 
 extern "C" void instcomm_log(const char *format, ...)
 {
     const Inside inside;
-    va_list arguments;
-    va_start(arguments, format);
-    if (said.empty() || said.back().format != format || !said.back().text.empty()) {
+    if (messages.empty() || messages.back().format != format || !messages.back().text.empty()) {
         std::fprintf(stderr, "logged without being traced: %s", format);
         std::abort();
     }
-    said.back().text = format_list(format, arguments);
+    char text[8192];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
+    messages.back().text = text;
 }

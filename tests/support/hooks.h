@@ -12,11 +12,11 @@ namespace hooks
 {
 
 enum Function {
-    ALLOCATION, // malloc, calloc and realloc, of anybody while the order stands
+    ALLOCATION, // malloc, calloc, realloc and strdup, of anybody while the order stands
     FOPEN,
     FCLOSE,
     FREAD,
-    FWRITE,
+    FWRITE, // a failing one is short by a byte
     FSEEK,
     FTELL,
     UNLINK,
@@ -37,25 +37,16 @@ enum Function {
     FUNCTION_COUNT
 };
 
-const char *name_of(Function function);
+// All zero until the program has been set up, which must mean no order: the first allocations come before that.
+struct Order {
+    int calls;   // since the reset
+    int fail_at; // the call that fails; ALWAYS
+    int err;
+    bool fired;
+};
+inline constexpr int ALWAYS = -1;
 
-void reset(); // forgets orders and records
-
-// The nth call from now fails with the errno given; with nth 0 every call does.
-void fail(Function function, int nth = 1, int err = EIO);
-bool fired(Function function);
-void disarm(); // takes all such orders back
-
-// Has something happen before the nth call from now.
-void before(Function function, std::function<void()> action, int nth = 1);
-
-// Changes a byte of whatever is read.
-void corrupt_reads();
-
-int calls(Function function);  // since the reset
-std::size_t allocated_bytes(); // asked for since the reset
-
-// What the library said since the reset: each message as it was logged, and how it was traced.
+// A message of the library as it was traced and logged.
 struct Message {
     uint32_t site;
     uint32_t size_class;
@@ -64,10 +55,25 @@ struct Message {
     std::string format;
     std::string text;
 };
-const std::vector<Message> &messages();
-std::vector<std::string> lines(); // their texts, without the newline
 
-// Everything that happened, in order: "sync", "shell sync", "sleep 4", "unlink PATH".
-std::vector<std::string> events();
+inline Order orders[FUNCTION_COUNT];
+inline std::vector<Message> messages;
+inline std::vector<std::string> events; // "sync", "shell sync", "sleep 4", "run COMMAND", "unlink PATH"
+inline std::size_t allocated;           // bytes asked for
+inline bool corrupts_reads;             // changes a byte of whatever is read
+inline std::function<void()> before_read;
+
+void reset(); // forgets all of these
+
+// The nth call from now fails with the errno given.
+inline void fail(Function function, int nth = 1, int err = EIO)
+{
+    orders[function].fail_at = nth == ALWAYS ? ALWAYS : orders[function].calls + nth;
+    orders[function].err = err;
+    orders[function].fired = false;
+}
+void disarm(); // takes all such orders back
+
+std::vector<std::string> lines(); // texts of the messages, without the newline
 
 } // namespace hooks

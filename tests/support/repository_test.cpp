@@ -2,26 +2,41 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <ftw.h>
 #include <map>
 
 namespace
 {
 
-// Whatever is left in a directory is removed, the directory stays.
-void empty_directory(const fs::path &directory)
+// Removes what is in a directory, but never goes into what is mounted there, such as the checkout itself.
+void empty_directory(const char *directory)
 {
-    for (const fs::directory_entry &entry : fs::directory_iterator(directory)) {
-        fs::remove_all(entry.path());
-    }
+    const auto remove_entry = [](const char *path, const struct stat *, int, FTW *place) {
+        if (place->level > 0) {
+            static_cast<void>(std::remove(path));
+        }
+        return 0;
+    };
+    nftw(directory, remove_entry, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
 }
 
-// No two messages share a number, and a number never tells two things.
-void check_sites()
+// No two messages share a number, a number never tells two things, and the trace is told of the arguments what the
+// format says of them.
+void check_messages()
 {
     static std::map<uint32_t, std::string> format_of;
-    for (const hooks::Message &message : hooks::messages()) {
-        const auto [known, is_new] = format_of.emplace(message.site, message.format);
-        EXPECT_EQ(known->second, message.format) << "two messages at site " << message.site;
+    for (const hooks::Message &message : hooks::messages) {
+        EXPECT_EQ(format_of.emplace(message.site, message.format).first->second, message.format) << message.site;
+        std::string types;
+        uint32_t words = 0;
+        for (std::size_t at = 0; (at = message.format.find('%', at)) != std::string::npos; ++at) {
+            const char letter = message.format[at + 1];
+            types += letter == 's' ? 's' : letter == 'd' ? 'd' : 'D';
+            words += letter == 's' ? 0 : letter == 'd' ? 1 : 2;
+        }
+        EXPECT_EQ(message.arg_types, types) << message.format;
+        EXPECT_EQ(message.size_class, 4 + words) << message.format;
+        EXPECT_EQ(message.has_strings, types.find('s') == std::string::npos ? 0U : 1U) << message.format;
     }
 }
 
@@ -50,7 +65,7 @@ void fill_body(inst_sw_profile_info &body)
     set_list<&sp_detail::sp_rpms>(details[0], {"alpha-1.0-r1", "gamma-1.0-r1"});
 
     record::set<&Info::lv_name>(body, strdup("lv0"));
-    record::set<&Info::version>(body, strdup("7.3.2"));
+    record::set<&Info::version>(body, strdup("1.4.0"));
     body.image = new_package("image.iso", {"base.rpm"}, 0);
     record::set<&Info::packages>(body, packages, 2);
     record::set<&Info::sp_details>(body, details, 2);
@@ -152,7 +167,7 @@ void RepositoryTest::SetUp()
 
 void RepositoryTest::TearDown()
 {
-    check_sites();
+    check_messages();
     hooks::reset();
 }
 

@@ -27,6 +27,24 @@ struct Text {
     std::string str() const { return ptr == nullptr ? "" : ptr; }
 };
 
+// What an operation says that takes an error-text slot.
+struct Result {
+    uint64_t rc;
+    std::string text;
+    bool operator==(const Result &) const = default;
+    friend std::ostream &operator<<(std::ostream &out, const Result &result)
+    {
+        return out << std::hex << result.rc << std::dec << " \"" << result.text << "\"";
+    }
+};
+
+template <class Call> Result result_of(Call call)
+{
+    Text text;
+    const uint64_t rc = call(&text.ptr);
+    return {rc, text.str()};
+}
+
 struct Fetched {
     inst_sw_profile_sdr_ext *ptr = nullptr;
     ~Fetched() { inst_ldpath_free_swprofile_ext(&ptr); }
@@ -64,9 +82,9 @@ protected:
     {
         return inst_write_sdr_swprofile_to_file2("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, err);
     }
-    static uint64_t fetch(Fetched &fetched, char **err = nullptr)
+    static uint64_t fetch(Fetched &fetched)
     {
-        return inst_ldpath_get_swprofile("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched.ptr, err);
+        return inst_ldpath_get_swprofile("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched.ptr, nullptr);
     }
 
     const std::string active_bin = std::string(GLOBAL_QX) + "active.bin";

@@ -257,8 +257,8 @@ void add_create(CLI::App &command)
     create->footer(
         "When /misc/disk1/usb/opt_pkgs exists, the packages are copied from there to /install_repo/gl/qx/ first.\n\n"
         "Examples:\n"
-        "  swprofile create --image /harddisk/qx-mini-x-7.3.2.iso --version 7.3.2 --state prepared\n"
-        "  swprofile create --image qx-mini-x-7.3.2.iso --package qx-mgbl-7.3.2.0-r732=qx-mgbl-7.3.2.0-r732.rpm\n"
+        "  swprofile create --image /images/qx-image-1.4.0.iso --version 1.4.0 --state prepared\n"
+        "  swprofile create --image qx-image-1.4.0.iso --package qx-routing-1.4.0-r1=qx-routing-1.4.0-r1.rpm\n"
         "  swprofile show --json >profile.json && swprofile create --from profile.json --state prepared");
     create->callback([options] { run(*options); });
 }

@@ -20,7 +20,7 @@ void describe_command(CLI::App &command)
     command.footer("A profile is found by SDR, VM type, state and scope; the defaults are default-sdr, qx, active and\n"
                    "global.\n\n"
                    "Examples:\n"
-                   "  swprofile create --image /harddisk/qx-mini-x-7.3.2.iso --version 7.3.2 --state prepared\n"
+                   "  swprofile create --image /images/qx-image-1.4.0.iso --version 1.4.0 --state prepared\n"
                    "  swprofile list\n"
                    "  swprofile show --state prepared\n"
                    "  swprofile show --json | jq .packages\n\n"

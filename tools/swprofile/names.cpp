@@ -9,10 +9,9 @@ namespace
 constexpr std::size_t MAX_KEY_LENGTH = 40; // so that every shell command with its paths fits
 constexpr std::size_t MAX_NAME_LENGTH = 255;
 
-bool is_control(char character)
+bool is_printable(char character)
 {
-    const auto byte = static_cast<unsigned char>(character);
-    return byte < ' ' || byte == 0x7f;
+    return character >= ' ' && character <= '~';
 }
 
 bool is_name_character(char character)
@@ -50,8 +49,9 @@ std::string key_fault(const std::string &key)
 
 std::string text_fault(const std::string &text)
 {
-    return std::any_of(text.begin(), text.end(), is_control) ? "'" + shown(text.c_str()) + "' has control characters"
-                                                             : "";
+    return std::all_of(text.begin(), text.end(), is_printable)
+               ? ""
+               : "'" + shown(text.c_str()) + "' has other characters than printable ASCII";
 }
 
 std::string shown(const char *text)
@@ -61,12 +61,12 @@ std::string shown(const char *text)
     }
     std::string result;
     for (; *text != '\0'; ++text) {
-        if (is_control(*text)) {
+        if (is_printable(*text)) {
+            result += *text;
+        } else {
             char escaped[8];
             std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(*text)));
             result += escaped;
-        } else {
-            result += *text;
         }
     }
     return result;

@@ -9,8 +9,8 @@ std::string name_fault(const std::string &name);
 // An SDR key: a name of at most 40 characters.
 std::string key_fault(const std::string &key);
 
-// Any text without control characters.
+// Any text of printable ASCII.
 std::string text_fault(const std::string &text);
 
-// A text for the terminal: "-" for null, control characters escaped.
+// A text for the terminal: "-" for null, what isn't printable ASCII escaped.
 std::string shown(const char *text);

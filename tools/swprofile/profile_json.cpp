@@ -287,7 +287,7 @@ Json profile_json(const inst_sw_profile_sdr_ext &profile, const Selector &select
 
 void print_json(const Json &json)
 {
-    std::printf("%s\n", json.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+    std::printf("%s\n", json.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
 }
 
 void read_request(const std::string &file, CreateInput &input)

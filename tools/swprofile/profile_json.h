@@ -15,7 +15,7 @@ Json text_json(const char *text);
 // Everything that is present in the profile that the selector found.
 Json profile_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector);
 
-// Prints JSON, with bytes that aren't UTF-8 replaced.
+// Prints JSON in ASCII, with bytes that aren't UTF-8 replaced.
 void print_json(const Json &json);
 
 // Reads a request file into the input. Unknown fields, wrong types and unusable names are a Failure that tells where.

@@ -46,13 +46,16 @@ template <class... Args> void write(const Formats &formats, const char *function
 
 } // namespace debug
 
-#define DEBUG_LINE(threshold, format, ...)                                                                             \
+#define DEBUG_LINE(threshold, ...) DEBUG_LINE_OF(__func__, threshold, __VA_ARGS__)
+
+// The same, for a step of an operation that is known by another function's name.
+#define DEBUG_LINE_OF(function, threshold, format, ...)                                                                \
     do {                                                                                                               \
         static_assert((threshold) > 0 && std::string_view(format).ends_with('\n'));                                    \
         CHECK_FORMAT(format __VA_OPT__(, ) __VA_ARGS__);                                                               \
         if (debug::is_wanted(threshold)) {                                                                             \
             debug::write({"DEBUG %s.%03zd : " format, "DEBUG %s.%03zd pid %d, tid %ld : " format,                      \
                           "DEBUG %s.%03zd pid %d, tid %ld, %s, %d : " format},                                         \
-                         __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                               \
+                         function, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                               \
         }                                                                                                              \
     } while (false)

@@ -21,7 +21,7 @@ void copy_package_format(const inst_pkg_fmt_info &fmt_info)
     char name[sizeof g_inst_pkg_fmt_info.name] = {};
     std::memcpy(name, fmt_info.name, strnlen(fmt_info.name, sizeof name - 1));
     g_inst_pkg_fmt_info.is_new_format = fmt_info.is_new_format;
-    std::memcpy(g_inst_pkg_fmt_info.name, name, sizeof name);
+    std::memcpy(g_inst_pkg_fmt_info.name, name, std::strlen(name) + 1);
 }
 
 } // namespace

@@ -14,8 +14,6 @@ namespace result_codes
 inline constexpr uint64_t GENERAL = 0x40101278;
 inline constexpr uint64_t INSTALL_MANAGER = 0x4010127a;
 inline constexpr uint64_t NOT_FOUND = 0x1010127a; // of one code only
-inline constexpr uint64_t C_LIBRARY = 0x4000127a; // the number is an errno
-inline constexpr uint32_t ERRNO_MASK = 0x7ff;
 
 constexpr uint64_t compose(uint64_t category, uint32_t number)
 {

@@ -91,11 +91,11 @@ uint32_t instcomm_inst_pkg_type_to_swp_type(uint32_t pkg_type);
 uint64_t verd_inst_dup_node_loc_list(uint32_t count, const inst_node_loc *src, inst_node_loc **dst_p);
 
 /*
- * Compose the path of a profile's .bin file into a new text. Nothing on disk is looked at. The global scope needs a
+ * Compose the path of a profile's .bin file into a new text, whether the file exists or not. The global scope needs a
  * key for QX, LC QX and UVF. Paths of more than 4095 characters are cut.
- * Results: 0; INST_RC_INVALID_ARG; INSTMGR_RC_INVALID_DATA for an unknown state; INST_RC_NO_SWPROFILE;
- * INST_RC_NO_MEMORY. Should the bounded copy be refused (INST_RC_INVALID_ARG), *swprofile_file_p still holds a text to
- * be freed.
+ * Results: 0; INST_RC_INVALID_ARG; INSTMGR_RC_INVALID_DATA for an unknown state, or when the file of a system test
+ * orders it, which is then deleted; INST_RC_NO_SWPROFILE; INST_RC_NO_MEMORY, with *swprofile_file_p null. Should the
+ * bounded copy be refused (INST_RC_INVALID_ARG), *swprofile_file_p holds a text to be freed.
  */
 uint64_t inst_get_sdr_swprofile_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_local, int32_t part_type,
                                      uint32_t vm_type, char **err_msg_p);

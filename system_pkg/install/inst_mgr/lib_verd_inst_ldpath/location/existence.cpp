@@ -14,13 +14,14 @@ TRACE_SITES_BEGIN(existence)
 namespace
 {
 
+constexpr char CHECK_FILE[] = "inst_ldpath_check_swprofile_file_exists";
 constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while checking if software profile exists\n";
 
 // Is there a file with content?
 uint8_t examine_file(const char *swprofile_file, char **text)
 {
     if (access(swprofile_file, F_OK) != 0) {
-        DEBUG_LINE(4, "SwProfile file %s %s\n", swprofile_file, "not found");
+        DEBUG_LINE_OF(CHECK_FILE, 4, "SwProfile file %s %s\n", swprofile_file, "not found");
         return 0;
     }
     struct stat status;
@@ -34,7 +35,7 @@ uint8_t examine_file(const char *swprofile_file, char **text)
         REPORT("ERROR, empty SWP file %s, consider it gone\n", swprofile_file);
         return 0;
     }
-    DEBUG_LINE(4, "SwProfile file %s %s\n", swprofile_file, "exists");
+    DEBUG_LINE_OF(CHECK_FILE, 4, "SwProfile file %s %s\n", swprofile_file, "exists");
     return 1;
 }
 

@@ -29,8 +29,8 @@ struct Place {
     const char *base_name;
 };
 
-// The Admin directories end in '/' and get another one; other tools compare the resulting texts. All nodes share the
-// global QX profile, so that of the LC QX type is the same file.
+// The Admin directories end in '/' and get another one; other tools compare the resulting texts. The global profile of
+// the LC QX type is the same file as that of the QX type.
 constexpr Place PLACES[] = {
     {VERD_VM_ADMIN, true, false, repository::LOCAL_DIRECTORY, "kelo-swprofile"},
     {VERD_VM_ADMIN, false, false, repository::GLOBAL_DIRECTORY, "kelo-master-swprofile"},
@@ -97,6 +97,15 @@ uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_loca
     return 0;
 }
 
+// What a path lacks to hold the other extension in place of its own.
+std::size_t missing_room(const char *path)
+{
+    constexpr std::size_t wanted = sizeof TEXT_EXTENSION - 1;
+    const char *const extension = std::strrchr(path, '.');
+    const std::size_t length = extension == nullptr ? wanted : std::strlen(extension);
+    return length < wanted ? wanted - length : 0;
+}
+
 uint64_t name_txt_file(const char *swprofile_file, char **swprofile_txt_file_p, char **text)
 {
     if (swprofile_file == nullptr) {
@@ -110,7 +119,7 @@ uint64_t name_txt_file(const char *swprofile_file, char **swprofile_txt_file_p, 
         return INST_RC_INVALID_ARG;
     }
     Owned<char> copy;
-    const uint64_t rc = copy_path(swprofile_file, &copy.ptr, sizeof TEXT_EXTENSION);
+    const uint64_t rc = copy_path(swprofile_file, &copy.ptr, missing_room(swprofile_file));
     if (rc != 0) {
         REPORT("Error! Can't allocate swprofile txt file\n");
         error_text_add(text, "Failed to allocate memory\n");
@@ -123,7 +132,7 @@ uint64_t name_txt_file(const char *swprofile_file, char **swprofile_txt_file_p, 
     }
     std::memcpy(extension, TEXT_EXTENSION, sizeof TEXT_EXTENSION);
     *swprofile_txt_file_p = copy.release();
-    DEBUG_LINE(4, "SwProfile txt file: %s\n", *swprofile_txt_file_p);
+    DEBUG_LINE_OF("inst_get_sdr_swprofile_txt_file", 4, "SwProfile txt file: %s\n", *swprofile_txt_file_p);
     return 0;
 }
 

@@ -1,5 +1,5 @@
-// Where things are on disk. Other processes of the install manager know these places too: the boot scripts read the
-// flag files and the flat copies in LOCAL_DIRECTORY, the installer fills the package directories.
+// Where things are on disk. None of it may move: callers make and remove the flag files, other tools compare the paths
+// of profiles, and the flat copies in LOCAL_DIRECTORY are made for readers outside this library.
 #pragma once
 
 #include <cstddef>

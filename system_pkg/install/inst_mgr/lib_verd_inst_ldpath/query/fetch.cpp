@@ -23,7 +23,8 @@ uint64_t decode(const char *path, inst_sw_profile_sdr_ext **profile_p)
 uint64_t get_fixed(const char *function, const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                    inst_sw_profile_sdr_ext **profile_p)
 {
-    DEBUG_LINE(4, "Entering function %s, sdr_key='%s', part_type=%d\n", function, text_or_null(sdr_key), part_type);
+    DEBUG_LINE_OF(function, 4, "Entering function %s, sdr_key='%s', part_type=%d\n", function, text_or_null(sdr_key),
+                  part_type);
     uint64_t rc = 0;
     if (sdr_key == nullptr) {
         rc = INST_RC_INVALID_ARG;
@@ -35,7 +36,7 @@ uint64_t get_fixed(const char *function, const char *sdr_key, uint8_t is_local, 
         static_cast<void>(inst_get_sdr_swprofile_file(sdr_key, &path.ptr, is_local, part_type, vm_type, &text.ptr));
         rc = decode(path.ptr, profile_p);
     }
-    DEBUG_LINE(2, "Leaving  function %s, rc = %lx\n", function, rc);
+    DEBUG_LINE_OF(function, 2, "Leaving  function %s, rc = %lx\n", function, rc);
     return rc;
 }
 
@@ -78,11 +79,11 @@ uint64_t name_and_decode(const Messages &messages, const char *sdr_key, uint8_t 
 uint64_t get_general(const char *function, const Messages &messages, const char *sdr_key, uint8_t is_local,
                      int32_t part_type, uint32_t vm_type, inst_sw_profile_sdr_ext **profile_p, char **err_msg_p)
 {
-    DEBUG_LINE(2, "Entering function %s\n", function);
+    DEBUG_LINE_OF(function, 2, "Entering function %s\n", function);
     char *text = nullptr;
     const uint64_t rc = name_and_decode(messages, sdr_key, is_local, part_type, vm_type, profile_p, &text);
     error_text_hand_over(&text, err_msg_p);
-    DEBUG_LINE(2, "Leaving  function %s, rc = %lx\n", function, rc);
+    DEBUG_LINE_OF(function, 2, "Leaving  function %s, rc = %lx\n", function, rc);
     return rc;
 }
 
