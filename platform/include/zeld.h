@@ -4,7 +4,7 @@
  * Every record ends in presence bytes: bit i (byte i / 8, least significant bit first) belongs to field i, counted
  * from 0 in the order of the struct, an array and its count being one field. A field whose bit is clear is absent: it
  * is not encoded, not copied and not freed, whatever its members hold. A nested record is the exception: it is there
- * when its own bit is set or when any of its fields is.
+ * when its own bit is set or when any of its fields is. Copies of a record keep its numbers as they stand.
  *
  * Strings end in NUL. All memory that a record owns comes from malloc.
  */

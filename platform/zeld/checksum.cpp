@@ -1,6 +1,7 @@
-// A Fletcher sum over 32-bit words with 64-bit totals, in four independent lanes: additions of one chain wait for each
-// other, those of four don't. Every total takes part in the result with an odd factor of its own, so that a change
-// within one word always changes `sum`, and two words that trade places change `weighted`.
+// Two totals over 64-bit words. `sum` adds the words up, so that a change within one of them is certain to be found.
+// `mixed` is what finds everything else, above all the start of one writer's bytes with the end of another's: each step
+// is a multiplication after an exclusive or, so that no pattern of changes cancels out as it would in sums. It runs in
+// four independent lanes, since the steps of one wait for each other.
 #include "wire.h"
 
 #include "bytes.h"
@@ -11,30 +12,38 @@ namespace
 {
 
 constexpr std::size_t LANES = 4;
-constexpr std::size_t BLOCK = LANES * sizeof(uint32_t);
+constexpr std::size_t BLOCK = LANES * sizeof(uint64_t);
 
-struct Lanes {
-    uint64_t sum[LANES] = {};
-    uint64_t weighted[LANES] = {};
+[[gnu::always_inline]] inline uint64_t mix(uint64_t total, uint64_t word)
+{
+    return std::rotl((total ^ word) * 0x9e3779b97f4a7c15, 29);
+}
+
+struct Totals {
+    uint64_t sum = 0;
+    uint64_t mixed[LANES] = {1, 2, 3, 4};
 
     [[gnu::always_inline]] inline void add(const uint8_t *block)
     {
+#pragma GCC unroll 4
         for (std::size_t lane = 0; lane < LANES; ++lane) {
-            sum[lane] += load_little<uint32_t>(block + lane * sizeof(uint32_t));
-            weighted[lane] += sum[lane];
+            const auto word = load_little<uint64_t>(block + lane * sizeof(uint64_t));
+            sum += word;
+            mixed[lane] = mix(mixed[lane], word);
         }
     }
 };
 
 struct Zeros {
-    using Block [[gnu::vector_size(BLOCK)]] = uint8_t;
+    using Block [[gnu::vector_size(16)]] = uint8_t;
+    static_assert(BLOCK == 2 * sizeof(Block));
     Block seen = {};
 
     [[gnu::always_inline]] inline void look_at(const uint8_t *bytes)
     {
-        Block block;
-        std::memcpy(&block, bytes, sizeof block);
-        seen |= reinterpret_cast<Block>(block == 0);
+        Block halves[2];
+        std::memcpy(halves, bytes, sizeof halves);
+        seen |= reinterpret_cast<Block>(halves[0] == 0) | reinterpret_cast<Block>(halves[1] == 0);
     }
 
     bool found() const
@@ -49,30 +58,30 @@ struct Zeros {
 
 Checksum checksum_of(const uint8_t *encoding, std::size_t size, bool &has_zero)
 {
-    Lanes lanes;
+    Totals totals;
     Zeros zeros;
-    lanes.add(encoding);
-    static_assert(BLOCK == CHECKSUM_AT && CHECKSUM_AT + BLOCK == HEADER_SIZE);
+    uint8_t header[BLOCK] = {};
+    std::memcpy(header, encoding, CHECKSUM_AT);
+    totals.add(header);
+    static_assert(BLOCK == HEADER_SIZE);
 
     const std::size_t whole_end = size - size % BLOCK;
     for (std::size_t at = HEADER_SIZE; at < whole_end; at += BLOCK) {
-        lanes.add(encoding + at);
+        totals.add(encoding + at);
         zeros.look_at(encoding + at);
     }
     if (whole_end < size) {
         uint8_t last[BLOCK] = {};
         std::memcpy(last, encoding + whole_end, size - whole_end);
-        lanes.add(last);
+        totals.add(last);
         std::memset(last + size % BLOCK, 1, BLOCK - size % BLOCK);
         zeros.look_at(last);
     }
     has_zero = zeros.found();
 
-    constexpr uint64_t FACTOR[LANES] = {1, 0x9e3779b97f4a7c15, 0xbf58476d1ce4e5b9, 0x94d049bb133111eb};
-    Checksum result = {};
-    for (std::size_t lane = 0; lane < LANES; ++lane) {
-        result.sum += FACTOR[lane] * lanes.sum[lane];
-        result.weighted += FACTOR[lane] * lanes.weighted[lane];
+    Checksum result = {totals.sum, 0};
+    for (const uint64_t lane : totals.mixed) {
+        result.mixed = mix(result.mixed, lane);
     }
     return result;
 }

@@ -150,7 +150,7 @@ template <class R> Status get_record(Reader &reader, R &record)
 
 bool is_whole(const uint8_t *bytes, uint32_t count, RootKind kind)
 {
-    if (count < HEADER_SIZE || std::memcmp(bytes, MAGIC, sizeof MAGIC) != 0) {
+    if (count < HEADER_SIZE || count > MAX_ENCODING || std::memcmp(bytes, MAGIC, sizeof MAGIC) != 0) {
         return false;
     }
     bool has_zero = false;

@@ -53,10 +53,10 @@ template <class R> Status copy_record(R &copy, const R &record, zeld_allocator a
     each_field<R>([&]<class F, unsigned bit>() __attribute__((always_inline)) {
         if constexpr (F::kind == Kind::Record) {
             status = copy_record(F::value(copy), F::value(record), allocate);
+        } else if constexpr (F::kind == Kind::Scalar) {
+            F::value(copy) = F::value(record); // as it stands, whatever its bit says
         } else if ((bits >> bit & 1) != 0) {
-            if constexpr (F::kind == Kind::Scalar) {
-                F::value(copy) = F::value(record);
-            } else if constexpr (F::kind == Kind::String) {
+            if constexpr (F::kind == Kind::String) {
                 status = copy_string(F::value(copy), F::value(record), allocate);
             } else {
                 status = copy_array<F>(copy, record, allocate);

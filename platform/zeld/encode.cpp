@@ -132,7 +132,7 @@ template <class R> uint32_t encode(RootKind kind, const R *record, void *buffer,
         bool has_zero = false;
         const Checksum checksum = checksum_of(header, used, has_zero);
         store_little(header + CHECKSUM_AT, checksum.sum);
-        store_little(header + CHECKSUM_AT + 8, checksum.weighted);
+        store_little(header + CHECKSUM_AT + 8, checksum.mixed);
     }
     return static_cast<uint32_t>(used);
 }

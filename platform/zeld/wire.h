@@ -18,9 +18,12 @@ enum class RootKind : uint16_t { Sdr = 1, SdrExt = 2 };
 // Readers measure a file in a signed 32-bit number and ask for one byte more.
 inline constexpr uint64_t MAX_ENCODING = INT32_MAX - 1;
 
+static_assert(sizeof(std::size_t) == 8,
+              "sizes of arrays and texts are multiplied and added without looking for overflow");
+
 struct Checksum {
     uint64_t sum;
-    uint64_t weighted;
+    uint64_t mixed;
     bool operator==(const Checksum &) const = default;
 };
 
