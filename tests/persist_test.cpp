@@ -183,6 +183,10 @@ TEST_F(PersistTest, TheEncodeBufferGrowsOnce)
     EXPECT_EQ(stored(), (Result{INSTMGR_RC_INVALID_DATA,
                                 "E:An internal error occurred while encoding the SDR software profile;"}));
     EXPECT_EQ(hooks::lines().back(), "Error! buffer size is not sufficient, 102402, 102401");
+
+    hooks::fail(hooks::ENCODE, 1, 0); // nothing was encoded
+    EXPECT_EQ(stored().rc, INSTMGR_RC_EMPTY_SWPROFILE);
+    EXPECT_EQ(hooks::lines()[hooks::lines().size() - 2], "error: being asked to create SW Profile of 0 bytes");
 }
 
 TEST_F(PersistTest, FlatCopiesOfTheDefaultSdr)

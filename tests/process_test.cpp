@@ -61,8 +61,7 @@ TEST_F(ProcessTest, WritersAndReadersAtOnce)
             --running;
         }
     }
-    RecordProperty("whole", whole);
-    RecordProperty("refused", refused);
+    EXPECT_GT(whole, 0);
     EXPECT_GT(whole + refused, 10);
     for (inst_sw_profile_sdr_ext *profile : written) {
         inst_ldpath_free_swprofile_ext(&profile);

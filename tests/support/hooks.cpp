@@ -147,7 +147,7 @@ HOOK(RENDER, uint64_t, instcomm_get_swprofile_sdr_str,
      INSTCOMM_RC_NO_MEMORY)
 HOOK(ENCODE, uint32_t, zeld_inst_sw_profile_sdr_ext_encode_ext,
      (const inst_sw_profile_sdr_ext *record, void *buffer, uint32_t size, uint32_t a, uint32_t b, uint32_t c),
-     (record, buffer, size, a, b, c), size + 1)
+     (record, buffer, size, a, b, c), errno == 0 ? 0 : size + 1)
 HOOK(DUPLICATE_NODE, int32_t, zeld_inst_node_loc_duplicate,
      (inst_node_loc * to, const inst_node_loc *from, zeld_allocator allocator, uint64_t argument),
      (to, from, allocator, argument), 3)

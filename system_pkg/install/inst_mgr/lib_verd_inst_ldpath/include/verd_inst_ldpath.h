@@ -131,7 +131,7 @@ uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_loca
  * written; INSTCOMM codes when the copy to "/install_repo/local/" fails.
  * On disk: a failure before the .bin is opened leaves both files as they were. A .bin that couldn't be written is
  * removed. Later failures leave the new .bin in place. BEWARE: 0 is also returned when the .bin could be written but
- * not verified (no file, or an unverified one, is left then); the error text tells.
+ * not verified: no file is left then, which the error text tells, or an unverified one, without any text.
  */
 uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            inst_sw_profile_sdr_ext *profile, char **error_message_out);
