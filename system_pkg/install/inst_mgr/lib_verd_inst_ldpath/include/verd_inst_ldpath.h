@@ -12,7 +12,7 @@
  *
  * Results are 64-bit codes, 0 for success. Codes of install-common (instcomm.h) pass through unchanged.
  *
- * An error-text slot (`char **err_msg_p`) may be null. Where it points to a null text, a failing operation stores a
+ * An error-text slot (`char **err_msg_p`) may be null. Where it points to a null text, a failing operation may store a
  * text of at most 2047 characters there, entries "E:reason;" from the innermost cause outwards, which the caller frees
  * with free(). A slot that holds a text already is left alone.
  *
@@ -84,7 +84,7 @@ bool is_part_type_valid(int32_t part_type);
 uint32_t instcomm_inst_pkg_type_to_swp_type(uint32_t pkg_type);
 
 /*
- * Copy `count` node locations into a new array, *dst_p, which is null when count is 0 and on failure. The caller frees
+ * Copy `count` node locations, presence bits and all, into a new array, *dst_p, which is null when count is 0 and on failure. The caller frees
  * each element with zeld_inst_node_loc_free_ext() and the array with free().
  * Results: 0, INST_RC_INVALID_ARG, INST_RC_NO_MEMORY.
  */
@@ -170,7 +170,7 @@ typedef struct swprofile_create_request {
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA for a body that is
  * too large; the wait status of a failed copy of an optional package, sign-extended; and those of
  * inst_write_sdr_swprofile_to_file2(), whose notes on the disk hold here too. Any failure before the store leaves the
- * disk as it was, but for optional packages already copied.
+ * disk as it was, but for optional packages already copied and "/tmp/pkg_cpy_log", which each copy writes anew.
  */
 uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request);
 
@@ -178,8 +178,8 @@ uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request);
  * Fetch the stored profile of one VM type and scope: global QX, global LC QX, global UVF, local QX. *..._pp gets a new
  * record. The key is required, also for the local one.
  * Results: 0; INST_RC_INVALID_ARG (also when the file can't be named); INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA for
- * a file that doesn't decode or grows while it is read; an errno code when it can't be opened or read (errno part 0
- * for an empty file).
+ * a file that grows while it is read or doesn't decode, for lack of memory too; an errno code when it can't be opened,
+ * measured or read, with an errno of 0 for an empty file.
  */
 uint64_t inst_ldpath_get_sdr_swprofile(const char *sdr_key, int32_t part_type,
                                        inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);
@@ -192,8 +192,8 @@ uint64_t inst_ldpath_get_sdr_local_swprofile(const char *sdr_key, int32_t part_t
 
 /*
  * Fetch any stored profile; the second is the first in local scope. Results as above, and those of
- * inst_get_sdr_swprofile_file(). Only a failure to name the file leaves an error text; for a local profile the first
- * then adds an entry "R:...;" that tells how to recover.
+ * inst_get_sdr_swprofile_file(). Only a null out-parameter and a failure to name the file leave an error text; to
+ * the latter the first adds, for a local profile, an entry "R:...;" that tells how to recover.
  */
 uint64_t inst_ldpath_get_swprofile(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                    inst_sw_profile_sdr_ext **local_sw_profile_ext_pp, char **error_message_out);

@@ -41,6 +41,7 @@ uint64_t decode(const void *bytes, uint32_t count, inst_sw_profile_sdr_ext **rec
     const int32_t status = zeld_inst_sw_profile_sdr_ext_decode_ext(&record, bytes, count, std::malloc, 0);
     if (status != 0) {
         REPORT("Error! Decoding sw_profile_ext failed, %d\n", status);
+        zeld_inst_sw_profile_sdr_ext_free_ext(&record, std::free, 0);
         return INSTMGR_RC_INVALID_DATA;
     }
     auto *const copy = static_cast<inst_sw_profile_sdr_ext *>(std::calloc(1, sizeof(inst_sw_profile_sdr_ext)));
