@@ -271,12 +271,11 @@ TEST_F(CodecTest, CopiesAreDeepAndAllOrNothing)
     zeld_inst_swp_package_free_ext(nullptr, free);
     EXPECT_NE(zeld_inst_swp_package_duplicate(&copy, nullptr, malloc, 0), 0);
 
-    serv_packs set = {original.body().sp_details, 2, {1}};
+    const serv_packs set = {original.body().sp_details, 2, {1}};
     auto *const packs = static_cast<serv_packs *>(malloc(sizeof(serv_packs)));
     ASSERT_EQ(zeld_serv_packs_duplicate(packs, &set, malloc, 0), 0);
     EXPECT_STREQ(packs->service_packs[0].sp_rpms[1], "gamma-1.0-r1");
     free_service_pack(packs);
-    free_service_pack(nullptr);
 }
 
 } // namespace

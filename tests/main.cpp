@@ -17,6 +17,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "%s: run this through scripts/sandbox\n", argv[0]);
         return 2;
     }
+    setenv("LC_ALL", "C", 1); // commands speak English
     testing::InitGoogleTest(&argc, argv);
     if (verd_inst_ldpath_lib_init(0, nullptr) != 0) {
         return 1;

@@ -35,10 +35,15 @@ struct Inside {
     ~Inside() { is_inside = was; }
 };
 
-bool fires(Function function)
+// Counts a call, and notes it as an event if it is told of what. Is it one that is to fail?
+bool fires(Function function, const char *what = nullptr, const char *argument = "")
 {
     if (is_inside) {
         return false;
+    }
+    if (what != nullptr) {
+        const Inside inside;
+        events.push_back(std::string(what) + argument);
     }
     Order &order = orders[function];
     ++order.calls;
@@ -48,12 +53,6 @@ bool fires(Function function)
     order.fired = true;
     errno = order.err;
     return true;
-}
-
-void note(const char *what, const char *argument = "")
-{
-    const Inside inside;
-    events.push_back(std::string(what) + argument);
 }
 
 template <class F> F *next(const char *name)
@@ -82,6 +81,7 @@ void disarm()
     for (Order &order : orders) {
         order.fail_at = 0;
     }
+    corrupts_reads = false;
 }
 
 std::vector<std::string> lines()
@@ -104,23 +104,16 @@ using namespace hooks;
         return fires(function) ? (failure) : original arguments;                                                       \
     }
 
-extern "C" void *malloc(size_t size) noexcept
-{
-    allocated += size;
-    return fires(ALLOCATION) ? nullptr : REAL(malloc)(size);
-}
+#define ALLOCATOR(name, parameters, arguments, bytes)                                                                  \
+    extern "C" void *name parameters noexcept                                                                          \
+    {                                                                                                                  \
+        allocated += bytes;                                                                                            \
+        return fires(ALLOCATION) ? nullptr : REAL(name) arguments;                                                     \
+    }
 
-extern "C" void *calloc(size_t count, size_t size) noexcept
-{
-    allocated += count * size;
-    return fires(ALLOCATION) ? nullptr : REAL(calloc)(count, size);
-}
-
-extern "C" void *realloc(void *memory, size_t size) noexcept
-{
-    allocated += size;
-    return fires(ALLOCATION) ? nullptr : REAL(realloc)(memory, size);
-}
+ALLOCATOR(malloc, (size_t size), (size), size)
+ALLOCATOR(calloc, (size_t count, size_t size), (count, size), count *size)
+ALLOCATOR(realloc, (void *memory, size_t size), (memory, size), size)
 
 extern "C" char *strdup(const char *text) noexcept
 {
@@ -142,15 +135,9 @@ HOOK(CLOCK, int, clock_gettime, (clockid_t clock, timespec *now), (clock, now), 
 HOOK(MAKE_DIRECTORIES, int, instcomm_create_filepath_dirs, (const char *path), (path), -1)
 HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t count), (to, size, from, count),
      EINVAL)
-HOOK(RENDER, uint64_t, instcomm_get_swprofile_sdr_str,
-     (const inst_sw_profile_sdr_ext *profile, char **text, int style, char **err), (profile, text, style, err),
-     INSTCOMM_RC_NO_MEMORY)
 HOOK(ENCODE, uint32_t, zeld_inst_sw_profile_sdr_ext_encode_ext,
      (const inst_sw_profile_sdr_ext *record, void *buffer, uint32_t size, uint32_t a, uint32_t b, uint32_t c),
      (record, buffer, size, a, b, c), errno == 0 ? 0 : size + 1)
-HOOK(DUPLICATE_NODE, int32_t, zeld_inst_node_loc_duplicate,
-     (inst_node_loc * to, const inst_node_loc *from, zeld_allocator allocator, uint64_t argument),
-     (to, from, allocator, argument), 3)
 HOOK(TRACE_OPEN, int, vestra_open_internal,
      (uint64_t * handle, const char *name, uint32_t records, uint32_t size, const char *path, const char *build,
       uint64_t context),
@@ -178,45 +165,35 @@ extern "C" size_t fread(void *to, size_t size, size_t count, FILE *stream)
 extern "C" size_t fwrite(const void *from, size_t size, size_t count, FILE *stream)
 {
     static auto *const original = next<size_t(const void *, size_t, size_t, FILE *)>("fwrite");
-    if (!fires(FWRITE)) {
-        return original(from, size, count, stream);
-    }
+    const bool is_short = fires(FWRITE);
     const int err = errno;
-    const size_t done = original(from, size, count - 1, stream);
-    errno = err;
+    const size_t done = original(from, size, is_short ? count - 1 : count, stream);
+    errno = is_short ? err : errno;
     return done;
 }
 
 extern "C" int unlink(const char *path) noexcept
 {
     static auto *const original = next<int(const char *)>("unlink");
-    if (!is_inside) {
-        note("unlink ", path);
-    }
-    return fires(UNLINK) ? -1 : original(path);
+    return fires(UNLINK, "unlink ", path) ? -1 : original(path);
 }
 
 extern "C" unsigned sleep(unsigned seconds)
 {
-    fires(SLEEP);
-    note("sleep ", std::to_string(seconds).c_str());
+    fires(SLEEP, "sleep ", std::to_string(seconds).c_str());
     return 0;
 }
 
 extern "C" void sync() noexcept
 {
-    fires(SYNC);
-    note("sync");
+    fires(SYNC, "sync");
 }
 
 extern "C" int wsystem(const char *command)
 {
     static auto *const original = next<int(const char *)>("wsystem");
-    note("shell ", command);
-    if (fires(SHELL)) {
-        return -1;
-    }
-    return std::strcmp(command, "sync") == 0 ? 0 : original(command);
+    const bool is_failing = fires(SHELL, "shell ", command);
+    return is_failing ? -1 : std::strcmp(command, "sync") == 0 ? 0 : original(command);
 }
 
 extern "C" uint64_t inst_runcmd(char *out, uint32_t size, const char *format, ...)
@@ -227,8 +204,7 @@ extern "C" uint64_t inst_runcmd(char *out, uint32_t size, const char *format, ..
     char command[8192];
     std::vsnprintf(command, sizeof command, format, arguments);
     va_end(arguments);
-    note("run ", command);
-    return fires(RUNCMD) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command);
+    return fires(RUNCMD, "run ", command) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command);
 }
 
 extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, uint32_t has_strings,

@@ -29,9 +29,7 @@ enum Function {
     RUNCMD,
     MAKE_DIRECTORIES,
     STRNCPY_S,
-    RENDER,
     ENCODE,
-    DUPLICATE_NODE,
     TRACE_OPEN,
     UTIL_INIT,
     FUNCTION_COUNT
@@ -72,7 +70,7 @@ inline void fail(Function function, int nth = 1, int err = EIO)
     orders[function].err = err;
     orders[function].fired = false;
 }
-void disarm(); // takes all such orders back
+void disarm(); // takes all such orders back, and the corruption
 
 std::vector<std::string> lines(); // texts of the messages, without the newline
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <ftw.h>
 #include <map>
+#include <set>
 
 namespace
 {
@@ -38,6 +39,22 @@ void check_messages()
         EXPECT_EQ(message.size_class, 4 + words) << message.format;
         EXPECT_EQ(message.has_strings, types.find('s') == std::string::npos ? 0U : 1U) << message.format;
     }
+}
+
+// A DEBUG line with its function, but without time, process, thread and line number.
+std::string without_changing_parts(const std::string &line)
+{
+    const std::size_t function = line.find(", ", line.find(" tid ")) + 2;
+    const std::size_t number = line.find(", ", function);
+    const std::size_t message = line.find(" : ", number);
+    return message == std::string::npos ? line : line.substr(function, number - function) + line.substr(message + 1);
+}
+
+std::string size_text(const fs::directory_entry &file)
+{
+    std::error_code error;
+    const std::uintmax_t size = file.file_size(error);
+    return error ? ", unreadable" : ", " + std::to_string(size) + " bytes";
 }
 
 template <auto Member> void set_list(record::Record<Member> &record, const std::vector<const char *> &texts)
@@ -155,6 +172,17 @@ std::string encoding_of(const inst_sw_profile_sdr_ext &profile)
     return bytes;
 }
 
+CreateRequest::CreateRequest()
+{
+    record::set<&inst_swp_package::name>(packages[0], names[0]);
+    record::set<&inst_swp_package::name>(packages[1], names[1]);
+    record::set<&inst_swp_package::is_sp_pkg>(packages[1], 1);
+    record::set<&service_pack::sp_name>(packs[0], pack_names[0]);
+    record::set<&service_pack::sp_rpms>(packs[0], rpms, 1);
+    record::set<&service_pack::sp_name>(packs[1], pack_names[1]);
+    record::set<&serv_packs::service_packs>(set, packs, 2);
+}
+
 void RepositoryTest::SetUp()
 {
     for (const char *const directory : {"/install_repo", "/tmp", "/misc"}) {
@@ -169,6 +197,56 @@ void RepositoryTest::TearDown()
 {
     check_messages();
     hooks::reset();
+    if (story.empty()) {
+        return;
+    }
+    const testing::TestInfo &test = *testing::UnitTest::GetInstance()->current_test_info();
+    const fs::path file =
+        fs::path(SWP_TRANSCRIPTS) / (std::string(test.test_suite_name()) + "." + test.name() + ".txt");
+    if (getenv("SWP_WRITE_TRANSCRIPTS") != nullptr) {
+        write_file(file, story);
+    }
+    EXPECT_EQ(story, read_file(file));
+}
+
+uint64_t RepositoryTest::tell(const std::string &title, const std::function<uint64_t(char **)> &call)
+{
+    hooks::messages.clear();
+    hooks::events.clear();
+    g_inst_common_debug_verbosity_level = 4;
+    g_inst_common_debug_prefix = 2;
+    testing::internal::CaptureStderr();
+    Text text;
+    const uint64_t rc = call(&text.ptr);
+    hooks::disarm();
+    g_inst_common_debug_verbosity_level = 0;
+    std::istringstream debug(testing::internal::GetCapturedStderr());
+
+    std::ostringstream out;
+    out << "\n## " << title << "\nresult: " << std::hex << rc << std::dec << "\n";
+    if (text.ptr != nullptr) {
+        out << "text: " << text.ptr << "\n";
+    }
+    for (std::string line; std::getline(debug, line);) {
+        out << "debug: " << without_changing_parts(line) << "\n";
+    }
+    for (const std::string &line : hooks::lines()) {
+        out << "log: " << line << "\n";
+    }
+    for (const std::string &event : hooks::events) {
+        out << "does: " << event << "\n";
+    }
+    std::set<std::string> files;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator("/install_repo")) {
+        if (!entry.is_directory()) {
+            files.insert(entry.path().string() + (entry.path().extension() == ".bin" ? size_text(entry) : ""));
+        }
+    }
+    for (const std::string &file : files) {
+        out << "file: " << file << "\n";
+    }
+    story += out.str();
+    return rc;
 }
 
 void RepositoryTest::given_active_profile()

@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -26,24 +27,6 @@ struct Text {
     ~Text() { std::free(ptr); }
     std::string str() const { return ptr == nullptr ? "" : ptr; }
 };
-
-// What an operation says that takes an error-text slot.
-struct Result {
-    uint64_t rc;
-    std::string text;
-    bool operator==(const Result &) const = default;
-    friend std::ostream &operator<<(std::ostream &out, const Result &result)
-    {
-        return out << std::hex << result.rc << std::dec << " \"" << result.text << "\"";
-    }
-};
-
-template <class Call> Result result_of(Call call)
-{
-    Text text;
-    const uint64_t rc = call(&text.ptr);
-    return {rc, text.str()};
-}
 
 struct Fetched {
     inst_sw_profile_sdr_ext *ptr = nullptr;
@@ -69,11 +52,33 @@ inst_sw_profile_sdr_ext *new_profile_of_size(uint32_t bytes);
 
 std::string encoding_of(const inst_sw_profile_sdr_ext &profile);
 
+// A full request for the active QX profile of default-sdr, and all that it points at.
+struct CreateRequest {
+    CreateRequest();
+    CreateRequest(const CreateRequest &) = delete;
+
+    char key[12] = "default-sdr", lv_name[4] = "lv0", image[32] = "/images/image-1.4.0.iso", version[6] = "1.4.0";
+    char aux_name[4] = "aux", names[2][16] = {"alpha-1.0-r1", "beta-1.0-r1"}, pack_names[2][4] = {"SP1", "SP2"};
+    char rpm_c[2] = "c", rpm_a[2] = "a", rpm_b[2] = "b";
+    char *rpms[3] = {rpm_c, rpm_a, rpm_b};
+    inst_swp_package packages[2] = {};
+    service_pack packs[2] = {};
+    serv_packs set = {};
+    swprofile_create_request request = {key,        0,       VERD_SWP_ACTIVE, lv_name,  image, rpms, 3,
+                                        VERD_VM_QX, version, aux_name,        packages, 2,     &set, 1};
+};
+
+// A test tells a story: each call with what came of it, the result, the error text, DEBUG lines, messages, commands and
+// the files of the repository. The story is compared with transcripts/SUITE.TEST.txt, which is what people read.
 class RepositoryTest : public testing::Test
 {
 protected:
     void SetUp() override;
     void TearDown() override;
+
+    // Calls with the address of an error-text slot. Faults that were ordered are for this call only.
+    uint64_t tell(const std::string &title, const std::function<uint64_t(char **)> &call);
+    void tell_line(const std::string &line) { story += line + "\n"; }
 
     // Stores an ordinary profile for (default-sdr, global, active, QX) and forgets what was said about it.
     void given_active_profile();
@@ -82,11 +87,14 @@ protected:
     {
         return inst_write_sdr_swprofile_to_file2("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, err);
     }
-    static uint64_t fetch(Fetched &fetched)
+    static uint64_t fetch(Fetched &fetched, char **err = nullptr)
     {
-        return inst_ldpath_get_swprofile("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched.ptr, nullptr);
+        return inst_ldpath_get_swprofile("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched.ptr, err);
     }
 
     const std::string active_bin = std::string(GLOBAL_QX) + "active.bin";
     const std::string active_txt = std::string(GLOBAL_QX) + "active.txt";
+
+private:
+    std::string story;
 };
