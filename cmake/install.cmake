@@ -14,6 +14,7 @@ install(FILES
 install(FILES docs/man/swprofile.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/man/verd_inst_ldpath.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 
+file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/verd_inst_ldpath.pc.in verd_inst_ldpath.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/verd_inst_ldpath.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

@@ -2,6 +2,7 @@
 #include "support/repository_test.h"
 
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 namespace
@@ -61,7 +62,7 @@ TEST_F(CommandTest, CreateAndShow)
     // What is shown can be created again; options go over it.
     run("show --json");
     fs::copy_file("/tmp/out", "/tmp/request.json");
-    EXPECT_EQ(run("create --state 3 --from /tmp/request.json").code, 0);
+    EXPECT_EQ(run("create --state 3 --from - </tmp/request.json").code, 0);
     nlohmann::json again = json_of("show --state prepared --json");
     EXPECT_EQ(again["state"], "prepared");
     again["state"] = "active";
@@ -108,6 +109,8 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
     write_file("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.bin", "junk");
     write_file("/tmp/request.json", R"({"image": {"name": "x.iso"}, "packages": [{"name": "p"}, {"nme": "q"}]})");
     write_file("/tmp/broken.json", "{");
+    write_file("/tmp/null.json", R"({"sdr": null})");
+    mkfifo("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin", 0600); // must not make us wait
     const struct {
         std::string arguments;
         int code;
@@ -135,7 +138,12 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
         {"create --state 3 --from /tmp/none.json", 1, "No such file or directory"},
         {"path --local --vm admin --text", 0, ""},
         {"boot-flag --vm admin", 0, ""},
-        {"frobnicate", 2, "no such subcommand: frobnicate"},
+        {"frobnicate", 2, "no such subcommand or option: frobnicate"},
+        {"show --local --global", 2, "excludes"},
+        {create + "--state 3 --package a --package a", 4, "is given twice"},
+        {create + "--state 3 --from /tmp/null.json", 4, "sdr: must be a text"},
+        {"list", 0, ""},
+        {"show --vm uvf --state 3", 1, "not a regular file"},
         {"", 2, "subcommand"},
         {"create --help", 0, ""},
     };

@@ -6,6 +6,17 @@ namespace
 
 using FetchTest = RepositoryTest;
 
+// How many DEBUG lines does a call write?
+long debug_lines_at(uint16_t verbosity, const std::function<void()> &call)
+{
+    g_inst_common_debug_verbosity_level = verbosity;
+    testing::internal::CaptureStderr();
+    call();
+    g_inst_common_debug_verbosity_level = 0;
+    const std::string debug = testing::internal::GetCapturedStderr();
+    return std::count(debug.begin(), debug.end(), '\n');
+}
+
 TEST_F(FetchTest, FixedGetters)
 {
     const struct {
@@ -29,6 +40,7 @@ TEST_F(FetchTest, FixedGetters)
         };
         tell_get("", "s", VERD_SWP_PREPARED, &fetched.ptr);
         ASSERT_NE(fetched.ptr, nullptr);
+        EXPECT_EQ(debug_lines_at(2, [&, function = get] { function(nullptr, 3, nullptr); }), 1); // "Leaving"
         EXPECT_EQ(encoding_of(*fetched.ptr), encoding_of(*profile));
         tell_get(", no key", nullptr, VERD_SWP_PREPARED, &fetched.ptr);
         tell_get(", state 4", "s", 4, &fetched.ptr);
@@ -51,6 +63,8 @@ TEST_F(FetchTest, GeneralGetters)
     const auto get_local = [&](const std::string &title, int32_t state, inst_sw_profile_sdr_ext **profile_p) {
         tell(title, [&](char **err) { return inst_ldpath_get_local_swprofile("s", state, 3, profile_p, err); });
     };
+    EXPECT_EQ(debug_lines_at(1, [] { inst_ldpath_get_swprofile("s", 0, 4, 3, nullptr, nullptr); }), 0);
+    EXPECT_EQ(debug_lines_at(2, [] { inst_ldpath_get_swprofile("s", 0, 4, 3, nullptr, nullptr); }), 2);
     get("global, state 4", 0, 4, &fetched.ptr);
     get("local, state 4", 1, 4, &fetched.ptr);
     get_local("local only, state 4", 4, &fetched.ptr);

@@ -75,8 +75,8 @@ int package_comp(const void *a, const void *b);
 void free_service_pack(serv_packs *sp_list);
 
 /*
- * Render a profile for people: every present field on a line of its own, nested by indentation, control characters
- * escaped. The new text is the caller's, who frees it. `style` is always 1. `err` isn't used.
+ * Render a profile for people: every present field on a line of its own, nested by indentation, everything but
+ * printable ASCII escaped. The new text is the caller's, who frees it. `style` is always 1. `err` isn't used.
  */
 uint64_t instcomm_get_swprofile_sdr_str(const inst_sw_profile_sdr_ext *profile, char **text, int style, char **err);
 

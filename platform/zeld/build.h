@@ -1,7 +1,7 @@
 // Building a record whose memory it is to own: the part that decoding and copying have in common.
 //
-// A record is built from a cleared one, front to back. Each thing is entered into its record before its own content
-// is built, so that a build that fails half-way leaves a record that can be released.
+// A record is built from a cleared one, front to back, so that a build that fails half-way leaves a record that can be
+// released: an array then counts the elements that were begun.
 #pragma once
 
 #include "release.h"

@@ -106,17 +106,19 @@ template <class F, class R> [[gnu::always_inline]] inline Status get_array(Reade
     if (in.get(count) != OK || count > in.left() / element_size) {
         return BAD_ENCODING;
     }
-    Element *&array = F::value(record);
+    Element *array = nullptr;
     Status status = new_array(array, count, in.allocate);
-    for (uint32_t i = 0; i < count && status == OK; ++i) {
-        F::count(record) = i + 1;
+    uint32_t built = 0;
+    for (; built < count && status == OK; ++built) {
         if constexpr (is_text) {
-            status = in.get_text(array[i]);
+            status = in.get_text(array[built]);
         } else {
-            clear_fields(array[i]);
-            status = get_record(in, array[i]);
+            clear_fields(array[built]);
+            status = get_record(in, array[built]);
         }
     }
+    F::value(record) = array;
+    F::count(record) = built;
     return status;
 }
 

@@ -30,17 +30,19 @@ template <class F, class R>
 {
     const auto *const source = F::value(record);
     const uint32_t count = source == nullptr ? 0 : F::count(record);
-    auto *&array = F::value(copy);
+    auto array = F::value(copy);
     Status status = new_array(array, count, allocate);
-    for (uint32_t i = 0; i < count && status == OK; ++i) {
-        F::count(copy) = i + 1;
+    uint32_t built = 0;
+    for (; built < count && status == OK; ++built) {
         if constexpr (F::kind == Kind::StringList) {
-            status = copy_string(array[i], source[i], allocate);
+            status = copy_string(array[built], source[built], allocate);
         } else {
-            clear_fields(array[i]);
-            status = copy_record(array[i], source[i], allocate);
+            clear_fields(array[built]);
+            status = copy_record(array[built], source[built], allocate);
         }
     }
+    F::value(copy) = array;
+    F::count(copy) = built;
     return status;
 }
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <deque>
 #include <filesystem>
+#include <set>
 
 namespace
 {
@@ -110,6 +111,16 @@ void refuse(const std::string &what, const std::string &detail)
     throw Failure(INVALID_DATA, what, {detail});
 }
 
+template <class T> void check_unique(const std::string &what, const std::vector<T> &inputs)
+{
+    std::set<std::string> names;
+    for (const T &input : inputs) {
+        if (!names.insert(input.name).second) {
+            refuse("the " + what + " is given twice", input.name);
+        }
+    }
+}
+
 void check(const CreateInput &input)
 {
     if (input.image.empty()) {
@@ -124,6 +135,8 @@ void check(const CreateInput &input)
     if (image.has_parent_path() && (!fs::is_regular_file(image, error) || fs::file_size(image, error) == 0)) {
         refuse("the image isn't there", "no file with content: " + shown(image.c_str()));
     }
+    check_unique("package", input.packages);
+    check_unique("service pack", input.service_packs);
     const bool has_member = std::any_of(input.packages.begin(), input.packages.end(),
                                         [](const PackageInput &package) { return package.is_service_pack_member; });
     if (!input.service_packs.empty() && !has_member) {
@@ -238,7 +251,8 @@ void add_create(CLI::App &command)
     create
         ->add_option_function<std::string>(
             "--from", [&input](const std::string &file) { read_request(file, input); },
-            "a request as JSON, such as 'show --json' prints; other options go over it, packages are added")
+            "a request as JSON, such as 'show --json' prints, or - for standard input; other options go over it, "
+            "packages are added")
         ->type_name("FILE")
         ->trigger_on_parse();
     add_selector_options(*create, input.selector);
@@ -255,10 +269,11 @@ void add_create(CLI::App &command)
     create->add_flag("--single-initrd", input.is_single_initrd_supported, "the software supports a single initrd");
     create->add_flag("--replace", options->is_replacing, "write over a profile that exists");
     create->footer(
-        "When /misc/disk1/usb/opt_pkgs exists, the packages are copied from there to /install_repo/gl/qx/ first.\n\n"
+        "When /misc/disk1/usb/opt_pkgs exists, the packages are copied from there to /install_repo/gl/qx/, "
+        "which must exist, first.\n\n"
         "Examples:\n"
         "  swprofile create --image /images/qx-image-1.4.0.iso --version 1.4.0 --state prepared\n"
         "  swprofile create --image qx-image-1.4.0.iso --package qx-routing-1.4.0-r1=qx-routing-1.4.0-r1.rpm\n"
-        "  swprofile show --json >profile.json && swprofile create --from profile.json --state prepared");
+        "  swprofile show --json | swprofile create --from - --state prepared");
     create->callback([options] { run(*options); });
 }

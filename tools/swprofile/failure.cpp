@@ -74,6 +74,10 @@ std::string describe(uint64_t rc)
         const int err = static_cast<int>(rc & ERRNO_BITS);
         return std::string("INSTMGR_RC_ERRNO, ") + number + ": " + (err == 0 ? "empty file" : std::strerror(err));
     }
+    if (rc <= 0xffff || rc == UINT64_MAX) {
+        return std::string("wait status ") + number + ": a shell command failed with exit code " +
+               std::to_string(rc >> 8 & 0xff);
+    }
     return number;
 }
 

@@ -26,11 +26,17 @@ void add_entry(std::vector<Entry> &entries, const Selector &selector)
 {
     std::error_code error;
     const std::string path = selector.path();
-    if (!fs::exists(path, error)) {
+    const fs::file_status status = fs::status(path, error);
+    if (status.type() == fs::file_type::not_found) {
         return;
     }
-    Entry entry = {selector, "ok", nullptr};
-    if (fs::is_regular_file(path, error) && fs::file_size(path, error) == 0) {
+    if (status.type() == fs::file_type::none) {
+        throw Failure(FAILED, "can't examine " + path, {error.message()});
+    }
+    Entry entry = {selector, "unreadable", nullptr};
+    if (status.type() != fs::file_type::regular) {
+        // not opened: a fifo would make us wait
+    } else if (fs::file_size(path, error) == 0) {
         entry.health = "empty";
     } else {
         inst_sw_profile_sdr_ext *profile = nullptr;
@@ -98,11 +104,17 @@ std::vector<Entry> read_repository()
     return entries;
 }
 
+// The global QX file may hold an LC QX profile.
+uint32_t vm_type_of(const Entry &entry)
+{
+    return entry.profile == nullptr ? entry.selector.vm_type : entry.profile->sdr_sw_profile.vm_type;
+}
+
 TableRow human_row(const Entry &entry)
 {
     const Selector &selector = entry.selector;
     TableRow row = {scope_name(selector.is_local), is_qx_based(selector.vm_type) ? selector.sdr : "-",
-                    vm_type_name(selector.vm_type), state_name(selector.state)};
+                    vm_type_name(vm_type_of(entry)), state_name(selector.state)};
     if (entry.profile == nullptr) {
         row.insert(row.end(), {"-", "-", "-", "-"});
     } else {
@@ -119,7 +131,7 @@ Json entry_json(const Entry &entry)
     const Selector &selector = entry.selector;
     Json json = {{"scope", scope_name(selector.is_local)},
                  {"sdr", is_qx_based(selector.vm_type) ? Json(selector.sdr) : Json()},
-                 {"vm_type", vm_type_name(selector.vm_type)},
+                 {"vm_type", vm_type_name(vm_type_of(entry))},
                  {"state", state_name(selector.state)},
                  {"path", selector.path()},
                  {"health", entry.health}};

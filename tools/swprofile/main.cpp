@@ -36,9 +36,11 @@ void describe_command(CLI::App &command)
 
 void check_subcommand(const CLI::App &command, int argc, char **argv)
 {
-    if (argc > 1 && argv[1][0] != '-' &&
-        command.get_subcommands([&](const CLI::App *known) { return known->check_name(argv[1]); }).empty()) {
-        throw Failure(USAGE, "no such subcommand: " + shown(argv[1]), {"see swprofile --help"});
+    const std::string first = argc > 1 ? argv[1] : "--help";
+    const bool is_option = first == "-h" || first == "--help" || first == "--version";
+    if (!is_option &&
+        command.get_subcommands([&](const CLI::App *known) { return known->check_name(first); }).empty()) {
+        throw Failure(USAGE, "no such subcommand or option: " + shown(first.c_str()), {"see swprofile --help"});
     }
 }
 

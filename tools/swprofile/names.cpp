@@ -6,8 +6,8 @@
 namespace
 {
 
-constexpr std::size_t MAX_KEY_LENGTH = 40; // so that every shell command with its paths fits
-constexpr std::size_t MAX_NAME_LENGTH = 255;
+constexpr std::size_t MAX_KEY_LENGTH = 40;   // so that every shell command with its paths fits
+constexpr std::size_t MAX_NAME_LENGTH = 187; // the same
 
 bool is_printable(char character)
 {

@@ -6,8 +6,10 @@
 #include "zeld/record_fields.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <map>
 
 namespace
@@ -46,13 +48,9 @@ Json package_json(const inst_swp_package &package, const char *files_key)
     put<&inst_swp_package::aux_name>(json, "aux_name", package);
     put<&inst_swp_package::pkg_type>(json, "type", package);
     put<&inst_swp_package::pkg_value>(json, "value", package);
-    put<&inst_swp_package::pkg_marker>(json, "marker", package);
     if (record::has<&inst_swp_package::is_sp_pkg>(package)) {
         json["service_pack_member"] = package.is_sp_pkg != 0;
     }
-    put<&inst_swp_package::extra_value>(json, "extra_value", package);
-    put<&inst_swp_package::extra_list>(json, "extra_list", package);
-    put<&inst_swp_package::extra_list_2>(json, "extra_list_2", package);
     put<&inst_swp_package::files>(json, files_key, package);
     return json;
 }
@@ -60,7 +58,7 @@ Json package_json(const inst_swp_package &package, const char *files_key)
 Json image_json(const inst_swp_package &image)
 {
     Json json = package_json(image, "rpms");
-    json.erase("type"); // 0 in every image
+    json.erase("type"); // says nothing of an image
     return json;
 }
 
@@ -115,11 +113,14 @@ struct Value {
         throw Failure(INVALID_DATA, "the request can't be used", {where + ": " + fault});
     }
 
+    // A text, or "" for null, which is what a profile without it shows.
+    std::string optional_text(std::string (*fault_of)(const std::string &)) const
+    {
+        return json.is_null() ? "" : text(fault_of);
+    }
+
     std::string text(std::string (*fault_of)(const std::string &)) const
     {
-        if (json.is_null()) {
-            return "";
-        }
         if (!json.is_string()) {
             refuse("must be a text");
         }
@@ -188,13 +189,15 @@ template <class T> T read_enumerator(const Value &value, std::optional<T> (*pars
     return *parsed;
 }
 
+constexpr uint32_t MAX_PACKAGE_TYPE = VERD_SWP_PKG_HOST_SMU;
+
 PackageInput read_package(const Value &value)
 {
     PackageInput package;
     value.object({
         {"name", [&](const Value &v) { package.name = v.text(name_fault); }},
         {"aux_name", [&](const Value &v) { package.aux_name = v.text(name_fault); }},
-        {"type", [&](const Value &v) { package.type = static_cast<uint32_t>(v.number(UINT32_MAX)); }},
+        {"type", [&](const Value &v) { package.type = static_cast<uint32_t>(v.number(MAX_PACKAGE_TYPE)); }},
         {"value", [&](const Value &v) { package.value = v.number(UINT64_MAX); }},
         {"files", [&](const Value &v) { package.files = v.names(); }},
         {"service_pack_member", [&](const Value &v) { package.is_service_pack_member = v.flag(); }},
@@ -254,8 +257,8 @@ void read_input(const Value &value, CreateInput &input)
         {"location_profiles", [](const Value &v) { v.refuse("can't be created with the profile"); }},
         {"path", ignore},
         {"encoded_bytes_at_creation", ignore},
-        {"lv_name", [&](const Value &v) { input.lv_name = v.text(name_fault); }},
-        {"version", [&](const Value &v) { input.version = v.text(text_fault); }},
+        {"lv_name", [&](const Value &v) { input.lv_name = v.optional_text(name_fault); }},
+        {"version", [&](const Value &v) { input.version = v.optional_text(text_fault); }},
         {"image", [&](const Value &v) { read_image(v, input); }},
         {"packages", [&](const Value &v) { input.packages = v.list(read_package); }},
         {"service_packs", [&](const Value &v) { input.service_packs = v.list(read_service_pack); }},
@@ -292,9 +295,11 @@ void print_json(const Json &json)
 
 void read_request(const std::string &file, CreateInput &input)
 {
-    std::ifstream stream(file);
-    if (!stream) {
-        throw Failure(FAILED, "can't read the request file " + file, {std::strerror(errno)});
+    std::ifstream opened(file);
+    std::istream &stream = file == "-" ? std::cin : opened;
+    if (file != "-" && (!opened || std::filesystem::is_directory(file))) {
+        throw Failure(FAILED, "can't read the request file " + file,
+                      {opened ? "it is a directory" : std::strerror(errno)});
     }
     const Json json = Json::parse(stream, nullptr, false);
     if (json.is_discarded()) {

@@ -1,4 +1,4 @@
-// Profiles as JSON. What is written of a profile can be read back as the request for a new one.
+// Profiles as JSON. What is written of a profile that was created can be read back as the request for a new one.
 #pragma once
 
 #include "create_input.h"
@@ -12,11 +12,12 @@ inline constexpr int JSON_SCHEMA = 1;
 // A text of the record, null for a null pointer.
 Json text_json(const char *text);
 
-// Everything that is present in the profile that the selector found.
+// What the profile that the selector found holds, but for what the library only carries along.
 Json profile_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector);
 
 // Prints JSON in ASCII, with bytes that aren't UTF-8 replaced.
 void print_json(const Json &json);
 
-// Reads a request file into the input. Unknown fields, wrong types and unusable names are a Failure that tells where.
+// Reads a request file, or standard input for "-", into the input. Unknown fields, wrong types and unusable names are a
+// Failure that tells where.
 void read_request(const std::string &file, CreateInput &input);

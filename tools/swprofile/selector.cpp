@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <utility>
 
+namespace fs = std::filesystem;
+
 namespace
 {
 
@@ -70,7 +72,8 @@ std::string Selector::path() const
     ErrorText error;
     const uint64_t rc = inst_get_sdr_swprofile_file(sdr.c_str(), &text, is_local, state, vm_type, error.slot());
     if (rc != 0) {
-        throw failure_of(rc, "there is no " + describe(), error);
+        throw failure_of(rc, (rc == INST_RC_NO_SWPROFILE ? "there is no " : "can't name the file of the ") + describe(),
+                         error);
     }
     std::string path = text;
     std::free(text);
@@ -80,6 +83,10 @@ std::string Selector::path() const
 Profile Selector::fetch() const
 {
     const std::string file = path();
+    std::error_code ignored;
+    if (fs::exists(file, ignored) && !fs::is_regular_file(file, ignored)) { // a fifo would make us wait
+        throw Failure(FAILED, "can't read the " + describe(), {"not a regular file: " + file});
+    }
     inst_sw_profile_sdr_ext *profile = nullptr;
     ErrorText error;
     const uint64_t rc = inst_ldpath_get_swprofile(sdr.c_str(), is_local, state, vm_type, &profile, error.slot());
@@ -120,8 +127,11 @@ void add_state_option(CLI::App &command, Selector &selector)
 
 void add_scope_option(CLI::App &command, Selector &selector)
 {
-    command.add_flag("--local,!--global", selector.is_local,
-                     "the node's own repository, or the global install database [--global]");
+    CLI::Option *const local = command.add_flag("--local", selector.is_local, "the node's own repository");
+    command
+        .add_flag_callback(
+            "--global", [&selector] { selector.is_local = false; }, "the global install database, which is the default")
+        ->excludes(local);
 }
 
 void add_selector_options(CLI::App &command, Selector &selector)

@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "frame/enumerations.h"
 #include "names.h"
 #include "profile_json.h"
 #include "table.h"
@@ -69,6 +70,7 @@ void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selecto
     std::printf("%s\n\n", selector.describe().c_str());
     std::printf("%s",
                 format_table({{"File", selector.path()},
+                              {"VM type", vm_type_name(sdr.vm_type)},
                               {"Image", shown(body.image.name) + "  (" + count_of(body.image.files_count, "RPM") + ")"},
                               {"Version", shown(body.version)},
                               {"Volume", shown(body.lv_name)},

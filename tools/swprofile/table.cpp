@@ -14,11 +14,12 @@ bool is_number(const std::string &cell)
 
 std::string format_table(const std::vector<TableRow> &rows, std::size_t indent)
 {
-    std::vector<std::size_t> widths;
+    std::vector<std::size_t> widths(rows.front().size());
+    std::vector<bool> has_numbers(widths.size(), rows.size() > 1);
     for (const TableRow &row : rows) {
-        widths.resize(std::max(widths.size(), row.size()));
         for (std::size_t i = 0; i < row.size(); ++i) {
             widths[i] = std::max(widths[i], row[i].size());
+            has_numbers[i] = has_numbers[i] && (&row == &rows.front() || row[i] == "-" || is_number(row[i]));
         }
     }
     std::string text;
@@ -26,7 +27,7 @@ std::string format_table(const std::vector<TableRow> &rows, std::size_t indent)
         std::string line(indent, ' ');
         for (std::size_t i = 0; i < row.size(); ++i) {
             const std::string padding(widths[i] - row[i].size(), ' ');
-            line += is_number(row[i]) ? padding + row[i] : row[i] + padding;
+            line += has_numbers[i] ? padding + row[i] : row[i] + padding;
             line += "  ";
         }
         line.erase(line.find_last_not_of(' ') + 1);

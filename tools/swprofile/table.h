@@ -6,5 +6,6 @@
 
 using TableRow = std::vector<std::string>;
 
-// The rows, of equal length, each line indented by `indent` blanks. Numbers are aligned to the right.
+// The rows, at least one, of equal length, each line indented by `indent` blanks. A column is aligned to the right when
+// all below its first cell are numbers or "-".
 std::string format_table(const std::vector<TableRow> &rows, std::size_t indent = 0);

@@ -12,8 +12,7 @@ constexpr char SOURCE_PATH[] = "./verdalis/system_pkg/install/inst_mgr/lib_verd_
 constexpr uint32_t TRACE_RECORDS = 20000;
 constexpr uint32_t TRACE_RECORD_SIZE = 384;
 
-// Identifies the messages behind the site numbers; a release that changes them takes a new one.
-constexpr char BUILD_ID[] = "5d2b6f0e9c3147a88e61f4b70a9d2c35";
+constexpr trace::BuildId BUILD_ID = trace::build_id();
 
 // The record may be the settings themselves, and its name may lack its terminator.
 void copy_package_format(const inst_pkg_fmt_info &fmt_info)
@@ -33,7 +32,7 @@ uint64_t verd_inst_ldpath_vestra_hdl;
 uint64_t verd_inst_ldpath_lib_init(uint64_t context, const inst_pkg_fmt_info *fmt_info)
 {
     if (vestra_open_internal(&verd_inst_ldpath_vestra_hdl, TRACE_NAME, TRACE_RECORDS, TRACE_RECORD_SIZE, SOURCE_PATH,
-                             BUILD_ID, context) != 0) {
+                             BUILD_ID.digits, context) != 0) {
         constexpr char message[] = "ERROR: failed to init verd_inst_ldpath library vestra\n";
         std::fwrite(message, 1, sizeof message - 1, stderr);
         return INSTMGR_RC_INIT_FAILED;

@@ -5,6 +5,7 @@
 // end, and its line in the table. A wrong count doesn't compile.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 namespace trace
@@ -54,6 +55,29 @@ consteval unsigned first_site(std::string_view file)
         first += sites.count;
     }
     return this_file_has_no_line_in_the_table_of_trace_sites();
+}
+
+// A name for the numbering as a whole, 32 hexadecimal digits: it changes with the table, so that a trace is never read
+// with another build's messages.
+struct BuildId {
+    char digits[33];
+};
+
+consteval BuildId build_id()
+{
+    BuildId id = {};
+    uint64_t hash = 0xcbf29ce484222325;
+    const auto take_in = [&hash](unsigned byte) { hash = (hash ^ byte) * 0x100000001b3; };
+    for (unsigned i = 0; i < 32; ++i) {
+        for (const FileSites &sites : FILES) {
+            for (const char letter : sites.file) {
+                take_in(static_cast<unsigned char>(letter));
+            }
+            take_in(sites.count);
+        }
+        id.digits[i] = "0123456789abcdef"[hash >> 60];
+    }
+    return id;
 }
 
 } // namespace trace

@@ -84,9 +84,9 @@ bool is_part_type_valid(int32_t part_type);
 uint32_t instcomm_inst_pkg_type_to_swp_type(uint32_t pkg_type);
 
 /*
- * Copy `count` node locations, presence bits and all, into a new array, *dst_p, which is null when count is 0 and on failure. The caller frees
- * each element with zeld_inst_node_loc_free_ext() and the array with free().
- * Results: 0, INST_RC_INVALID_ARG, INST_RC_NO_MEMORY.
+ * Copy `count` node locations, presence bits and all, into a new array, *dst_p, which is null when count is 0 and on
+ * failure. The caller frees each element with zeld_inst_node_loc_free_ext() and the array with free(). Results: 0,
+ * INST_RC_INVALID_ARG, INST_RC_NO_MEMORY.
  */
 uint64_t verd_inst_dup_node_loc_list(uint32_t count, const inst_node_loc *src, inst_node_loc **dst_p);
 
@@ -115,8 +115,8 @@ uint64_t inst_get_boot_active_swp_flag(const char *sdr_key, char **swprofile_fil
                                        uint32_t vm_type);
 
 /*
- * Store 1 in *exists when the profile's .bin file is there and not empty, else 0. A file that can't be examined counts
- * as absent, with result 0 and an error text.
+ * Store 1 in *exists when the profile's .bin file is there and not empty, else 0. A file that can't be reached counts
+ * as absent, with result 0; so does one that can't be examined, with an error text.
  * Results: 0, INST_RC_INVALID_ARG, and those of inst_get_sdr_swprofile_file().
  */
 uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
@@ -201,8 +201,8 @@ uint64_t inst_ldpath_get_local_swprofile(const char *sdr_key, int32_t part_type,
                                          inst_sw_profile_sdr_ext **local_sw_profile_ext_pp, char **error_message_out);
 
 /*
- * Fetch a profile that may not exist: INSTMGR_RC_SWPROFILE_NOT_FOUND tells a missing or empty file from a failure,
- * whose results are those of inst_ldpath_get_swprofile().
+ * Fetch a profile that may not exist: INSTMGR_RC_SWPROFILE_NOT_FOUND tells a file that is missing, empty or can't be
+ * reached from a failure, whose results are those of inst_ldpath_get_swprofile().
  */
 uint64_t inst_ldpath_get_sw_profile_if_exists(const char *sdr_key, uint8_t is_local, int32_t part_type,
                                               uint32_t vm_type, inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);
