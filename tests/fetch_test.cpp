@@ -30,22 +30,22 @@ TEST_F(FetchTest, FixedGetters)
         {inst_ldpath_get_sdr_local_swprofile, "local QX", "local/sdr/s/qx-swprofile-prepared.bin"},
     };
     inst_sw_profile_sdr_ext *profile = new_full_profile();
-    for (const auto &[get, name, file] : getters) {
-        const std::string path = std::string("/install_repo/") + file;
+    for (const auto &getter : getters) {
+        const std::string path = std::string("/install_repo/") + getter.file;
         write_file(path, encoding_of(*profile));
         Fetched fetched;
-        const auto tell_get = [&, function = get](const std::string &title, const char *key, int32_t state,
-                                                  inst_sw_profile_sdr_ext **profile_p) {
-            tell(name + title, [&](char **) { return function(key, state, profile_p); });
+        const auto tell_get = [&](const std::string &title, const char *key, int32_t state,
+                                  inst_sw_profile_sdr_ext **profile_p) {
+            tell(getter.name + title, [&](char **) { return getter.get(key, state, profile_p); });
         };
         tell_get("", "s", VERD_SWP_PREPARED, &fetched.ptr);
         ASSERT_NE(fetched.ptr, nullptr);
-        EXPECT_EQ(debug_lines_at(2, [&, function = get] { function(nullptr, 3, nullptr); }), 1); // "Leaving"
+        EXPECT_EQ(debug_lines_at(2, [&] { getter.get(nullptr, 3, nullptr); }), 1); // "Leaving"
         EXPECT_EQ(encoding_of(*fetched.ptr), encoding_of(*profile));
         tell_get(", no key", nullptr, VERD_SWP_PREPARED, &fetched.ptr);
         tell_get(", state 4", "s", 4, &fetched.ptr);
         tell_get(", no file", "t", VERD_SWP_PREPARED, &fetched.ptr);
-        EXPECT_EQ(get("s", VERD_SWP_PREPARED, nullptr), INST_RC_INVALID_ARG);
+        EXPECT_EQ(getter.get("s", VERD_SWP_PREPARED, nullptr), INST_RC_INVALID_ARG);
         EXPECT_TRUE(hooks::messages[hooks::messages.size() - 2].text.starts_with(
             "Error! Parameter is NULL, inst_decode_sw_profile_ext, "));
         fs::remove(path);

@@ -38,9 +38,9 @@ TEST_F(LocationTest, ProfileFiles)
         {"s", 0, 4, 1},           {"s", 0, 0, 3},           {"s", 0, 1, 1},           {"s", 1, 1, 5},
         {"s", 1, 1, 7},
     };
-    for (const auto &[key, is_local, state, vm_type] : cases) {
-        tell_path(title_of(key, is_local, state, vm_type), [&](char **path_p, char **err) {
-            return inst_get_sdr_swprofile_file(key, path_p, is_local, state, vm_type, err);
+    for (const auto &at : cases) {
+        tell_path(title_of(at.key, at.is_local, at.state, at.vm_type), [&](char **path_p, char **err) {
+            return inst_get_sdr_swprofile_file(at.key, path_p, at.is_local, at.state, at.vm_type, err);
         });
     }
 }
@@ -82,9 +82,9 @@ TEST_F(LocationTest, BootActiveFlag)
         uint8_t is_local;
         uint32_t vm_type;
     } cases[] = {{nullptr, 0, 2}, {"s", 1, 3}, {"s", 0, 3}, {"s", 0, 1}, {nullptr, 0, 6}, {nullptr, 1, 6}};
-    for (const auto &[key, is_local, vm_type] : cases) {
-        tell_path(title_of(key, is_local, 0, vm_type), [&](char **path_p, char **) {
-            return inst_get_boot_active_swp_flag(key, path_p, is_local, vm_type);
+    for (const auto &at : cases) {
+        tell_path(title_of(at.key, at.is_local, 0, at.vm_type), [&](char **path_p, char **) {
+            return inst_get_boot_active_swp_flag(at.key, path_p, at.is_local, at.vm_type);
         });
     }
     tell("no out-parameter", [](char **) { return inst_get_boot_active_swp_flag("s", nullptr, 0, 3); });
