@@ -48,6 +48,14 @@ void instcomm_log(const char *format, ...) __attribute__((format(printf, 1, 2)))
  */
 uint64_t inst_runcmd(char *out, uint32_t out_size, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
+/*
+ * Format a command, run it through the shell and collect all of its output in a new text, *out, of *out_size
+ * characters, which the caller frees. With `out` and `out_size` null the output is discarded. Results as above, and
+ * INSTCOMM_RC_INVALID_ARG when only one of them is null.
+ */
+uint64_t inst_runcmd_outbuff(char **out, uint32_t *out_size, const char *format, ...)
+    __attribute__((format(printf, 3, 4)));
+
 /* Run a shell command. Returns its wait status, 0 for success, -1 when it can't be started. */
 int wsystem(const char *command);
 
@@ -68,8 +76,63 @@ uint64_t inst_dup_string_list(uint32_t count, char *const *list, char ***copy, c
 void inst_free_string_list(uint32_t count, char **list); /* strings and array; null is fine */
 void inst_print_list(char *buffer, uint32_t size, char *const *list, uint32_t count); /* "a, b, c", cut to size */
 
+/*
+ * The entries of a that are not in b, in their order: a new array of pointers into a, of which the caller frees the
+ * array only. Null entries match nothing. n log n. Results: 0, INSTCOMM_RC_INVALID_ARG, INSTCOMM_RC_NO_MEMORY.
+ */
+uint64_t instcomm_match_lists(char *const *a, uint32_t a_count, char *const *b, uint32_t b_count, char ***out,
+                              uint32_t *out_count);
+
 /* A qsort comparator over two `char *`: byte order of the names, null before all. */
 int package_comp(const void *a, const void *b);
+
+/*
+ * Which kind of package does a name belong to? The table in package_kinds.cpp tells. Host packages are the host's
+ * maintenance updates (SMUs), hostos packages its operating system, tp packages third-party software; kernel packages
+ * have a class, 0 for what is none. Names may be base names, whole names, or paths, of which the last component counts;
+ * a null name is nothing. The classifier of kernels returns 0, or INSTCOMM_RC_INVALID_ARG for a null pointer.
+ */
+int instcomm_is_host_pkg(const char *name);
+int instcomm_is_hostos_pkg(const char *name);
+int instcomm_is_tp_pkg(const char *name, int reserved);
+uint64_t instcomm_get_kernel_pkg_class(const char *file_name, int *class_out, ...);
+
+/*
+ * Split "name-version-release[.arch][.rpm]" at its last two dashes into new texts, which the caller frees; *arch is
+ * null when there is none. Outputs that aren't wanted may be null. Results: 0; INSTCOMM_RC_INVALID_ARG for a null
+ * entry; INSTCOMM_RC_INVALID_DATA for one that has no such form; INSTCOMM_RC_NO_MEMORY.
+ */
+uint64_t instcomm_split_swp_pkg_entry(const char *entry, char **base_name, char **version, char **release, char **arch);
+
+/* Cut ".x86_64" and its like off a name, and a ".rpm" behind it. A null name is fine. */
+void instcomm_strip_arch_from_package_name(char *name);
+
+/* What follows a path's last '/'; null when there is none. */
+const char *instcomm_extract_file_name_from_path(const char *path);
+
+/*
+ * Unpack a bundle, which is a tar of RPM files or a single ".rpm", into work_dir, and list the RPMs there: paths, in
+ * the order of the bundle, a new list that is the caller's. *pkg_value is the bundle's size in bytes. Members that
+ * aren't RPMs are unpacked, but not listed.
+ * Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; INSTCOMM_RC_FAILED when the bundle can't be read or
+ * unpacked; INSTCOMM_RC_INVALID_DATA, with nothing unpacked, for a bundle that is damaged, holds no RPM or more than
+ * `limit`, or a member that would leave work_dir, and when something listed as an RPM is no file. The log tells why.
+ * `err` isn't used.
+ */
+uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle_path, const char *work_dir, uint32_t *count,
+                                                   char ***files, uint32_t limit, uint64_t *pkg_value, char **err);
+
+/*
+ * The service packs of a source, the address of a serv_packs, that deliver a package, or all when pkg_name is null: new
+ * lists of their names and, unless null, of copies of themselves, *details[i] for *names[i]; null when there are none.
+ * A package is delivered when its name is one of the RPM names, architectures taken off both.
+ * Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; INSTCOMM_RC_INVALID_DATA when one of them has no name.
+ */
+uint64_t instcomm_get_sp_names_from_rpm(uint64_t sp_source, const char *pkg_name, char ***names, uint32_t *count,
+                                        sp_detail **details);
+
+/* Log a set of service packs, on behalf of a caller. Null is fine. Returns 0. */
+uint64_t instmgr_show_serv_pack(const serv_packs *sp_list, const char *caller);
 
 /* Free a set of service packs, contents and record; null is fine. */
 void free_service_pack(serv_packs *sp_list);

@@ -8,30 +8,53 @@
 namespace
 {
 
-// Runs a command and takes all of its output; what doesn't fit in `out` is read all the same, so that the command
-// isn't stopped by it. Without `out`, the output goes to standard error: it tells of what went wrong.
-uint64_t run(const char *command, char *out, uint32_t out_size)
+// Takes the output of a command as it comes: `text` and `length` of a piece.
+using Take = void (*)(void *to, const char *text, std::size_t length);
+
+__attribute__((format(printf, 1, 0))) uint64_t run(const char *format, va_list arguments, Take take, void *to)
 {
+    char *command = nullptr;
+    if (vasprintf(&command, format, arguments) < 0) {
+        return INSTCOMM_RC_NO_MEMORY;
+    }
     FILE *const output = popen(command, "re");
+    std::free(command);
     if (output == nullptr) {
         return INSTCOMM_RC_FAILED;
     }
-    std::size_t used = 0;
-    char chunk[512];
-    for (std::size_t count; (count = std::fread(chunk, 1, sizeof chunk, output)) != 0;) {
-        if (out == nullptr) {
-            std::fwrite(chunk, 1, count, stderr);
-        } else if (used + 1 < out_size) {
-            const std::size_t room = out_size - 1 - used;
-            count = count < room ? count : room;
-            std::memcpy(out + used, chunk, count);
-            used += count;
-        }
-    }
-    if (out != nullptr && out_size != 0) {
-        out[used] = '\0';
+    char piece[512];
+    for (std::size_t length; (length = std::fread(piece, 1, sizeof piece, output)) != 0;) {
+        take(to, piece, length); // to the end, so that the command isn't stopped by us
     }
     return pclose(output) == 0 ? 0 : INSTCOMM_RC_FAILED;
+}
+
+struct Buffer {
+    char *start;
+    std::size_t size;
+    std::size_t used;
+};
+
+void fill_buffer(void *to, const char *text, std::size_t length)
+{
+    Buffer &buffer = *static_cast<Buffer *>(to);
+    const std::size_t room = buffer.size - 1 - buffer.used;
+    const std::size_t taken = length < room ? length : room;
+    std::memcpy(buffer.start + buffer.used, text, taken);
+    buffer.used += taken;
+}
+
+// What nobody asked for tells of what went wrong.
+void pass_on(void *, const char *text, std::size_t length)
+{
+    std::fwrite(text, 1, length, stderr);
+}
+
+void discard(void *, const char *, std::size_t) {}
+
+void collect(void *to, const char *text, std::size_t length)
+{
+    std::fwrite(text, 1, length, static_cast<FILE *>(to));
 }
 
 } // namespace
@@ -43,16 +66,42 @@ uint64_t inst_runcmd(char *out, uint32_t out_size, const char *format, ...)
     if (format == nullptr) {
         return INSTCOMM_RC_INVALID_ARG;
     }
-    char *command = nullptr;
+    const bool is_wanted = out != nullptr && out_size != 0;
+    Buffer buffer = {out, out_size, 0};
     va_list arguments;
     va_start(arguments, format);
-    const int length = vasprintf(&command, format, arguments);
+    const uint64_t rc = run(format, arguments, is_wanted ? fill_buffer : pass_on, &buffer);
     va_end(arguments);
-    if (length < 0) {
+    if (is_wanted) {
+        out[buffer.used] = '\0';
+    }
+    return rc;
+}
+
+uint64_t inst_runcmd_outbuff(char **out, uint32_t *out_size, const char *format, ...)
+{
+    if (format == nullptr || (out == nullptr) != (out_size == nullptr)) {
+        return INSTCOMM_RC_INVALID_ARG;
+    }
+    char *text = nullptr;
+    std::size_t length = 0;
+    FILE *const memory = out == nullptr ? nullptr : open_memstream(&text, &length);
+    if (out != nullptr && memory == nullptr) {
         return INSTCOMM_RC_NO_MEMORY;
     }
-    const uint64_t rc = run(command, out, out_size);
-    std::free(command);
+    va_list arguments;
+    va_start(arguments, format);
+    uint64_t rc = run(format, arguments, memory == nullptr ? discard : collect, memory);
+    va_end(arguments);
+    if (memory != nullptr && std::fclose(memory) != 0 && rc == 0) {
+        rc = INSTCOMM_RC_NO_MEMORY;
+    }
+    if (rc == 0 && out != nullptr) {
+        *out = text;
+        *out_size = static_cast<uint32_t>(length);
+    } else {
+        std::free(text);
+    }
     return rc;
 }
 

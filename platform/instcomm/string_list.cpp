@@ -51,6 +51,37 @@ void inst_print_list(char *buffer, uint32_t size, char *const *list, uint32_t co
     }
 }
 
+uint64_t instcomm_match_lists(char *const *a, uint32_t a_count, char *const *b, uint32_t b_count, char ***out,
+                              uint32_t *out_count)
+{
+    if (out == nullptr || out_count == nullptr) {
+        return INSTCOMM_RC_INVALID_ARG;
+    }
+    a_count = a == nullptr ? 0 : a_count;
+    b_count = b == nullptr ? 0 : b_count;
+    const auto sorted = static_cast<char **>(std::malloc((std::size_t{b_count} + 1) * sizeof(char *)));
+    const auto found = static_cast<char **>(std::malloc((std::size_t{a_count} + 1) * sizeof(char *)));
+    if (sorted == nullptr || found == nullptr) {
+        std::free(sorted);
+        std::free(found);
+        return INSTCOMM_RC_NO_MEMORY;
+    }
+    for (uint32_t i = 0; i < b_count; ++i) {
+        sorted[i] = b[i];
+    }
+    std::qsort(sorted, b_count, sizeof *sorted, package_comp);
+    uint32_t count = 0;
+    for (uint32_t i = 0; i < a_count; ++i) {
+        if (a[i] == nullptr || std::bsearch(&a[i], sorted, b_count, sizeof *sorted, package_comp) == nullptr) {
+            found[count++] = a[i];
+        }
+    }
+    std::free(sorted);
+    *out = found;
+    *out_count = count;
+    return 0;
+}
+
 int package_comp(const void *a, const void *b)
 {
     const char *const left = *static_cast<char *const *>(a);

@@ -132,6 +132,7 @@ HOOK(FTELL, long, ftell, (FILE * stream), (stream), -1)
 HOOK(ACCESS, int, access, (const char *path, int mode), (path, mode), -1, noexcept)
 HOOK(STAT, int, stat, (const char *path, struct stat *status), (path, status), -1, noexcept)
 HOOK(CLOCK, int, clock_gettime, (clockid_t clock, timespec *now), (clock, now), -1, noexcept)
+HOOK(MKDTEMP, char *, mkdtemp, (char *path), (path), nullptr, noexcept)
 HOOK(MAKE_DIRECTORIES, int, instcomm_create_filepath_dirs, (const char *path), (path), -1)
 HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t count), (to, size, from, count),
      EINVAL)
@@ -207,6 +208,17 @@ extern "C" uint64_t inst_runcmd(char *out, uint32_t size, const char *format, ..
     return fires(RUNCMD, "run ", command) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command);
 }
 
+extern "C" uint64_t inst_runcmd_outbuff(char **out, uint32_t *size, const char *format, ...)
+{
+    static auto *const original = next<uint64_t(char **, uint32_t *, const char *, ...)>("inst_runcmd_outbuff");
+    va_list arguments;
+    va_start(arguments, format);
+    char command[8192];
+    std::vsnprintf(command, sizeof command, format, arguments);
+    va_end(arguments);
+    return fires(RUNCMD, "run ", command) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command);
+}
+
 extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, uint32_t has_strings,
                                 const char *arg_types, const char *format, ...)
 {
@@ -218,14 +230,15 @@ extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, ui
 extern "C" void instcomm_log(const char *format, ...)
 {
     const Inside inside;
-    if (messages.empty() || messages.back().format != format || !messages.back().text.empty()) {
-        std::fprintf(stderr, "logged without being traced: %s", format);
-        std::abort();
-    }
     char text[8192];
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
+    if (messages.empty() || messages.back().format != format || !messages.back().text.empty()) {
+        events.push_back(std::string("log ") + text); // what install-common says of itself
+        events.back().pop_back();
+        return;
+    }
     messages.back().text = text;
 }

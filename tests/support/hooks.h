@@ -27,6 +27,7 @@ enum Function {
     SYNC,
     SHELL, // wsystem
     RUNCMD,
+    MKDTEMP,
     MAKE_DIRECTORIES,
     STRNCPY_S,
     ENCODE,
@@ -56,7 +57,7 @@ struct Message {
 
 inline Order orders[FUNCTION_COUNT];
 inline std::vector<Message> messages;
-inline std::vector<std::string> events; // "sync", "shell sync", "sleep 4", "run COMMAND", "unlink PATH"
+inline std::vector<std::string> events; // "sync", "shell sync", "sleep 4", "run COMMAND", "unlink PATH", "log TEXT"
 inline std::size_t allocated;           // bytes asked for
 inline bool corrupts_reads;             // changes a byte of whatever is read
 inline std::function<void()> before_read;

@@ -10,6 +10,13 @@ inline constexpr char ENABLE_SP_DEBUGS[] = "/tmp/enable_sp_debugs";
 // Created by a system test: the next naming of a profile file fails.
 inline constexpr char INVALID_PARTITION_TYPE_TEST_FILE[] = "/tmp/err_msg_UT_stub_invalid_partition_type.txt";
 
+// Created by a system test: the next search for the service packs of a package that is added fails.
+inline constexpr char SP_LOOKUP_TEST_FILE[] = "/tmp/emi_sp_get_rpm_names_failure";
+
+// Created by a system test of high availability: adding a package for nodes ends the process, so that the install
+// manager is started anew.
+inline constexpr char RESPAWN_TEST_FILE[] = "/tmp/inst_ut_inst_mgr_respawn";
+
 // Does the file exist?
 bool marker_exists(const char *path);
 

@@ -28,6 +28,13 @@ inline constexpr FileSites FILES[] = {
     {"reader", 10},
     {"store", 13},
     {"create", 16},
+    {"add_package", 25},
+    {"remove_package", 5},
+    {"replacement_list", 2},
+    {"stored_profile", 3},
+    {"locations", 4},
+    {"add_package_location", 10},
+    {"add_image_location", 2},
     {"fetch", 8},
 };
 // clang-format on

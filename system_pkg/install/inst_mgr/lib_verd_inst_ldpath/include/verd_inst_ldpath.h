@@ -61,7 +61,7 @@ enum { VERD_VM_HOST = 1, VERD_VM_ADMIN = 2, VERD_VM_QX = 3, VERD_VM_LC_QX = 4, V
 enum { VERD_SWP_COMMITTED = 1, VERD_SWP_ACTIVE = 2, VERD_SWP_PREPARED = 3 };
 
 /* Install package types, as given by those who add packages. */
-enum { VERD_PKG_HOST_SMU = 6, VERD_PKG_KERNEL = 7, VERD_PKG_BASE = 8 };
+enum { VERD_PKG_SMU = 4, VERD_PKG_HOST_SMU = 6, VERD_PKG_KERNEL = 7, VERD_PKG_BASE = 8 };
 
 /* Profile package types, as stored in a package entry. */
 enum { VERD_SWP_PKG_BASE = 1, VERD_SWP_PKG_KERNEL = 4, VERD_SWP_PKG_HOST_SMU = 5 };
@@ -173,6 +173,79 @@ typedef struct swprofile_create_request {
  * disk as it was, but for optional packages already copied and "/tmp/pkg_cpy_log", which each copy writes anew.
  */
 uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request);
+
+/*
+ * Add a package to a body in memory, as its last entry; nothing is stored. What the package supersedes stays in the
+ * body, but is reported: the caller removes it with inst_ldpath_remove_pkg_in_swp().
+ *
+ *   pkg_name      heap text, name-version-release. The entry's from success on; the caller's on every other result.
+ *   files         heap list of num_files heap texts, paths of the RPMs. Their last components are stored, architectures
+ *                 taken off. Freed on success, the caller's on every other result; untouched when num_files is 0.
+ *   pkg_value     stored unless 0
+ *   pkg_type      install package type (VERD_PKG_...)
+ *   replace_list  has room for as many texts as the body has packages and its image files; gets heap copies of the
+ *                 names of superseded entries, which the caller frees, and *replace_count their number, also when the
+ *                 package is there already or the operation fails afterwards. May be null; nothing is reported then.
+ *   reserved      not used
+ *   sp_source     the address of a serv_packs, or 0. Used under the new package rules: when it delivers the package,
+ *                 the entry is marked as a member, and the service packs join those of the body.
+ *
+ * Superseded is, under the old package rules (g_inst_pkg_fmt_info.is_new_format 0), one host SMU by another, or one
+ * kernel package by one of the same class; under the new rules each package of the same kind and base name, and, by a
+ * host-OS package for which there is none, each base RPM of that base name.
+ * Results: 0; INSTMGR_DUP_SWPROFILE_PKG when an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY;
+ * INST_RC_FAILED when a service pack has no detail; those of instcomm_split_swp_pkg_entry() and
+ * instcomm_get_sp_names_from_rpm(). The body is unchanged unless the result is 0.
+ */
+uint64_t inst_ldpath_add_pkg_in_swp(inst_sw_profile_info *profile, char *pkg_name, uint32_t num_files, char **files,
+                                    uint64_t pkg_value, uint32_t pkg_type, char **replace_list, uint32_t *replace_count,
+                                    uint32_t reserved, uint64_t sp_source, char **err_msg);
+
+/*
+ * Remove a name from a body in memory: every base RPM of that name if the image has one, otherwise every package of
+ * that name. Base RPMs are removed under the new package rules only; under the old ones they stay, with result 0. A
+ * body whose last package goes has no packages field any more; a base list whose last name goes is there and empty.
+ * Results: 0, also when there was nothing to remove; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY with the body unchanged.
+ */
+uint64_t inst_ldpath_remove_pkg_in_swp(inst_sw_profile_info *profile, const char *pkg_name, char **err_msg);
+
+/* Does the stored profile have location profiles? 1 or 0; 0 also for a profile that can't be read. */
+uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type);
+
+/*
+ * Add a package to a stored profile: for all nodes with num_loc 0, otherwise for those of node_locs, which stay the
+ * caller's, as do all texts.
+ *
+ * For all nodes: into the main body, what it supersedes being removed; all location profiles are dropped.
+ * For some nodes: if there are location profiles, the package is offered to each in turn; the first that has it already
+ * gets the nodes, and the later ones are left alone. If none has it, all get the package, and NONE gets the nodes.
+ * Without location profiles, one is made of the package and the nodes.
+ *
+ * Packages of type VERD_PKG_SMU and VERD_PKG_KERNEL, and under the new package rules also VERD_PKG_HOST_SMU and
+ * VERD_PKG_BASE, are bundles below "/install_repo/gl/verdalis/": a name that no file has stands for the first file
+ * whose name begins with it. "/install_repo/tmp/" is emptied and the bundle unpacked there; at most 254 RPMs. The name
+ * reaches a shell as it stands: check it first if it comes from outside.
+ *
+ * Results: 0, also when the package was there already (BEWARE: even if the profile couldn't be stored again then), and
+ * when single location profiles couldn't take it, which the log tells; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY;
+ * INSTMGR_RC_NO_MEMORY; an errno code when no work directory can be made; those of
+ * instcomm_get_rpm_package_list_from_bundle(), inst_ldpath_add_pkg_in_swp() and of reading and storing a profile.
+ * On disk: a failure before the store changes nothing but the work area; then as for storing.
+ */
+uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type,
+                                      const inst_node_loc *node_locs, uint32_t num_loc, const char *pkg_name,
+                                      uint64_t reserved, uint32_t pkg_type, uint64_t sp_source);
+
+/*
+ * Add an image for some nodes to a stored profile. If there are location profiles, the first whose image name begins
+ * with image_name gets the nodes; when none does, the profile is stored unchanged. Without location profiles, one is
+ * made of the image, the version (null is stored as "null") and the nodes. All arguments stay the caller's.
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading and storing a profile. On disk: a failure before
+ * the store changes nothing; then as for storing.
+ */
+uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type,
+                                        const inst_node_loc *node_locs, uint32_t num_loc, const char *image_name,
+                                        const char *version);
 
 /*
  * Fetch the stored profile of one VM type and scope: global QX, global LC QX, global UVF, local QX. *..._pp gets a new

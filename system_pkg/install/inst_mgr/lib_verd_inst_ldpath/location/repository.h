@@ -20,6 +20,11 @@ inline constexpr char OPTIONAL_PACKAGES[] = "/misc/disk1/usb/opt_pkgs";
 inline constexpr char QX_PACKAGES_DIRECTORY[] = "/install_repo/gl/qx/";
 inline constexpr char PACKAGE_COPY_LOG[] = "/tmp/pkg_cpy_log";
 
+// Package files and bundles, and the work area in which bundles are unpacked. All that is in the work area goes at the
+// next unpacking.
+inline constexpr char PACKAGES_DIRECTORY[] = "/install_repo/gl/verdalis/";
+inline constexpr char WORK_AREA[] = "/install_repo/tmp/";
+
 // Paths are composed in buffers of this size and cut to it.
 inline constexpr std::size_t PATH_SIZE = 4096;
 

@@ -1,0 +1,84 @@
+#include "package_name.h"
+
+#include "instcomm.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace
+{
+
+constexpr std::string_view ARCHITECTURES[] = {"x86_64",  "i386",    "i486", "i586",  "i686",    "noarch", "arm",
+                                              "armv7hl", "aarch64", "ppc",  "ppc64", "ppc64le", "mips64", "s390x"};
+
+// Copies the parts for the callers who want them, an empty one as a null pointer. All or none.
+bool copy_parts(const std::string_view (&parts)[4], char **const (&outs)[4])
+{
+    char *copies[4] = {};
+    bool copied = true;
+    for (int i = 0; i < 4 && copied; ++i) {
+        if (outs[i] != nullptr && !parts[i].empty()) {
+            copies[i] = strndup(parts[i].data(), parts[i].size());
+            copied = copies[i] != nullptr;
+        }
+    }
+    for (int i = 0; i < 4; ++i) {
+        if (!copied) {
+            std::free(copies[i]);
+        } else if (outs[i] != nullptr) {
+            *outs[i] = copies[i];
+        }
+    }
+    return copied;
+}
+
+} // namespace
+
+std::string_view instcomm::without_architecture(std::string_view name)
+{
+    std::string_view bare = name;
+    if (bare.ends_with(".rpm")) {
+        bare.remove_suffix(4);
+    }
+    for (const std::string_view architecture : ARCHITECTURES) {
+        const std::size_t length = bare.size() - architecture.size();
+        if (bare.ends_with(architecture) && length > 0 && bare[length - 1] == '.') {
+            return bare.substr(0, length - 1);
+        }
+    }
+    return name;
+}
+
+extern "C" {
+
+uint64_t instcomm_split_swp_pkg_entry(const char *entry, char **base_name, char **version, char **release, char **arch)
+{
+    if (entry == nullptr) {
+        return INSTCOMM_RC_INVALID_ARG;
+    }
+    const std::string_view whole = entry;
+    const std::string_view name = instcomm::without_architecture(whole);
+    const std::size_t second = name.rfind('-');
+    const std::size_t first = second == 0 || second == name.npos ? name.npos : name.rfind('-', second - 1);
+    if (first == name.npos || first == 0 || first + 1 == second || second + 1 == name.size()) {
+        return INSTCOMM_RC_INVALID_DATA;
+    }
+    const std::string_view suffix = whole.size() == name.size() ? "" : whole.substr(name.size() + 1);
+    const std::string_view parts[] = {name.substr(0, first), name.substr(first + 1, second - first - 1),
+                                      name.substr(second + 1), suffix.substr(0, suffix.find('.'))};
+    return copy_parts(parts, {base_name, version, release, arch}) ? 0 : INSTCOMM_RC_NO_MEMORY;
+}
+
+void instcomm_strip_arch_from_package_name(char *name)
+{
+    if (name != nullptr) {
+        name[instcomm::without_architecture(name).size()] = '\0';
+    }
+}
+
+const char *instcomm_extract_file_name_from_path(const char *path)
+{
+    const char *const slash = path == nullptr ? nullptr : std::strrchr(path, '/');
+    return slash == nullptr ? nullptr : slash + 1;
+}
+}

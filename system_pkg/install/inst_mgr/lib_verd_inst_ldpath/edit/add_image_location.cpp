@@ -1,0 +1,83 @@
+#include "edit/locations.h"
+#include "frame/enumerations.h"
+#include "frame/report.h"
+
+#include "zeld/record_fields.h"
+
+#include <cstring>
+
+TRACE_SITES_BEGIN(add_image_location)
+
+namespace
+{
+
+constexpr char ADD[] = "inst_ldpath_add_image_location";
+
+// Does the location's image have this name, or a longer one that begins with it?
+bool has_image(const inst_sw_profile_loc &location, const char *image_name)
+{
+    const inst_swp_package &image = location.sw_profile.image;
+    return record::has<&inst_swp_package::name>(image) && image.name != nullptr &&
+           std::strncmp(image.name, image_name, std::strlen(image_name)) == 0;
+}
+
+// The first location that has the image gets the nodes. When none has it, nothing changes.
+uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const char *image_name, NodeList &nodes)
+{
+    inst_sw_profile_loc *locations = nullptr;
+    const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(sdr, &locations);
+    for (uint32_t i = 0; i < count; ++i) {
+        if (has_image(locations[i], image_name)) {
+            return append_nodes(locations[i], nodes);
+        }
+    }
+    return 0;
+}
+
+uint64_t add_location(inst_sw_profile_sdr &sdr, const char *image_name, const char *version, NodeList &nodes)
+{
+    NewLocation location;
+    record::set<&inst_sw_profile_info::version>(location.body(), strdup(text_or_null(version)));
+    record::set<&inst_swp_package::name>(location.body().image, strdup(image_name));
+    if (location.body().version == nullptr || location.body().image.name == nullptr) {
+        return INST_RC_NO_MEMORY;
+    }
+    return attach_location(sdr, location, nodes);
+}
+
+uint64_t add_image(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc, const char *image_name,
+                   const char *version)
+{
+    NodeList nodes;
+    uint64_t rc = copy_nodes(edit, node_locs, num_loc, nodes);
+    if (rc != 0) {
+        return rc;
+    }
+    StoredProfile profile;
+    rc = read_stored_profile(edit, profile);
+    if (rc != 0) {
+        return rc;
+    }
+    rc = record::get<&inst_sw_profile_sdr::loc_profiles>(profile.sdr(), nullptr) != 0
+             ? add_to_locations(profile.sdr(), image_name, nodes)
+             : add_location(profile.sdr(), image_name, version, nodes);
+    return rc != 0 ? rc : store_edited_profile(edit, profile);
+}
+
+} // namespace
+
+extern "C" uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, int32_t state,
+                                                   uint32_t vm_type, const inst_node_loc *node_locs, uint32_t num_loc,
+                                                   const char *image_name, const char *version)
+{
+    if (image_name == nullptr) {
+        REPORT("Error! image_name is NULL\n");
+        return INST_RC_INVALID_ARG;
+    }
+    REPORT("Adding image to %s %s SW Profile for %s (key=%s) image_name=%s, num_loc=%d \n", scope_name(is_local),
+           state_name(state), vm_type_name(vm_type), text_or_null(sdr_key), image_name, num_loc);
+    const ProfileEdit edit = {ADD, sdr_key, is_local, state, vm_type};
+    return add_image(edit, node_locs, num_loc, image_name, version);
+}
+
+TRACE_SITES_END(add_image_location);

@@ -1,0 +1,361 @@
+#include "edit/package_array.h"
+#include "edit/service_pack_merge.h"
+#include "frame/cut_text.h"
+#include "frame/error_text.h"
+#include "frame/marker_files.h"
+#include "frame/owned.h"
+
+TRACE_SITES_BEGIN(add_package)
+
+namespace
+{
+
+constexpr char ADD[] = "inst_ldpath_add_pkg_in_swp";
+
+// The package to be added, as the caller describes it. Name and files become the profile's when it has been added.
+struct NewPackage {
+    char *name;
+    char **files;
+    uint32_t file_count;
+    uint64_t value;
+    uint32_t type; // install package type
+    uint64_t sp_source;
+};
+
+// What the new package rules make of its name.
+struct BaseName {
+    char text[500];
+    bool is_hostos;
+    bool is_tp;
+};
+
+// What is found out about the entries that are there.
+struct Findings {
+    char **superseded; // where their names go; may be null
+    uint32_t count = 0;
+    bool is_duplicate = false;
+};
+
+uint64_t note_superseded(Findings &findings, const char *name)
+{
+    if (findings.superseded == nullptr) {
+        return 0;
+    }
+    char *const copy = strdup(name);
+    if (copy == nullptr) {
+        return INST_RC_NO_MEMORY;
+    }
+    findings.superseded[findings.count++] = copy;
+    return 0;
+}
+
+uint64_t read_base_name(const char *name, BaseName &base, char **text)
+{
+    Owned<char> split;
+    const uint64_t rc = instcomm_split_swp_pkg_entry(name, &split.ptr, nullptr, nullptr, nullptr);
+    if (rc != 0) {
+        REPORT("Error: could not read name metadata from rpm\n");
+        error_text_add(text, "Failed to read metadata information from RPM %s\n", name);
+        return rc;
+    }
+    format_cut(base.text, sizeof base.text, "%s", split.ptr);
+    base.is_hostos = instcomm_is_hostos_pkg(base.text) != 0;
+    base.is_tp = instcomm_is_tp_pkg(base.text, 0) != 0;
+    return 0;
+}
+
+bool is_kernel_of_same_class(const inst_swp_package &entry, const NewPackage &package)
+{
+    int new_class = 0;
+    if (package.file_count != 0 && package.files[0] != nullptr) {
+        static_cast<void>(instcomm_get_kernel_pkg_class(package.files[0], &new_class));
+    }
+    char **files = nullptr;
+    if (record::get<&inst_swp_package::files>(entry, &files) == 0 || files[0] == nullptr) {
+        return false;
+    }
+    int existing_class = 0;
+    static_cast<void>(instcomm_get_kernel_pkg_class(files[0], &existing_class));
+    REPORT("Kernel type for package %s is %d [kernel_class = %d]\n", files[0], new_class, existing_class);
+    return new_class == existing_class;
+}
+
+// The old rules: a host SMU supersedes any other, a kernel package one of its class.
+bool is_superseded_by_old_rules(const inst_swp_package &entry, uint32_t existing_type, const NewPackage &package)
+{
+    if (existing_type == VERD_SWP_PKG_HOST_SMU && package.type == VERD_PKG_HOST_SMU) {
+        REPORT("Current profile already has a host SMU %s. Mark it for  replacement\n", entry.name);
+        return true;
+    }
+    return existing_type == VERD_SWP_PKG_KERNEL && package.type == VERD_PKG_KERNEL &&
+           is_kernel_of_same_class(entry, package);
+}
+
+// The new rules: packages of one kind supersede each other when their base names are equal.
+bool are_of_one_kind(uint32_t existing_type, const NewPackage &package, const BaseName &base)
+{
+    switch (existing_type) {
+    case VERD_SWP_PKG_HOST_SMU:
+        return package.type == VERD_PKG_HOST_SMU;
+    case VERD_SWP_PKG_KERNEL:
+        return package.type == VERD_PKG_KERNEL;
+    case VERD_SWP_PKG_BASE:
+        return package.type == VERD_PKG_BASE && (base.is_hostos || base.is_tp);
+    default:
+        return false;
+    }
+}
+
+// Notes an entry that has the new package's base name and may be superseded.
+uint64_t compare_base_names(const char *existing, bool may_supersede, const BaseName &base, Findings &findings,
+                            char **text)
+{
+    Owned<char> split;
+    const uint64_t rc = instcomm_split_swp_pkg_entry(existing, &split.ptr, nullptr, nullptr, nullptr);
+    if (rc != 0) {
+        REPORT("Error: could not split SWP package name\n");
+        error_text_add(text, "Failed to split software profile package name\n");
+        return rc;
+    }
+    return may_supersede && is_same_name(split.ptr, base.text) ? note_superseded(findings, existing) : 0;
+}
+
+// Goes through the entries up to the first that tells enough. `base` is null under the old rules.
+uint64_t scan_packages(const inst_sw_profile_info &body, const NewPackage &package, const BaseName *base,
+                       Findings &findings, char **text)
+{
+    inst_swp_package *entries = nullptr;
+    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &entries);
+    uint32_t existing_type = 0; // an entry without a type is judged by the last one with a type
+    for (uint32_t i = 0; i < count; ++i) {
+        const char *const existing = name_of(entries[i]);
+        if (record::has<&inst_swp_package::pkg_type>(entries[i])) {
+            existing_type = entries[i].pkg_type;
+        }
+        if (existing == nullptr) {
+            continue;
+        }
+        if (is_same_name(existing, package.name)) {
+            REPORT("Package %s already in SW Profile, skipping add\n", package.name);
+            findings.is_duplicate = true;
+            return 0;
+        }
+        if (base == nullptr && is_superseded_by_old_rules(entries[i], existing_type, package)) {
+            return note_superseded(findings, existing);
+        }
+        if (base != nullptr) {
+            const bool may_supersede = are_of_one_kind(existing_type, package, *base);
+            const uint64_t rc = compare_base_names(existing, may_supersede, *base, findings, text);
+            if (rc != 0) {
+                return rc;
+            }
+        }
+    }
+    return 0;
+}
+
+uint64_t scan_base_rpms(const inst_swp_package &image, const BaseName &base, Findings &findings, char **text)
+{
+    char **rpms = nullptr;
+    const uint32_t count = record::get<&inst_swp_package::files>(image, &rpms);
+    uint64_t rc = 0;
+    for (uint32_t i = 0; i < count && rc == 0; ++i) {
+        if (rpms[i] != nullptr) {
+            rc = compare_base_names(rpms[i], true, base, findings, text);
+        }
+    }
+    return rc;
+}
+
+// Host-OS packages that no package entry gives way to may come with the image.
+uint64_t find_superseded(const inst_sw_profile_info &body, const NewPackage &package, const BaseName *base,
+                         Findings &findings, char **text)
+{
+    const uint64_t rc = scan_packages(body, package, base, findings, text);
+    if (rc == 0 && base != nullptr && base->is_hostos && findings.count == 0) {
+        return scan_base_rpms(body.image, *base, findings, text);
+    }
+    return rc;
+}
+
+constexpr MergeMessages MERGE_MESSAGES = {
+    .names_of_body =
+        [](char *const *names, uint32_t count) {
+            REPORT_SP_DEBUG("SPDEBUG: %s %u sp's are already in swp\n", ADD, count);
+            for (uint32_t i = 0; i < count; ++i) {
+                REPORT("sp_names_swp = %s\n", names[i]);
+            }
+        },
+    .details_of_body =
+        [](uint32_t count) { REPORT_SP_DEBUG("SPDEBUG: %s %d sp's details are already in swp\n", ADD, count); },
+    .body_has_none =
+        [](uint32_t count) { REPORT_SP_DEBUG("SPDEBUG:  No SP info in Swp. Adding count sp_cnt %u\n", count); },
+    .first_name = [](uint32_t index,
+                     const char *name) { REPORT_SP_DEBUG("SPDEBUG: New SP names  %u Name %s\n", index, name); },
+    .first_detail_not_copied =
+        [](char **text) {
+            REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", ADD);
+            error_text_add(text, "SPERROR: Failed to duplicate %s\n", ADD);
+        },
+    .new_names =
+        [](char *const *names, uint32_t count) {
+            REPORT_SP_DEBUG("SPDEBUG: New SP's to be added to swp %d\n", count);
+            for (uint32_t i = 0; i < count; ++i) {
+                REPORT("new_sp = %s\n", names[i]);
+            }
+        },
+    .detail_of_body_not_copied =
+        [](char **text) {
+            REPORT_SP_DEBUG("SPDEBUG: %s Failed to duplicate swp sp_detail\n", ADD);
+            error_text_add(text, "Failed to duplicate swp sp_detail\n");
+        },
+    .detail_missing =
+        [](const char *name, char **text) {
+            REPORT("SPERROR: %s Failed to fetch sp detail for sp %s\n", ADD, name);
+            error_text_add(text, "SPERROR: %s Failed to fetch sp detail for sp %s\n", ADD, name);
+        },
+    .new_detail_not_copied =
+        [](char **text) {
+            REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", ADD);
+            error_text_add(text, "SPERROR:Failed to duplicate %s\n", ADD);
+        },
+    .merged_name = [](uint32_t index,
+                      const char *name) { REPORT_SP_DEBUG("SPDEBUG:  New SP names  %u Name %s\n", index, name); },
+};
+
+// Which service packs deliver the package, and what the profile's lists become with them.
+uint64_t find_service_packs(const inst_sw_profile_info &body, const NewPackage &package, ServicePackLists &merged,
+                            char **text)
+{
+    ServicePackLists own;
+    uint64_t rc = 0;
+    if (package.sp_source != 0) {
+        rc = instcomm_get_sp_names_from_rpm(package.sp_source, package.name, &own.names, &own.count, &own.details);
+    }
+    if (test_file_fires(SP_LOOKUP_TEST_FILE)) {
+        rc = INST_RC_NO_MEMORY;
+    }
+    if (rc != 0) {
+        REPORT("SPERROR: %s Failed to find sp info for %s\n", ADD, package.name);
+        error_text_add(text, "SPERROR: Failed to find sp info for %s\n", package.name);
+        return rc;
+    }
+    return own.count == 0 ? 0 : merge_service_packs(body, own, MERGE_MESSAGES, merged, text);
+}
+
+// Base names of the files, without architecture.
+bool copy_file_names(const NewPackage &package, OwnedStringList &names)
+{
+    names.list = static_cast<char **>(std::calloc(package.file_count, sizeof(char *)));
+    if (names.list == nullptr) {
+        return false;
+    }
+    for (; names.count < package.file_count; ++names.count) {
+        const char *const path = package.files[names.count];
+        const char *const file_name = instcomm_extract_file_name_from_path(path);
+        char *&copy = names.list[names.count];
+        if (path != nullptr && (copy = strdup(file_name == nullptr ? path : file_name)) == nullptr) {
+            return false;
+        }
+        instcomm_strip_arch_from_package_name(copy);
+    }
+    return true;
+}
+
+// All but the new entry's name, which stays the caller's until nothing can fail.
+bool build_packages(const inst_sw_profile_info &body, const NewPackage &package, PackageArray &packages)
+{
+    OwnedStringList names;
+    if (!copy_packages(packages, body, [](const inst_swp_package &) { return true; }) ||
+        (package.file_count != 0 && !copy_file_names(package, names))) {
+        return false;
+    }
+    inst_swp_package &entry = packages.entries[packages.count++];
+    if (package.file_count != 0) {
+        record::set<&inst_swp_package::files>(entry, std::exchange(names.list, nullptr), names.count);
+    }
+    if (package.value != 0) {
+        record::set<&inst_swp_package::pkg_value>(entry, package.value);
+    }
+    record::set<&inst_swp_package::pkg_type>(entry, instcomm_inst_pkg_type_to_swp_type(package.type));
+    return true;
+}
+
+void commit(inst_sw_profile_info &body, const NewPackage &package, PackageArray &packages, ServicePackLists &merged)
+{
+    inst_swp_package &entry = packages.entries[packages.count - 1];
+    if (merged.count != 0) {
+        record::set<&inst_swp_package::is_sp_pkg>(entry, 1);
+        REPORT("SPINFO: %s is sp pkg\n", package.name);
+        REPORT_SP_DEBUG("SPDEBUG: Final sp count %u\n", merged.count);
+        for (uint32_t i = 0; i < merged.count; ++i) {
+            REPORT_SP_DEBUG("SPDEBUG: Final sp name[%u] = %s\n", i, merged.names[i]);
+        }
+        replace_service_packs(body, merged);
+    }
+    record::set<&inst_swp_package::name>(entry, package.name);
+    if (package.file_count != 0) {
+        inst_free_string_list(package.file_count, package.files);
+    }
+    replace_packages(body, packages);
+}
+
+uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char **replace_list,
+                     uint32_t *replace_count, char **text)
+{
+    const bool is_new_format = g_inst_pkg_fmt_info.is_new_format != 0;
+    BaseName base = {};
+    uint64_t rc = is_new_format ? read_base_name(package.name, base, text) : 0;
+    if (rc != 0) {
+        return rc;
+    }
+    Findings findings = {replace_list};
+    rc = find_superseded(body, package, is_new_format ? &base : nullptr, findings, text);
+    if ((is_new_format || findings.count != 0) && replace_list != nullptr && replace_count != nullptr) {
+        *replace_count = findings.count;
+    }
+    if (findings.is_duplicate) {
+        return INSTMGR_DUP_SWPROFILE_PKG;
+    }
+    PackageArray packages;
+    const std::size_t room = std::size_t{record::get<&inst_sw_profile_info::packages>(body, nullptr)} + 1;
+    if (rc != 0 || !make_room(packages, room)) {
+        REPORT("Error! Can't allocate file_list\n"); // also what a name that can't be split ends with
+        return rc != 0 ? rc : INST_RC_NO_MEMORY;
+    }
+    ServicePackLists merged;
+    rc = is_new_format ? find_service_packs(body, package, merged, text) : 0;
+    if (rc != 0) {
+        return rc;
+    }
+    if (!build_packages(body, package, packages)) {
+        REPORT("Error! Can't allocate file_list\n");
+        return INST_RC_NO_MEMORY;
+    }
+    commit(body, package, packages, merged);
+    return 0;
+}
+
+} // namespace
+
+extern "C" uint64_t inst_ldpath_add_pkg_in_swp(inst_sw_profile_info *profile, char *pkg_name, uint32_t num_files,
+                                               char **files, uint64_t pkg_value, uint32_t pkg_type, char **replace_list,
+                                               uint32_t *replace_count, uint32_t /*reserved*/, uint64_t sp_source,
+                                               char **err_msg)
+{
+    if (profile == nullptr) {
+        REPORT("Error! profile is NULL\n");
+        return INST_RC_INVALID_ARG;
+    }
+    if (pkg_name == nullptr) {
+        REPORT("Error! pkg_name is NULL\n");
+        return INST_RC_INVALID_ARG;
+    }
+    const NewPackage package = {pkg_name, files, files == nullptr ? 0 : num_files, pkg_value, pkg_type, sp_source};
+    char *text = nullptr;
+    const uint64_t rc = add_package(*profile, package, replace_list, replace_count, &text);
+    error_text_hand_over(&text, err_msg);
+    return rc;
+}
+
+TRACE_SITES_END(add_package);

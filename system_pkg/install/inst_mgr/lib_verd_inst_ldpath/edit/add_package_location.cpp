@@ -1,0 +1,205 @@
+#include "edit/locations.h"
+#include "edit/replacement_list.h"
+#include "frame/enumerations.h"
+#include "frame/marker_files.h"
+#include "location/package_source.h"
+
+#include "zeld/record_fields.h"
+
+#include <cstring>
+
+TRACE_SITES_BEGIN(add_package_location)
+
+namespace
+{
+
+constexpr char ADD[] = "inst_ldpath_add_pkg_location";
+constexpr uint32_t MAX_RPMS_OF_BUNDLE = 254;
+
+struct Package {
+    const char *name;
+    uint32_t type; // install package type
+    uint64_t sp_source;
+    OwnedStringList files = {};
+    uint64_t value = 0;
+};
+
+// Is the package a bundle of RPMs? Under the new package rules more types are.
+bool is_bundle(uint32_t type)
+{
+    const bool is_new_format = g_inst_pkg_fmt_info.is_new_format != 0;
+    return type == VERD_PKG_SMU || type == VERD_PKG_KERNEL ||
+           (is_new_format && (type == VERD_PKG_HOST_SMU || type == VERD_PKG_BASE));
+}
+
+uint64_t unpack_bundle(Package &package)
+{
+    char bundle[PACKAGE_PATH_SIZE];
+    char work_directory[PACKAGE_PATH_SIZE];
+    find_package_file(package.name, bundle);
+    if (!make_work_directory(work_directory)) {
+        const int err = errno;
+        REPORT("%s: mkdtemp failed, %d \n", ADD, err);
+        return INSTMGR_RC_ERRNO(err);
+    }
+    const uint64_t rc = instcomm_get_rpm_package_list_from_bundle(
+        bundle, work_directory, &package.files.count, &package.files.list, MAX_RPMS_OF_BUNDLE, &package.value, nullptr);
+    if (rc != 0) {
+        REPORT("%s: failed to get pkg list from bundle %s\n", ADD, bundle);
+    }
+    return rc;
+}
+
+// Adds copies of the package, which become the body's. `superseded` is to have room for all that it may supersede.
+uint64_t add_to_body(inst_sw_profile_info &body, const Package &package, OwnedStringList &superseded)
+{
+    Owned<char> name(strdup(package.name));
+    OwnedStringList files;
+    if (name.ptr == nullptr ||
+        inst_dup_string_list(package.files.count, package.files.list, &files.list, nullptr) != 0) {
+        REPORT("Error! Can't allocate file_list\n");
+        return INST_RC_NO_MEMORY;
+    }
+    files.count = package.files.count;
+    const uint64_t rc =
+        inst_ldpath_add_pkg_in_swp(&body, name.ptr, files.count, files.list, package.value, package.type,
+                                   superseded.list, &superseded.count, 0, package.sp_source, nullptr);
+    if (rc == 0) {
+        static_cast<void>(name.release());
+        files.list = nullptr;
+    }
+    return rc;
+}
+
+// A location that has the package already gets the nodes; otherwise all locations have it in the end. An add that fails
+// leaves its location without the package, and memory that runs out ends the walk; what has been added is stored. What
+// the package supersedes in a location stays there.
+uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const Package &package, NodeList &nodes, bool &is_duplicate)
+{
+    inst_sw_profile_loc *locations = nullptr;
+    const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(sdr, &locations);
+    for (uint32_t i = 0; i < count; ++i) {
+        OwnedStringList superseded;
+        if (make_replacement_list(superseded, locations[i].sw_profile) != 0) {
+            return 0;
+        }
+        is_duplicate = add_to_body(locations[i].sw_profile, package, superseded) == INSTMGR_DUP_SWPROFILE_PKG;
+        if (is_duplicate) {
+            return append_nodes(locations[i], nodes);
+        }
+    }
+    return 0;
+}
+
+void report_failed_add(uint64_t rc)
+{
+    REPORT("Error! Failed to add package in swp.  %lx\n ", rc);
+}
+
+// The first location profile. Its body is empty, so that nothing is there already, nor superseded.
+uint64_t add_location(inst_sw_profile_sdr &sdr, const Package &package, NodeList &nodes)
+{
+    NewLocation location;
+    OwnedStringList superseded;
+    const uint64_t rc = add_to_body(location.body(), package, superseded);
+    if (rc != 0) {
+        report_failed_add(rc);
+        return rc;
+    }
+    return attach_location(sdr, location, nodes);
+}
+
+// For all nodes: what was for some of them only is gone.
+uint64_t add_to_main_body(inst_sw_profile_sdr &sdr, const Package &package, bool &is_duplicate)
+{
+    drop_locations(sdr);
+    OwnedStringList superseded;
+    uint64_t rc = make_replacement_list(superseded, sdr.sw_profile);
+    if (rc != 0) {
+        return rc;
+    }
+    rc = add_to_body(sdr.sw_profile, package, superseded);
+    is_duplicate = rc == INSTMGR_DUP_SWPROFILE_PKG;
+    if (rc != 0 && !is_duplicate) {
+        report_failed_add(rc);
+        return rc;
+    }
+    rc = shrink_replacement_list(superseded);
+    if (rc != 0) {
+        return rc;
+    }
+    for (uint32_t i = 0; i < superseded.count; ++i) {
+        rc = inst_ldpath_remove_pkg_in_swp(&sdr.sw_profile, superseded.list[i], nullptr);
+        if (rc != 0) {
+            REPORT("ERROR: failed to remove package\n");
+            return rc;
+        }
+        REPORT("Removed %s from swp\n", superseded.list[i]);
+    }
+    return 0;
+}
+
+// A system test of high availability has the install manager end here.
+void respawn_if_ordered()
+{
+    if (test_file_fires(RESPAWN_TEST_FILE)) {
+        REPORT("HA UT: respwan inst_mgr \n");
+        std::exit(1);
+    }
+}
+
+uint64_t add_package(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc, Package &package)
+{
+    NodeList nodes;
+    uint64_t rc = copy_nodes(edit, node_locs, num_loc, nodes);
+    if (rc != 0) {
+        return rc;
+    }
+    StoredProfile profile;
+    rc = read_stored_profile(edit, profile);
+    if (rc != 0) {
+        return rc;
+    }
+    rc = is_bundle(package.type) ? unpack_bundle(package) : 0;
+    if (rc != 0) {
+        return rc;
+    }
+    bool is_duplicate = false;
+    if (num_loc == 0) {
+        rc = add_to_main_body(profile.sdr(), package, is_duplicate);
+    } else if (record::get<&inst_sw_profile_sdr::loc_profiles>(profile.sdr(), nullptr) != 0) {
+        rc = add_to_locations(profile.sdr(), package, nodes, is_duplicate);
+    } else {
+        rc = add_location(profile.sdr(), package, nodes);
+    }
+    if (rc != 0) {
+        return rc;
+    }
+    rc = store_edited_profile(edit, profile);
+    if (is_duplicate) {
+        REPORT("%s: rc INSTMGR_DUP_SWPROFILE_PKG xlated to OK\n", ADD); // whatever the store came to
+        rc = 0;
+    }
+    return rc;
+}
+
+} // namespace
+
+extern "C" uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type,
+                                                 const inst_node_loc *node_locs, uint32_t num_loc, const char *pkg_name,
+                                                 uint64_t /*reserved*/, uint32_t pkg_type, uint64_t sp_source)
+{
+    if (pkg_name == nullptr) {
+        REPORT("Error! pkg_name is NULL\n");
+        return INST_RC_INVALID_ARG;
+    }
+    REPORT("Adding pkg to %s %s SW Profile for %s (key=%s) pkg_name=%s, num_loc=%d pkg_type=%d\n", scope_name(is_local),
+           state_name(state), vm_type_name(vm_type), text_or_null(sdr_key), pkg_name, num_loc, pkg_type);
+    respawn_if_ordered();
+    static_cast<void>(instmgr_show_serv_pack(reinterpret_cast<const serv_packs *>(sp_source), ADD));
+    const ProfileEdit edit = {ADD, sdr_key, is_local, state, vm_type};
+    Package package = {pkg_name, pkg_type, sp_source};
+    return add_package(edit, node_locs, num_loc, package);
+}
+
+TRACE_SITES_END(add_package_location);

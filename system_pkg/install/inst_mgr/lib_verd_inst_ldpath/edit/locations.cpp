@@ -1,0 +1,99 @@
+#include "edit/locations.h"
+
+#include "frame/report.h"
+
+#include "zeld/record_fields.h"
+
+#include <cstdlib>
+#include <utility>
+
+TRACE_SITES_BEGIN(locations)
+
+NodeList::~NodeList()
+{
+    for (uint32_t i = 0; i < count; ++i) {
+        zeld_inst_node_loc_free_ext(&nodes[i], std::free, 0);
+    }
+    std::free(nodes);
+}
+
+uint64_t copy_nodes(const ProfileEdit &edit, const inst_node_loc *nodes, uint32_t count, NodeList &copy)
+{
+    const uint64_t rc = verd_inst_dup_node_loc_list(count, nodes, &copy.nodes);
+    if (rc != 0) {
+        // Names the wrong function; readers of the log know the message so.
+        REPORT("%s: Error! inst_get_sdr_swprofile_file failed to make copy of node locations, %lx\n", edit.function,
+               rc);
+        return rc;
+    }
+    copy.count = count;
+    return 0;
+}
+
+uint64_t append_nodes(inst_sw_profile_loc &location, NodeList &nodes)
+{
+    inst_node_loc *old = nullptr;
+    const uint32_t old_count = record::get<&inst_sw_profile_loc::node_locs>(location, &old);
+    const std::size_t count = std::size_t{old_count} + nodes.count;
+    auto *const longer = static_cast<inst_node_loc *>(std::calloc(count, sizeof(inst_node_loc)));
+    if (longer == nullptr) {
+        REPORT("Error! Can't allocate file_list\n");
+        return INST_RC_NO_MEMORY;
+    }
+    for (uint32_t i = 0; i < old_count; ++i) {
+        longer[i] = old[i]; // what they own moves with them
+    }
+    for (uint32_t i = 0; i < nodes.count; ++i) {
+        longer[old_count + i] = nodes.nodes[i];
+    }
+    std::free(old);
+    std::free(std::exchange(nodes.nodes, nullptr));
+    nodes.count = 0;
+    record::set<&inst_sw_profile_loc::node_locs>(location, longer, static_cast<uint32_t>(count));
+    return 0;
+}
+
+NewLocation::~NewLocation()
+{
+    zeld_inst_sw_profile_loc_free_ext(&location, std::free, 0);
+}
+
+uint64_t attach_location(inst_sw_profile_sdr &sdr, NewLocation &location, NodeList &nodes)
+{
+    auto *const attached = static_cast<inst_sw_profile_loc *>(std::calloc(1, sizeof(inst_sw_profile_loc)));
+    if (attached == nullptr) {
+        REPORT("Error! Can't allocate file_list\n");
+        return INST_RC_NO_MEMORY;
+    }
+    *attached = std::exchange(location.location, inst_sw_profile_loc{});
+    record::set<&inst_sw_profile_loc::node_locs>(*attached, std::exchange(nodes.nodes, nullptr),
+                                                 std::exchange(nodes.count, 0));
+    drop_locations(sdr); // an empty list, if any
+    record::set<&inst_sw_profile_sdr::loc_profiles>(sdr, attached, 1);
+    return 0;
+}
+
+void drop_locations(inst_sw_profile_sdr &sdr)
+{
+    inst_sw_profile_loc *locations = nullptr;
+    const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(sdr, &locations);
+    for (uint32_t i = 0; i < count; ++i) {
+        zeld_inst_sw_profile_loc_free_ext(&locations[i], std::free, 0);
+    }
+    std::free(locations);
+    record::clear<&inst_sw_profile_sdr::loc_profiles>(sdr);
+}
+
+extern "C" uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local, int32_t state,
+                                                      uint32_t vm_type)
+{
+    REPORT("Check if Location SWP exists in MSWP.\n");
+    StoredProfile profile;
+    const ProfileEdit edit = {__func__, sdr_key, is_local, state, vm_type};
+    return read_stored_profile(edit, profile) == 0 &&
+                   record::get<&inst_sw_profile_sdr::loc_profiles>(profile.sdr(), nullptr) != 0
+               ? 1
+               : 0;
+}
+
+TRACE_SITES_END(locations);

@@ -1,0 +1,80 @@
+#include "edit/package_array.h"
+
+#include "frame/owned.h"
+
+#include <utility>
+
+namespace
+{
+
+void free_packages(inst_swp_package *entries, uint32_t count)
+{
+    for (uint32_t i = 0; i < count; ++i) {
+        zeld_inst_swp_package_free_ext(&entries[i], std::free, 0);
+    }
+    std::free(entries);
+}
+
+} // namespace
+
+PackageArray::~PackageArray()
+{
+    free_packages(entries, count);
+}
+
+bool make_room(PackageArray &array, std::size_t capacity)
+{
+    array.entries = static_cast<inst_swp_package *>(std::calloc(capacity, sizeof(inst_swp_package)));
+    return array.entries != nullptr;
+}
+
+void replace_packages(inst_sw_profile_info &body, PackageArray &array)
+{
+    using Info = inst_sw_profile_info;
+    inst_swp_package *old = nullptr;
+    const uint32_t old_count = record::get<&Info::packages>(body, &old);
+    free_packages(old, old_count);
+    record::clear<&Info::packages>(body);
+    if (array.count != 0) {
+        record::set<&Info::packages>(body, std::exchange(array.entries, nullptr), std::exchange(array.count, 0));
+    }
+}
+
+bool remove_packages(inst_sw_profile_info &body, const char *name)
+{
+    PackageArray kept;
+    const bool is_built = make_room(kept, record::get<&inst_sw_profile_info::packages>(body, nullptr)) &&
+                          copy_packages(kept, body, [name](const inst_swp_package &entry) {
+                              return !is_same_name(name_of(entry), name);
+                          });
+    if (is_built) {
+        replace_packages(body, kept);
+    }
+    return is_built;
+}
+
+bool remove_base_rpms(inst_swp_package &image, const char *name)
+{
+    char **old = nullptr;
+    const uint32_t old_count = record::get<&inst_swp_package::files>(image, &old);
+    OwnedStringList kept;
+    kept.list = static_cast<char **>(std::calloc(old_count, sizeof(char *)));
+    if (kept.list == nullptr) {
+        return false;
+    }
+    for (uint32_t i = 0; i < old_count; ++i) {
+        if (is_same_name(old[i], name)) {
+            continue;
+        }
+        if (old[i] != nullptr && (kept.list[kept.count] = strdup(old[i])) == nullptr) {
+            return false;
+        }
+        ++kept.count;
+    }
+    inst_free_string_list(old_count, old);
+    if (kept.count == 0) {
+        std::free(std::exchange(kept.list, nullptr));
+    }
+    record::set<&inst_swp_package::files>(image, std::exchange(kept.list, nullptr), std::exchange(kept.count, 0));
+    return true;
+}

@@ -1,0 +1,200 @@
+#include "edit/service_pack_merge.h"
+
+#include "frame/owned.h"
+#include "verd_inst_ldpath.h"
+
+#include "zeld/record_fields.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+
+using Info = inst_sw_profile_info;
+
+void free_details(sp_detail *details, uint32_t count)
+{
+    for (uint32_t i = 0; details != nullptr && i < count; ++i) {
+        zeld_sp_detail_free_ext(&details[i], std::free, 0);
+    }
+    std::free(details);
+}
+
+bool make_room(ServicePackLists &lists, std::size_t capacity)
+{
+    lists.names = static_cast<char **>(std::calloc(capacity, sizeof(char *)));
+    lists.details = static_cast<sp_detail *>(std::calloc(capacity, sizeof(sp_detail)));
+    return lists.names != nullptr && lists.details != nullptr;
+}
+
+// Appends copies. False when one can't be made; detail_copied tells which.
+bool append(ServicePackLists &lists, const char *name, const sp_detail *detail, bool &detail_copied)
+{
+    char *&copy = lists.names[lists.count];
+    sp_detail &detail_copy = lists.details[lists.count];
+    ++lists.count;
+    detail_copied = zeld_sp_detail_duplicate(&detail_copy, detail, std::malloc, 0) == 0;
+    return detail_copied && (name == nullptr || (copy = strdup(name)) != nullptr);
+}
+
+// Details by name, to be searched without going through all of them each time. Those without a name aren't in it.
+struct DetailIndex {
+    Owned<const sp_detail *> sorted;
+    uint32_t count = 0;
+
+    bool build(const sp_detail *details, uint32_t detail_count)
+    {
+        sorted.ptr = static_cast<const sp_detail **>(std::calloc(detail_count, sizeof(const sp_detail *)));
+        if (sorted.ptr == nullptr) {
+            return false;
+        }
+        for (uint32_t i = 0; i < detail_count; ++i) {
+            if (record::has<&sp_detail::sp_name>(details[i]) && details[i].sp_name != nullptr) {
+                sorted.ptr[count++] = &details[i];
+            }
+        }
+        std::sort(sorted.ptr, sorted.ptr + count, [](const sp_detail *a, const sp_detail *b) {
+            const int order = std::strcmp(a->sp_name, b->sp_name);
+            return order != 0 ? order < 0 : a < b;
+        });
+        return true;
+    }
+
+    // The first of that name; null when there is none, or no name.
+    const sp_detail *find(const char *name) const
+    {
+        const sp_detail *const *const begin = sorted.ptr;
+        const sp_detail *const *const end = begin + count;
+        const auto is_before = [](const sp_detail *detail, const char *text) {
+            return std::strcmp(detail->sp_name, text) < 0;
+        };
+        const auto found = name == nullptr ? end : std::lower_bound(begin, end, name, is_before);
+        return found != end && std::strcmp((*found)->sp_name, name) == 0 ? *found : nullptr;
+    }
+};
+
+// The body has none: all that are added, with the details of the same index.
+uint64_t take_all(const ServicePackLists &added, const MergeMessages &messages, ServicePackLists &merged, char **text)
+{
+    messages.body_has_none(added.count);
+    if (!make_room(merged, added.count)) {
+        return INST_RC_NO_MEMORY;
+    }
+    for (uint32_t i = 0; i < added.count; ++i) {
+        bool detail_copied = false;
+        if (!append(merged, added.names[i], &added.details[i], detail_copied)) {
+            if (!detail_copied) {
+                messages.first_detail_not_copied(text);
+            }
+            return INST_RC_NO_MEMORY;
+        }
+        messages.first_name(i, merged.names[i]);
+    }
+    return 0;
+}
+
+uint64_t copy_those_of_body(const inst_sw_profile_info &body, const MergeMessages &messages, ServicePackLists &merged,
+                            char **text)
+{
+    char **names = nullptr;
+    sp_detail *details = nullptr;
+    const uint32_t count = record::get<&Info::sp_names>(body, &names);
+    const uint32_t detail_count = record::get<&Info::sp_details>(body, &details);
+    for (uint32_t i = 0; i < count; ++i) {
+        bool detail_copied = false;
+        if (!append(merged, names[i], i < detail_count ? &details[i] : nullptr, detail_copied)) {
+            if (!detail_copied) {
+                messages.detail_of_body_not_copied(text);
+            }
+            return INST_RC_NO_MEMORY;
+        }
+    }
+    return 0;
+}
+
+uint64_t append_new(char *const *names, uint32_t count, const ServicePackLists &added, const MergeMessages &messages,
+                    ServicePackLists &merged, char **text)
+{
+    DetailIndex index;
+    if (!index.build(added.details, added.count)) {
+        return INST_RC_NO_MEMORY;
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        const sp_detail *const detail = index.find(names[i]);
+        if (detail == nullptr) {
+            messages.detail_missing(names[i], text);
+            return INST_RC_FAILED;
+        }
+        bool detail_copied = false;
+        if (!append(merged, names[i], detail, detail_copied)) {
+            if (!detail_copied) {
+                messages.new_detail_not_copied(text);
+            }
+            return INST_RC_NO_MEMORY;
+        }
+    }
+    return 0;
+}
+
+uint64_t add_to_those_of_body(const inst_sw_profile_info &body, const ServicePackLists &added,
+                              const MergeMessages &messages, ServicePackLists &merged, char **text)
+{
+    char **names = nullptr;
+    const uint32_t count = record::get<&Info::sp_names>(body, &names);
+    Owned<char *> new_names; // point at those added
+    uint32_t new_count = 0;
+    uint64_t rc = instcomm_match_lists(added.names, added.count, names, count, &new_names.ptr, &new_count);
+    if (rc != 0) {
+        return rc;
+    }
+    if (new_count != 0) {
+        messages.new_names(new_names.ptr, new_count);
+    }
+    if (!make_room(merged, std::size_t{count} + new_count)) {
+        return INST_RC_NO_MEMORY;
+    }
+    rc = copy_those_of_body(body, messages, merged, text);
+    if (rc == 0 && new_count != 0) {
+        rc = append_new(new_names.ptr, new_count, added, messages, merged, text);
+    }
+    for (uint32_t i = 0; rc == 0 && i < merged.count; ++i) {
+        messages.merged_name(i, merged.names[i]);
+    }
+    return rc;
+}
+
+} // namespace
+
+ServicePackLists::~ServicePackLists()
+{
+    inst_free_string_list(count, names);
+    free_details(details, count);
+}
+
+uint64_t merge_service_packs(const inst_sw_profile_info &body, const ServicePackLists &added,
+                             const MergeMessages &messages, ServicePackLists &merged, char **text)
+{
+    char **names = nullptr;
+    const uint32_t count = record::get<&Info::sp_names>(body, &names);
+    if (record::has<&Info::sp_names>(body)) {
+        messages.names_of_body(names, count);
+    }
+    if (record::has<&Info::sp_details>(body)) {
+        messages.details_of_body(record::get<&Info::sp_details>(body, nullptr));
+    }
+    return count == 0 ? take_all(added, messages, merged, text)
+                      : add_to_those_of_body(body, added, messages, merged, text);
+}
+
+void replace_service_packs(inst_sw_profile_info &body, ServicePackLists &merged)
+{
+    char **names = nullptr;
+    const uint32_t name_count = record::get<&Info::sp_names>(body, &names);
+    inst_free_string_list(name_count, names);
+    sp_detail *details = nullptr;
+    const uint32_t detail_count = record::get<&Info::sp_details>(body, &details);
+    free_details(details, detail_count);
+    record::set<&Info::sp_names>(body, std::exchange(merged.names, nullptr), merged.count);
+    record::set<&Info::sp_details>(body, std::exchange(merged.details, nullptr), std::exchange(merged.count, 0));
+}
