@@ -15,7 +15,7 @@ protected:
     void TearDown() override
     {
         g_inst_pkg_fmt_info.is_new_format = 0;
-        forget_body();
+        inst_ldpath_free_swprofile_ext(&profile);
         RepositoryTest::TearDown();
     }
 

@@ -1,7 +1,9 @@
 // Every allocation and every call into the system fails once in every operation. What may follow is an error with the
 // disk as it was, success with everything done, or one of the outcomes that docs/contract.md lists for a store. That
 // nothing leaks is the sanitizers' part.
-#include "support/repository_test.h"
+#include "support/bodies.h"
+
+#include <memory>
 
 namespace
 {
@@ -14,14 +16,63 @@ struct Outcome {
     char *error = nullptr;
 };
 
-inst_sw_profile_sdr_ext *changed;  // what is stored
+inst_sw_profile_sdr_ext *changed;  // what is stored, or edited in memory
 swprofile_create_request *request; // what is created
+inst_node_loc node;                // for which something is added
+uint64_t sp_source;
+
+uint64_t add_image()
+{
+    return inst_ldpath_add_image_location("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, "image", "2");
+}
 
 struct Operation {
     const char *name;
-    enum Kind { Fetches, Names, Stores } kind;
+    enum Kind { Fetches, Names, Stores, Adds, Edits } kind; // Adds store what could be added, if need be nothing
     void (*run)(Outcome &);
+    bool from_nothing = false; // starts from an empty profile
 };
+
+const std::vector<const char *> PATHS = {"/a/x-1-1.noarch.rpm", "y"};
+
+// A package that is offered to a body; what the body doesn't take is freed.
+struct Offer {
+    char *name = strdup("alpha-2.0-r1");
+    char **files = new_list(PATHS);
+    char *superseded[8] = {};
+    uint32_t count = 0;
+
+    uint64_t add_to(inst_sw_profile_info &body)
+    {
+        const uint64_t rc = inst_ldpath_add_pkg_in_swp(&body, name, 2, files, 5, VERD_PKG_HOST_SMU, superseded, &count,
+                                                       0, sp_source, nullptr);
+        if (rc == 0) {
+            name = nullptr;
+            files = nullptr;
+        }
+        return rc;
+    }
+    ~Offer()
+    {
+        std::free(name);
+        inst_free_string_list(2, files);
+        for (char *const text : superseded) {
+            std::free(text);
+        }
+    }
+};
+std::unique_ptr<Offer> offer;
+
+uint64_t remove(const char *name)
+{
+    return inst_ldpath_remove_pkg_in_swp(&changed->sdr_sw_profile.sw_profile, name, nullptr);
+}
+
+uint64_t add(const char *package, uint32_t type, uint32_t nodes)
+{
+    return inst_ldpath_add_pkg_location("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, nodes, package, 0, type,
+                                        sp_source);
+}
 
 const Operation OPERATIONS[] = {
     {"get QX", Operation::Fetches,
@@ -45,6 +96,20 @@ const Operation OPERATIONS[] = {
          o.rc = inst_ldpath_store_sdr_swprofile(changed, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, &o.error);
      }},
     {"create", Operation::Stores, [](Outcome &o) { o.rc = inst_ldpath_create_sdr_swprofile(request); }},
+    {"add in memory", Operation::Edits, [](Outcome &o) { o.rc = offer->add_to(changed->sdr_sw_profile.sw_profile); }},
+    {"add the first service packs", Operation::Edits,
+     [](Outcome &o) { o.rc = offer->add_to(changed->sdr_sw_profile.sw_profile); }, true},
+    {"remove", Operation::Edits, [](Outcome &o) { o.rc = remove("alpha-1.0-r1"); }},
+    {"remove a base RPM", Operation::Edits, [](Outcome &o) { o.rc = remove("base.rpm"); }},
+    {"check for locations", Operation::Edits,
+     [](Outcome &) { inst_ldpath_chk_loc_profile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX); }},
+    {"add a bundle for all nodes", Operation::Stores,
+     [](Outcome &o) { o.rc = add("alpha-2.0-r1", VERD_PKG_HOST_SMU, 0); }},
+    {"add to locations", Operation::Adds, [](Outcome &o) { o.rc = add("gamma-1.0-r1", 0, 1); }},
+    {"add nodes of a package", Operation::Adds, [](Outcome &o) { o.rc = add("beta-2.0-r1", 0, 1); }},
+    {"add a first location", Operation::Stores, [](Outcome &o) { o.rc = add("beta-2.0-r1", 0, 1); }, true},
+    {"add a first image", Operation::Stores, [](Outcome &o) { o.rc = add_image(); }, true},
+    {"add nodes of an image", Operation::Stores, [](Outcome &o) { o.rc = add_image(); }},
 };
 
 // What is on disk of the active profile: its .bin, and its twin without the changing header.
@@ -73,18 +138,34 @@ protected:
         EXPECT_TRUE(path.ptr != nullptr || operation.kind != Operation::Names || outcome.rc != 0);
     }
 
-    void check_store(hooks::Function function, uint64_t rc, const Disk &before, const Disk &after) const
+    // Makes all anew that an operation changes.
+    void prepare(const Operation &operation, const Disk &before) const
+    {
+        write_file(active_bin, before.bin);
+        write_file(active_txt, before.twin);
+        inst_ldpath_free_swprofile_ext(&changed);
+        changed = operation.from_nothing
+                      ? static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)))
+                      : new_full_profile();
+        changed->ext_value = 77;
+        offer = std::make_unique<Offer>();
+    }
+
+    void check_store(Operation::Kind kind, hooks::Function function, uint64_t rc, const Disk &before,
+                     const Disk &after) const
     {
         const Disk found = disk();
         const bool is_there = fs::exists(active_bin);
+        const bool is_success = rc == 0 && kind == Operation::Stores;
         EXPECT_TRUE(!is_there || found.bin == before.bin || found.bin == after.bin);
-        EXPECT_TRUE(is_there || function == (rc == 0 ? hooks::ALLOCATION : hooks::FWRITE)); // when it is removed
-        EXPECT_TRUE(rc != 0 || !is_there || found.bin == after.bin);
+        EXPECT_TRUE(is_there || function == hooks::FWRITE || function == hooks::ALLOCATION); // when it is removed
+        EXPECT_TRUE(is_there || kind == Operation::Adds || (function == hooks::ALLOCATION) == (rc == 0));
+        EXPECT_TRUE(!is_success || !is_there || found.bin == after.bin);
         if (found.bin == before.bin) {
             EXPECT_EQ(found.twin, before.twin);
-        } else if (rc == 0 && function == hooks::ALLOCATION) { // cut short
+        } else if (is_success && function == hooks::ALLOCATION) { // cut short
             EXPECT_TRUE(after.twin.starts_with(found.twin)) << found.twin;
-        } else if (rc == 0) {
+        } else if (is_success) {
             EXPECT_EQ(found.twin, after.twin);
         }
     }
@@ -94,22 +175,32 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
 {
     CreateRequest create;
     request = &create.request;
-    changed = new_full_profile();
-    changed->ext_value = 77;
     given_active_profile();
-    const Disk before = disk();
+    const Disk full = disk();
+    Fetched empty = {new_profile_of_size(60)};
+    ASSERT_EQ(store(empty.ptr), 0U);
+    const Disk bare = disk();
+    g_inst_pkg_fmt_info.is_new_format = 1;
+    fs::create_directories("/install_repo/tmp");
+    write_file("/install_repo/gl/verdalis/x-1-1.rpm", "x");
+    ASSERT_EQ(std::system("cd /install_repo/gl/verdalis && tar -cf alpha-2.0-r1 x-1-1.rpm"), 0);
+    const ServicePacks packs{{"SP1", {"alpha-2.0-r1"}}, {"SP2", {"alpha-2.0-r1.noarch", "beta-2.0-r1"}}};
+    sp_source = packs.source();
     for (const Operation &operation : OPERATIONS) {
+        const Disk &before = operation.from_nothing ? bare : full;
         Outcome whole;
+        prepare(operation, before);
+        const std::string unedited = encoding_of(*changed);
         run(operation, whole);
         ASSERT_EQ(whole.rc, 0U) << operation.name;
+        const std::string edited = encoding_of(*changed);
         const Disk after = disk();
         for (int function = 0; function < hooks::FUNCTION_COUNT; ++function) {
             const auto failing = static_cast<hooks::Function>(function);
             for (int nth = 1; nth != 0; ++nth) {
                 SCOPED_TRACE(std::string(operation.name) + ", function " + std::to_string(function) + ", call " +
                              std::to_string(nth));
-                write_file(active_bin, before.bin);
-                write_file(active_txt, before.twin);
+                prepare(operation, before);
                 hooks::reset();
                 hooks::fail(failing, nth, ENOMEM);
                 Outcome outcome;
@@ -117,15 +208,18 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
                 if (!hooks::orders[failing].fired) {
                     EXPECT_EQ(outcome.rc, 0U);
                     nth = -1; // there are no more calls
-                } else if (operation.kind == Operation::Stores) {
-                    check_store(failing, outcome.rc, before, after);
+                } else if (operation.kind == Operation::Stores || operation.kind == Operation::Adds) {
+                    check_store(operation.kind, failing, outcome.rc, before, after);
                 } else {
                     EXPECT_EQ(disk().bin, before.bin);
+                    EXPECT_EQ(encoding_of(*changed), outcome.rc == 0 ? edited : unedited);
                 }
             }
         }
     }
     inst_ldpath_free_swprofile_ext(&changed);
+    offer.reset();
+    g_inst_pkg_fmt_info.is_new_format = 0;
 }
 
 } // namespace

@@ -44,11 +44,78 @@ TEST_F(PlatformTest, Commands)
     EXPECT_EQ(inst_runcmd(out, sizeof out, "exit 3"), INSTCOMM_RC_FAILED);
     EXPECT_STREQ(out, "");
     EXPECT_EQ(wsystem("exit 1"), 256);
+    Text all;
+    uint32_t size = 0;
+    EXPECT_EQ(inst_runcmd_outbuff(&all.ptr, &size, "seq %d", 5000), 0U);
+    EXPECT_EQ(size, 23893U);
+    EXPECT_EQ(inst_runcmd_outbuff(nullptr, nullptr, "echo not to be seen; exit 1"), INSTCOMM_RC_FAILED);
+    EXPECT_EQ(inst_runcmd_outbuff(&all.ptr, nullptr, "true"), INSTCOMM_RC_INVALID_ARG);
     EXPECT_EQ(instcomm_create_filepath_dirs("/install_repo/a/b//c/file"), 0);
     EXPECT_TRUE(fs::is_directory("/install_repo/a/b/c"));
     write_file("/install_repo/f", "");
     EXPECT_NE(instcomm_create_filepath_dirs("/install_repo/f/g/h"), 0);
     EXPECT_EQ(errno, ENOTDIR);
+}
+
+// "base|version|release|arch", or the result code's number.
+std::string split(const char *entry)
+{
+    Text base, version, release, arch;
+    const uint64_t rc = instcomm_split_swp_pkg_entry(entry, &base.ptr, &version.ptr, &release.ptr, &arch.ptr);
+    return rc != 0 ? std::to_string(rc & 0xfff)
+                   : base.str() + "|" + version.str() + "|" + release.str() + "|" + arch.str();
+}
+
+TEST_F(PlatformTest, PackageNames)
+{
+    const std::string invalid = std::to_string(INSTCOMM_RC_INVALID_DATA & 0xfff);
+    EXPECT_EQ(split("a-b-1.0-r1.x86_64.rpm"), "a-b|1.0|r1|x86_64");
+    EXPECT_EQ(split("a-1-r.x86"), "a|1|r.x86|");
+    EXPECT_EQ(split("a-1-noarch"), "a|1|noarch|");
+    for (const char *const entry : {"", "-", "--", "---", "a-1", "-1-2", "a--2", "a-1-", "a-1-.noarch"}) {
+        EXPECT_EQ(split(entry), invalid) << entry;
+    }
+    Text base;
+    hooks::fail(hooks::ALLOCATION, hooks::ALWAYS);
+    const uint64_t rc = instcomm_split_swp_pkg_entry("a-1-1", &base.ptr, nullptr, nullptr, nullptr);
+    hooks::disarm();
+    EXPECT_EQ(rc, INSTCOMM_RC_NO_MEMORY);
+    EXPECT_EQ(base.ptr, nullptr);
+    const std::pair<std::string, std::string> stripped[] = {
+        {"a.aarch64", "a"}, {"a.noarch.rpm", "a"}, {"a.rpm", "a.rpm"}, {"noarch", "noarch"}, {".arm", ""}, {"", ""}};
+    for (auto [name, expected] : stripped) {
+        instcomm_strip_arch_from_package_name(name.data());
+        EXPECT_STREQ(name.c_str(), expected.c_str());
+    }
+}
+
+TEST_F(PlatformTest, KindsOfPackages)
+{
+    const struct {
+        const char *name;
+        bool is_host, is_hostos, is_tp;
+        int kernel_class;
+    } cases[] = {
+        {"kelo-host-smu-1-1.x86_64.rpm", true, false, false, 0},
+        {"/a/host-1-1", true, false, false, 0},
+        {"kelo-hostos", false, true, false, 0},
+        {"hostos-1-1", false, true, false, 0},
+        {"/host-x/tp-1-1", false, false, true, 0},
+        {"qx-tp", false, false, true, 0},
+        {"ghostos-1-1", false, false, false, 0},
+        {"kernel-1-1", false, false, false, 1},
+        {"qx-kernel-modules-1-1", false, false, false, 2},
+        {"qx-kernel-rt-1-1", false, false, false, 3},
+        {nullptr, false, false, false, 7},
+    };
+    for (const auto &kind : cases) {
+        int kernel_class = 7;
+        instcomm_get_kernel_pkg_class(kind.name, &kernel_class);
+        EXPECT_EQ(instcomm_is_host_pkg(kind.name) != 0, kind.is_host) << kind.name;
+        EXPECT_EQ(instcomm_is_hostos_pkg(kind.name) != 0, kind.is_hostos) << kind.name;
+        EXPECT_EQ(instcomm_is_tp_pkg(kind.name, 0) != 0, kind.is_tp) << kind.name;
+        EXPECT_EQ(kernel_class, kind.kernel_class) << kind.name;
+    }
 }
 
 TEST_F(PlatformTest, CopiesOfStringLists)
@@ -68,6 +135,14 @@ TEST_F(PlatformTest, CopiesOfStringLists)
     EXPECT_STREQ(printed, "bc, (null), a");
     inst_print_list(printed, 6, copy, 3);
     EXPECT_STREQ(printed, "bc, (");
+    char *others[] = {a, nullptr};
+    char **unmatched = nullptr;
+    uint32_t count = 0;
+    ASSERT_EQ(instcomm_match_lists(copy, 3, others, 2, &unmatched, &count), 0U);
+    ASSERT_EQ(count, 2U);
+    EXPECT_EQ(unmatched[0], copy[0]);
+    EXPECT_EQ(unmatched[1], nullptr); // matches nothing
+    std::free(unmatched);
     inst_free_string_list(3, copy);
 }
 

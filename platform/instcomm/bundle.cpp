@@ -112,7 +112,7 @@ struct Bundle {
             rc = add_member(line, line);
         }
         std::free(line);
-        return rc;
+        return rc == 0 && std::feof(list) == 0 ? INSTCOMM_RC_NO_MEMORY : rc;
     }
 
     uint64_t list_members()
