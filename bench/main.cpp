@@ -217,6 +217,10 @@ public:
 
 int main(int argc, char **argv)
 {
+    if (getenv("SWP_SANDBOX") == nullptr) {
+        std::fprintf(stderr, "%s: run this through scripts/bench\n", argv[0]);
+        return 2;
+    }
     char shortest[] = "--benchmark_min_time=1";
     std::vector<char *> arguments(argv, argv + argc);
     arguments.insert(arguments.begin() + 1, shortest);

@@ -78,6 +78,38 @@ TEST_F(CommandTest, CreateAndShow)
     EXPECT_EQ((trace.size() - 4096) % 384, 0U);
 }
 
+TEST_F(CommandTest, PackagesAndImagesForNodes)
+{
+    run(create + "--package qx-kernel-1-1 --image-rpm x-hostos-1-1");
+    const std::string add = "add-for-nodes ";
+    EXPECT_EQ(run("nodes").out, "no location profiles in the active QX profile of default-sdr (global)\n");
+    EXPECT_EQ(run(add + "a-1-1 --node 0/1/0 --node 4294967295/0/2").code, 0);
+    const Ran joined = run(add + "a-1-1 --type base --node 0/3/0");
+    EXPECT_TRUE(joined.out.ends_with(", for\n  0/1/0 4294967295/0/2 0/3/0\n")) << joined.out;
+    const Ran missed = run(add + "b-1-1 --type 2 --node 0/1/0 --node 0/4/0"); // nobody has it: all get it
+    EXPECT_EQ(missed.code, 0);
+    EXPECT_TRUE(missed.err.starts_with("swprofile: note: 0/4/0: not among them")) << missed.err;
+    const nlohmann::json nodes = json_of("nodes --json")["location_profiles"];
+    ASSERT_EQ(nodes.size(), 1U);
+    EXPECT_EQ(nodes[0]["nodes"][1], "4294967295/0/2");
+    EXPECT_EQ(nodes[0]["packages"][1]["name"], "b-1-1");
+    EXPECT_NE(run("nodes").out.find("a-1-1 b-1-1"), std::string::npos);
+
+    write_file("/tmp/packs.json", R"([{"name": "SP1", "rpms": ["x-hostos-2-1.noarch"]}])");
+    write_file("/install_repo/gl/verdalis/x-hostos-2-1.x86_64.rpm", "rpm");
+    const Ran all = run(add + "x-hostos-2-1 --new-format --service-packs /tmp/packs.json --all-nodes");
+    EXPECT_EQ(all.out, "x-hostos-2-1 is now in the active QX profile of default-sdr (global), for all nodes\n"
+                       "  it supersedes x-hostos-1-1, which is gone\n  1 location profile is gone\n");
+    EXPECT_NE(run(add + "x-hostos-2-1 --all-nodes").out.find("was already in"), std::string::npos);
+    EXPECT_EQ(json_of("show --json")["service_packs"][0]["name"], "SP1");
+
+    EXPECT_EQ(run("image-for-nodes qx-image-2.iso --version 2 --node 0/1/0").code, 0);
+    EXPECT_TRUE(run("image-for-nodes qx --node 0/2/0").out.ends_with("  0/1/0 0/2/0\n"));
+    EXPECT_NE(run("image-for-nodes kelo --node 0/5/0").err.find("no location profile of the active"),
+              std::string::npos);
+    EXPECT_EQ(json_of("nodes --json")["location_profiles"][0]["version"], "2");
+}
+
 TEST_F(CommandTest, ListTellsEveryProfilesHealth)
 {
     EXPECT_EQ(run("list").out, "no profiles\n");
@@ -110,6 +142,9 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
     write_file("/tmp/request.json", R"({"image": {"name": "x.iso"}, "packages": [{"name": "p"}, {"nme": "q"}]})");
     write_file("/tmp/broken.json", "{");
     write_file("/tmp/null.json", R"({"sdr": null})");
+    write_file("/tmp/typed.json", R"({"vm_type": ["qx"]})");
+    fs::create_directories("/install_repo/gl/instdb/sdr/dangling");
+    fs::create_symlink("/no/such/file", "/install_repo/gl/instdb/sdr/dangling/qx-swprofile-active.bin");
     mkfifo("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin", 0600); // must not make us wait
     const struct {
         std::string arguments;
@@ -133,6 +168,26 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
         {create + "--state 3 --service-pack SP1", 4, "the service packs would be lost"},
         {"create --image /no/such.iso --state 3", 4, "no file with content: /no/such.iso"},
         {"create --state 3", 2, "no image given"},
+        {"create --image i --state 3 --lv " + std::string(188, 'n'), 2, "has more than 187"},
+        {"create --image i --state 3 --version 'a\nb'", 2, "other characters than printable"},
+        {"create --image i --vm uvf --state prepared --replace", 1, "not a regular file"},
+        {"show --vm '[qx]'", 2, "isn't one"},
+        {"create --from /tmp/typed.json", 4, "vm_type: must be a name or a number"},
+        {"create --image i --sdr dangling", 1, "can't create the active QX profile of dangling"},
+        {"add-for-nodes a-1-1", 2, "for which nodes?"},
+        {"add-for-nodes a-1-1 --node 0/1", 2, "isn't a node"},
+        {"add-for-nodes a-1-1 --node 0/1/0 --node 0/01/0", 2, "node 0/1/0 is given twice"},
+        {"add-for-nodes a-1-1 --node 0/1/4294967296", 2, "isn't a node"},
+        {"add-for-nodes a-1-1 --node 0/1/0 --all-nodes", 2, "--node excludes --all-nodes"},
+        {"add-for-nodes 'a b' --all-nodes", 2, "has other characters"},
+        {"add-for-nodes a-1-1 --all-nodes --type other", 2, "'other' isn't one"},
+        {"add-for-nodes a-1-1 --all-nodes --type smu", 1, "no file /install_repo/gl/verdalis/a-1-1*"},
+        {"add-for-nodes a-1-1 --all-nodes --state 3", 3, "there is no prepared"},
+        {"add-for-nodes a --all-nodes --type 1 --new-format", 4, "isn't name-version-release"},
+        {"add-for-nodes a-1-1 --all-nodes --type 1 --new-format --service-packs /tmp/broken.json", 4, "isn't JSON"},
+        {"add-for-nodes a-1-1 --all-nodes --service-packs /tmp/broken.json", 2, "requires --new-format"},
+        {"image-for-nodes i", 2, "--node is required"},
+        {"nodes --vm uvf", 4, "is damaged"},
         {"create --state 3 --from /tmp/request.json", 4, "/tmp/request.json.packages[1]: has an unknown field 'nme'"},
         {"create --state 3 --from /tmp/broken.json", 4, "isn't JSON"},
         {"create --state 3 --from /tmp/none.json", 1, "No such file or directory"},

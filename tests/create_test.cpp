@@ -76,6 +76,21 @@ TEST_F(CreateTest, RefusedRequests)
     tell_create("too large a body");
 }
 
+TEST_F(CreateTest, AServicePackNameThatCantBeCopied)
+{
+    const std::string message = "SPERROR: FUNC: inst_ldpath_create_sdr_swprofile LINE: 2175 strdup failed ";
+    Lines lines;
+    for (int nth = 1; nth < 10 && (lines.empty() || lines.back() != message); ++nth) {
+        hooks::reset();
+        hooks::fail(hooks::ALLOCATION, nth);
+        const uint64_t rc = inst_ldpath_create_sdr_swprofile(&request);
+        hooks::disarm();
+        lines = hooks::lines();
+        EXPECT_TRUE(lines.back() != message || rc == INSTMGR_RC_NO_MEMORY) << rc;
+    }
+    EXPECT_EQ(lines.back(), message);
+}
+
 TEST_F(CreateTest, OptionalPackagesAreCopiedFirst)
 {
     write_file("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1", "a");

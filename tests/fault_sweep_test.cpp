@@ -28,7 +28,8 @@ uint64_t add_image()
 
 struct Operation {
     const char *name;
-    enum Kind { Fetches, Names, Stores, Adds, Edits } kind; // Adds store what could be added, if need be nothing
+    // Adds store what could be added, if need be nothing; Copies have flat copies.
+    enum Kind { Fetches, Names, Stores, Adds, Copies, Edits } kind;
     void (*run)(Outcome &);
     bool from_nothing = false; // starts from an empty profile
 };
@@ -95,6 +96,10 @@ const Operation OPERATIONS[] = {
      [](Outcome &o) {
          o.rc = inst_ldpath_store_sdr_swprofile(changed, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, &o.error);
      }},
+    {"store locally", Operation::Copies,
+     [](Outcome &o) {
+         o.rc = inst_ldpath_store_sdr_swprofile(changed, 1, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, &o.error);
+     }},
     {"create", Operation::Stores, [](Outcome &o) { o.rc = inst_ldpath_create_sdr_swprofile(request); }},
     {"add in memory", Operation::Edits, [](Outcome &o) { o.rc = offer->add_to(changed->sdr_sw_profile.sw_profile); }},
     {"add the first service packs", Operation::Edits,
@@ -149,6 +154,20 @@ protected:
                       : new_full_profile();
         changed->ext_value = 77;
         offer = std::make_unique<Offer>();
+    }
+
+    // Success means that the flat copies are those of the files, if these could be verified.
+    static void check_copies(uint64_t rc)
+    {
+        const fs::path original = "/install_repo/local/sdr/default-sdr/qx-swprofile-active.bin";
+        const fs::path copy = "/install_repo/local/qx-swprofile-active.bin";
+        if (rc == 0 && fs::exists(original)) {
+            EXPECT_EQ(read_file(copy), read_file(original));
+            EXPECT_EQ(read_file(fs::path(copy).replace_extension("txt")),
+                      read_file(fs::path(original).replace_extension("txt")));
+        }
+        fs::remove(copy);
+        fs::remove(fs::path(copy).replace_extension("txt"));
     }
 
     void check_store(Operation::Kind kind, hooks::Function function, uint64_t rc, const Disk &before,
@@ -210,6 +229,8 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
                     nth = -1; // there are no more calls
                 } else if (operation.kind == Operation::Stores || operation.kind == Operation::Adds) {
                     check_store(operation.kind, failing, outcome.rc, before, after);
+                } else if (operation.kind == Operation::Copies) {
+                    check_copies(outcome.rc);
                 } else {
                     EXPECT_EQ(disk().bin, before.bin);
                     EXPECT_EQ(encoding_of(*changed), outcome.rc == 0 ? edited : unedited);

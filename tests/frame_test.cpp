@@ -46,6 +46,31 @@ TEST_F(FrameTest, FailedInitialisation)
     EXPECT_EQ(hooks::messages[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
 }
 
+TEST_F(FrameTest, DebugLinesHaveTheirThresholds)
+{
+    given_active_profile();
+    const std::ptrdiff_t expected[] = {0, 1, 4, 4, 9}; // by verbosity
+    for (uint16_t verbosity = 0; verbosity < 5; ++verbosity) {
+        g_inst_common_debug_verbosity_level = verbosity;
+        testing::internal::CaptureStderr();
+        Text path;
+        Fetched fixed, general;
+        inst_get_boot_active_swp_flag("s", &path.ptr, 0, VERD_VM_QX);
+        inst_ldpath_get_sdr_swprofile("default-sdr", VERD_SWP_ACTIVE, &fixed.ptr);
+        fetch(general);
+        const std::string lines = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), expected[verbosity]);
+    }
+}
+
+TEST_F(FrameTest, MessagesLeaveErrnoAlone)
+{
+    errno = EDOM; // the trace of the tests sets it
+    inst_ldpath_create_sdr_swprofile(nullptr);
+    EXPECT_EQ(errno, EDOM);
+    EXPECT_EQ(hooks::messages.size(), 1U);
+}
+
 TEST_F(FrameTest, DebugLines)
 {
     const auto line = [](uint16_t verbosity, int32_t prefix) {

@@ -36,6 +36,15 @@ TEST_F(PlatformTest, Rendering)
     }
 }
 
+TEST_F(PlatformTest, TheLogFollowsNoLink)
+{
+    write_file("/tmp/victim", "");
+    fs::create_directories("/install_repo/log");
+    fs::create_symlink("/tmp/victim", "/install_repo/log/install.log");
+    EXPECT_EQ(std::system(SWPROFILE " list >/dev/null"), 0);
+    EXPECT_EQ(fs::file_size("/tmp/victim"), 0U);
+}
+
 TEST_F(PlatformTest, Commands)
 {
     char out[5] = "";

@@ -57,8 +57,8 @@ TEST_F(ProcessTest, WritersAndReadersAtOnce)
             ++refused;
             EXPECT_EQ(fetched.ptr, nullptr);
         }
-        while (running > 0 && waitpid(-1, nullptr, WNOHANG) > 0) {
-            --running;
+        for (int status = 0; running > 0 && waitpid(-1, &status, WNOHANG) > 0; --running) {
+            EXPECT_EQ(status, 0);
         }
     }
     EXPECT_GT(whole, 0);

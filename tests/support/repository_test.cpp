@@ -33,8 +33,8 @@ void check_messages()
         uint32_t words = 0;
         for (std::size_t at = 0; (at = message.format.find('%', at)) != std::string::npos; ++at) {
             const char letter = message.format[at + 1];
-            types += letter == 's' ? 's' : letter == 'd' ? 'd' : 'D';
-            words += letter == 's' ? 0 : letter == 'd' ? 1 : 2;
+            types += letter == 's' ? 's' : letter == 'd' || letter == 'u' ? 'd' : 'D';
+            words += types.back() == 's' ? 0 : types.back() == 'd' ? 1 : 2;
         }
         EXPECT_EQ(message.arg_types, types) << message.format;
         EXPECT_EQ(message.size_class, 4 + words) << message.format;
@@ -214,6 +214,7 @@ void RepositoryTest::TearDown()
 
 uint64_t RepositoryTest::tell(const std::string &title, const std::function<uint64_t(char **)> &call)
 {
+    check_messages();
     hooks::messages.clear();
     hooks::events.clear();
     g_inst_common_debug_verbosity_level = 4;

@@ -9,3 +9,6 @@ void add_list(CLI::App &command);
 void add_path(CLI::App &command);
 void add_exists(CLI::App &command);
 void add_boot_flag(CLI::App &command);
+void add_nodes(CLI::App &command);
+void add_add_for_nodes(CLI::App &command);
+void add_image_for_nodes(CLI::App &command);

@@ -3,6 +3,7 @@
 #include "frame/enumerations.h"
 #include "names.h"
 #include "profile_json.h"
+#include "service_pack_set.h"
 
 #include "zeld/record_fields.h"
 
@@ -21,13 +22,10 @@ namespace fs = std::filesystem;
 class Request
 {
 public:
-    explicit Request(CreateInput &input)
+    explicit Request(CreateInput &input) : packs(input.service_packs)
     {
         std::transform(input.packages.begin(), input.packages.end(), std::back_inserter(packages),
                        [this](PackageInput &package) { return package_of(package); });
-        std::transform(input.service_packs.begin(), input.service_packs.end(), std::back_inserter(packs),
-                       [this](ServicePackInput &pack) { return service_pack_of(pack); });
-        record::set<&serv_packs::service_packs>(service_packs, packs.data(), count_of(packs));
 
         request.sdr_key = is_qx_based(input.selector.vm_type) ? input.selector.sdr.data() : nullptr;
         request.is_local = input.selector.is_local;
@@ -41,7 +39,7 @@ public:
         request.version = text_of(input.version);
         request.packages = packages.data();
         request.packages_count = count_of(packages);
-        request.serv_packs = packs.empty() ? nullptr : &service_packs;
+        request.serv_packs = packs.set();
         request.is_single_initrd_supported = input.is_single_initrd_supported;
     }
     Request(const Request &) = delete;
@@ -85,20 +83,9 @@ private:
         return package;
     }
 
-    service_pack service_pack_of(ServicePackInput &input)
-    {
-        service_pack pack = {};
-        record::set<&service_pack::sp_name>(pack, input.name.data());
-        if (!input.rpms.empty()) {
-            record::set<&service_pack::sp_rpms>(pack, list_of(input.rpms), count_of(input.rpms));
-        }
-        return pack;
-    }
-
     std::deque<std::vector<char *>> lists;
     std::vector<inst_swp_package> packages;
-    std::vector<service_pack> packs;
-    serv_packs service_packs = {};
+    ServicePackSet packs;
 };
 
 struct Options {
@@ -161,6 +148,7 @@ void run(Options &options)
     if (exists != 0 && !options.is_replacing) {
         throw Failure(FAILED, "the " + selector.describe() + " exists already", {path, "--replace writes over it"});
     }
+    selector.check_files();
     Request request(input);
     rc = inst_ldpath_create_sdr_swprofile(&request.request);
     if (rc != 0) {
@@ -168,7 +156,7 @@ void run(Options &options)
         failure.details.emplace_back("details: /install_repo/log/install.log");
         throw failure;
     }
-    static_cast<void>(selector.fetch()); // a profile that couldn't be verified is reported as stored
+    static_cast<void>(selector.fetch_stored());
     std::printf("created the %s\n%s\n", selector.describe().c_str(), path.c_str());
 }
 
@@ -252,7 +240,7 @@ void add_create(CLI::App &command)
         ->add_option_function<std::string>(
             "--from", [&input](const std::string &file) { read_request(file, input); },
             "a request as JSON, such as 'show --json' prints, or - for standard input; other options go over it, "
-            "packages are added")
+            "packages and service packs are added")
         ->type_name("FILE")
         ->trigger_on_parse();
     add_selector_options(*create, input.selector);

@@ -27,6 +27,8 @@ constexpr Known KNOWN[] = {
      INVALID_DATA},
     {INSTMGR_RC_SWPROFILE_NOT_FOUND, "INSTMGR_RC_SWPROFILE_NOT_FOUND", "no such profile", NO_PROFILE},
     {INSTCOMM_RC_FAILED, "INSTCOMM_RC_FAILED", "a shell command failed", FAILED},
+    {INSTCOMM_RC_INVALID_DATA, "INSTCOMM_RC_INVALID_DATA",
+     "a damaged bundle, or a name that isn't name-version-release", INVALID_DATA},
     {INSTCOMM_RC_NO_MEMORY, "INSTCOMM_RC_NO_MEMORY", "out of memory", FAILED},
 };
 
@@ -74,9 +76,14 @@ std::string describe(uint64_t rc)
         const int err = static_cast<int>(rc & ERRNO_BITS);
         return std::string("INSTMGR_RC_ERRNO, ") + number + ": " + (err == 0 ? "empty file" : std::strerror(err));
     }
-    if (rc <= 0xffff || rc == UINT64_MAX) {
-        return std::string("wait status ") + number + ": a shell command failed with exit code " +
-               std::to_string(rc >> 8 & 0xff);
+    if (rc == UINT64_MAX) {
+        return std::string(number) + ": a shell command can't be started";
+    }
+    if (rc <= 0xffff) {
+        const bool is_signal = (rc & 0x7f) != 0;
+        return std::string("wait status ") + number + ": a shell command " +
+               (is_signal ? "was ended by signal " + std::to_string(rc & 0x7f)
+                          : "failed with exit code " + std::to_string(rc >> 8));
     }
     return number;
 }
@@ -84,8 +91,7 @@ std::string describe(uint64_t rc)
 Failure failure_of(uint64_t rc, const std::string &what, const ErrorText &text)
 {
     const Known *const known = find(rc);
-    const bool is_missing = rc == INSTMGR_RC_ERRNO(ENOENT);
-    const ExitCode code = is_missing ? NO_PROFILE : known == nullptr ? FAILED : known->exit_code;
+    const ExitCode code = known == nullptr ? FAILED : known->exit_code;
     std::vector<std::string> details = text.entries();
     details.push_back(describe(rc));
     return {code, what, details};

@@ -30,12 +30,9 @@ void add_entry(std::vector<Entry> &entries, const Selector &selector)
     if (status.type() == fs::file_type::not_found) {
         return;
     }
-    if (status.type() == fs::file_type::none) {
-        throw Failure(FAILED, "can't examine " + path, {error.message()});
-    }
     Entry entry = {selector, "unreadable", nullptr};
     if (status.type() != fs::file_type::regular) {
-        // not opened: a fifo would make us wait
+        // not opened: a fifo would make us wait, and some can't be
     } else if (fs::file_size(path, error) == 0) {
         entry.health = "empty";
     } else {
@@ -64,9 +61,12 @@ std::vector<std::string> sdrs_of(bool is_local)
     const fs::path directory = fs::path(any.path()).parent_path().parent_path();
     std::vector<std::string> names;
     std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(directory, error)) {
+    const fs::directory_iterator end;
+    for (fs::directory_iterator at(directory, error); !error && at != end; at.increment(error)) {
+        const fs::directory_entry &entry = *at;
         const std::string name = entry.path().filename();
-        if (!entry.is_directory(error)) {
+        std::error_code ignored;
+        if (!entry.is_directory(ignored)) {
             continue;
         }
         if (key_fault(name).empty()) {

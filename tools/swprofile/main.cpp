@@ -23,7 +23,8 @@ void describe_command(CLI::App &command)
                    "  swprofile create --image /images/qx-image-1.4.0.iso --version 1.4.0 --state prepared\n"
                    "  swprofile list\n"
                    "  swprofile show --state prepared\n"
-                   "  swprofile show --json | jq .packages\n\n"
+                   "  swprofile show --json | jq .packages\n"
+                   "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0\n\n"
                    "Exit codes: 0 done, 1 failed, 2 usage, 3 no such profile, 4 invalid data.\n"
                    "Reasons go to standard error, and in more detail to /install_repo/log/install.log.");
     add_create(command);
@@ -32,6 +33,9 @@ void describe_command(CLI::App &command)
     add_path(command);
     add_exists(command);
     add_boot_flag(command);
+    add_nodes(command);
+    add_add_for_nodes(command);
+    add_image_for_nodes(command);
 }
 
 void check_subcommand(const CLI::App &command, int argc, char **argv)
@@ -74,10 +78,10 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "swprofile: can't start: %s\n", describe(rc).c_str());
         return FAILED;
     }
-    CLI::App command("Create and examine software profiles, the records of what each VM runs.", "swprofile");
+    CLI::App command("Create, examine and change software profiles, the records of what each VM runs.", "swprofile");
     describe_command(command);
     const int code = run(command, argc, argv);
-    if (std::fflush(stdout) != 0) {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         std::perror("swprofile: standard output");
         return FAILED;
     }

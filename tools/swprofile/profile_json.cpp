@@ -2,6 +2,7 @@
 
 #include "frame/enumerations.h"
 #include "names.h"
+#include "nodes.h"
 
 #include "zeld/record_fields.h"
 
@@ -95,11 +96,21 @@ void put_body(Json &json, const inst_sw_profile_info &body)
 Json location_json(const inst_sw_profile_loc &location)
 {
     Json json = Json::object();
-    put_array<&inst_sw_profile_loc::node_locs>(json, "nodes", location, [](const inst_node_loc &node) {
-        return std::to_string(node.loc_id_1) + "/" + std::to_string(node.loc_id_2) + "/" +
-               std::to_string(node.loc_id_3);
-    });
+    put_array<&inst_sw_profile_loc::node_locs>(json, "nodes", location, node_text);
     put_body(json, location.sw_profile);
+    return json;
+}
+
+// Which profile it is.
+Json head_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
+{
+    const inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
+    Json json = {{"schema", JSON_SCHEMA}};
+    put<&inst_sw_profile_sdr::sdr_key>(json, "sdr", sdr);
+    json["vm_type"] = vm_type_name(sdr.vm_type);
+    json["state"] = state_name(selector.state);
+    json["scope"] = scope_name(selector.is_local);
+    json["path"] = selector.path();
     return json;
 }
 
@@ -110,7 +121,7 @@ struct Value {
 
     [[noreturn]] void refuse(const std::string &fault) const
     {
-        throw Failure(INVALID_DATA, "the request can't be used", {where + ": " + fault});
+        throw Failure(INVALID_DATA, "the file can't be used", {where + ": " + fault});
     }
 
     // A text, or "" for null, which is what a profile without it shows.
@@ -182,6 +193,9 @@ struct Value {
 
 template <class T> T read_enumerator(const Value &value, std::optional<T> (*parse)(const std::string &))
 {
+    if (!value.json.is_string() && !value.json.is_number()) {
+        value.refuse("must be a name or a number");
+    }
     const std::optional<T> parsed = parse(value.json.is_string() ? value.json.get<std::string>() : value.json.dump());
     if (!parsed) {
         value.refuse("isn't one");
@@ -191,13 +205,22 @@ template <class T> T read_enumerator(const Value &value, std::optional<T> (*pars
 
 constexpr uint32_t MAX_PACKAGE_TYPE = VERD_SWP_PKG_HOST_SMU;
 
+uint32_t read_package_type(const Value &value)
+{
+    const auto type = static_cast<uint32_t>(value.number(MAX_PACKAGE_TYPE));
+    if (type == 0) {
+        value.refuse("must be a number from 1 to " + std::to_string(MAX_PACKAGE_TYPE));
+    }
+    return type;
+}
+
 PackageInput read_package(const Value &value)
 {
     PackageInput package;
     value.object({
         {"name", [&](const Value &v) { package.name = v.text(name_fault); }},
         {"aux_name", [&](const Value &v) { package.aux_name = v.text(name_fault); }},
-        {"type", [&](const Value &v) { package.type = static_cast<uint32_t>(v.number(MAX_PACKAGE_TYPE)); }},
+        {"type", [&](const Value &v) { package.type = read_package_type(v); }},
         {"value", [&](const Value &v) { package.value = v.number(UINT64_MAX); }},
         {"files", [&](const Value &v) { package.files = v.names(); }},
         {"service_pack_member", [&](const Value &v) { package.is_service_pack_member = v.flag(); }},
@@ -266,6 +289,21 @@ void read_input(const Value &value, CreateInput &input)
     });
 }
 
+Json read_json(const std::string &file)
+{
+    std::ifstream opened(file);
+    std::istream &stream = file == "-" ? std::cin : opened;
+    if (file != "-" && (!opened || std::filesystem::is_directory(file))) {
+        throw Failure(FAILED, "can't read the file " + shown(file.c_str()),
+                      {opened ? "it is a directory" : std::strerror(errno)});
+    }
+    Json json = Json::parse(stream, nullptr, false);
+    if (json.is_discarded()) {
+        throw Failure(INVALID_DATA, "the file can't be used", {shown(file.c_str()) + ": isn't JSON"});
+    }
+    return json;
+}
+
 } // namespace
 
 Json text_json(const char *text)
@@ -275,16 +313,18 @@ Json text_json(const char *text)
 
 Json profile_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
 {
-    const inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
-    Json json = {{"schema", JSON_SCHEMA}};
-    put<&inst_sw_profile_sdr::sdr_key>(json, "sdr", sdr);
-    json["vm_type"] = vm_type_name(sdr.vm_type);
-    json["state"] = state_name(selector.state);
-    json["scope"] = scope_name(selector.is_local);
-    json["path"] = selector.path();
-    put_body(json, sdr.sw_profile);
-    put_array<&inst_sw_profile_sdr::loc_profiles>(json, "location_profiles", sdr, location_json);
+    Json json = head_json(profile, selector);
+    put_body(json, profile.sdr_sw_profile.sw_profile);
+    put_array<&inst_sw_profile_sdr::loc_profiles>(json, "location_profiles", profile.sdr_sw_profile, location_json);
     put<&inst_sw_profile_sdr_ext::sdr_sw_profile_len>(json, "encoded_bytes_at_creation", profile);
+    return json;
+}
+
+Json locations_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
+{
+    Json json = head_json(profile, selector);
+    json["location_profiles"] = Json::array();
+    put_array<&inst_sw_profile_sdr::loc_profiles>(json, "location_profiles", profile.sdr_sw_profile, location_json);
     return json;
 }
 
@@ -295,15 +335,10 @@ void print_json(const Json &json)
 
 void read_request(const std::string &file, CreateInput &input)
 {
-    std::ifstream opened(file);
-    std::istream &stream = file == "-" ? std::cin : opened;
-    if (file != "-" && (!opened || std::filesystem::is_directory(file))) {
-        throw Failure(FAILED, "can't read the request file " + file,
-                      {opened ? "it is a directory" : std::strerror(errno)});
-    }
-    const Json json = Json::parse(stream, nullptr, false);
-    if (json.is_discarded()) {
-        throw Failure(INVALID_DATA, "the request can't be used", {file + ": isn't JSON"});
-    }
-    read_input(Value{json, file}, input);
+    read_input(Value{read_json(file), file}, input);
+}
+
+std::vector<ServicePackInput> read_service_packs(const std::string &file)
+{
+    return Value{read_json(file), file}.list(read_service_pack);
 }

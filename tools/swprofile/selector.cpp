@@ -1,6 +1,7 @@
 #include "selector.h"
 
 #include "frame/enumerations.h"
+#include "location/repository.h"
 #include "names.h"
 
 #include <algorithm>
@@ -13,12 +14,14 @@ namespace fs = std::filesystem;
 namespace
 {
 
+constexpr char LOG[] = "see /install_repo/log/install.log";
+
 // "LC QX", "lc-qx" and "lcqx" are the same.
 std::string bare(const std::string &text)
 {
     std::string result;
     for (const char character : text) {
-        if (std::isalnum(static_cast<unsigned char>(character)) != 0) {
+        if (character != ' ' && character != '-') {
             result += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
         }
     }
@@ -33,6 +36,14 @@ template <class T, class Name> std::optional<T> parse(const std::string &text, T
         }
     }
     return std::nullopt;
+}
+
+void check_regular(const fs::path &file)
+{
+    std::error_code ignored;
+    if (fs::exists(file, ignored) && !fs::is_regular_file(file, ignored)) {
+        throw Failure(FAILED, "not a regular file: " + file.string());
+    }
 }
 
 template <class T>
@@ -83,10 +94,7 @@ std::string Selector::path() const
 Profile Selector::fetch() const
 {
     const std::string file = path();
-    std::error_code ignored;
-    if (fs::exists(file, ignored) && !fs::is_regular_file(file, ignored)) { // a fifo would make us wait
-        throw Failure(FAILED, "can't read the " + describe(), {"not a regular file: " + file});
-    }
+    check_regular(file);
     inst_sw_profile_sdr_ext *profile = nullptr;
     ErrorText error;
     const uint64_t rc = inst_ldpath_get_swprofile(sdr.c_str(), is_local, state, vm_type, &profile, error.slot());
@@ -105,6 +113,30 @@ Profile Selector::fetch() const
         throw failure_of(rc, "can't read the " + describe(), error);
     }
     return Profile(profile);
+}
+
+void Selector::check_files() const
+{
+    const fs::path bin = path();
+    const fs::path twin = fs::path(bin).replace_extension(".txt");
+    for (const fs::path &file : {bin, twin}) {
+        check_regular(file);
+        if (is_local && is_qx_based(vm_type)) {
+            check_regular(repository::LOCAL_DIRECTORY / file.filename()); // its flat copy
+        }
+    }
+}
+
+Profile Selector::fetch_stored() const
+{
+    try {
+        return fetch();
+    } catch (const Failure &failure) {
+        std::vector<std::string> details = {failure.what()};
+        details.insert(details.end(), failure.details.begin(), failure.details.end());
+        details.emplace_back(LOG);
+        throw Failure(FAILED, "couldn't store the " + describe(), details);
+    }
 }
 
 void add_sdr_option(CLI::App &command, Selector &selector)

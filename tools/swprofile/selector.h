@@ -28,6 +28,13 @@ struct Selector {
 
     // Fetches the profile; an absent, empty or damaged one is a Failure that says so.
     Profile fetch() const;
+
+    // Before it is stored: a file to be written that is no regular one, such as a fifo, which would make us wait, is a
+    // Failure.
+    void check_files() const;
+
+    // Fetches the profile that has just been stored. Success may have been told of one that isn't there.
+    Profile fetch_stored() const;
 };
 
 // Names or numbers, without regard to case, blanks and dashes.

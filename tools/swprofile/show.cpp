@@ -1,6 +1,7 @@
 #include "commands.h"
 #include "frame/enumerations.h"
 #include "names.h"
+#include "nodes.h"
 #include "profile_json.h"
 #include "table.h"
 
@@ -52,17 +53,6 @@ void print_service_packs(const inst_sw_profile_info &body)
     std::printf("\n%s", format_table(rows).c_str());
 }
 
-std::string nodes_of(const inst_sw_profile_loc &location)
-{
-    std::string nodes;
-    for (uint32_t i = 0; i < location.node_locs_count; ++i) {
-        const inst_node_loc &node = location.node_locs[i];
-        nodes += (i == 0 ? "" : " ") + std::to_string(node.loc_id_1) + "/" + std::to_string(node.loc_id_2) + "/" +
-                 std::to_string(node.loc_id_3);
-    }
-    return nodes;
-}
-
 void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
 {
     const inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
@@ -80,11 +70,10 @@ void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selecto
                     .c_str());
     print_packages(body);
     print_service_packs(body);
-    for (uint32_t i = 0; i < sdr.loc_profiles_count; ++i) {
-        const inst_sw_profile_loc &location = sdr.loc_profiles[i];
-        std::printf("\nOn nodes %s: image %s\n", nodes_of(location).c_str(),
-                    shown(location.sw_profile.image.name).c_str());
-        print_packages(location.sw_profile);
+    for (const inst_sw_profile_loc *const location : locations_of(profile)) {
+        std::printf("\nOn nodes %s: image %s\n", nodes_text(nodes_of(*location)).c_str(),
+                    shown(location->sw_profile.image.name).c_str());
+        print_packages(location->sw_profile);
     }
 }
 

@@ -24,14 +24,6 @@ struct Package {
     uint64_t value = 0;
 };
 
-// Is the package a bundle of RPMs? Under the new package rules more types are.
-bool is_bundle(uint32_t type)
-{
-    const bool is_new_format = g_inst_pkg_fmt_info.is_new_format != 0;
-    return type == VERD_PKG_SMU || type == VERD_PKG_KERNEL ||
-           (is_new_format && (type == VERD_PKG_HOST_SMU || type == VERD_PKG_BASE));
-}
-
 uint64_t unpack_bundle(Package &package)
 {
     char bundle[PACKAGE_PATH_SIZE];
@@ -160,7 +152,7 @@ uint64_t add_package(const ProfileEdit &edit, const inst_node_loc *node_locs, ui
     if (rc != 0) {
         return rc;
     }
-    rc = is_bundle(package.type) ? unpack_bundle(package) : 0;
+    rc = comes_as_bundle(package.type, g_inst_pkg_fmt_info.is_new_format != 0) ? unpack_bundle(package) : 0;
     if (rc != 0) {
         return rc;
     }

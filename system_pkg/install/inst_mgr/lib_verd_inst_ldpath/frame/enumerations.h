@@ -12,6 +12,13 @@ constexpr bool is_qx_based(uint32_t vm_type)
     return vm_type == VERD_VM_QX || vm_type == VERD_VM_LC_QX || vm_type == VERD_VM_UVF;
 }
 
+// Are packages of this install package type bundles of RPMs?
+constexpr bool comes_as_bundle(uint32_t pkg_type, bool is_new_format)
+{
+    return pkg_type == VERD_PKG_SMU || pkg_type == VERD_PKG_KERNEL ||
+           (is_new_format && (pkg_type == VERD_PKG_HOST_SMU || pkg_type == VERD_PKG_BASE));
+}
+
 // "committed", "active", "prepared", or "unknown".
 constexpr const char *state_name(int32_t part_type)
 {

@@ -1,0 +1,202 @@
+#include "commands.h"
+#include "frame/enumerations.h"
+#include "location/repository.h"
+#include "names.h"
+#include "nodes.h"
+#include "profile_json.h"
+#include "service_pack_set.h"
+
+#include "zeld/record_fields.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+#include <set>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct Options {
+    Selector selector;
+    std::string package;
+    uint32_t type = VERD_PKG_BASE;
+    std::vector<inst_node_loc> nodes;
+    bool is_for_all = false;
+    bool is_new_format = false;
+    std::string service_pack_file;
+};
+
+std::optional<uint32_t> parse_package_type(const std::string &text)
+{
+    constexpr std::pair<const char *, uint32_t> NAMES[] = {
+        {"smu", VERD_PKG_SMU}, {"host-smu", VERD_PKG_HOST_SMU}, {"kernel", VERD_PKG_KERNEL}, {"base", VERD_PKG_BASE}};
+    for (const auto &[name, type] : NAMES) {
+        if (text == name) {
+            return type;
+        }
+    }
+    uint32_t type = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), type);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(type) : std::nullopt;
+}
+
+// There must be a bundle to unpack, and a place to unpack it.
+void prepare_bundle(const Options &options)
+{
+    std::error_code error;
+    bool is_there = false;
+    for (const fs::directory_entry &entry : fs::directory_iterator(repository::PACKAGES_DIRECTORY, error)) {
+        is_there = is_there || entry.path().filename().string().starts_with(options.package);
+    }
+    if (!is_there) {
+        throw Failure(FAILED, "there is no bundle for " + options.package,
+                      {"no file " + (repository::PACKAGES_DIRECTORY + options.package) + "*"});
+    }
+    fs::create_directories(repository::WORK_AREA);
+}
+
+std::set<std::string> names_of(const inst_sw_profile_info &body)
+{
+    inst_swp_package *packages = nullptr;
+    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
+    char **rpms = nullptr;
+    const uint32_t rpm_count = record::get<&inst_swp_package::files>(body.image, &rpms);
+    std::set<std::string> names;
+    for (uint32_t i = 0; i < count; ++i) {
+        names.insert(shown(packages[i].name));
+    }
+    for (uint32_t i = 0; i < rpm_count; ++i) {
+        names.insert(shown(rpms[i]));
+    }
+    return names;
+}
+
+const inst_sw_profile_info &main_body(const Profile &profile)
+{
+    return profile->sdr_sw_profile.sw_profile;
+}
+
+std::vector<const inst_sw_profile_loc *> locations_with(const std::string &package, const Profile &profile)
+{
+    std::vector<const inst_sw_profile_loc *> locations = locations_of(*profile);
+    locations.erase(std::remove_if(locations.begin(), locations.end(),
+                                   [&](const inst_sw_profile_loc *location) {
+                                       return !names_of(location->sw_profile).contains(package);
+                                   }),
+                    locations.end());
+    return locations;
+}
+
+[[noreturn]] void fail_to_store(const Options &options)
+{
+    throw Failure(
+        FAILED, "the " + options.selector.describe() + " wasn't changed",
+        {"it couldn't be stored, or its locations couldn't take the package", "see /install_repo/log/install.log"});
+}
+
+void tell_all_nodes(const Options &options, const Profile &before, const Profile &after)
+{
+    const std::set<std::string> names = names_of(main_body(after));
+    if (!names.contains(options.package) || !locations_of(*after).empty()) {
+        fail_to_store(options);
+    }
+    const std::set<std::string> old_names = names_of(main_body(before));
+    std::printf("%s %s the %s, for all nodes\n", options.package.c_str(),
+                old_names.contains(options.package) ? "was already in" : "is now in",
+                options.selector.describe().c_str());
+    for (const std::string &name : old_names) {
+        if (!names.contains(name)) {
+            std::printf("  it supersedes %s, which is gone\n", name.c_str());
+        }
+    }
+    const std::size_t dropped = locations_of(*before).size();
+    if (dropped != 0) {
+        std::printf("  %zu location profile%s gone\n", dropped, dropped == 1 ? " is" : "s are");
+    }
+}
+
+void tell_nodes(const Options &options, const Profile &after)
+{
+    const std::vector<const inst_sw_profile_loc *> locations = locations_with(options.package, after);
+    if (locations.empty()) {
+        fail_to_store(options);
+    }
+    std::printf("%s is now in the %s, for\n", options.package.c_str(), options.selector.describe().c_str());
+    for (const inst_sw_profile_loc *const location : locations) {
+        std::printf("  %s\n", nodes_text(nodes_of(*location)).c_str());
+    }
+    const std::vector<inst_node_loc> missing = nodes_missing_in(locations, options.nodes);
+    if (!missing.empty()) {
+        std::fprintf(stderr,
+                     "swprofile: note: %s: not among them\n"
+                     "  there were location profiles without the package; they got it, and no nodes joined them\n",
+                     nodes_text(missing).c_str());
+    }
+}
+
+void run(Options &options)
+{
+    const Selector &selector = options.selector;
+    if (options.nodes.empty() != options.is_for_all) {
+        throw Failure(USAGE, "for which nodes?", {"give --node once a node, or --all-nodes"});
+    }
+    const Profile before = selector.fetch();
+    selector.check_files();
+    std::vector<ServicePackInput> inputs;
+    if (!options.service_pack_file.empty()) {
+        inputs = read_service_packs(options.service_pack_file);
+    }
+    if (comes_as_bundle(options.type, options.is_new_format)) {
+        prepare_bundle(options);
+    }
+    ServicePackSet packs(inputs);
+    g_inst_pkg_fmt_info.is_new_format = options.is_new_format ? 1 : 0;
+    const uint64_t rc = inst_ldpath_add_pkg_location(
+        selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, options.nodes.data(),
+        static_cast<uint32_t>(options.nodes.size()), options.package.c_str(), 0, options.type, packs.source());
+    if (rc != 0) {
+        Failure failure =
+            failure_of(rc, "can't add " + options.package + " to the " + selector.describe(), ErrorText());
+        failure.details.push_back("see /install_repo/log/install.log");
+        throw failure;
+    }
+    const Profile after = selector.fetch_stored();
+    if (options.is_for_all) {
+        tell_all_nodes(options, before, after);
+    } else {
+        tell_nodes(options, after);
+    }
+}
+
+} // namespace
+
+void add_add_for_nodes(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App *const add = command.add_subcommand("add-for-nodes", "Add a package for some nodes, or for all");
+    add->add_option("package", options->package, "name-version-release")->required()->check(name_fault);
+    add->add_option_function<std::string>(
+           "--type", [options](const std::string &text) { options->type = *parse_package_type(text); },
+           "install package type: smu, host-smu, kernel, base, or 4, 6, 7, 8 and other numbers [base]")
+        ->check([](const std::string &text) {
+            return parse_package_type(text) ? std::string() : "'" + shown(text.c_str()) + "' isn't one";
+        });
+    CLI::Option *const node = add_node_option(*add, options->nodes);
+    add->add_flag("--all-nodes", options->is_for_all, "for all nodes; location profiles are dropped")->excludes(node);
+    add->add_flag("--new-format", options->is_new_format, "by the new package rules");
+    add->add_option("--service-packs", options->service_pack_file,
+                    "a JSON file of service packs: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1\"]}]")
+        ->needs("--new-format");
+    add_selector_options(*add, options->selector);
+    add->footer("Types smu and kernel, and by the new rules host-smu and base, are bundles of RPMs, tar files in\n"
+                "/install_repo/gl/verdalis/ whose names begin with that of the package.\n\n"
+                "With --node: a location profile that has the package already gets the nodes. If none has it, all get\n"
+                "the package; the nodes get a location profile of their own only if there is none yet.\n\n"
+                "Examples:\n"
+                "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
+                "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");
+    add->callback([options] { run(*options); });
+}

@@ -1,0 +1,73 @@
+#include "commands.h"
+#include "names.h"
+#include "nodes.h"
+#include "selector.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace
+{
+
+struct Options {
+    Selector selector;
+    std::string image;
+    std::string version;
+    std::vector<inst_node_loc> nodes;
+};
+
+bool has_image(const inst_sw_profile_loc &location, const std::string &image)
+{
+    const char *const name = location.sw_profile.image.name;
+    return name != nullptr && std::string(name).starts_with(image);
+}
+
+void run(const Options &options)
+{
+    const Selector &selector = options.selector;
+    const Profile before = selector.fetch();
+    selector.check_files();
+    const std::vector<const inst_sw_profile_loc *> locations = locations_of(*before);
+    if (!locations.empty() &&
+        std::none_of(locations.begin(), locations.end(),
+                     [&](const inst_sw_profile_loc *location) { return has_image(*location, options.image); })) {
+        throw Failure(FAILED, "no location profile of the " + selector.describe() + " has the image " + options.image,
+                      {"nodes can only join one that has it; see swprofile nodes"});
+    }
+    const uint64_t rc = inst_ldpath_add_image_location(
+        selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, options.nodes.data(),
+        static_cast<uint32_t>(options.nodes.size()), options.image.c_str(),
+        options.version.empty() ? nullptr : options.version.c_str());
+    if (rc != 0) {
+        throw failure_of(rc, "can't add " + options.image + " to the " + selector.describe(), ErrorText());
+    }
+    const Profile after = selector.fetch_stored();
+    for (const inst_sw_profile_loc *const location : locations_of(*after)) {
+        if (has_image(*location, options.image) && nodes_missing_in({location}, options.nodes).empty()) {
+            std::printf("%s is now in the %s, for\n  %s\n", location->sw_profile.image.name,
+                        selector.describe().c_str(), nodes_text(nodes_of(*location)).c_str());
+            return;
+        }
+    }
+    throw Failure(FAILED, "the " + selector.describe() + " wasn't changed", {"see /install_repo/log/install.log"});
+}
+
+} // namespace
+
+void add_image_for_nodes(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App *const image = command.add_subcommand("image-for-nodes", "Add an image for some nodes");
+    image->add_option("image", options->image, "its name, or the beginning of one that is there")
+        ->required()
+        ->check(name_fault);
+    add_node_option(*image, options->nodes)->required();
+    image->add_option("--version", options->version, "the version of a new location profile")->check(text_fault);
+    add_selector_options(*image, options->selector);
+    image->footer(
+        "The first location profile whose image has that name, or a longer one that begins with it, gets the\n"
+        "nodes. Where there is no location profile, one is made.\n\n"
+        "Example:\n"
+        "  swprofile image-for-nodes qx-image-1.5.0.iso --version 1.5.0 --node 0/1/0");
+    image->callback([options] { run(*options); });
+}
