@@ -23,6 +23,8 @@ constexpr char BIN_PATH[] = "/install_repo/gl/instdb/sdr/bench/qx-swprofile-acti
 constexpr char FLOOR_BIN_PATH[] = "/install_repo/gl/instdb/sdr/bench/floor.bin";
 constexpr char FLOOR_TXT_PATH[] = "/install_repo/gl/instdb/sdr/bench/floor.txt";
 
+constexpr char NEW_PACKAGE[] = "qx-new-package-1.0.0-r0001";
+
 // A profile of one size and all that the benchmarks need of it.
 struct Subject {
     explicit Subject(uint32_t packages)
@@ -84,6 +86,46 @@ struct Subject {
         inst_ldpath_free_swprofile_ext(&fetched);
     }
 
+    inst_sw_profile_info &body() const { return profile->sdr_sw_profile.sw_profile; }
+
+    void add_package()
+    {
+        if (inst_ldpath_add_pkg_in_swp(&body(), strdup(NEW_PACKAGE), 0, nullptr, 0, VERD_PKG_BASE, nullptr, nullptr, 0,
+                                       service_packs.source(), nullptr) != 0) {
+            std::fprintf(stderr, "can't add a package\n");
+            std::exit(1);
+        }
+    }
+
+    void remove_package() { inst_ldpath_remove_pkg_in_swp(&body(), NEW_PACKAGE, nullptr); }
+
+    // Service packs in the body and in the source of what is added, half of them the same; every one delivers it.
+    void put_service_packs()
+    {
+        const auto count = static_cast<uint32_t>(copies.size() * 2 / 5);
+        bench::set_service_packs(body(), 0, count);
+        if (service_packs.source() == 0) {
+            service_packs.make(count / 2, count, NEW_PACKAGE);
+        }
+    }
+
+    void add_for_node()
+    {
+        const inst_node_loc node = {};
+        const uint32_t type = 0; // no bundle
+        if (inst_ldpath_add_pkg_location("bench", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, NEW_PACKAGE, 0, type, 0) !=
+            0) {
+            std::fprintf(stderr, "can't add a package for a node\n");
+            std::exit(1);
+        }
+    }
+
+    void fetch_and_store_floor()
+    {
+        fetch_floor_and_free();
+        bench::store_floor(*profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH);
+    }
+
     Subject(const Subject &) = delete;
     ~Subject() { inst_ldpath_free_swprofile_ext(&profile); }
 
@@ -94,6 +136,7 @@ struct Subject {
     std::vector<uint8_t> floor_buffer;
     inst_sw_profile_sdr_ext decoded = {};
     std::vector<inst_swp_package> copies;
+    bench::ServicePackSource service_packs;
 };
 
 using Step = std::function<void(Subject &)>;
@@ -154,7 +197,7 @@ void measure(benchmark::State &state, uint32_t packages, bool is_stored, const S
 
 void add(const char *operation, uint32_t packages, const Side &ours, const Side &floor)
 {
-    const bool is_store = std::strcmp(operation, "store") == 0;
+    const bool is_store = std::strcmp(operation, "store") == 0 || std::strcmp(operation, "add for node") == 0;
     const bool is_stored = is_store || std::strcmp(operation, "fetch") == 0;
     const std::string name = std::string(operation) + "/" + std::to_string(packages);
     auto *const registered = benchmark::RegisterBenchmark(
@@ -185,6 +228,17 @@ void add_all(uint32_t packages)
     add("decode+free", packages, {decode_and_free}, {decode_and_free_floor});
     add("duplicate", packages, {&Subject::duplicate, {}, &Subject::free_copies},
         {[](Subject &s) { bench::duplicate_floor(s.copy_plan); }, {}, free_copied_blocks});
+
+    // An edit is compared with one deep copy of the body, and freeing it.
+    const Step deep_copy = [](Subject &s) {
+        s.duplicate();
+        s.free_copies();
+    };
+    add("add", packages, {&Subject::add_package, {}, &Subject::remove_package}, {deep_copy});
+    add("remove", packages, {&Subject::remove_package, &Subject::add_package}, {deep_copy});
+    add("add with SPs", packages, {&Subject::add_package, &Subject::put_service_packs, &Subject::remove_package},
+        {deep_copy});
+    add("add for node", packages, {&Subject::add_for_node, &Subject::store}, {&Subject::fetch_and_store_floor});
     add("fetch", packages, {&Subject::fetch_and_free}, {&Subject::fetch_floor_and_free});
     add("store", packages, {&Subject::store},
         {[](Subject &s) { bench::store_floor(*s.profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH); }});
@@ -229,7 +283,8 @@ int main(int argc, char **argv)
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
         return 2;
     }
-    if (verd_inst_ldpath_lib_init(0, nullptr) != 0) {
+    const inst_pkg_fmt_info format = {"bench", 1};
+    if (verd_inst_ldpath_lib_init(0, &format) != 0) {
         return 1;
     }
     for (const uint32_t packages : {100U, 500U, 5000U, 50000U}) {

@@ -1,5 +1,6 @@
 #include "sample_profile.h"
 
+#include "instcomm.h"
 #include "zeld/record_fields.h"
 
 #include <cstdio>
@@ -61,3 +62,52 @@ inst_sw_profile_sdr_ext *new_sample_profile(uint32_t packages)
     record::set<&inst_sw_profile_info::packages>(sdr.sw_profile, list, packages);
     return profile;
 }
+
+namespace
+{
+
+sp_detail sample_service_pack(uint32_t number, const char *rpm)
+{
+    sp_detail pack = {};
+    char name[32];
+    std::snprintf(name, sizeof name, "qx-service-pack-%u", number);
+    auto *const rpms = static_cast<char **>(std::calloc(1, sizeof(char *)));
+    rpms[0] = strdup(rpm);
+    record::set<&sp_detail::sp_name>(pack, strdup(name));
+    record::set<&sp_detail::sp_rpms>(pack, rpms, 1);
+    return pack;
+}
+
+} // namespace
+
+namespace bench
+{
+
+void set_service_packs(inst_sw_profile_info &body, uint32_t first, uint32_t count)
+{
+    inst_free_string_list(body.sp_names_count, body.sp_names);
+    for (uint32_t i = 0; i < body.sp_details_count; ++i) {
+        zeld_sp_detail_free_ext(&body.sp_details[i], std::free);
+    }
+    std::free(body.sp_details);
+    auto *const names = static_cast<char **>(std::calloc(count, sizeof(char *)));
+    auto *const details = static_cast<sp_detail *>(std::calloc(count, sizeof(sp_detail)));
+    for (uint32_t i = 0; i < count; ++i) {
+        details[i] = sample_service_pack(first + i, "other-1.0-r1");
+        names[i] = strdup(details[i].sp_name);
+    }
+    record::set<&inst_sw_profile_info::sp_names>(body, names, count);
+    record::set<&inst_sw_profile_info::sp_details>(body, details, count);
+}
+
+void ServicePackSource::make(uint32_t first, uint32_t count, const char *rpm)
+{
+    set = static_cast<serv_packs *>(std::calloc(1, sizeof(serv_packs)));
+    auto *const packs = static_cast<service_pack *>(std::calloc(count, sizeof(service_pack)));
+    for (uint32_t i = 0; i < count; ++i) {
+        packs[i] = sample_service_pack(first + i, rpm);
+    }
+    record::set<&serv_packs::service_packs>(*set, packs, count);
+}
+
+} // namespace bench
