@@ -1,5 +1,6 @@
 /*
- * The software-profile store: create, store, find and fetch software profiles, the records of what each VM runs.
+ * The software-profile store: create, store, find, fetch and change software profiles, the records of what each VM
+ * runs.
  *
  * A profile is one inst_sw_profile_sdr_ext record (zeld.h), kept as a .bin file with a readable .txt twin. It is
  * found by SDR key, scope, state and VM type:
