@@ -65,6 +65,18 @@ struct Subject {
         }
     }
 
+    void copy_and_free_body()
+    {
+        auto *const array = static_cast<inst_swp_package *>(std::calloc(copies.size(), sizeof(inst_swp_package)));
+        for (std::size_t i = 0; i < copies.size(); ++i) {
+            zeld_inst_swp_package_duplicate(&array[i], &body().packages[i], std::malloc, 0);
+        }
+        for (std::size_t i = 0; i < copies.size(); ++i) {
+            zeld_inst_swp_package_free_ext(&array[i], std::free, 0);
+        }
+        std::free(array);
+    }
+
     void store()
     {
         if (inst_write_sdr_swprofile_to_file2("bench", 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, nullptr) != 0) {
@@ -229,11 +241,8 @@ void add_all(uint32_t packages)
     add("duplicate", packages, {&Subject::duplicate, {}, &Subject::free_copies},
         {[](Subject &s) { bench::duplicate_floor(s.copy_plan); }, {}, free_copied_blocks});
 
-    // An edit is compared with one deep copy of the body, and freeing it.
-    const Step deep_copy = [](Subject &s) {
-        s.duplicate();
-        s.free_copies();
-    };
+    // An edit is compared with one deep copy of the package array, and freeing it.
+    const Step deep_copy = &Subject::copy_and_free_body;
     add("add", packages, {&Subject::add_package, {}, &Subject::remove_package}, {deep_copy});
     add("remove", packages, {&Subject::remove_package, &Subject::add_package}, {deep_copy});
     add("add with SPs", packages, {&Subject::add_package, &Subject::put_service_packs, &Subject::remove_package},

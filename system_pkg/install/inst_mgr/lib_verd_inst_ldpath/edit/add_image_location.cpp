@@ -49,12 +49,8 @@ uint64_t add_image(const ProfileEdit &edit, const inst_node_loc *node_locs, uint
                    const char *version)
 {
     NodeList nodes;
-    uint64_t rc = copy_nodes(edit, node_locs, num_loc, nodes);
-    if (rc != 0) {
-        return rc;
-    }
     StoredProfile profile;
-    rc = read_stored_profile(edit, profile);
+    uint64_t rc = begin_for_nodes(edit, node_locs, num_loc, nodes, profile);
     if (rc != 0) {
         return rc;
     }

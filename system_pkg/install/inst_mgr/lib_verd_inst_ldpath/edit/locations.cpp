@@ -17,17 +17,18 @@ NodeList::~NodeList()
     std::free(nodes);
 }
 
-uint64_t copy_nodes(const ProfileEdit &edit, const inst_node_loc *nodes, uint32_t count, NodeList &copy)
+uint64_t begin_for_nodes(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc, NodeList &nodes,
+                         StoredProfile &profile)
 {
-    const uint64_t rc = verd_inst_dup_node_loc_list(count, nodes, &copy.nodes);
+    const uint64_t rc = verd_inst_dup_node_loc_list(num_loc, node_locs, &nodes.nodes);
     if (rc != 0) {
         // Names the wrong function; readers of the log know the message so.
         REPORT("%s: Error! inst_get_sdr_swprofile_file failed to make copy of node locations, %lx\n", edit.function,
                rc);
         return rc;
     }
-    copy.count = count;
-    return 0;
+    nodes.count = num_loc;
+    return read_stored_profile(edit, profile);
 }
 
 uint64_t append_nodes(inst_sw_profile_loc &location, NodeList &nodes)

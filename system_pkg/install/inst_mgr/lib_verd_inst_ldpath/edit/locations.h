@@ -14,8 +14,10 @@ struct NodeList {
     ~NodeList();
 };
 
-// Failures are reported. Results: those of verd_inst_dup_node_loc_list().
-uint64_t copy_nodes(const ProfileEdit &edit, const inst_node_loc *nodes, uint32_t count, NodeList &copy);
+// Copies the nodes that something is to be added for, and reads the profile. Failures are reported. Results: those of
+// verd_inst_dup_node_loc_list() and read_stored_profile().
+uint64_t begin_for_nodes(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc, NodeList &nodes,
+                         StoredProfile &profile);
 
 // Moves the nodes to the end of the location's list. Results: 0; INST_RC_NO_MEMORY, reported.
 uint64_t append_nodes(inst_sw_profile_loc &location, NodeList &nodes);
