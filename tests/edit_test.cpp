@@ -146,6 +146,9 @@ TEST_F(EditTest, ServicePacks)
     fs::remove("/tmp/enable_sp_debugs");
     const ServicePacks more{{"SP4", {"d-1-1"}}};
     add("d-1-1", 8, {}, more.source());
+    const ServicePacks lost{{"SP6", {"e-1-1"}}};
+    hooks::loses_detail = true;
+    add("e-1-1", 8, {}, lost.source());
     write_file("/tmp/emi_sp_get_rpm_names_failure", "");
     add("e-1-1", 8, {}, more.source());
     EXPECT_FALSE(fs::exists("/tmp/emi_sp_get_rpm_names_failure"));

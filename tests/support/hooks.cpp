@@ -74,6 +74,7 @@ void reset()
     allocated = 0;
     corrupts_reads = false;
     before_read = nullptr;
+    loses_detail = false;
 }
 
 void disarm()
@@ -144,6 +145,18 @@ HOOK(TRACE_OPEN, int, vestra_open_internal,
       uint64_t context),
      (handle, name, records, size, path, build, context), 5)
 HOOK(UTIL_INIT, uint64_t, instcomm_util_init, (uint64_t context, uint64_t reserved), (context, reserved), 0x77)
+
+extern "C" uint64_t instcomm_get_sp_names_from_rpm(uint64_t source, const char *package, char ***names, uint32_t *count,
+                                                   sp_detail **details)
+{
+    static auto *const original =
+        next<uint64_t(uint64_t, const char *, char ***, uint32_t *, sp_detail **)>("instcomm_get_sp_names_from_rpm");
+    const uint64_t rc = original(source, package, names, count, details);
+    if (std::exchange(loses_detail, false) && rc == 0) {
+        zeld_sp_detail_free_ext(&(*details)[*count - 1], std::free);
+    }
+    return rc;
+}
 
 extern "C" size_t fread(void *to, size_t size, size_t count, FILE *stream)
 {

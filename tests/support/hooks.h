@@ -61,6 +61,7 @@ inline std::vector<std::string> events; // "sync", "shell sync", "sleep 4", "run
 inline std::size_t allocated;           // bytes asked for
 inline bool corrupts_reads;             // changes a byte of whatever is read
 inline std::function<void()> before_read;
+inline bool loses_detail; // the next search for service packs hands out a name without its detail
 
 void reset(); // forgets all of these
 
