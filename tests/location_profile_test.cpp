@@ -155,11 +155,12 @@ TEST_F(LocationProfileTest, DamagedBundlesAreRefused)
     ASSERT_EQ(std::system("tar -C /tmp/m -cf /install_repo/gl/verdalis/link l-1-1.rpm"), 0);
     write_file(std::string(PACKAGES) + "text", std::string(2000, 'x'));
     write_file(std::string(PACKAGES) + "cut", read_file(std::string(PACKAGES) + "many").substr(0, 2048));
+    ASSERT_EQ(std::system("gzip -c /install_repo/gl/verdalis/cut >/install_repo/gl/verdalis/zipped"), 0);
     write_file(std::string(PACKAGES) + "empty", "");
     fs::create_directories(std::string(PACKAGES) + "directory");
     const std::string before = read_file(active_bin);
     for (const char *const name :
-         {"many", "upward", "absolute", "none", "odd", "link", "text", "cut", "empty", "directory"}) {
+         {"many", "upward", "absolute", "none", "odd", "link", "text", "cut", "zipped", "empty", "directory"}) {
         hooks::events.clear();
         const inst_node_loc node = {};
         const uint64_t rc = inst_ldpath_add_pkg_location("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, name,
@@ -169,6 +170,29 @@ TEST_F(LocationProfileTest, DamagedBundlesAreRefused)
         EXPECT_EQ(read_file(active_bin), before) << name;
     }
     EXPECT_FALSE(fs::exists("/install_repo/m"));
+}
+
+// What a sound bundle brings along beside its members doesn't matter, nor what the environment asks of tar.
+TEST_F(LocationProfileTest, UnpackingIsNotToBeLedAstray)
+{
+    given({});
+    ASSERT_EQ(
+        std::system("mkdir -p /tmp/m/d /tmp/out && cd /tmp/m && touch a-1-1.rpm d/b-1-1.rpm && "
+                    "chmod 6777 a-1-1.rpm && tar -cf /install_repo/gl/verdalis/whole ./a-1-1.rpm ./d && rm -r d && "
+                    "ln -s /tmp/out d && tar -cf /install_repo/gl/verdalis/led d && rm d && mkdir d && "
+                    "touch d/b-1-1.rpm && tar -rf /install_repo/gl/verdalis/led d/b-1-1.rpm"),
+        0);
+    setenv("TAR_OPTIONS", "-P -v", 1);
+    add("whole", VERD_PKG_SMU, {});
+    const fs::path work = (*fs::directory_iterator("/install_repo/tmp")).path();
+    EXPECT_EQ(fs::status(work / "a-1-1.rpm").permissions() & fs::perms(06000), fs::perms::none);
+    add("led", VERD_PKG_SMU, {});
+    unsetenv("TAR_OPTIONS");
+    EXPECT_TRUE(fs::is_empty("/tmp/out"));
+    const std::string path = getenv("PATH");
+    setenv("PATH", "/nowhere", 1);
+    add("whole", VERD_PKG_SMU, {});
+    setenv("PATH", path.c_str(), 1);
 }
 
 TEST_F(LocationProfileTest, ImagesForNodes)

@@ -2,12 +2,13 @@
 // programs as arguments of their own, never through a shell.
 #include "instcomm.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <spawn.h>
 #include <string_view>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,20 +16,33 @@
 namespace
 {
 
-// Runs a program; its standard output goes to `output` where that isn't negative.
-bool run(const char *const *arguments, int output)
+// What running a program came to.
+enum class Run { Succeeded, Failed, NotRun };
+
+// Runs a program; its standard output goes to `output` where that isn't negative. Nothing in this process's environment
+// may change what the program does.
+Run run(const char *const *arguments, int output)
 {
+    char path[] = "PATH=/usr/local/bin:/usr/bin:/bin";
+    char locale[] = "LC_ALL=C";
+    char *const environment[] = {path, locale, nullptr};
     posix_spawn_file_actions_t actions;
     if (posix_spawn_file_actions_init(&actions) != 0) {
-        return false;
+        return Run::NotRun;
     }
     pid_t child = -1;
-    int status = -1;
     const bool started =
         (output < 0 || posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO) == 0) &&
-        posix_spawnp(&child, arguments[0], &actions, nullptr, const_cast<char *const *>(arguments), environ) == 0;
+        posix_spawnp(&child, arguments[0], &actions, nullptr, const_cast<char *const *>(arguments), environment) == 0;
     posix_spawn_file_actions_destroy(&actions);
-    return started && waitpid(child, &status, 0) == child && status == 0;
+    int status = 0;
+    pid_t ended = -1;
+    while (started && (ended = waitpid(child, &status, 0)) < 0 && errno == EINTR) {
+    }
+    if (!started || ended != child) {
+        return Run::NotRun;
+    }
+    return status == 0 ? Run::Succeeded : Run::Failed;
 }
 
 bool is_rpm(std::string_view name)
@@ -45,22 +59,11 @@ bool is_suspect(std::string_view name)
     return name.empty() || name.front() == '/' || climbs || name.find('\\') != name.npos;
 }
 
-// An archive that isn't compressed ends in two blocks of zeros. tar itself doesn't miss them, nor the members that a
-// cut archive has lost.
-bool is_cut(const char *path, off_t size)
+// The member that a line of tar's list names, "block N: name".
+std::string_view member_of(std::string_view line)
 {
-    constexpr off_t BLOCK = 512;
-    constexpr off_t MAGIC_OFFSET = 257;
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    char magic[5] = {};
-    char end[2 * BLOCK] = {};
-    constexpr char NOTHING[sizeof end] = {};
-    const bool is_tar =
-        pread(fd, magic, sizeof magic, MAGIC_OFFSET) == sizeof magic && std::memcmp(magic, "ustar", sizeof magic) == 0;
-    const bool is_whole = size % BLOCK == 0 && pread(fd, end, sizeof end, size - 2 * BLOCK) == sizeof end &&
-                          std::memcmp(end, NOTHING, sizeof end) == 0;
-    close(fd);
-    return is_tar && !is_whole;
+    const std::size_t colon = line.find(": ");
+    return colon == line.npos ? "" : line.substr(colon + 2);
 }
 
 struct Bundle {
@@ -70,10 +73,15 @@ struct Bundle {
     char **files = nullptr;
     uint32_t count = 0;
 
-    uint64_t refuse(const char *why) const
+    uint64_t refuse(const char *why, uint64_t rc = INSTCOMM_RC_INVALID_DATA) const
     {
         instcomm_log("bundle %s: %s\n", path, why);
-        return INSTCOMM_RC_INVALID_DATA;
+        return rc;
+    }
+
+    uint64_t unpack_with(const char *const *program) const
+    {
+        return run(program, -1) == Run::Succeeded ? 0 : refuse("can't be unpacked", INSTCOMM_RC_FAILED);
     }
 
     uint64_t add_file(const char *name)
@@ -93,37 +101,55 @@ struct Bundle {
         return 0;
     }
 
-    uint64_t add_member(std::string_view name, const char *text)
+    uint64_t add_member(std::string_view name)
     {
         if (is_suspect(name)) {
             return refuse("has a member that can't be unpacked safely");
         }
-        return is_rpm(name) ? add_file(text) : 0;
+        return is_rpm(name) ? add_file(name.data()) : 0;
     }
 
-    // Reads tar's list, a line a member.
+    // Reads tar's list, a line a member. The last line tells how the archive ends; one that has been cut just stops,
+    // which tar itself doesn't mind.
     uint64_t read_members(FILE *list)
     {
         char *line = nullptr;
         std::size_t size = 0;
         uint64_t rc = 0;
+        bool is_whole = false;
         for (ssize_t length; rc == 0 && (length = getline(&line, &size, list)) > 0;) {
             line[length - 1] = '\0'; // the newline
-            rc = add_member(line, line);
+            const std::string_view member = member_of(line);
+            is_whole = member == "** Block of NULs **";
+            if (!is_whole && member != "** End of File **") {
+                rc = add_member(member);
+            }
         }
         std::free(line);
-        return rc == 0 && std::feof(list) == 0 ? INSTCOMM_RC_NO_MEMORY : rc;
+        if (rc == 0 && std::feof(list) == 0) {
+            return INSTCOMM_RC_NO_MEMORY;
+        }
+        return rc != 0 || is_whole ? rc : refuse("has been cut");
     }
 
     uint64_t list_members()
     {
-        FILE *const list = std::tmpfile();
+        const int fd = memfd_create("members", MFD_CLOEXEC);
+        FILE *const list = fd < 0 ? nullptr : fdopen(fd, "r");
         if (list == nullptr) {
+            if (fd >= 0) {
+                close(fd);
+            }
             return INSTCOMM_RC_FAILED;
         }
-        const char *const tar[] = {"tar", "--list", "--file", path, "--force-local", nullptr};
-        uint64_t rc = run(tar, fileno(list)) ? 0 : refuse("isn't a whole tar archive");
-        if (rc == 0) {
+        const char *const tar[] = {"tar", "--list", "--block-number", "--force-local", "--file", path, nullptr};
+        const Run listed = run(tar, fd);
+        uint64_t rc = 0;
+        if (listed == Run::NotRun) {
+            rc = refuse("can't be listed", INSTCOMM_RC_FAILED);
+        } else if (listed == Run::Failed) {
+            rc = refuse("isn't a whole tar archive");
+        } else {
             std::rewind(list);
             rc = read_members(list);
         }
@@ -137,9 +163,18 @@ struct Bundle {
         if (rc != 0 || count == 0) {
             return rc;
         }
-        const char *const tar[] = {"tar",    "--extract",       "--file",        path,   "--directory",
-                                   work_dir, "--no-same-owner", "--force-local", nullptr};
-        return run(tar, -1) ? 0 : INSTCOMM_RC_FAILED;
+        const char *const tar[] = {"tar",
+                                   "--extract",
+                                   "--no-same-owner",
+                                   "--no-same-permissions",
+                                   "--directory",
+                                   work_dir,
+                                   "--no-overwrite-dir",
+                                   "--force-local",
+                                   "--file",
+                                   path,
+                                   nullptr};
+        return unpack_with(tar);
     }
 
     uint64_t copy_rpm()
@@ -150,7 +185,7 @@ struct Bundle {
             return rc;
         }
         const char *const copy[] = {"cp", "--", path, files[0], nullptr};
-        return run(copy, -1) ? 0 : INSTCOMM_RC_FAILED;
+        return unpack_with(copy);
     }
 
     uint64_t check_files() const
@@ -181,13 +216,13 @@ extern "C" uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle
     struct stat status;
     uint64_t rc = 0;
     if (stat(bundle_path, &status) != 0) {
-        rc = INSTCOMM_RC_FAILED;
+        rc = bundle.refuse("isn't there", INSTCOMM_RC_FAILED);
     } else if (!S_ISREG(status.st_mode) || status.st_size == 0) {
         rc = bundle.refuse("is no file with content");
     } else if (is_rpm(bundle_path)) {
         rc = bundle.copy_rpm();
     } else {
-        rc = is_cut(bundle_path, status.st_size) ? bundle.refuse("has been cut") : bundle.unpack_tar();
+        rc = bundle.unpack_tar();
     }
     if (rc == 0) {
         rc = bundle.check_files();

@@ -64,8 +64,8 @@ uint64_t add_to_body(inst_sw_profile_info &body, const Package &package, OwnedSt
 }
 
 // A location that has the package already gets the nodes; otherwise all locations have it in the end. An add that fails
-// leaves its location without the package, and memory that runs out ends the walk; what has been added is stored. What
-// the package supersedes in a location stays there.
+// leaves its location without the package; when there is no memory for the names of what it supersedes, the walk ends.
+// What has been added is stored. What the package supersedes in a location stays there.
 uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const Package &package, NodeList &nodes, bool &is_duplicate)
 {
     inst_sw_profile_loc *locations = nullptr;
@@ -134,8 +134,9 @@ uint64_t add_to_main_body(inst_sw_profile_sdr &sdr, const Package &package, bool
 // A system test of high availability has the install manager end here.
 void respawn_if_ordered()
 {
-    if (test_file_fires(RESPAWN_TEST_FILE)) {
+    if (marker_exists(RESPAWN_TEST_FILE)) {
         REPORT("HA UT: respwan inst_mgr \n");
+        static_cast<void>(test_file_fires(RESPAWN_TEST_FILE));
         std::exit(1);
     }
 }

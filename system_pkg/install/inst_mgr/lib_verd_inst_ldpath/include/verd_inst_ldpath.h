@@ -219,7 +219,8 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  *
  * For all nodes: into the main body, what it supersedes being removed; all location profiles are dropped.
  * For some nodes: if there are location profiles, the package is offered to each in turn; the first that has it already
- * gets the nodes, and the later ones are left alone. If none has it, all get the package, and NONE gets the nodes.
+ * gets the nodes, and the later ones are left alone. If none has it, all get the package, and NONE gets the nodes;
+ * what the package supersedes there stays.
  * Without location profiles, one is made of the package and the nodes.
  *
  * Packages of type VERD_PKG_SMU and VERD_PKG_KERNEL, and under the new package rules also VERD_PKG_HOST_SMU and
@@ -232,6 +233,7 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  * INSTMGR_RC_NO_MEMORY; an errno code when no work directory can be made; those of
  * instcomm_get_rpm_package_list_from_bundle(), inst_ldpath_add_pkg_in_swp() and of reading and storing a profile.
  * On disk: a failure before the store changes nothing but the work area; then as for storing.
+ * When the file of a system test orders it, it is deleted and the process ended with exit status 1.
  */
 uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type,
                                       const inst_node_loc *node_locs, uint32_t num_loc, const char *pkg_name,
