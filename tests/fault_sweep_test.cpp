@@ -106,6 +106,13 @@ const Operation OPERATIONS[] = {
      [](Outcome &o) { o.rc = offer->add_to(changed->sdr_sw_profile.sw_profile); }, true},
     {"remove", Operation::Edits, [](Outcome &o) { o.rc = remove("alpha-1.0-r1"); }},
     {"remove a base RPM", Operation::Edits, [](Outcome &o) { o.rc = remove("base.rpm"); }},
+    {"promote", Operation::Edits,
+     [](Outcome &o) { o.rc = inst_ldpath_swp_move_prep_to_act("other", 0, VERD_VM_QX, &o.error); }},
+    {"copy", Operation::Edits,
+     [](Outcome &o) {
+         o.rc = inst_ldpath_swp_copy("other", 0, VERD_VM_QX, VERD_SWP_PREPARED, VERD_SWP_COMMITTED, &o.error);
+     }},
+    {"delete", Operation::Edits, [](Outcome &o) { o.rc = inst_ldpath_delete_swprofile("other", 0, VERD_VM_QX); }},
     {"check for locations", Operation::Edits,
      [](Outcome &) { inst_ldpath_chk_loc_profile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX); }},
     {"add a bundle for all nodes", Operation::Stores,
@@ -148,6 +155,9 @@ protected:
     {
         write_file(active_bin, before.bin);
         write_file(active_txt, before.twin);
+        for (const char *const file : {"prepared.bin", "prepared.txt", "active.bin", "active.txt"}) {
+            write_file(std::string("/install_repo/gl/instdb/sdr/other/qx-swprofile-") + file, file);
+        }
         inst_ldpath_free_swprofile_ext(&changed);
         changed = operation.from_nothing
                       ? static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)))

@@ -44,7 +44,8 @@ void instcomm_log(const char *format, ...) __attribute__((format(printf, 1, 2)))
 /*
  * Format a command and run it through the shell. With a non-null `out`, its first output goes there, cut to out_size
  * and NUL-terminated; otherwise it goes to this process's standard error. Returns 0 when the command exited with 0,
- * else INSTCOMM_RC_FAILED, or INSTCOMM_RC_NO_MEMORY when the command can't be composed.
+ * else INSTCOMM_RC_FAILED, or INSTCOMM_RC_NO_MEMORY when the command can't be composed, or INSTCOMM_RC_INVALID_ARG
+ * without a format.
  */
 uint64_t inst_runcmd(char *out, uint32_t out_size, const char *format, ...) __attribute__((format(printf, 3, 4)));
 

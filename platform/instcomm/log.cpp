@@ -20,7 +20,7 @@ int open_log()
 {
     constexpr int HOW = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     int fd = open(LOG_FILE, HOW, 0644);
-    if (fd < 0 && errno == ENOENT && mkdir(LOG_DIRECTORY, 0755) == 0) {
+    if (fd < 0 && errno == ENOENT && (mkdir(LOG_DIRECTORY, 0755) == 0 || errno == EEXIST)) {
         fd = open(LOG_FILE, HOW, 0644);
     }
     return fd;

@@ -1,17 +1,18 @@
 // A ring file per trace: a header, then the records, the oldest overwritten first. All processes that trace append to
-// one ring; a counter in the header, which each of them has mapped, hands out the places.
+// one ring; a counter in the header hands out the places. Nothing is locked, since a process that stops must not stop
+// the others: two that trace at the same instant may get one place, and a record be lost.
 #include "vestra.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -43,8 +44,9 @@ struct RecordHead {
 struct Trace {
     char name[64];
     RingHeader header;
-    RingHeader *mapped; // null: nothing is written
-    int fd;
+    int fd; // negative: nothing is written
+    dev_t device;
+    ino_t inode; // of the ring: the descriptor may come to be somebody else's
 };
 
 constexpr uint32_t MAX_TRACES = 8;
@@ -87,30 +89,34 @@ void open_ring(Trace &trace)
     }
     trace.fd = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1); // a process may have closed its standard streams
     close(fd);
-    if (trace.fd < 0) {
-        return;
-    }
-    // Another form of ring is written over. The file never gets shorter than a header, which others may have mapped.
-    if (has_ring(trace.fd, trace.header) ||
-        (write_header(trace.fd, trace.header) && ftruncate(trace.fd, sizeof(RingHeader)) == 0)) {
-        void *const header = mmap(nullptr, HEADER_SIZE, PROT_READ | PROT_WRITE, MAP_SHARED, trace.fd, 0);
-        trace.mapped = header == MAP_FAILED ? nullptr : static_cast<RingHeader *>(header);
-    }
-    if (trace.mapped == nullptr) {
-        close(trace.fd);
+    struct stat file;
+    const bool is_usable = trace.fd >= 0 && fstat(trace.fd, &file) == 0 && S_ISREG(file.st_mode) &&
+                           (has_ring(trace.fd, trace.header) || // another form of ring is written over
+                            (ftruncate(trace.fd, 0) == 0 && write_header(trace.fd, trace.header)));
+    if (is_usable) {
+        trace.device = file.st_dev;
+        trace.inode = file.st_ino;
+    } else if (trace.fd >= 0) {
+        close(std::exchange(trace.fd, -1));
     }
 }
 
-// The place of the next record. The header is looked after first: touching it would be fatal in a file that somebody
-// has emptied by hand.
-bool take_place(Trace &trace, off_t &place)
+// Takes the place of the next record. A ring that somebody has emptied begins anew.
+bool take_place(const Trace &trace, off_t &place)
 {
     struct stat file;
-    if (fstat(trace.fd, &file) != 0 ||
-        (file.st_size < static_cast<off_t>(sizeof(RingHeader)) && !write_header(trace.fd, trace.header))) {
+    if (fstat(trace.fd, &file) != 0 || file.st_dev != trace.device || file.st_ino != trace.inode) {
         return false;
     }
-    const uint64_t number = std::atomic_ref(trace.mapped->next).fetch_add(1, std::memory_order_relaxed);
+    constexpr off_t AT = offsetof(RingHeader, next);
+    uint64_t number = 0;
+    if (pread(trace.fd, &number, sizeof number, AT) != sizeof number && !write_header(trace.fd, trace.header)) {
+        return false;
+    }
+    const uint64_t next = number + 1;
+    if (pwrite(trace.fd, &next, sizeof next, AT) != sizeof next) {
+        return false;
+    }
     place = static_cast<off_t>(HEADER_SIZE + number % trace.header.records * trace.header.record_size);
     return true;
 }
@@ -160,6 +166,7 @@ int vestra_open_internal(uint64_t *handle, const char *name, uint32_t records, u
         return ENOSPC;
     }
     Trace trace = {};
+    trace.fd = -1;
     trace.header.records = records;
     trace.header.record_size = record_size;
     std::memcpy(trace.header.magic, MAGIC, sizeof MAGIC);
@@ -179,9 +186,9 @@ void vestra_internal(uint64_t handle, uint32_t site, uint32_t, uint32_t, const c
     if (handle == 0 || handle > trace_count || arg_types == nullptr) {
         return;
     }
-    Trace &trace = traces[handle - 1];
+    const Trace &trace = traces[handle - 1];
     off_t place = 0;
-    if (trace.mapped == nullptr || !take_place(trace, place)) {
+    if (trace.fd < 0 || !take_place(trace, place)) {
         return;
     }
     timespec now = {};

@@ -1,7 +1,8 @@
 // Two totals over 64-bit words. `sum` adds the words up, so that a change within one of them is certain to be found.
 // `mixed` is what finds everything else, above all the start of one writer's bytes with the end of another's: each step
-// is a multiplication after an exclusive or, so that no pattern of changes cancels out as it would in sums. It runs in
-// four independent lanes, since the steps of one wait for each other.
+// is a multiplication after an exclusive or, so that changes at regular distances don't cancel out as they would in
+// sums. (Changes that are made to fit it do; nothing here is a signature.) It runs in four independent lanes, since the
+// steps of one wait for each other.
 #include "wire.h"
 
 #include "bytes.h"

@@ -133,6 +133,7 @@ HOOK(FTELL, long, ftell, (FILE * stream), (stream), -1)
 HOOK(ACCESS, int, access, (const char *path, int mode), (path, mode), -1, noexcept)
 HOOK(STAT, int, stat, (const char *path, struct stat *status), (path, status), -1, noexcept)
 HOOK(CLOCK, int, clock_gettime, (clockid_t clock, timespec *now), (clock, now), -1, noexcept)
+HOOK(RENAME, int, rename, (const char *from, const char *to), (from, to), -1, noexcept)
 HOOK(MKDTEMP, char *, mkdtemp, (char *path), (path), nullptr, noexcept)
 HOOK(MAKE_DIRECTORIES, int, instcomm_create_filepath_dirs, (const char *path), (path), -1)
 HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t count), (to, size, from, count),
@@ -207,7 +208,14 @@ extern "C" int wsystem(const char *command)
 {
     static auto *const original = next<int(const char *)>("wsystem");
     const bool is_failing = fires(SHELL, "shell ", command);
+    const Inside inside; // which uses system()
     return is_failing ? -1 : std::strcmp(command, "sync") == 0 ? 0 : original(command);
+}
+
+extern "C" int system(const char *command)
+{
+    static auto *const original = next<int(const char *)>("system");
+    return fires(SYSTEM, "system ", command) ? -1 : original(command);
 }
 
 extern "C" uint64_t inst_runcmd(char *out, uint32_t size, const char *format, ...)

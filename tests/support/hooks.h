@@ -26,6 +26,8 @@ enum Function {
     SLEEP,
     SYNC,
     SHELL, // wsystem
+    SYSTEM,
+    RENAME,
     RUNCMD,
     MKDTEMP,
     MAKE_DIRECTORIES,
@@ -57,9 +59,10 @@ struct Message {
 
 inline Order orders[FUNCTION_COUNT];
 inline std::vector<Message> messages;
-inline std::vector<std::string> events; // "sync", "shell sync", "sleep 4", "run COMMAND", "unlink PATH", "log TEXT"
-inline std::size_t allocated;           // bytes asked for
-inline bool corrupts_reads;             // changes a byte of whatever is read
+inline std::vector<std::string>
+    events; // "sync", "shell sync", "sleep 4", "system COMMAND", "run COMMAND", "unlink PATH", "log TEXT"
+inline std::size_t allocated; // bytes asked for
+inline bool corrupts_reads;   // changes a byte of whatever is read
 inline std::function<void()> before_read;
 inline bool loses_detail; // the next search for service packs hands out a name without its detail
 

@@ -28,6 +28,9 @@ inline constexpr FileSites FILES[] = {
     {"reader", 10},
     {"store", 13},
     {"create", 16},
+    {"delete", 10},
+    {"promote", 9},
+    {"copy", 7},
     {"add_package", 25},
     {"remove_package", 5},
     {"replacement_list", 2},
@@ -64,8 +67,8 @@ consteval unsigned first_site(std::string_view file)
     return this_file_has_no_line_in_the_table_of_trace_sites();
 }
 
-// A name for the numbering as a whole, 32 hexadecimal digits: it changes with the table, so that a trace is never read
-// with another build's messages.
+// A name for the numbering as a whole, 32 hexadecimal digits: it changes with the table, so that a ring of other
+// numbers begins anew. (A message that is only reworded keeps its number and the name.)
 struct BuildId {
     char digits[33];
 };

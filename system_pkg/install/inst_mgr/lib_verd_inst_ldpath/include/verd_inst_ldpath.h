@@ -129,7 +129,7 @@ uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_loca
  * the caller's and isn't changed.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_EMPTY_SWPROFILE when the record can't be encoded;
  * INSTMGR_RC_INVALID_DATA; those of inst_get_sdr_swprofile_file(); an errno code when a file can't be opened or
- * written; INSTCOMM codes when the copy to "/install_repo/local/" fails.
+ * written; INSTCOMM codes when the text can't be rendered or the copy to "/install_repo/local/" fails.
  * On disk: a failure before the .bin is opened leaves both files as they were. A .bin that couldn't be written is
  * removed. Later failures leave the new .bin in place. BEWARE: 0 is also returned when the .bin could be written but
  * not verified: no file is left then, which the error text tells, or an unverified one, without any text.
@@ -171,9 +171,42 @@ typedef struct swprofile_create_request {
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA for a body that is
  * too large; the wait status of a failed copy of an optional package, sign-extended; and those of
  * inst_write_sdr_swprofile_to_file2(), whose notes on the disk hold here too. Any failure before the store leaves the
- * disk as it was, but for optional packages already copied and "/tmp/pkg_cpy_log", which each copy writes anew.
+ * disk as it was, but for optional packages already copied, the one whose copy failed, which may be cut short, and
+ * "/tmp/pkg_cpy_log", which each copy writes anew. The command of a copy is cut to 255 characters, which names of up to
+ * 187 don't reach.
  */
 uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request);
+
+/*
+ * Delete a .bin file, its text twin and the files of both names in "/install_repo/local/", as far as they are there.
+ * Results: 0, also when there was nothing, or a file couldn't be removed; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY;
+ * INSTMGR_RC_INVALID_DATA for a path without a '.', whose file has been deleted by then.
+ */
+uint64_t inst_ldpath_delete_swprofile_file(const char *swprofile_file);
+
+/*
+ * Delete all three states of a profile: committed, active, prepared. The key is required for QX, LC QX and UVF in
+ * either scope. Results: 0; INST_RC_INVALID_ARG; those of naming a file and of deleting it. States before the one that
+ * failed are gone then.
+ */
+uint64_t inst_ldpath_delete_swprofile(const char *sdr_key, uint8_t is_local, uint32_t vm_type);
+
+/*
+ * Make the prepared profile the active one, by moving its files. A prepared profile that doesn't exist is no failure:
+ * nothing changes.
+ * Results: 0; those of naming files; an errno code when a file can't be moved; INSTCOMM codes when a flat copy can't.
+ * What was moved before a failure stays so. Keys of more than 40 characters: see inst_ldpath_swp_copy().
+ */
+uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local, uint32_t vm_type, char **err_msg_p);
+
+/*
+ * Copy a state of a profile over another one, file by file. A source that doesn't exist is no failure: nothing changes.
+ * Results: 0; INSTMGR_RC_INVALID_DATA when both states are the same; those of naming files; an errno code when a file
+ * can't be copied; INSTCOMM codes when a flat copy can't. What was copied before a failure stays so. Commands are cut
+ * to 199 characters, which keys of up to 40 don't reach: a longer one may make a file of another name, with result 0.
+ */
+uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm_type, int32_t src_state,
+                              int32_t dest_state, char **err_msg_p);
 
 /*
  * Add a package to a body in memory, as its last entry; nothing is stored. What the package supersedes stays in the
@@ -277,8 +310,8 @@ uint64_t inst_ldpath_get_local_swprofile(const char *sdr_key, int32_t part_type,
                                          inst_sw_profile_sdr_ext **local_sw_profile_ext_pp, char **error_message_out);
 
 /*
- * Fetch a profile that may not exist: INSTMGR_RC_SWPROFILE_NOT_FOUND tells a file that is missing, empty or can't be
- * reached from a failure, whose results are those of inst_ldpath_get_swprofile().
+ * Fetch a profile that may not exist: INSTMGR_RC_SWPROFILE_NOT_FOUND tells a file that is missing, empty, or can't be
+ * reached or examined from a failure, whose results are those of inst_ldpath_get_swprofile().
  */
 uint64_t inst_ldpath_get_sw_profile_if_exists(const char *sdr_key, uint8_t is_local, int32_t part_type,
                                               uint32_t vm_type, inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 
-// The size of an open file in bytes, the position put to its start; 0 when it can't be found out. Beyond 31 bits it
-// is cut, and may be negative.
+// The size of an open file in bytes, the position put to its start; 0 when the position can't be changed, -1 when
+// it can't be told. Beyond 31 bits the size is cut, and may be negative.
 int32_t inst_get_file_size(FILE *stream);
 
 // Stores a new record in *record_out, which is untouched on failure; it is freed with

@@ -2,7 +2,7 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
-#include "location/repository.h"
+#include "location/flat_copy.h"
 #include "persist/binary_writer.h"
 #include "persist/encode_buffer.h"
 #include "persist/text_writer.h"
@@ -75,12 +75,6 @@ uint64_t write_txt(const char *bin_path, const inst_sw_profile_sdr_ext *profile,
     return rc;
 }
 
-bool has_flat_copy(const char *sdr_key, uint8_t is_local, uint32_t vm_type)
-{
-    return (vm_type == VERD_VM_QX || vm_type == VERD_VM_LC_QX) && sdr_key != nullptr &&
-           std::strcmp(sdr_key, repository::DEFAULT_SDR) == 0 && is_local != 0;
-}
-
 uint64_t copy_to_repository(const char *path, char **text)
 {
     const uint64_t rc = inst_runcmd(nullptr, 0, "cp -a %s %s 2>&1", path, repository::LOCAL_DIRECTORY);
@@ -142,7 +136,7 @@ uint64_t write_profile(const char *sdr_key, uint8_t is_local, int32_t part_type,
         return rc;
     }
     sync();
-    if (has_flat_copy(sdr_key, is_local, vm_type)) {
+    if (has_flat_copies(sdr_key, is_local, vm_type)) {
         rc = make_flat_copies(path.ptr, text);
         if (rc != 0) {
             return rc;

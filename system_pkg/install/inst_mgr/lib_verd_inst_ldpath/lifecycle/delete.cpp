@@ -1,0 +1,122 @@
+#include "frame/debug_line.h"
+#include "frame/enumerations.h"
+#include "frame/owned.h"
+#include "lifecycle/remove_file.h"
+#include "location/flat_copy.h"
+#include "location/path_text.h"
+
+TRACE_SITES_BEGIN(delete)
+
+namespace
+{
+
+constexpr char DELETE_FILE[] = "inst_ldpath_delete_swprofile_file";
+
+void remove_flat_copy(const char *path)
+{
+    char copy[repository::PATH_SIZE];
+    name_flat_copy(path, copy);
+    remove_if_there(copy);
+}
+
+uint64_t delete_files(const char *swprofile_file)
+{
+    remove_if_there(swprofile_file);
+    Owned<char> twin;
+    Owned<char> text;
+    uint64_t rc = inst_get_sdr_swprofile_txt_file(swprofile_file, &twin.ptr, &text.ptr);
+    if (rc != 0) {
+        REPORT("Error! inst_get_sdr_swprofile_txt_file failed, %lx\n", rc);
+        return rc;
+    }
+    remove_if_there(twin.ptr);
+    Owned<char> copy;
+    rc = copy_path(swprofile_file, &copy.ptr);
+    if (rc != 0) {
+        REPORT("%s: Error, Failed to allocate memory \n", DELETE_FILE);
+        return rc;
+    }
+    remove_flat_copy(copy.ptr);
+    remove_flat_copy(twin.ptr);
+    sync();
+    return 0;
+}
+
+// One state of a profile, and what is said when it can't be deleted.
+struct StateToDelete {
+    int32_t state;
+    void (*no_file_name)(uint64_t rc);
+    void (*not_deleted)(const char *path, uint64_t rc);
+};
+
+// The first message lacks the "Error! " of the others; readers of the log know it so.
+constexpr StateToDelete STATES[] = {
+    {VERD_SWP_COMMITTED, [](uint64_t rc) { REPORT("Failed to get committed SW profile file: %lx\n", rc); },
+     [](const char *path, uint64_t rc) {
+         REPORT("Error! Failed to delete committed SW profile file %s: %lx\n", path, rc);
+     }},
+    {VERD_SWP_ACTIVE, [](uint64_t rc) { REPORT("Error! Failed to get active SW profile file: %lx\n", rc); },
+     [](const char *path, uint64_t rc) {
+         REPORT("Error! Failed to delete active SW profile file %s: %lx\n", path, rc);
+     }},
+    {VERD_SWP_PREPARED, [](uint64_t rc) { REPORT("Error! Failed to get prepared SW profile file: %lx\n", rc); },
+     [](const char *path, uint64_t rc) {
+         REPORT("Error! Failed to delete prepared SW profile file %s: %lx\n", path, rc);
+     }},
+};
+
+uint64_t delete_state(const StateToDelete &state, const char *sdr_key, uint8_t is_local, uint32_t vm_type)
+{
+    Owned<char> path;
+    Owned<char> text;
+    uint64_t rc = inst_get_sdr_swprofile_file(sdr_key, &path.ptr, is_local, state.state, vm_type, &text.ptr);
+    if (rc != 0) {
+        state.no_file_name(rc);
+        return rc;
+    }
+    rc = inst_ldpath_delete_swprofile_file(path.ptr);
+    if (rc != 0) {
+        state.not_deleted(path.ptr, rc);
+    }
+    return rc;
+}
+
+uint64_t delete_all_states(const char *sdr_key, uint8_t is_local, uint32_t vm_type)
+{
+    if (is_qx_based(vm_type) && sdr_key == nullptr) {
+        REPORT("Error! sdr_key is NULL\n");
+        return INST_RC_INVALID_ARG;
+    }
+    uint64_t rc = 0;
+    for (const StateToDelete &state : STATES) {
+        rc = delete_state(state, sdr_key, is_local, vm_type);
+        if (rc != 0) {
+            break;
+        }
+    }
+    return rc;
+}
+
+} // namespace
+
+extern "C" {
+
+uint64_t inst_ldpath_delete_swprofile_file(const char *swprofile_file)
+{
+    if (swprofile_file == nullptr) {
+        REPORT("Error! sdr_swprofile_file is NULL\n");
+        return INST_RC_INVALID_ARG;
+    }
+    return delete_files(swprofile_file);
+}
+
+uint64_t inst_ldpath_delete_swprofile(const char *sdr_key, uint8_t is_local, uint32_t vm_type)
+{
+    DEBUG_LINE(4, "Entering function %s, %s, %d, %d \n", __func__, text_or_null(sdr_key), is_local, vm_type);
+    const uint64_t rc = delete_all_states(sdr_key, is_local, vm_type);
+    DEBUG_LINE(4, "Leaving function %s, rc = %lx\n", __func__, rc);
+    return rc;
+}
+}
+
+TRACE_SITES_END(delete);
