@@ -110,6 +110,30 @@ TEST_F(CommandTest, PackagesAndImagesForNodes)
     EXPECT_EQ(json_of("nodes --json")["location_profiles"][0]["version"], "2");
 }
 
+TEST_F(CommandTest, PromoteCopyDelete)
+{
+    run(create + "--local --state prepared");
+    const std::string prepared = read_file("/install_repo/local/sdr/default-sdr/qx-swprofile-prepared.bin");
+    EXPECT_EQ(run("promote --local").out, "the prepared QX profile of default-sdr (local) is now the active one\n"
+                                          "/install_repo/local/sdr/default-sdr/qx-swprofile-active.bin\n");
+    EXPECT_EQ(run("promote --local").code, 3);
+    EXPECT_EQ(run("copy --local --from active --to committed").code, 0);
+    EXPECT_EQ(read_file("/install_repo/local/sdr/default-sdr/qx-swprofile-committed.bin"), prepared);
+    EXPECT_EQ(read_file("/install_repo/local/qx-swprofile-committed.bin"), prepared);
+    EXPECT_EQ(run("copy --local --from prepared --to active").code, 3);
+    EXPECT_EQ(run("copy --local --from active --to 2").code, 2);
+    EXPECT_EQ(run("delete --local </dev/null").code, 2);
+    const Ran deleted = run("delete --local --state active --yes");
+    EXPECT_EQ(std::count(deleted.out.begin(), deleted.out.end(), '\n'), 4) << deleted.out;
+    EXPECT_EQ(run("exists --local").code, 3);
+    EXPECT_EQ(run("delete --local --yes").code, 0);
+    EXPECT_EQ(run("delete --local --yes").code, 3);
+    EXPECT_EQ(run("list").out, "no profiles\n");
+    write_file("/install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-prepared.bin", "junk");
+    EXPECT_EQ(run("promote").code, 4); // stays where it is
+    EXPECT_EQ(run("delete --state prepared --yes").code, 0);
+}
+
 TEST_F(CommandTest, ListTellsEveryProfilesHealth)
 {
     EXPECT_EQ(run("list").out, "no profiles\n");

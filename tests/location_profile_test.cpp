@@ -189,10 +189,13 @@ TEST_F(LocationProfileTest, UnpackingIsNotToBeLedAstray)
     add("led", VERD_PKG_SMU, {});
     unsetenv("TAR_OPTIONS");
     EXPECT_TRUE(fs::is_empty("/tmp/out"));
+    write_file("/tmp/bin/tar", "#!/bin/sh\ntouch /tmp/out/run\n");
+    fs::permissions("/tmp/bin/tar", fs::perms::owner_all);
     const std::string path = getenv("PATH");
-    setenv("PATH", "/nowhere", 1);
+    setenv("PATH", ("/tmp/bin:" + path).c_str(), 1);
     add("whole", VERD_PKG_SMU, {});
     setenv("PATH", path.c_str(), 1);
+    EXPECT_TRUE(fs::is_empty("/tmp/out"));
 }
 
 TEST_F(LocationProfileTest, ImagesForNodes)

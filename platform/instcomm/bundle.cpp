@@ -23,7 +23,7 @@ enum class Run { Succeeded, Failed, NotRun };
 // may change what the program does.
 Run run(const char *const *arguments, int output)
 {
-    char path[] = "PATH=/usr/local/bin:/usr/bin:/bin";
+    char path[] = "PATH=/usr/bin:/bin"; // of the programs that unpack what is compressed
     char locale[] = "LC_ALL=C";
     char *const environment[] = {path, locale, nullptr};
     posix_spawn_file_actions_t actions;
@@ -33,7 +33,7 @@ Run run(const char *const *arguments, int output)
     pid_t child = -1;
     const bool started =
         (output < 0 || posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO) == 0) &&
-        posix_spawnp(&child, arguments[0], &actions, nullptr, const_cast<char *const *>(arguments), environment) == 0;
+        posix_spawn(&child, arguments[0], &actions, nullptr, const_cast<char *const *>(arguments), environment) == 0;
     posix_spawn_file_actions_destroy(&actions);
     int status = 0;
     pid_t ended = -1;
@@ -142,7 +142,7 @@ struct Bundle {
             }
             return INSTCOMM_RC_FAILED;
         }
-        const char *const tar[] = {"tar", "--list", "--block-number", "--force-local", "--file", path, nullptr};
+        const char *const tar[] = {"/bin/tar", "--list", "--block-number", "--force-local", "--file", path, nullptr};
         const Run listed = run(tar, fd);
         uint64_t rc = 0;
         if (listed == Run::NotRun) {
@@ -163,7 +163,7 @@ struct Bundle {
         if (rc != 0 || count == 0) {
             return rc;
         }
-        const char *const tar[] = {"tar",
+        const char *const tar[] = {"/bin/tar",
                                    "--extract",
                                    "--no-same-owner",
                                    "--no-same-permissions",
@@ -184,7 +184,7 @@ struct Bundle {
         if (rc != 0) {
             return rc;
         }
-        const char *const copy[] = {"cp", "--", path, files[0], nullptr};
+        const char *const copy[] = {"/bin/cp", "--", path, files[0], nullptr};
         return unpack_with(copy);
     }
 

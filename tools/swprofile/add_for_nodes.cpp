@@ -118,17 +118,18 @@ void tell_all_nodes(const Options &options, const Profile &before, const Profile
     }
 }
 
-void tell_nodes(const Options &options, const Profile &after)
+void tell_nodes(const Options &options, const Profile &before, const Profile &after)
 {
     const std::vector<const inst_sw_profile_loc *> locations = locations_with(options.package, after);
-    if (locations.empty()) {
+    const std::vector<inst_node_loc> missing = nodes_missing_in(locations, options.nodes);
+    const bool had_package = !locations_with(options.package, before).empty(); // so the nodes had one to join
+    if (locations.empty() || (had_package && !missing.empty())) {
         fail_to_store(options);
     }
     std::printf("%s is now in the %s, for\n", options.package.c_str(), options.selector.describe().c_str());
     for (const inst_sw_profile_loc *const location : locations) {
         std::printf("  %s\n", nodes_text(nodes_of(*location)).c_str());
     }
-    const std::vector<inst_node_loc> missing = nodes_missing_in(locations, options.nodes);
     if (!missing.empty()) {
         std::fprintf(stderr,
                      "swprofile: note: %s: not among them\n"
@@ -167,7 +168,7 @@ void run(Options &options)
     if (options.is_for_all) {
         tell_all_nodes(options, before, after);
     } else {
-        tell_nodes(options, after);
+        tell_nodes(options, before, after);
     }
 }
 
@@ -191,12 +192,14 @@ void add_add_for_nodes(CLI::App &command)
                     "a JSON file of service packs: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1\"]}]")
         ->needs("--new-format");
     add_selector_options(*add, options->selector);
-    add->footer("Types smu and kernel, and by the new rules host-smu and base, are bundles of RPMs, tar files in\n"
-                "/install_repo/gl/verdalis/ whose names begin with that of the package.\n\n"
-                "With --node: a location profile that has the package already gets the nodes. If none has it, all get\n"
-                "the package; the nodes get a location profile of their own only if there is none yet.\n\n"
-                "Examples:\n"
-                "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
-                "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");
+    add->footer(
+        "Types smu and kernel, and by the new rules host-smu and base, are bundles of RPMs, tar files in\n"
+        "/install_repo/gl/verdalis/ whose names begin with that of the package.\n\n"
+        "With --node: the first location profile that has the package already gets the nodes; those before it get\n"
+        "the package. If none has it, all get it. The nodes get a location profile of their own only if there is\n"
+        "none yet.\n\n"
+        "Examples:\n"
+        "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
+        "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");
     add->callback([options] { run(*options); });
 }

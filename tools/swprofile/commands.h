@@ -12,3 +12,6 @@ void add_boot_flag(CLI::App &command);
 void add_nodes(CLI::App &command);
 void add_add_for_nodes(CLI::App &command);
 void add_image_for_nodes(CLI::App &command);
+void add_promote(CLI::App &command);
+void add_copy(CLI::App &command);
+void add_delete(CLI::App &command);

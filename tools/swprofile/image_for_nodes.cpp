@@ -44,7 +44,7 @@ void run(const Options &options)
     const Profile after = selector.fetch_stored();
     for (const inst_sw_profile_loc *const location : locations_of(*after)) {
         if (has_image(*location, options.image) && nodes_missing_in({location}, options.nodes).empty()) {
-            std::printf("%s is now in the %s, for\n  %s\n", location->sw_profile.image.name,
+            std::printf("%s is now in the %s, for\n  %s\n", shown(location->sw_profile.image.name).c_str(),
                         selector.describe().c_str(), nodes_text(nodes_of(*location)).c_str());
             return;
         }

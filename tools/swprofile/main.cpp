@@ -36,6 +36,9 @@ void describe_command(CLI::App &command)
     add_nodes(command);
     add_add_for_nodes(command);
     add_image_for_nodes(command);
+    add_promote(command);
+    add_copy(command);
+    add_delete(command);
 }
 
 void check_subcommand(const CLI::App &command, int argc, char **argv)

@@ -115,15 +115,21 @@ Profile Selector::fetch() const
     return Profile(profile);
 }
 
-void Selector::check_files() const
+std::vector<fs::path> Selector::files() const
 {
     const fs::path bin = path();
-    const fs::path twin = fs::path(bin).replace_extension(".txt");
-    for (const fs::path &file : {bin, twin}) {
+    std::vector<fs::path> found = {bin, fs::path(bin).replace_extension(".txt")};
+    if (is_local && (vm_type == VERD_VM_QX || vm_type == VERD_VM_LC_QX) && sdr == repository::DEFAULT_SDR) {
+        found.push_back(repository::LOCAL_DIRECTORY / found[0].filename());
+        found.push_back(repository::LOCAL_DIRECTORY / found[1].filename());
+    }
+    return found;
+}
+
+void Selector::check_files() const
+{
+    for (const fs::path &file : files()) {
         check_regular(file);
-        if (is_local && is_qx_based(vm_type)) {
-            check_regular(repository::LOCAL_DIRECTORY / file.filename()); // its flat copy
-        }
     }
 }
 
@@ -151,10 +157,10 @@ void add_vm_option(CLI::App &command, Selector &selector)
     add_parsed(command, "--vm", selector.vm_type, parse_vm_type, "VM type: admin, qx, lc-qx, uvf, or 2, 3, 4, 6 [qx]");
 }
 
-void add_state_option(CLI::App &command, Selector &selector)
+CLI::Option *add_state_option(CLI::App &command, const std::string &flag, int32_t &state)
 {
-    add_parsed(command, "--state", selector.state, parse_state,
-               "state: committed, active, prepared, or 1, 2, 3 [active]");
+    const std::string by_default = state == 0 ? "" : std::string(" [") + state_name(state) + "]";
+    return add_parsed(command, flag, state, parse_state, "state: committed, active, prepared, or 1, 2, 3" + by_default);
 }
 
 void add_scope_option(CLI::App &command, Selector &selector)
@@ -170,6 +176,6 @@ void add_selector_options(CLI::App &command, Selector &selector)
 {
     add_sdr_option(command, selector);
     add_vm_option(command, selector);
-    add_state_option(command, selector);
+    add_state_option(command, "--state", selector.state);
     add_scope_option(command, selector);
 }

@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +30,9 @@ struct Selector {
     // Fetches the profile; an absent, empty or damaged one is a Failure that says so.
     Profile fetch() const;
 
+    // Where its files are: the .bin, its twin, and their flat copies where it has such.
+    std::vector<std::filesystem::path> files() const;
+
     // Before it is stored: a file to be written that is no regular one, such as a fifo, which would make us wait, is a
     // Failure.
     void check_files() const;
@@ -43,6 +47,6 @@ std::optional<int32_t> parse_state(const std::string &text);
 
 void add_sdr_option(CLI::App &command, Selector &selector);
 void add_vm_option(CLI::App &command, Selector &selector);
-void add_state_option(CLI::App &command, Selector &selector);
+CLI::Option *add_state_option(CLI::App &command, const std::string &flag, int32_t &state);
 void add_scope_option(CLI::App &command, Selector &selector);
 void add_selector_options(CLI::App &command, Selector &selector); // the four of them

@@ -252,8 +252,8 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  *
  * For all nodes: into the main body, what it supersedes being removed; all location profiles are dropped.
  * For some nodes: if there are location profiles, the package is offered to each in turn; the first that has it already
- * gets the nodes, and the later ones are left alone. If none has it, all get the package, and NONE gets the nodes;
- * what the package supersedes there stays.
+ * gets the nodes, those before it get the package, and the later ones are left alone. If none has it, all get the
+ * package, and NONE gets the nodes. What the package supersedes there stays.
  * Without location profiles, one is made of the package and the nodes.
  *
  * Packages of type VERD_PKG_SMU and VERD_PKG_KERNEL, and under the new package rules also VERD_PKG_HOST_SMU and
