@@ -1,6 +1,9 @@
 // Adding packages to a body and removing them.
 #include "support/bodies.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace
 {
 
@@ -123,7 +126,8 @@ TEST_F(EditTest, NewRules)
 
     add("nodashes", 8);
     add("--", 8);
-    const std::string longest = std::string(600, 'n') + "-1-1";
+    add("a b;'c\"-1-1", 1);
+    const std::string longest = std::string(4000, 'n') + "-1-1";
     add(longest.c_str(), 6); // the base name is cut
     put_package(body(), new_package("damaged", {}, 1));
     add("z-1-1", 8);
@@ -160,6 +164,72 @@ TEST_F(EditTest, ServicePacks)
     add("f-1-1", 8, {}, last.source()); // a name without its detail
     g_inst_pkg_fmt_info.is_new_format = 0;
     add("f-1-1", 8, {}, last.source()); // the old rules know no service packs
+}
+
+// What is said of each way in which memory can run out. The body is then as it was, which the sweep of faults shows.
+TEST_F(EditTest, MemoryRunsOut)
+{
+    write_file("/tmp/enable_sp_debugs", "");
+    const ServicePacks one{{"SP1", {"smu-2-1"}}};
+    const ServicePacks two{{"SP1", {"smu-2-1"}}, {"SP2", {"smu-2-1"}}};
+    const auto every_way = [&](const std::string &title, bool is_new_format, const ServicePacks *there,
+                               const std::function<uint64_t(char **)> &change) {
+        tell_line("\n# " + title);
+        Lines told;
+        for (int nth = 1; nth < 100; ++nth) {
+            forget_body();
+            put_package(body(), new_package("smu-1-1", {}, 5));
+            set_base_rpms({"base-1-1", "base-2-1"});
+            g_inst_pkg_fmt_info.is_new_format = 1;
+            if (there != nullptr) {
+                inst_ldpath_add_pkg_in_swp(&body(), strdup("smu-2-1"), 0, nullptr, 0, 0, nullptr, nullptr, 0,
+                                           there->source(), nullptr);
+                inst_ldpath_remove_pkg_in_swp(&body(), "smu-2-1", nullptr);
+            }
+            g_inst_pkg_fmt_info.is_new_format = is_new_format ? 1 : 0;
+            hooks::reset();
+            hooks::fail(hooks::ALLOCATION, nth);
+            Text text;
+            const uint64_t rc = change(&text.ptr);
+            hooks::disarm();
+            std::ostringstream line;
+            line << std::hex << rc << " | " << text.str() << " |";
+            for (const std::string &message : hooks::lines()) {
+                const bool is_failure = message.find("ailed") != message.npos || message.find("Can't") != message.npos;
+                line << (is_failure ? " " + message : "");
+            }
+            if (std::find(told.begin(), told.end(), line.str()) == told.end()) {
+                told.push_back(line.str());
+                tell_line(line.str());
+            }
+        }
+    };
+    const auto add_smu = [this](const ServicePacks *packs) {
+        return [this, packs](char **err) {
+            char *superseded[4] = {};
+            uint32_t count = 0;
+            const hooks::Order order = std::exchange(hooks::orders[hooks::ALLOCATION], {});
+            char *const name = strdup("smu-2-1");
+            hooks::orders[hooks::ALLOCATION] = order;
+            const uint64_t rc = inst_ldpath_add_pkg_in_swp(&body(), name, 0, nullptr, 0, VERD_PKG_HOST_SMU, superseded,
+                                                           &count, 0, packs == nullptr ? 0 : packs->source(), err);
+            hooks::disarm();
+            if (rc != 0) {
+                std::free(name);
+            }
+            for (char *const text : superseded) {
+                std::free(text);
+            }
+            return rc;
+        };
+    };
+    every_way("adding by the old rules", false, nullptr, add_smu(nullptr));
+    every_way("adding the first service packs", true, nullptr, add_smu(&two));
+    every_way("adding to service packs that are there", true, &one, add_smu(&two));
+    every_way("removing a package", true, nullptr,
+              [this](char **err) { return inst_ldpath_remove_pkg_in_swp(&body(), "smu-1-1", err); });
+    every_way("removing a base RPM", true, nullptr,
+              [this](char **err) { return inst_ldpath_remove_pkg_in_swp(&body(), "base-1-1", err); });
 }
 
 TEST_F(EditTest, Removing)

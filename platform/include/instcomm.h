@@ -99,7 +99,7 @@ int instcomm_is_tp_pkg(const char *name, int reserved);
 uint64_t instcomm_get_kernel_pkg_class(const char *file_name, int *class_out, ...);
 
 /*
- * Split "name-version-release[.arch][.rpm]" at its last two dashes into new texts, which the caller frees; *arch is
+ * Split "name-version-release[.arch[.rpm]]" at its last two dashes into new texts, which the caller frees; *arch is
  * null when there is none. Outputs that aren't wanted may be null. Results: 0; INSTCOMM_RC_INVALID_ARG for a null
  * entry; INSTCOMM_RC_INVALID_DATA for one that has no such form; INSTCOMM_RC_NO_MEMORY.
  */

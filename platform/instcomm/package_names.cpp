@@ -25,8 +25,12 @@ bool copy_parts(const std::string_view (&parts)[4], char **const (&outs)[4])
     bool copied = true;
     for (int i = 0; i < 4 && copied; ++i) {
         if (outs[i] != nullptr && !parts[i].empty()) {
-            copies[i] = strndup(parts[i].data(), parts[i].size());
+            copies[i] = static_cast<char *>(std::malloc(parts[i].size() + 1));
             copied = copies[i] != nullptr;
+            if (copied) {
+                std::memcpy(copies[i], parts[i].data(), parts[i].size());
+                copies[i][parts[i].size()] = '\0';
+            }
         }
     }
     for (int i = 0; i < 4; ++i) {

@@ -33,11 +33,13 @@ struct BaseName {
 struct Findings {
     char **superseded; // where their names go; may be null
     uint32_t count = 0;
+    bool is_superseding = false; // also when the names go nowhere
     bool is_duplicate = false;
 };
 
 uint64_t note_superseded(Findings &findings, const char *name)
 {
+    findings.is_superseding = true;
     if (findings.superseded == nullptr) {
         return 0;
     }
@@ -172,7 +174,7 @@ uint64_t find_superseded(const inst_sw_profile_info &body, const NewPackage &pac
                          Findings &findings, char **text)
 {
     const uint64_t rc = scan_packages(body, package, base, findings, text);
-    if (rc == 0 && base != nullptr && base->is_hostos && findings.count == 0) {
+    if (rc == 0 && base != nullptr && base->is_hostos && !findings.is_superseding) {
         return scan_base_rpms(body.image, *base, findings, text);
     }
     return rc;
@@ -240,7 +242,7 @@ uint64_t find_service_packs(const inst_sw_profile_info &body, const NewPackage &
         error_text_add(text, "SPERROR: Failed to find sp info for %s\n", package.name);
         return rc;
     }
-    return own.count == 0 ? 0 : merge_service_packs(body, own, MERGE_MESSAGES, merged, text);
+    return own.count == 0 || own.names == nullptr ? 0 : merge_service_packs(body, own, MERGE_MESSAGES, merged, text);
 }
 
 // Base names of the files, without architecture.
@@ -309,7 +311,8 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
     if (rc != 0) {
         return rc;
     }
-    Findings findings = {replace_list};
+    // Names that the caller couldn't count are not told.
+    Findings findings = {is_new_format && replace_count == nullptr ? nullptr : replace_list};
     rc = find_superseded(body, package, is_new_format ? &base : nullptr, findings, text);
     if ((is_new_format || findings.count != 0) && replace_list != nullptr && replace_count != nullptr) {
         *replace_count = findings.count;

@@ -34,8 +34,12 @@ bool append(ServicePackLists &lists, const char *name, const sp_detail *detail, 
     char *&copy = lists.names[lists.count];
     sp_detail &detail_copy = lists.details[lists.count];
     ++lists.count;
+    detail_copied = true;
+    if (name != nullptr && (copy = strdup(name)) == nullptr) {
+        return false;
+    }
     detail_copied = zeld_sp_detail_duplicate(&detail_copy, detail, std::malloc, 0) == 0;
-    return detail_copied && (name == nullptr || (copy = strdup(name)) != nullptr);
+    return detail_copied;
 }
 
 // Details by name, to be searched without going through all of them each time. Those without a name aren't in it.

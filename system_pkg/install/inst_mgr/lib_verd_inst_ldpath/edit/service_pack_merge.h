@@ -31,7 +31,7 @@ struct MergeMessages {
 };
 
 // Builds the merged lists, of copies; the body isn't changed. Results: 0; INST_RC_NO_MEMORY, also when a name of the
-// body has no detail; INST_RC_FAILED for a new name without a detail.
+// body has no detail; INST_RC_FAILED for a new name without a detail; those of instcomm_match_lists().
 uint64_t merge_service_packs(const inst_sw_profile_info &body, const ServicePackLists &added,
                              const MergeMessages &messages, ServicePackLists &merged, char **text);
 

@@ -10,7 +10,8 @@ inline constexpr char ENABLE_SP_DEBUGS[] = "/tmp/enable_sp_debugs";
 // Created by a system test: the next naming of a profile file fails.
 inline constexpr char INVALID_PARTITION_TYPE_TEST_FILE[] = "/tmp/err_msg_UT_stub_invalid_partition_type.txt";
 
-// Created by a system test: the next search for the service packs of a package that is added fails.
+// Created by a system test: the next adding of a package under the new rules fails where its service packs are
+// searched, be there a source of them or not.
 inline constexpr char SP_LOOKUP_TEST_FILE[] = "/tmp/emi_sp_get_rpm_names_failure";
 
 // Created by a system test of high availability: adding a package for nodes ends the process, so that the install
