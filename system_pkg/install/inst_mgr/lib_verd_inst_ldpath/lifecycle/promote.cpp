@@ -76,16 +76,7 @@ uint64_t promote(Transition &transition, char **text)
     if (rc != 0) {
         return rc;
     }
-    rc = name_twins(transition, MESSAGES, text);
-    if (rc != 0) {
-        return rc;
-    }
-    rc = transfer_twin(transition, MESSAGES, text);
-    if (rc != 0) {
-        return rc;
-    }
-    sync();
-    return transfer_flat_copies(transition, MESSAGES, text);
+    return transfer_companions(transition, MESSAGES, text);
 }
 
 } // namespace

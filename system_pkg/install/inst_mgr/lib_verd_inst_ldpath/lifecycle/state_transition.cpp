@@ -41,42 +41,6 @@ uint64_t transfer_flat_copy(const char *from_file, const char *to_file, const Tr
     return 0;
 }
 
-} // namespace
-
-uint64_t locate(const Transition &transition, StateFiles &files, const TransitionMessages &messages, char **text)
-{
-    uint64_t rc = inst_get_sdr_swprofile_file(transition.sdr_key, &files.bin.ptr, transition.is_local, files.state,
-                                              transition.vm_type, text);
-    if (rc != 0) {
-        messages.no_file_name(transition, files, rc, text);
-        return rc;
-    }
-    rc = inst_ldpath_check_swprofile_file_exists(files.bin.ptr, &files.exists, text);
-    if (rc != 0) {
-        messages.not_checked(files, rc, text);
-    }
-    return rc;
-}
-
-uint64_t name_twins(Transition &transition, const TransitionMessages &messages, char **text)
-{
-    const uint64_t rc = name_twin(transition.to, messages, text);
-    return rc != 0 ? rc : name_twin(transition.from, messages, text);
-}
-
-uint64_t transfer_in_shell(const char *from, const char *to, const TransitionMessages &messages, char **text)
-{
-    char command[COMMAND_SIZE];
-    format_cut(command, sizeof command, "%s %s %s", messages.verb, from, to);
-    const int status = std::system(command);
-    if (status != 0) {
-        const int err = errno;
-        messages.shell_failed(command, status, err, from, to, text);
-        return INSTMGR_RC_ERRNO(err);
-    }
-    return 0;
-}
-
 uint64_t transfer_twin(const Transition &transition, const TransitionMessages &messages, char **text)
 {
     const char *const from = transition.from.twin.ptr;
@@ -98,4 +62,50 @@ uint64_t transfer_flat_copies(const Transition &transition, const TransitionMess
         sync();
     }
     return rc;
+}
+
+} // namespace
+
+uint64_t locate(const Transition &transition, StateFiles &files, const TransitionMessages &messages, char **text)
+{
+    uint64_t rc = inst_get_sdr_swprofile_file(transition.sdr_key, &files.bin.ptr, transition.is_local, files.state,
+                                              transition.vm_type, text);
+    if (rc != 0) {
+        messages.no_file_name(transition, files, rc, text);
+        return rc;
+    }
+    rc = inst_ldpath_check_swprofile_file_exists(files.bin.ptr, &files.exists, text);
+    if (rc != 0) {
+        messages.not_checked(files, rc, text);
+    }
+    return rc;
+}
+
+uint64_t transfer_in_shell(const char *from, const char *to, const TransitionMessages &messages, char **text)
+{
+    char command[COMMAND_SIZE];
+    format_cut(command, sizeof command, "%s %s %s", messages.verb, from, to);
+    const int status = std::system(command);
+    if (status != 0) {
+        const int err = errno;
+        messages.shell_failed(command, status, err, from, to, text);
+        return INSTMGR_RC_ERRNO(err);
+    }
+    return 0;
+}
+
+uint64_t transfer_companions(Transition &transition, const TransitionMessages &messages, char **text)
+{
+    uint64_t rc = name_twin(transition.to, messages, text);
+    if (rc == 0) {
+        rc = name_twin(transition.from, messages, text);
+    }
+    if (rc == 0) {
+        rc = transfer_twin(transition, messages, text);
+    }
+    if (rc != 0) {
+        return rc;
+    }
+    sync();
+    return transfer_flat_copies(transition, messages, text);
 }

@@ -33,14 +33,9 @@ struct TransitionMessages {
 // Each of the steps reports its failure. Names a state's file and finds out whether it exists.
 uint64_t locate(const Transition &transition, StateFiles &files, const TransitionMessages &messages, char **text);
 
-// Names the twins of both states' files.
-uint64_t name_twins(Transition &transition, const TransitionMessages &messages, char **text);
-
 // Runs the verb for two files, in a command that is cut to 199 characters. Results: 0; an errno code.
 uint64_t transfer_in_shell(const char *from, const char *to, const TransitionMessages &messages, char **text);
 
-// Removes the old twin and puts the new one in its place, if there is one.
-uint64_t transfer_twin(const Transition &transition, const TransitionMessages &messages, char **text);
-
-// The same for the flat copies of both files, if the profile has such.
-uint64_t transfer_flat_copies(const Transition &transition, const TransitionMessages &messages, char **text);
+// What follows when the .bin file is in its place: the new twin takes the place of the old one, if there is one; the
+// same for the flat copies, if the profile has such. What isn't there isn't transferred, but the old one goes.
+uint64_t transfer_companions(Transition &transition, const TransitionMessages &messages, char **text);
