@@ -123,6 +123,8 @@ TEST_F(CommandTest, PromoteCopyDelete)
     EXPECT_EQ(run("copy --local --from prepared --to active").code, 3);
     EXPECT_EQ(run("copy --local --from active --to 2").code, 2);
     EXPECT_EQ(run("delete --local </dev/null").code, 2);
+    EXPECT_EQ(run("delete --sdr other --yes").code, 3); // the flat copies are another's
+    EXPECT_TRUE(fs::exists("/install_repo/local/qx-swprofile-active.bin"));
     const Ran deleted = run("delete --local --state active --yes");
     EXPECT_EQ(std::count(deleted.out.begin(), deleted.out.end(), '\n'), 4) << deleted.out;
     EXPECT_EQ(run("exists --local").code, 3);

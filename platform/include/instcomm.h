@@ -115,11 +115,11 @@ const char *instcomm_extract_file_name_from_path(const char *path);
  * Unpack a bundle, which is a tar of RPM files or a single ".rpm", into work_dir, and list the RPMs there: paths, in
  * the order of the bundle, a new list that is the caller's. *pkg_value is the bundle's size in bytes. Members that
  * aren't RPMs are unpacked, but not listed.
- * Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; INSTCOMM_RC_FAILED when the bundle can't be listed or
- * unpacked, be it that a member led through a link or that the process ignores SIGCHLD; INSTCOMM_RC_INVALID_DATA, with
- * nothing unpacked, for a bundle that is damaged, holds no RPM or more than `limit`, or a member whose name would leave
- * work_dir, and when something listed as an RPM is no file. The log tells why.
- * `err` isn't used.
+ * Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; INSTCOMM_RC_FAILED when the bundle isn't there, tar
+ * can't be run (as in a process that ignores SIGCHLD) or fails to unpack it (as for a member that leads through a
+ * link); INSTCOMM_RC_INVALID_DATA, with nothing unpacked, for a bundle that tar can't list or that is damaged, holds no
+ * RPM or more than `limit`, or a member whose name would leave work_dir, and when something listed as an RPM is no
+ * file. The log tells why. `err` isn't used.
  */
 uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle_path, const char *work_dir, uint32_t *count,
                                                    char ***files, uint32_t limit, uint64_t *pkg_value, char **err);

@@ -58,17 +58,23 @@ void prepare_bundle(const Options &options)
     fs::create_directories(repository::WORK_AREA);
 }
 
-std::set<std::string> names_of(const inst_sw_profile_info &body)
+std::set<std::string> packages_of(const inst_sw_profile_info &body)
 {
     inst_swp_package *packages = nullptr;
     const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
-    char **rpms = nullptr;
-    const uint32_t rpm_count = record::get<&inst_swp_package::files>(body.image, &rpms);
     std::set<std::string> names;
     for (uint32_t i = 0; i < count; ++i) {
         names.insert(shown(packages[i].name));
     }
-    for (uint32_t i = 0; i < rpm_count; ++i) {
+    return names;
+}
+
+std::set<std::string> packages_and_base_rpms_of(const inst_sw_profile_info &body)
+{
+    char **rpms = nullptr;
+    const uint32_t count = record::get<&inst_swp_package::files>(body.image, &rpms);
+    std::set<std::string> names = packages_of(body);
+    for (uint32_t i = 0; i < count; ++i) {
         names.insert(shown(rpms[i]));
     }
     return names;
@@ -84,7 +90,7 @@ std::vector<const inst_sw_profile_loc *> locations_with(const std::string &packa
     std::vector<const inst_sw_profile_loc *> locations = locations_of(*profile);
     locations.erase(std::remove_if(locations.begin(), locations.end(),
                                    [&](const inst_sw_profile_loc *location) {
-                                       return !names_of(location->sw_profile).contains(package);
+                                       return !packages_of(location->sw_profile).contains(package);
                                    }),
                     locations.end());
     return locations;
@@ -99,15 +105,14 @@ std::vector<const inst_sw_profile_loc *> locations_with(const std::string &packa
 
 void tell_all_nodes(const Options &options, const Profile &before, const Profile &after)
 {
-    const std::set<std::string> names = names_of(main_body(after));
-    if (!names.contains(options.package) || !locations_of(*after).empty()) {
+    if (!packages_of(main_body(after)).contains(options.package) || !locations_of(*after).empty()) {
         fail_to_store(options);
     }
-    const std::set<std::string> old_names = names_of(main_body(before));
-    std::printf("%s %s the %s, for all nodes\n", options.package.c_str(),
-                old_names.contains(options.package) ? "was already in" : "is now in",
+    const bool was_there = packages_of(main_body(before)).contains(options.package);
+    std::printf("%s %s the %s, for all nodes\n", options.package.c_str(), was_there ? "was already in" : "is now in",
                 options.selector.describe().c_str());
-    for (const std::string &name : old_names) {
+    const std::set<std::string> names = packages_and_base_rpms_of(main_body(after));
+    for (const std::string &name : packages_and_base_rpms_of(main_body(before))) {
         if (!names.contains(name)) {
             std::printf("  it supersedes %s, which is gone\n", name.c_str());
         }
@@ -122,6 +127,7 @@ void tell_nodes(const Options &options, const Profile &before, const Profile &af
 {
     const std::vector<const inst_sw_profile_loc *> locations = locations_with(options.package, after);
     const std::vector<inst_node_loc> missing = nodes_missing_in(locations, options.nodes);
+    const std::size_t without = locations_of(*after).size() - locations.size();
     const bool had_package = !locations_with(options.package, before).empty(); // so the nodes had one to join
     if (locations.empty() || (had_package && !missing.empty())) {
         fail_to_store(options);
@@ -129,6 +135,10 @@ void tell_nodes(const Options &options, const Profile &before, const Profile &af
     std::printf("%s is now in the %s, for\n", options.package.c_str(), options.selector.describe().c_str());
     for (const inst_sw_profile_loc *const location : locations) {
         std::printf("  %s\n", nodes_text(nodes_of(*location)).c_str());
+    }
+    if (without != 0) {
+        std::fprintf(stderr, "swprofile: note: %zu location profile%s without the package\n", without,
+                     without == 1 ? " is" : "s are");
     }
     if (!missing.empty()) {
         std::fprintf(stderr,

@@ -2,6 +2,7 @@
 #include "location/repository.h"
 #include "selector.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -31,6 +32,20 @@ std::vector<Selector> states_of(const Options &options)
     return states;
 }
 
+bool is_there(const fs::path &file)
+{
+    std::error_code ignored;
+    return fs::exists(fs::symlink_status(file, ignored));
+}
+
+bool has_profile(const std::vector<Selector> &states)
+{
+    return std::any_of(states.begin(), states.end(), [](const Selector &state) {
+        const fs::path bin = state.path();
+        return is_there(bin) || is_there(fs::path(bin).replace_extension(".txt"));
+    });
+}
+
 // What goes with them: also what is named like a flat copy of theirs, whosever it is.
 std::set<std::string> files_there(const std::vector<Selector> &states)
 {
@@ -38,9 +53,8 @@ std::set<std::string> files_there(const std::vector<Selector> &states)
     for (const Selector &state : states) {
         for (const fs::path &file : state.files()) {
             for (const fs::path &each : {file, repository::LOCAL_DIRECTORY / file.filename()}) {
-                std::error_code ignored;
-                if (fs::exists(fs::symlink_status(each, ignored))) {
-                    files.insert(each);
+                if (is_there(each)) {
+                    files.insert(each.lexically_normal());
                 }
             }
         }
@@ -68,7 +82,7 @@ void run(const Options &options)
     const Selector &selector = options.selector;
     const std::vector<Selector> states = states_of(options);
     const std::set<std::string> files = files_there(states);
-    if (files.empty()) {
+    if (!has_profile(states)) {
         throw Failure(NO_PROFILE, "there is no such profile", {"no file " + states.front().path()});
     }
     if (!options.is_sure) {
@@ -101,7 +115,8 @@ void add_delete(CLI::App &command)
     add_state_option(*subcommand, "--state", options->state);
     subcommand->add_flag("--yes", options->is_sure, "don't ask");
     subcommand->footer(
-        "Files of the same names directly in /install_repo/local/ go as well, also with a global profile.\n\n"
+        "Files of the same names directly in /install_repo/local/ go as well, also with a global profile.\n"
+        "The global LC QX profile of an SDR is its global QX profile.\n\n"
         "Examples:\n"
         "  swprofile delete --state prepared\n"
         "  swprofile delete --sdr spare-sdr --yes");

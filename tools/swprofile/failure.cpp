@@ -26,7 +26,7 @@ constexpr Known KNOWN[] = {
     {INSTMGR_RC_INVALID_DATA, "INSTMGR_RC_INVALID_DATA", "the data isn't a valid profile, or too large for one",
      INVALID_DATA},
     {INSTMGR_RC_SWPROFILE_NOT_FOUND, "INSTMGR_RC_SWPROFILE_NOT_FOUND", "no such profile", NO_PROFILE},
-    {INSTCOMM_RC_FAILED, "INSTCOMM_RC_FAILED", "a shell command failed", FAILED},
+    {INSTCOMM_RC_FAILED, "INSTCOMM_RC_FAILED", "a command or a bundle failed", FAILED},
     {INSTCOMM_RC_INVALID_DATA, "INSTCOMM_RC_INVALID_DATA",
      "a damaged bundle, or a name that isn't name-version-release", INVALID_DATA},
     {INSTCOMM_RC_NO_MEMORY, "INSTCOMM_RC_NO_MEMORY", "out of memory", FAILED},
@@ -74,7 +74,8 @@ std::string describe(uint64_t rc)
     }
     if ((rc & ~ERRNO_BITS) == INSTMGR_RC_ERRNO(0)) {
         const int err = static_cast<int>(rc & ERRNO_BITS);
-        return std::string("INSTMGR_RC_ERRNO, ") + number + ": " + (err == 0 ? "empty file" : std::strerror(err));
+        return std::string("INSTMGR_RC_ERRNO, ") + number + ": " +
+               (err == 0 ? "an empty file, or a command that failed" : std::strerror(err));
     }
     if (rc == UINT64_MAX) {
         return std::string(number) + ": a shell command can't be started";

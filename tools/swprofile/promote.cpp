@@ -20,6 +20,7 @@ void promote(const Selector &prepared)
     static_cast<void>(prepared.fetch()); // a damaged one isn't to become the active one
     Selector active = prepared;
     active.state = VERD_SWP_ACTIVE;
+    prepared.check_files();
     active.check_files();
     ErrorText error;
     const uint64_t rc =
@@ -45,6 +46,7 @@ void copy(const CopyOptions &options)
         throw Failure(USAGE, "both states are the same");
     }
     static_cast<void>(from.fetch());
+    from.check_files();
     to.check_files();
     ErrorText error;
     const uint64_t rc =

@@ -218,19 +218,22 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *   pkg_value     stored unless 0
  *   pkg_type      install package type (VERD_PKG_...)
  *   replace_list  has room for as many texts as the body has packages and its image files; gets heap copies of the
- *                 names of superseded entries, which the caller frees, and *replace_count their number, also when the
- *                 package is there already or the operation fails afterwards. *replace_count is to start at 0: under
- * the old rules it is written only when something is superseded. May be null; nothing is reported then, nor, under the
- * new rules, with a null replace_count. reserved      not used sp_source     the address of a serv_packs, or 0. Used
- * under the new package rules: when it delivers the package, the entry is marked as a member, and the service packs
- * join those of the body.
+ *                 names of superseded entries, which the caller frees. May be null: then nothing is reported.
+ *   replace_count gets their number, also when the package is there already or the operation fails afterwards. Set it
+ *                 to 0 before: under the old rules it is written only when something is superseded. With a null
+ *                 pointer the new rules report nothing.
+ *   reserved      not used
+ *   sp_source     the address of a serv_packs, or 0. Used under the new package rules: when it delivers the package,
+ *                 the entry is marked as a member, and the service packs join those of the body.
  *
  * Superseded is, under the old package rules (g_inst_pkg_fmt_info.is_new_format 0), one host SMU by another, or one
  * kernel package by one of the same class; under the new rules each package of the same base name and kind (host SMU,
  * kernel, and base packages that are host-OS or third-party), and, by a host-OS package for which there is none, each
  * base RPM of that base name. An entry without a type counts as being of the type of the last one before it that has
- * one. Results: 0; INSTMGR_DUP_SWPROFILE_PKG when an entry has this name (BEWARE: under the old rules the search ends
- * at the first superseded entry, and a name behind that is added again); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY;
+ * one.
+ *
+ * Results: 0; INSTMGR_DUP_SWPROFILE_PKG when an entry has this name (BEWARE: under the old rules the search ends at the
+ * first superseded entry, and a name behind that is added again); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY;
  * INST_RC_FAILED when a service pack has no detail; those of instcomm_split_swp_pkg_entry(), instcomm_match_lists() and
  * instcomm_get_sp_names_from_rpm(). The body is unchanged unless the result is 0.
  */

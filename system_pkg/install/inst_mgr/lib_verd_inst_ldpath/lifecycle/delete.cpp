@@ -49,7 +49,7 @@ struct StateToDelete {
     void (*not_deleted)(const char *path, uint64_t rc);
 };
 
-// The first message lacks the "Error! " of the others; readers of the log know it so.
+// The first message lacks the "Error! " of the others: what searches the log for it expects that.
 constexpr StateToDelete STATES[] = {
     {VERD_SWP_COMMITTED, [](uint64_t rc) { REPORT("Failed to get committed SW profile file: %lx\n", rc); },
      [](const char *path, uint64_t rc) {
