@@ -55,6 +55,14 @@ bool fires(Function function, const char *what = nullptr, const char *argument =
     return true;
 }
 
+__attribute__((format(printf, 1, 0))) std::string formatted(const char *format, va_list arguments)
+{
+    const Inside inside;
+    char text[8192];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    return text;
+}
+
 template <class F> F *next(const char *name)
 {
     const Inside inside;
@@ -223,10 +231,9 @@ extern "C" uint64_t inst_runcmd(char *out, uint32_t size, const char *format, ..
     static auto *const original = next<uint64_t(char *, uint32_t, const char *, ...)>("inst_runcmd");
     va_list arguments;
     va_start(arguments, format);
-    char command[8192];
-    std::vsnprintf(command, sizeof command, format, arguments);
+    const std::string command = formatted(format, arguments);
     va_end(arguments);
-    return fires(RUNCMD, "run ", command) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command);
+    return fires(RUNCMD, "run ", command.c_str()) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command.c_str());
 }
 
 extern "C" uint64_t inst_runcmd_outbuff(char **out, uint32_t *size, const char *format, ...)
@@ -234,10 +241,9 @@ extern "C" uint64_t inst_runcmd_outbuff(char **out, uint32_t *size, const char *
     static auto *const original = next<uint64_t(char **, uint32_t *, const char *, ...)>("inst_runcmd_outbuff");
     va_list arguments;
     va_start(arguments, format);
-    char command[8192];
-    std::vsnprintf(command, sizeof command, format, arguments);
+    const std::string command = formatted(format, arguments);
     va_end(arguments);
-    return fires(RUNCMD, "run ", command) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command);
+    return fires(RUNCMD, "run ", command.c_str()) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command.c_str());
 }
 
 extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, uint32_t has_strings,
@@ -251,13 +257,12 @@ extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, ui
 extern "C" void instcomm_log(const char *format, ...)
 {
     const Inside inside;
-    char text[8192];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
+    const std::string text = formatted(format, arguments);
     va_end(arguments);
     if (messages.empty() || messages.back().format != format || !messages.back().text.empty()) {
-        events.push_back(std::string("log ") + text); // what install-common says of itself
+        events.push_back("log " + text); // what install-common says of itself
         events.back().pop_back();
         return;
     }

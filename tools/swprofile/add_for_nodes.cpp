@@ -141,10 +141,11 @@ void tell_nodes(const Options &options, const Profile &before, const Profile &af
                      without == 1 ? " is" : "s are");
     }
     if (!missing.empty()) {
-        std::fprintf(stderr,
-                     "swprofile: note: %s: not among them\n"
-                     "  there were location profiles without the package; they got it, and no nodes joined them\n",
-                     nodes_text(missing).c_str());
+        std::fprintf(
+            stderr,
+            "swprofile: note: %s: not among them\n"
+            "  the location profiles that could take the package got it; none had it before, so no nodes joined one\n",
+            nodes_text(missing).c_str());
     }
 }
 
@@ -206,7 +207,8 @@ void add_add_for_nodes(CLI::App &command)
         "Types smu and kernel, and by the new rules host-smu and base, are bundles of RPMs, tar files in\n"
         "/install_repo/gl/verdalis/ whose names begin with that of the package.\n\n"
         "With --node: the first location profile that has the package already gets the nodes; those before it get\n"
-        "the package. If none has it, all get it. The nodes get a location profile of their own only if there is\n"
+        "the package. If none has it, all that can get it. The nodes get a location profile of their own only if there "
+        "is\n"
         "none yet.\n\n"
         "Examples:\n"
         "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"

@@ -38,11 +38,12 @@ bool is_there(const fs::path &file)
     return fs::exists(fs::symlink_status(file, ignored));
 }
 
+// Is any file of its own there, be it a flat copy that an earlier failure has left?
 bool has_profile(const std::vector<Selector> &states)
 {
     return std::any_of(states.begin(), states.end(), [](const Selector &state) {
-        const fs::path bin = state.path();
-        return is_there(bin) || is_there(fs::path(bin).replace_extension(".txt"));
+        const std::vector<fs::path> files = state.files();
+        return std::any_of(files.begin(), files.end(), is_there);
     });
 }
 

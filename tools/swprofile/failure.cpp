@@ -26,7 +26,7 @@ constexpr Known KNOWN[] = {
     {INSTMGR_RC_INVALID_DATA, "INSTMGR_RC_INVALID_DATA", "the data isn't a valid profile, or too large for one",
      INVALID_DATA},
     {INSTMGR_RC_SWPROFILE_NOT_FOUND, "INSTMGR_RC_SWPROFILE_NOT_FOUND", "no such profile", NO_PROFILE},
-    {INSTCOMM_RC_FAILED, "INSTCOMM_RC_FAILED", "a command or a bundle failed", FAILED},
+    {INSTCOMM_RC_FAILED, "INSTCOMM_RC_FAILED", "a command failed, or a bundle is missing or can't be unpacked", FAILED},
     {INSTCOMM_RC_INVALID_DATA, "INSTCOMM_RC_INVALID_DATA",
      "a damaged bundle, or a name that isn't name-version-release", INVALID_DATA},
     {INSTCOMM_RC_NO_MEMORY, "INSTCOMM_RC_NO_MEMORY", "out of memory", FAILED},
