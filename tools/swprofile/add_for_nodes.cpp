@@ -207,9 +207,8 @@ void add_add_for_nodes(CLI::App &command)
         "Types smu and kernel, and by the new rules host-smu and base, are bundles of RPMs, tar files in\n"
         "/install_repo/gl/verdalis/ whose names begin with that of the package.\n\n"
         "With --node: the first location profile that has the package already gets the nodes; those before it get\n"
-        "the package. If none has it, all that can get it. The nodes get a location profile of their own only if there "
-        "is\n"
-        "none yet.\n\n"
+        "the package. If none has it, all that can take it get it. The nodes get a location profile of their own\n"
+        "only if there is none yet.\n\n"
         "Examples:\n"
         "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
         "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");
