@@ -1,8 +1,60 @@
 #include "instcomm.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+namespace
+{
+
+// Sorts the places of a list by their texts, equal ones in their order. Null without memory.
+char ***sorted_places(char **list, uint32_t count)
+{
+    const auto places = static_cast<char ***>(std::malloc(count * sizeof(char **)));
+    for (uint32_t i = 0; places != nullptr && i < count; ++i) {
+        places[i] = &list[i];
+    }
+    if (places != nullptr) {
+        std::sort(places, places + count, [](char *const *a, char *const *b) {
+            const int order = package_comp(a, b);
+            return order != 0 ? order < 0 : a < b;
+        });
+    }
+    return places;
+}
+
+char removed[1]; // stands for an entry that is to go
+
+// Of equal entries all but the first.
+void mark_duplicates(char ***places, uint32_t count)
+{
+    char **first = places[0];
+    for (uint32_t i = 1; i < count; ++i) {
+        if (package_comp(first, places[i]) == 0) {
+            std::free(*places[i]);
+            *places[i] = removed;
+        } else {
+            first = places[i];
+        }
+    }
+}
+
+// The same without memory, which takes longer.
+void mark_duplicates_one_by_one(char **list, uint32_t count)
+{
+    for (uint32_t i = 1; i < count; ++i) {
+        const auto is_same = [&](char *const &other) {
+            return other != removed && package_comp(&other, &list[i]) == 0;
+        };
+        if (std::any_of(list, list + i, is_same)) {
+            std::free(list[i]);
+            list[i] = removed;
+        }
+    }
+}
+
+} // namespace
 
 extern "C" {
 
@@ -80,6 +132,50 @@ uint64_t instcomm_match_lists(char *const *a, uint32_t a_count, char *const *b, 
     *out = found;
     *out_count = count;
     return 0;
+}
+
+uint64_t instcomm_add_to_list(char ***list, uint32_t *count, char *const *names, uint32_t n)
+{
+    if (list == nullptr || count == nullptr) {
+        return INSTCOMM_RC_INVALID_ARG;
+    }
+    const uint32_t old_count = *list == nullptr ? 0 : *count;
+    const uint32_t total = old_count + (names == nullptr ? 0 : n);
+    if (total < old_count) {
+        return INSTCOMM_RC_INVALID_ARG;
+    }
+    char **copies = nullptr;
+    const uint64_t rc = inst_dup_string_list(total - old_count, names, &copies, nullptr);
+    if (rc != 0 || copies == nullptr) {
+        return rc;
+    }
+    auto *const longer = static_cast<char **>(std::realloc(*list, total * sizeof(char *)));
+    if (longer == nullptr) {
+        inst_free_string_list(total - old_count, copies);
+        return INSTCOMM_RC_NO_MEMORY;
+    }
+    std::copy(copies, copies + (total - old_count), longer + old_count);
+    std::free(copies);
+    *list = longer;
+    *count = total;
+    return 0;
+}
+
+void remove_duplicates_from_list(char **list, uint32_t *count)
+{
+    if (list == nullptr || count == nullptr || *count == 0) {
+        return;
+    }
+    char ***const places = sorted_places(list, *count);
+    if (places != nullptr) {
+        mark_duplicates(places, *count);
+    } else {
+        mark_duplicates_one_by_one(list, *count);
+    }
+    std::free(places);
+    char **const end = std::remove(list, list + *count, removed);
+    std::fill(end, list + *count, nullptr);
+    *count = static_cast<uint32_t>(end - list);
 }
 
 int package_comp(const void *a, const void *b)

@@ -20,6 +20,7 @@ struct FileSites {
 inline constexpr FileSites FILES[] = {
     {"library_init", 2},
     {"node_locations", 1},
+    {"record_arguments", 3},
     {"file_naming", 9},
     {"boot_active_flag", 5},
     {"existence", 8},
@@ -38,7 +39,16 @@ inline constexpr FileSites FILES[] = {
     {"locations", 4},
     {"add_package_location", 10},
     {"add_image_location", 2},
+    {"service_pack_sets", 3},
+    {"profile_service_packs", 4},
+    {"installed_service_packs", 26},
     {"fetch", 8},
+    {"image", 2},
+    {"package_names", 6},
+    {"stored_packages", 2},
+    {"find_package", 9},
+    {"node_software", 6},
+    {"compare_states", 13},
 };
 // clang-format on
 

@@ -290,6 +290,39 @@ uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, i
                                         const char *version);
 
 /*
+ * The service packs of a fetched profile: a new list of their names, freed with inst_free_string_list(), null when
+ * there are none; and, unless sp_list_out is null or there are no details, a new set made of those, freed with
+ * free_service_pack().
+ * Results: 0, also for a record without a profile, with the outputs untouched; INST_RC_INVALID_ARG, also for a service
+ * pack without a name; INST_RC_NO_MEMORY.
+ */
+uint64_t inst_ldpath_get_swprofile_sps(inst_sw_profile_sdr_ext *profile, char ***sp_names_out, uint32_t *count_out,
+                                       serv_packs **sp_list_out, char **error_message_out);
+
+/*
+ * The names of all service packs that count as installed in an SDR: those of the active global QX profile and of the
+ * active global Admin profile and, with include_committed, those of the committed ones, each once. A new list as above.
+ * Results: 0, with the outputs untouched when there are none; INST_RC_INVALID_ARG; INSTMGR_RC_SWPROFILE_NOT_FOUND when
+ * one of these profiles doesn't exist; and those of looking for the profiles, fetching and comparing them, and of
+ * instcomm_add_to_list().
+ */
+uint64_t inst_ldpath_get_all_swprofile_sps(const char *sdr_key, uint8_t include_committed, char ***sp_names_out,
+                                           uint32_t *count_out);
+
+/*
+ * Make a set of copies of `count` details, freed with free_service_pack(). With count 0 *sp_list_out is untouched.
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY. BEWARE: 0 is also returned with a set that is not whole for lack
+ * of memory: it has no service packs then, or as many as asked for, of which the last ones are empty.
+ */
+uint64_t instmgr_convert_sp_det_to_serv_pack(serv_packs **sp_list_out, sp_detail *details, uint32_t count);
+
+/*
+ * Copy a set of service packs; the log shows it in the name of `caller`. Freed with free_service_pack(). Results: 0;
+ * INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, with *copy_out null or an empty set, which is to be freed all the same.
+ */
+uint64_t instcomm_duplicate_sp_list(serv_packs **copy_out, serv_packs *source, const char *caller);
+
+/*
  * Fetch the stored profile of one VM type and scope: global QX, global LC QX, global UVF, local QX. *..._pp gets a new
  * record. The key is required, also for the local one.
  * Results: 0; INST_RC_INVALID_ARG (also when the file can't be named); INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA for
@@ -324,6 +357,104 @@ uint64_t inst_ldpath_get_sw_profile_if_exists(const char *sdr_key, uint8_t is_lo
 
 /* Free a fetched profile and set *pp to null. A null pp, or one that points to null, is fine. */
 void inst_ldpath_free_swprofile_ext(inst_sw_profile_sdr_ext **pp);
+
+/*
+ * What a fetched profile holds. Texts, lists and sets are new ones of the caller's, freed with free(),
+ * inst_free_string_list() and free_service_pack(). A record without a profile is a success: the outputs are untouched
+ * then, so set them to null and 0 before.
+ * Results: 0; INST_RC_INVALID_ARG, also for an image or a package without a name; INST_RC_NO_MEMORY.
+ *
+ * inst_ldpath_get_swprofile_image     the image's name. *image_out must be null or heap memory before: a failure frees
+ *                                     it and sets it to null.
+ * inst_ldpath_get_swprofile_filelist  the image's name, then those of all packages, in the profile's order
+ * inst_ldpath_get_swprofile_img_pkgs  the image's name; the names of packages, null and 0 when none is left; and,
+ *                                     unless sp_list_out is null, the set of service packs, untouched when there are
+ *                                     none or when there is no memory. pkg_filter: 0 host SMUs only; 1 no host SMUs; 4
+ *                                     no entries that have is_sp_pkg, whatever its value; else all. With skip_flagged
+ *                                     also without those whose pkg_marker is set.
+ * inst_ldpath_get_swprofile_pkgs      the names of all packages, then those of the service packs; null and 0 without
+ *                                     packages, even when there are service packs
+ */
+uint64_t inst_ldpath_get_swprofile_image(inst_sw_profile_sdr_ext *profile, char **image_out);
+uint64_t inst_ldpath_get_swprofile_filelist(inst_sw_profile_sdr_ext *profile, char ***file_list_out,
+                                            uint32_t *count_out, char **error_message_out);
+uint64_t inst_ldpath_get_swprofile_img_pkgs(inst_sw_profile_sdr_ext *profile, char **image_out, char ***pkg_list_out,
+                                            uint32_t *count_out, uint32_t pkg_filter, uint8_t skip_flagged,
+                                            serv_packs **sp_list_out);
+uint64_t inst_ldpath_get_swprofile_pkgs(inst_sw_profile_sdr_ext *profile, char ***file_list_out, uint32_t *count_out);
+
+/*
+ * The package names of a stored local profile, as install-common lists them. Results: those of
+ * inst_ldpath_get_swprofile() and of instcomm_ldpath_get_pkgs_info_from_swprofile().
+ */
+uint64_t inst_ldpath_get_local_swprofile_pkgs_info(const char *sdr_key, int32_t part_type, uint32_t vm_type,
+                                                   char ***pkg_names_out, uint32_t *count_out,
+                                                   char **error_message_out);
+
+/*
+ * The file list, as inst_ldpath_get_swprofile_filelist() makes it, of a stored active profile. Results: those of the
+ * latter and of inst_ldpath_get_swprofile().
+ */
+uint64_t inst_swp_get_show_install_active_data(const char *sdr_key, uint8_t is_local, uint32_t vm_type,
+                                               char ***file_list_out, uint32_t *count_out);
+
+/*
+ * Look for a package in the stored ACTIVE profile; part_type is named in messages only. Names are compared exactly. The
+ * key is required for QX, LC QX and UVF in either scope.
+ *
+ * inst_swp_is_pkg_present    takes the architecture off pkg_name before. *is_present gets 1 when there is the package
+ *                            and is untouched otherwise: set it to 0 before. It may be null.
+ * inst_swp_get_package_rpms  takes it off only under the new package rules (g_inst_pkg_fmt_info.is_new_format). The
+ *                            same of *is_found. The list gets copies of the names of its RPM files, freed with
+ *                            inst_free_string_list(); both are untouched when there are none. Of several packages of
+ *                            the name, the last that has RPMs counts. Each output may be null.
+ *
+ * Results: 0, whether found or not; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of inst_ldpath_get_swprofile() and of
+ * inst_dup_string_list(), with what was found so far in the outputs.
+ */
+uint64_t inst_swp_is_pkg_present(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                 const char *pkg_name, uint8_t *is_present);
+uint64_t inst_swp_get_package_rpms(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                   const char *pkg_name, uint8_t *is_found, char ***rpm_list_out,
+                                   uint32_t *rpm_count_out, char **error_message_out);
+
+/*
+ * The image name of the stored active global QX profile. *image_out must be null or heap memory before. Results: 0,
+ * with *image_out null also when there is no such name; INST_RC_INVALID_ARG; those of inst_ldpath_get_sdr_swprofile().
+ */
+uint64_t inst_get_image_name(const char *sdr_key, char **image_out);
+
+/*
+ * What the active Admin profile says of a node: the global one or, where that can't be fetched, the local one.
+ *
+ * instmgr_cmp_sw_version          Is sw_version, which may be null, the version of the first location profile that
+ *                                 lists the node or, when none does or it has no version, of the main body? Byte by
+ *                                 byte; null is the same as none. BEWARE: *is_equal is 1 also when no profile could be
+ *                                 fetched; look at the result first.
+ * instmgr_check_node_in_loc_mswp  Is the node in a location profile? *in_loc is 0 also when no profile could be
+ * fetched.
+ *
+ * Results: 0; INST_RC_INVALID_ARG; those of fetching the local profile with inst_ldpath_get_swprofile().
+ */
+uint64_t instmgr_cmp_sw_version(uint32_t loc_id_1, uint32_t loc_id_2, uint32_t loc_id_3, const char *sw_version,
+                                uint8_t *is_equal);
+uint64_t instmgr_check_node_in_loc_mswp(uint32_t loc_id_1, uint32_t loc_id_2, uint32_t loc_id_3, uint8_t *in_loc);
+
+/*
+ * Are the active and the committed global QX profile of an SDR the same, as instcomm_compare_swp_profiles() tells?
+ * *is_equal is 0 after every failure. Results: 0; INST_RC_INVALID_ARG; INSTMGR_RC_SWPROFILE_NOT_FOUND when one of them
+ * doesn't exist; those of looking for them, fetching and comparing them.
+ */
+uint64_t inst_ldpath_is_sdr_master_act_comm_swp_equal(const char *sdr_key, uint8_t *is_equal);
+
+/*
+ * Do two states of a profile match? selector and option are those of instcomm_cmp_swprofile_ext(). *matched is
+ * untouched when one of them can't be fetched. BEWARE: it gets 1 when they can't be compared; look at the result first.
+ * Results: those of inst_ldpath_get_sw_profile_if_exists() and of instcomm_cmp_swprofile_ext().
+ */
+uint64_t inst_ldpath_check_swp_mismatch_wrapper(const char *sdr_key, uint8_t is_local, uint32_t vm_type,
+                                                int32_t src_part_type, int32_t dst_part_type, uint32_t selector,
+                                                uint32_t option, uint8_t *matched);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

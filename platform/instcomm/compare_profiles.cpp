@@ -1,0 +1,147 @@
+#include "instcomm.h"
+#include "zeld/order.h"
+#include "zeld/record_fields.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace
+{
+
+using Info = inst_sw_profile_info;
+using Location = inst_sw_profile_loc;
+using Sdr = inst_sw_profile_sdr;
+using Ext = inst_sw_profile_sdr_ext;
+using zeld::AllBut;
+using zeld::Only;
+using zeld::order_of;
+
+// The parts that can be selected, and what no selection names.
+enum : uint32_t { IMAGE = 1, PACKAGES = 2, SERVICE_PACKS = 4, LOCATIONS = 8, VERSION = 16, OTHERS = 32, ALL = 63 };
+
+struct Comparison {
+    uint32_t parts;
+    bool in_any_order; // of packages
+    bool is_out_of_memory = false;
+
+    bool packages_differ(const Info &a, const Info &b);
+    const char *body_difference(const Info &a, const Info &b);
+    bool locations_differ(const Sdr &a, const Sdr &b);
+    const char *difference(const Ext &a, const Ext &b);
+};
+
+void sort(const inst_swp_package **packages, uint32_t count)
+{
+    std::sort(packages, packages + count,
+              [](const inst_swp_package *a, const inst_swp_package *b) { return order_of(*a, *b) < 0; });
+}
+
+bool Comparison::packages_differ(const Info &a, const Info &b)
+{
+    inst_swp_package *of_a = nullptr;
+    inst_swp_package *of_b = nullptr;
+    const uint32_t count = record::get<&Info::packages>(a, &of_a);
+    if (!in_any_order || count != record::get<&Info::packages>(b, &of_b)) {
+        return order_of<Only<&Info::packages>>(a, b) != 0;
+    }
+    const auto sorted = static_cast<const inst_swp_package **>(std::malloc(2 * (std::size_t{count} + 1) * sizeof of_a));
+    if (sorted == nullptr) {
+        is_out_of_memory = true;
+        return true;
+    }
+    const inst_swp_package **const sorted_b = sorted + count;
+    for (uint32_t i = 0; i < count; ++i) {
+        sorted[i] = &of_a[i];
+        sorted_b[i] = &of_b[i];
+    }
+    sort(sorted, count);
+    sort(sorted_b, count);
+    bool differ = false;
+    for (uint32_t i = 0; i < count && !differ; ++i) {
+        differ = order_of(*sorted[i], *sorted_b[i]) != 0;
+    }
+    std::free(sorted);
+    return differ;
+}
+
+// Names the first part that differs; null when none does.
+const char *Comparison::body_difference(const Info &a, const Info &b)
+{
+    if ((parts & IMAGE) != 0 && order_of<Only<&Info::image>>(a, b) != 0) {
+        return "image";
+    }
+    if ((parts & VERSION) != 0 && order_of<Only<&Info::version>>(a, b) != 0) {
+        return "version";
+    }
+    if ((parts & PACKAGES) != 0 && packages_differ(a, b)) {
+        return "packages";
+    }
+    if ((parts & SERVICE_PACKS) != 0 && order_of<Only<&Info::sp_names, &Info::sp_details>>(a, b) != 0) {
+        return "service packs";
+    }
+    using Others = AllBut<&Info::lv_name, &Info::image, &Info::version, &Info::packages, &Info::sp_names,
+                          &Info::sp_details>; // lv_name names the partition
+    return (parts & OTHERS) != 0 && order_of<Others>(a, b) != 0 ? "other fields of the body" : nullptr;
+}
+
+bool Comparison::locations_differ(const Sdr &a, const Sdr &b)
+{
+    Location *of_a = nullptr;
+    Location *of_b = nullptr;
+    const uint32_t count = record::get<&Sdr::loc_profiles>(a, &of_a);
+    bool differ = count != record::get<&Sdr::loc_profiles>(b, &of_b);
+    Comparison whole = {ALL, in_any_order};
+    for (uint32_t i = 0; i < count && !differ; ++i) {
+        differ = order_of<AllBut<&Location::sw_profile>>(of_a[i], of_b[i]) != 0 ||
+                 whole.body_difference(of_a[i].sw_profile, of_b[i].sw_profile) != nullptr;
+    }
+    is_out_of_memory = is_out_of_memory || whole.is_out_of_memory;
+    return differ;
+}
+
+const char *Comparison::difference(const Ext &a, const Ext &b)
+{
+    const Sdr &of_a = a.sdr_sw_profile;
+    const Sdr &of_b = b.sdr_sw_profile;
+    if (const char *const name = body_difference(of_a.sw_profile, of_b.sw_profile)) {
+        return name;
+    }
+    if ((parts & LOCATIONS) != 0 && locations_differ(of_a, of_b)) {
+        return "location profiles";
+    }
+    const bool others_differ = order_of<AllBut<&Ext::sdr_sw_profile, &Ext::sdr_sw_profile_len>>(a, b) != 0 ||
+                               order_of<AllBut<&Sdr::sw_profile, &Sdr::loc_profiles>>(of_a, of_b) != 0;
+    return (parts & OTHERS) != 0 && others_differ ? "other fields" : nullptr;
+}
+
+} // namespace
+
+extern "C" {
+
+uint64_t instcomm_compare_swp_profiles(const inst_sw_profile_sdr_ext *a, const inst_sw_profile_sdr_ext *b,
+                                       uint8_t *is_equal, uint32_t)
+{
+    uint8_t is_first = 1;
+    return instcomm_cmp_swprofile_ext(a, b, 0, &is_first, 0, 0, is_equal);
+}
+
+uint64_t instcomm_cmp_swprofile_ext(const inst_sw_profile_sdr_ext *src, const inst_sw_profile_sdr_ext *dst,
+                                    uint32_t selector, uint8_t *first, uint32_t, uint32_t option, uint8_t *match)
+{
+    if (src == nullptr || dst == nullptr || match == nullptr) {
+        return INSTCOMM_RC_INVALID_ARG;
+    }
+    const uint32_t selected = selector & (ALL - OTHERS);
+    Comparison comparison = {selected == 0 ? ALL : selected, option == 1};
+    const char *const difference = comparison.difference(*src, *dst);
+    if (comparison.is_out_of_memory) {
+        return INSTCOMM_RC_NO_MEMORY;
+    }
+    if (difference != nullptr && first != nullptr && *first != 0) {
+        instcomm_log("profiles differ: %s\n", difference);
+        *first = 0;
+    }
+    *match = difference == nullptr ? 1 : 0;
+    return 0;
+}
+}

@@ -1,0 +1,30 @@
+#include "frame/record_arguments.h"
+
+#include "frame/report.h"
+
+#include "zeld/record_fields.h"
+
+TRACE_SITES_BEGIN(record_arguments)
+
+bool is_null(const void *parameter, const char *function, int line)
+{
+    if (parameter == nullptr) {
+        REPORT("Error! Parameter is NULL, %s, %d\n", function, line);
+    }
+    return parameter == nullptr;
+}
+
+inst_sw_profile_info *body_of(inst_sw_profile_sdr_ext &profile, const char *function)
+{
+    if (!record::has<&inst_sw_profile_sdr_ext::sdr_sw_profile>(profile)) {
+        REPORT("%s: SDR Profile is NULL\n", function);
+        return nullptr;
+    }
+    if (!record::has<&inst_sw_profile_sdr::sw_profile>(profile.sdr_sw_profile)) {
+        REPORT("%s: SW Profile is NULL\n", function);
+        return nullptr;
+    }
+    return &profile.sdr_sw_profile.sw_profile;
+}
+
+TRACE_SITES_END(record_arguments);

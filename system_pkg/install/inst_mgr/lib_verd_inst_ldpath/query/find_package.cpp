@@ -1,0 +1,204 @@
+// Looking for a package in the active profile. The state that callers give is named in messages only.
+#include "edit/stored_profile.h"
+#include "frame/debug_line.h"
+#include "frame/enumerations.h"
+#include "frame/error_text.h"
+#include "frame/owned.h"
+
+#include "zeld/record_fields.h"
+
+#include <cstring>
+
+TRACE_SITES_BEGIN(find_package)
+
+namespace
+{
+
+using Package = inst_swp_package;
+
+// A profile as its caller names it, and the package that is looked for.
+struct Search {
+    const char *sdr_key;
+    uint8_t is_local;
+    int32_t part_type;
+    uint32_t vm_type;
+    const char *pkg_name;
+
+    uint64_t check() const
+    {
+        if (is_qx_based(vm_type) && sdr_key == nullptr) {
+            REPORT("Error! sdr_key is NULL\n");
+            return INST_RC_INVALID_ARG;
+        }
+        return pkg_name == nullptr ? INST_RC_INVALID_ARG : 0;
+    }
+
+    uint64_t fetch_active(StoredProfile &profile, char **text) const
+    {
+        return inst_ldpath_get_swprofile(sdr_key, is_local, VERD_SWP_ACTIVE, vm_type, &profile.record, text);
+    }
+
+    const char *scope() const { return scope_name(is_local); }
+    const char *state() const { return state_name(part_type); }
+    const char *vm() const { return vm_type_name(vm_type); }
+    const char *key() const { return text_or_null(sdr_key); }
+};
+
+// Calls found(package) for every package of the name, until it returns something else than 0.
+template <class Found> uint64_t for_each_of_name(const inst_sw_profile_sdr &sdr, const char *name, Found found)
+{
+    Package *packages = nullptr;
+    const uint32_t count = record::get<&inst_sw_profile_info::packages>(sdr.sw_profile, &packages);
+    uint64_t rc = 0;
+    for (uint32_t i = 0; i < count && rc == 0; ++i) {
+        if (packages[i].name != nullptr && std::strcmp(packages[i].name, name) == 0) {
+            rc = found(packages[i]);
+        }
+    }
+    return rc;
+}
+
+uint64_t copy_without_architecture(const char *name, Owned<char> &copy)
+{
+    copy.ptr = strdup(name);
+    if (copy.ptr == nullptr) {
+        return INST_RC_NO_MEMORY;
+    }
+    instcomm_strip_arch_from_package_name(copy.ptr);
+    return 0;
+}
+
+uint64_t look_for_package(const Search &search, uint8_t *is_present)
+{
+    uint64_t rc = search.check();
+    if (rc != 0) {
+        return rc;
+    }
+    Owned<char> name;
+    rc = copy_without_architecture(search.pkg_name, name);
+    if (rc != 0) {
+        return rc;
+    }
+    Owned<char> text;
+    StoredProfile profile;
+    rc = search.fetch_active(profile, &text.ptr);
+    if (rc != 0) {
+        REPORT("Failed to get %s active QX sw profile, rc=0x%lx\n", search.scope(), rc);
+        return rc;
+    }
+    if (profile.record == nullptr) {
+        REPORT("Failed to get %s active QX sw profile (NULL)\n", search.scope());
+        return 0;
+    }
+    static_cast<void>(for_each_of_name(profile.sdr(), name.ptr, [&](const Package &) -> uint64_t {
+        REPORT("Found pkg %s in %s %s SW Profile for %s (key=%s)\n", name.ptr, search.scope(), search.state(),
+               search.vm(), search.key());
+        if (is_present != nullptr) {
+            *is_present = 1;
+        }
+        return 0;
+    }));
+    if (is_present == nullptr) { // tests the pointer, not the flag; the log says so whenever nobody asked for the flag
+        REPORT("Did not find pkg %s in %s %s SW Profile for %s VM (key=%s)\n", name.ptr, search.scope(), search.state(),
+               search.vm(), search.key());
+    }
+    return 0;
+}
+
+// The RPMs of a package: of the last one of the name that has any.
+struct Rpms {
+    bool is_found = false;
+    OwnedStringList list;
+};
+
+uint64_t take_rpms(const Search &search, const Package &package, Rpms &rpms, char **text)
+{
+    rpms.is_found = true;
+    OwnedStringList copies;
+    char **files = nullptr;
+    copies.count = record::get<&Package::files>(package, &files);
+    if (copies.count == 0) {
+        return 0;
+    }
+    const uint64_t rc = inst_dup_string_list(copies.count, files, &copies.list, text);
+    if (rc != 0) {
+        REPORT("%s: failed to allocate string\n", "inst_swp_get_package_rpms");
+        return rc;
+    }
+    char shown[128];
+    inst_print_list(shown, sizeof shown, copies.list, copies.count);
+    REPORT("%s %s SW Profile for %s (key=%s) contains pkgs: %s\n", search.scope(), search.state(), search.vm(),
+           search.key(), shown);
+    std::swap(rpms.list.list, copies.list);
+    std::swap(rpms.list.count, copies.count);
+    return 0;
+}
+
+uint64_t look_for_rpms(const Search &search, Rpms &rpms, char **text)
+{
+    uint64_t rc = search.check();
+    if (rc != 0) {
+        return rc;
+    }
+    StoredProfile profile;
+    rc = search.fetch_active(profile, text);
+    if (rc != 0) { // says "local" in any scope, which readers of the log know
+        REPORT("Failed to get local active QX sw profile, rc=0x%lx\n", rc);
+        error_text_add(text, "Failed to get local active QX software profile\n");
+        return rc;
+    }
+    if (profile.record == nullptr) {
+        REPORT("Failed to get local active QX sw profile (NULL)\n");
+        error_text_add(text, "Hit an internal error while getting local active QX software profile\n");
+        return 0;
+    }
+    Owned<char> stripped;
+    if (g_inst_pkg_fmt_info.is_new_format != 0) {
+        rc = copy_without_architecture(search.pkg_name, stripped);
+        if (rc != 0) {
+            return rc;
+        }
+    }
+    return for_each_of_name(profile.sdr(), stripped.ptr != nullptr ? stripped.ptr : search.pkg_name,
+                            [&](const Package &package) { return take_rpms(search, package, rpms, text); });
+}
+
+} // namespace
+
+extern "C" {
+
+uint64_t inst_swp_is_pkg_present(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                 const char *pkg_name, uint8_t *is_present)
+{
+    DEBUG_LINE(4, "Entering function %s, %s, %d \n", __func__, text_or_null(sdr_key), is_local);
+    const uint64_t rc = look_for_package({sdr_key, is_local, part_type, vm_type, pkg_name}, is_present);
+    DEBUG_LINE(4, "Leaving function %s, rc = %lx, %d\n", __func__, rc, is_present == nullptr ? 0 : *is_present);
+    return rc;
+}
+
+uint64_t inst_swp_get_package_rpms(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                   const char *pkg_name, uint8_t *is_found, char ***rpm_list_out,
+                                   uint32_t *rpm_count_out, char **error_message_out)
+{
+    DEBUG_LINE(4, "Entering function %s, %s, %d \n", __func__, text_or_null(sdr_key), is_local);
+    char *text = nullptr;
+    Rpms rpms;
+    const uint64_t rc = look_for_rpms({sdr_key, is_local, part_type, vm_type, pkg_name}, rpms, &text);
+    if (is_found != nullptr && rpms.is_found) {
+        *is_found = 1;
+    }
+    if (rpms.list.list != nullptr) {
+        if (rpm_count_out != nullptr) {
+            *rpm_count_out = rpms.list.count;
+        }
+        if (rpm_list_out != nullptr) {
+            *rpm_list_out = std::exchange(rpms.list.list, nullptr);
+        }
+    }
+    error_text_hand_over(&text, error_message_out);
+    DEBUG_LINE(4, "Leaving function %s, rc = %lx, %d\n", __func__, rc, is_found == nullptr ? 0 : *is_found);
+    return rc;
+}
+}
+
+TRACE_SITES_END(find_package);

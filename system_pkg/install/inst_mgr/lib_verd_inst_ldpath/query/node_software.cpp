@@ -1,0 +1,126 @@
+// What the Admin master profile says of a node.
+#include "edit/stored_profile.h"
+#include "frame/enumerations.h"
+#include "frame/owned.h"
+#include "frame/report.h"
+
+#include "zeld/record_fields.h"
+
+#include <cstring>
+#include <string_view>
+
+TRACE_SITES_BEGIN(node_software)
+
+namespace
+{
+
+using Info = inst_sw_profile_info;
+using Location = inst_sw_profile_loc;
+
+// The active one: the global, or where that can't be read the node's own.
+uint64_t fetch_admin_master(const char *function, StoredProfile &profile)
+{
+    Owned<char> text;
+    uint64_t rc = inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, &text.ptr);
+    if (rc == 0) {
+        return 0;
+    }
+    REPORT("WARNING! %s inst_ldpath_get_swprofile failed to get Master SWP, trying with local SWP, %lx\n", function,
+           rc);
+    rc = inst_ldpath_get_swprofile(nullptr, 1, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, &text.ptr);
+    if (rc != 0) {
+        REPORT("Error! %s inst_ldpath_get_swprofile failed to get Local SWP, %lx\n", function, rc);
+    }
+    return rc;
+}
+
+struct Node {
+    uint32_t loc_id_1, loc_id_2, loc_id_3;
+
+    bool is_in(const Location &location) const
+    {
+        inst_node_loc *nodes = nullptr;
+        const uint32_t count = record::get<&Location::node_locs>(location, &nodes);
+        for (uint32_t i = 0; i < count; ++i) {
+            if (nodes[i].loc_id_1 == loc_id_1 && nodes[i].loc_id_2 == loc_id_2 && nodes[i].loc_id_3 == loc_id_3) {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
+// The first location profile that lists the node; null when none does.
+const Location *find_location(const inst_sw_profile_sdr &sdr, const Node &node)
+{
+    Location *locations = nullptr;
+    const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(sdr, &locations);
+    for (uint32_t i = 0; i < count; ++i) {
+        if (node.is_in(locations[i])) {
+            return &locations[i];
+        }
+    }
+    return nullptr;
+}
+
+// The body that holds the version of the node's software.
+const Info &versioned_body(const inst_sw_profile_sdr &sdr, const Node &node)
+{
+    const Location *const location = find_location(sdr, node);
+    if (location != nullptr) {
+        REPORT("found entry in Master swp\n");
+    }
+    if (location != nullptr && record::has<&Info::version>(location->sw_profile)) {
+        return location->sw_profile;
+    }
+    REPORT("No entry found in Location swp or version not present in local sw profile(SMU), using default profile.\n");
+    return sdr.sw_profile;
+}
+
+bool are_same(const char *a, const char *b)
+{
+    return a == nullptr || b == nullptr ? a == b : std::strcmp(a, b) == 0;
+}
+
+} // namespace
+
+extern "C" {
+
+uint64_t instmgr_cmp_sw_version(uint32_t loc_id_1, uint32_t loc_id_2, uint32_t loc_id_3, const char *sw_version,
+                                uint8_t *is_equal)
+{
+    if (is_equal == nullptr) {
+        return INST_RC_INVALID_ARG;
+    }
+    StoredProfile profile;
+    const uint64_t rc = fetch_admin_master(__func__, profile);
+    *is_equal = 1; // also of a node whose profile can't be read
+    if (rc != 0) {
+        return rc;
+    }
+    const Info &body = versioned_body(profile.sdr(), {loc_id_1, loc_id_2, loc_id_3});
+    const char *const version = record::has<&Info::version>(body) ? body.version : nullptr;
+    if (!are_same(version, sw_version)) {
+        REPORT("%s SW Profile compare: image %s != %s\n", __func__, text_or_null(version), text_or_null(sw_version));
+        *is_equal = 0;
+    }
+    return 0;
+}
+
+uint64_t instmgr_check_node_in_loc_mswp(uint32_t loc_id_1, uint32_t loc_id_2, uint32_t loc_id_3, uint8_t *in_loc)
+{
+    if (in_loc == nullptr) {
+        return INST_RC_INVALID_ARG;
+    }
+    StoredProfile profile;
+    const uint64_t rc = fetch_admin_master(__func__, profile);
+    const bool is_listed = rc == 0 && find_location(profile.sdr(), {loc_id_1, loc_id_2, loc_id_3}) != nullptr;
+    if (is_listed) {
+        REPORT("Location Node entry in Acive Master swp\n");
+    }
+    *in_loc = is_listed ? 1 : 0;
+    return rc;
+}
+}
+
+TRACE_SITES_END(node_software);
