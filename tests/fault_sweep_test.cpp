@@ -14,6 +14,10 @@ struct Outcome {
     inst_sw_profile_sdr_ext *profile = nullptr;
     char *path = nullptr;
     char *error = nullptr;
+    char **list = nullptr;
+    uint32_t count = 0;
+    serv_packs *packs = nullptr;
+    uint8_t flag = 0;
 };
 
 inst_sw_profile_sdr_ext *changed;  // what is stored, or edited in memory
@@ -29,10 +33,12 @@ uint64_t add_image()
 struct Operation {
     const char *name;
     // Adds store what could be added, if need be nothing; Copies have flat copies.
-    enum Kind { Fetches, Names, Stores, Adds, Copies, Edits } kind;
+    enum Kind { Fetches, Names, Stores, Adds, Copies, Edits, Asks } kind;
     void (*run)(Outcome &);
     bool from_nothing = false; // starts from an empty profile
 };
+
+constexpr uint32_t NO_HOST_SMUS = 1;
 
 const std::vector<const char *> PATHS = {"/a/x-1-1.noarch.rpm", "y"};
 
@@ -113,6 +119,54 @@ const Operation OPERATIONS[] = {
          o.rc = inst_ldpath_swp_copy("other", 0, VERD_VM_QX, VERD_SWP_PREPARED, VERD_SWP_COMMITTED, &o.error);
      }},
     {"delete", Operation::Edits, [](Outcome &o) { o.rc = inst_ldpath_delete_swprofile("other", 0, VERD_VM_QX); }},
+    {"ask for the image", Operation::Asks,
+     [](Outcome &o) { o.rc = inst_ldpath_get_swprofile_image(changed, &o.path); }},
+    {"ask for the file list", Operation::Asks,
+     [](Outcome &o) { o.rc = inst_ldpath_get_swprofile_filelist(changed, &o.list, &o.count, &o.error); }},
+    {"ask for packages", Operation::Asks,
+     [](Outcome &o) {
+         o.rc = inst_ldpath_get_swprofile_img_pkgs(changed, &o.path, &o.list, &o.count, NO_HOST_SMUS, 0, &o.packs);
+     }},
+    {"ask for all names", Operation::Asks,
+     [](Outcome &o) { o.rc = inst_ldpath_get_swprofile_pkgs(changed, &o.list, &o.count); }},
+    {"ask for service packs", Operation::Asks,
+     [](Outcome &o) { o.rc = inst_ldpath_get_swprofile_sps(changed, &o.list, &o.count, &o.packs, &o.error); }},
+    {"ask for all service packs", Operation::Asks,
+     [](Outcome &o) { o.rc = inst_ldpath_get_all_swprofile_sps("asked", 1, &o.list, &o.count); }},
+    {"ask for package information", Operation::Asks,
+     [](Outcome &o) {
+         o.rc = inst_ldpath_get_local_swprofile_pkgs_info("asked", VERD_SWP_ACTIVE, VERD_VM_UVF, &o.list, &o.count,
+                                                          &o.error);
+     }},
+    {"ask for active data", Operation::Asks,
+     [](Outcome &o) { o.rc = inst_swp_get_show_install_active_data("default-sdr", 0, VERD_VM_QX, &o.list, &o.count); }},
+    {"ask for a package", Operation::Asks,
+     [](Outcome &o) {
+         o.rc = inst_swp_is_pkg_present("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "beta-2.0-r1", &o.flag);
+     }},
+    {"ask for RPMs", Operation::Asks,
+     [](Outcome &o) {
+         o.rc = inst_swp_get_package_rpms("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "alpha-1.0-r1", nullptr,
+                                          &o.list, &o.count, &o.error);
+     }},
+    {"ask for the active image", Operation::Asks,
+     [](Outcome &o) {
+         o.rc = inst_get_image_name("default-sdr", &o.path);
+         o.rc = o.path == nullptr && o.rc == 0 ? INST_RC_NO_MEMORY : o.rc; // which isn't told
+     }},
+    {"ask for a match", Operation::Asks,
+     [](Outcome &o) {
+         uint8_t is_match = 0;
+         o.rc = inst_ldpath_check_swp_mismatch_wrapper("asked", 0, VERD_VM_QX, VERD_SWP_COMMITTED, VERD_SWP_ACTIVE, 0,
+                                                       1, &is_match);
+         o.flag = o.rc == 0 ? is_match : 0;
+     }},
+    {"ask for the version of a node", Operation::Asks,
+     [](Outcome &o) {
+         o.rc = instmgr_cmp_sw_version(0, 0, 0, "1.4.0", &o.flag);
+         o.flag = 0; // 1 also when it fails
+     }},
+    {"ask for a node", Operation::Asks, [](Outcome &o) { o.rc = instmgr_check_node_in_loc_mswp(0, 0, 0, &o.flag); }},
     {"check for locations", Operation::Edits,
      [](Outcome &) { inst_ldpath_chk_loc_profile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX); }},
     {"add a bundle for all nodes", Operation::Stores,
@@ -133,6 +187,20 @@ struct Disk {
 class FaultSweepTest : public RepositoryTest
 {
 protected:
+    // Profiles that are only asked for.
+    static void given_others()
+    {
+        Fetched profile = {new_full_profile()};
+        std::free(profile.body().sp_names[1]);
+        profile.body().sp_names[1] = strdup("SP2");
+        for (const int32_t state : {VERD_SWP_COMMITTED, VERD_SWP_ACTIVE}) {
+            profile.ptr->ext_value = static_cast<uint64_t>(state);
+            inst_write_sdr_swprofile_to_file2(nullptr, 0, state, VERD_VM_ADMIN, profile.ptr, nullptr);
+            inst_write_sdr_swprofile_to_file2("asked", 0, state, VERD_VM_QX, profile.ptr, nullptr);
+            inst_write_sdr_swprofile_to_file2("asked", 1, state, VERD_VM_UVF, profile.ptr, nullptr);
+        }
+    }
+
     Disk disk() const
     {
         const std::string twin = read_file(active_txt);
@@ -146,6 +214,11 @@ protected:
         const Text error = {outcome.error};
         const Text path = {outcome.path};
         const Fetched fetched = {outcome.profile};
+        const bool has_answer = path.ptr != nullptr || outcome.list != nullptr || outcome.packs != nullptr ||
+                                outcome.flag != 0 || outcome.count != 0;
+        EXPECT_TRUE(operation.kind != Operation::Asks || !has_answer || outcome.rc == 0);
+        inst_free_string_list(outcome.count, outcome.list);
+        free_service_pack(outcome.packs);
         EXPECT_EQ(fetched.ptr != nullptr, operation.kind == Operation::Fetches && outcome.rc == 0);
         EXPECT_TRUE(path.ptr != nullptr || operation.kind != Operation::Names || outcome.rc != 0);
     }
@@ -163,6 +236,9 @@ protected:
                       ? static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)))
                       : new_full_profile();
         changed->ext_value = 77;
+        if (operation.kind == Operation::Asks) {
+            changed->sdr_sw_profile.sw_profile.sp_names_count = 1; // the other is null
+        }
         offer = std::make_unique<Offer>();
     }
 
@@ -204,6 +280,7 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
 {
     CreateRequest create;
     request = &create.request;
+    given_others();
     given_active_profile();
     const Disk full = disk();
     Fetched empty = {new_profile_of_size(60)};

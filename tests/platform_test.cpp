@@ -155,4 +155,95 @@ TEST_F(PlatformTest, CopiesOfStringLists)
     inst_free_string_list(3, copy);
 }
 
+TEST_F(PlatformTest, ComparingProfiles)
+{
+    using Change = void (*)(inst_sw_profile_sdr_ext &);
+    const struct {
+        Change change;
+        uint32_t part; // 0: of none that can be selected
+        bool is_difference = true;
+    } cases[] = {
+        {[](auto &profile) { profile.sdr_sw_profile.sw_profile.image.name[0] = 'x'; }, 1},
+        {[](auto &profile) { profile.sdr_sw_profile.sw_profile.packages[0].files[2] = strdup("x"); }, 2},
+        {[](auto &profile) { profile.sdr_sw_profile.sw_profile.packages[1].presence[1] = 2; }, 2},
+        {[](auto &profile) { profile.sdr_sw_profile.sw_profile.sp_names[1] = strdup("x"); }, 4},
+        {[](auto &profile) { profile.sdr_sw_profile.sw_profile.sp_details[0].sp_rpms[0][0] = 'x'; }, 4},
+        {[](auto &profile) { profile.sdr_sw_profile.loc_profiles[0].node_locs[1].presence[0] = 1; }, 8},
+        {[](auto &profile) { profile.sdr_sw_profile.loc_profiles[0].sw_profile.version[0] = 'x'; }, 8},
+        {[](auto &profile) { profile.sdr_sw_profile.sw_profile.version[0] = 'x'; }, 16},
+        {[](auto &profile) { profile.sdr_sw_profile.sw_profile.is_single_initrd_supported = 0; }, 0},
+        {[](auto &profile) { profile.sdr_sw_profile.vm_type = 4; }, 0},
+        {[](auto &profile) { profile.ext_value = 6; }, 0},
+        {[](auto &profile) { profile.sdr_sw_profile_len = 6; }, 0, false},
+        {[](auto &profile) { profile.sdr_sw_profile.sw_profile.lv_name[0] = 'x'; }, 0, false},
+        {[](auto &profile) { profile.sdr_sw_profile.loc_profiles[0].sw_profile.lv_name[0] = 'x'; }, 8, false},
+    };
+    const Fetched original = {new_full_profile()};
+    for (const auto &one : cases) {
+        const auto number = &one - cases;
+        Fetched changed = {new_full_profile()};
+        std::free(std::exchange(changed.body().packages[0].files[2], nullptr)); // the texts that cases exchange
+        std::free(std::exchange(original.body().packages[0].files[2], nullptr));
+        one.change(*changed.ptr);
+        uint8_t is_same = 7;
+        EXPECT_EQ(instcomm_compare_swp_profiles(original.ptr, changed.ptr, &is_same, 2), 0U);
+        EXPECT_EQ(is_same, one.is_difference ? 0 : 1) << number;
+        for (const uint32_t selector : {0U, 1U, 2U, 4U, 8U, 16U, 32U, 5U}) {
+            const bool is_whole = selector == 0 || selector == 32; // which selects nothing
+            const bool is_seen = one.is_difference && (is_whole || (one.part & selector) != 0);
+            uint8_t first = 1;
+            EXPECT_EQ(instcomm_cmp_swprofile_ext(original.ptr, changed.ptr, selector, &first, 0, 1, &is_same), 0U);
+            EXPECT_EQ(is_same, is_seen ? 0 : 1) << number << ", selector " << selector;
+            EXPECT_EQ(first, is_same);
+        }
+    }
+    Fetched turned = {new_full_profile()};
+    std::free(std::exchange(turned.body().packages[0].files[2], nullptr));
+    std::swap(turned.body().packages[0], turned.body().packages[1]);
+    inst_sw_profile_info &location = turned.ptr->sdr_sw_profile.loc_profiles[0].sw_profile;
+    std::swap(location.packages[0], location.packages[1]);
+    uint8_t is_same = 7;
+    EXPECT_EQ(instcomm_cmp_swprofile_ext(original.ptr, turned.ptr, 10, nullptr, 0, 1, &is_same), 0U);
+    EXPECT_EQ(is_same, 1);
+    for (const int nth : {1, 2}) { // for the main body, for the location
+        hooks::fail(hooks::ALLOCATION, nth);
+        EXPECT_EQ(instcomm_cmp_swprofile_ext(original.ptr, turned.ptr, 0, nullptr, 0, 1, &is_same),
+                  INSTCOMM_RC_NO_MEMORY);
+        hooks::disarm();
+    }
+    EXPECT_EQ(instcomm_cmp_swprofile_ext(original.ptr, turned.ptr, 10, nullptr, 0, 0, &is_same), 0U);
+    EXPECT_EQ(is_same, 0);
+    EXPECT_EQ(instcomm_compare_swp_profiles(original.ptr, nullptr, &is_same, 2), INSTCOMM_RC_INVALID_ARG);
+}
+
+TEST_F(PlatformTest, ListsGrowAndLoseDuplicates)
+{
+    char a[] = "a", b[] = "b", c[] = "";
+    char *const names[] = {b, a, nullptr, b, c, nullptr, a, c};
+    for (const bool has_memory : {true, false}) {
+        char **list = nullptr;
+        uint32_t count = 0;
+        EXPECT_EQ(instcomm_add_to_list(&list, &count, names, 2), 0U);
+        hooks::fail(hooks::ALLOCATION, 8); // where the list is to grow
+        EXPECT_EQ(instcomm_add_to_list(&list, &count, names, 8), INSTCOMM_RC_NO_MEMORY);
+        hooks::disarm();
+        EXPECT_EQ(count, 2U);
+        EXPECT_EQ(instcomm_add_to_list(&list, &count, names, 8), 0U);
+        EXPECT_EQ(instcomm_add_to_list(&list, &count, nullptr, 8), 0U);
+        EXPECT_EQ(count, 10U);
+        if (!has_memory) {
+            hooks::fail(hooks::ALLOCATION);
+        }
+        remove_duplicates_from_list(list, &count);
+        hooks::disarm();
+        ASSERT_EQ(count, 4U);
+        EXPECT_STREQ(list[0], "b");
+        EXPECT_STREQ(list[1], "a");
+        EXPECT_EQ(list[2], nullptr);
+        EXPECT_STREQ(list[3], "");
+        EXPECT_EQ(list[4], nullptr);
+        inst_free_string_list(count, list);
+    }
+}
+
 } // namespace
