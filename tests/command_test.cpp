@@ -21,8 +21,8 @@ protected:
     {
         const int status = std::system((SWPROFILE " " + arguments + " >/tmp/out 2>/tmp/err").c_str());
         const Ran result = {WEXITSTATUS(status), read_file("/tmp/out"), read_file("/tmp/err")};
-        if (result.code != 0) {
-            EXPECT_EQ(result.out, "") << arguments; // failures say nothing on standard output
+        if (result.code != 0 && (result.code != 1 || result.err != "")) { // 1 and nothing said: an answer
+            EXPECT_EQ(result.out, "") << arguments;                       // failures say nothing on standard output
             EXPECT_TRUE(result.err.starts_with("swprofile: ")) << result.err;
         }
         return result;
@@ -136,6 +136,162 @@ TEST_F(CommandTest, PromoteCopyDelete)
     EXPECT_EQ(run("delete --state prepared --yes").code, 0);
 }
 
+TEST_F(CommandTest, Questions)
+{
+    run(create + "--package a-1-1=x.rpm,y.rpm --package b-1-1 --image-rpm base --sp-package c-1-1 --service-pack "
+                 "SP1=c-1-1");
+    run("create --image kelo.iso --version 7 --vm admin");
+    run("add-for-nodes d-1-1 --node 0/1/0 --vm admin");
+    run("show --json");
+    fs::copy_file("/tmp/out", "/tmp/active.json");
+    nlohmann::json prepared = json_of("show --json");
+    prepared["packages"][0]["files"] = {"y.rpm"};
+    prepared["image"]["rpms"] = {"other"};
+    write_file("/tmp/prepared.json", prepared.dump());
+    run("create --from /tmp/prepared.json --state prepared --version 1.5.0");
+    run("add-for-nodes e-1-1 --node 0/2/0 --node 0/3/0 --state prepared");
+    run("create --from /tmp/active.json --state committed --lv other");
+    const struct {
+        const char *arguments;
+        int code;
+        std::string out;
+    } cases[] = {
+        {"image", 0, "image.iso\n"},
+        {"packages", 0, "a-1-1\nb-1-1\nc-1-1\n"},
+        {"packages --no-members", 0, "a-1-1\nb-1-1\n"},
+        {"packages --host-smus", 0, ""},
+        {"packages --host-smus --no-members", 2, ""},
+        {"rpms a-1-1.x86_64", 0, "x.rpm\ny.rpm\n"},
+        {"rpms b-1-1", 0, ""},
+        {"rpms d-1-1", 1, ""},
+        {"has a-1-1.noarch.rpm", 0, "yes\n"},
+        {"has d-1-1", 1, "no\n"},
+        {"has d-1-1 --sdr none", 3, ""},
+        {"service-packs", 0, "SERVICE PACK  RPMS\nSP1              1\n"},
+        {"service-packs --vm admin", 0, "no service packs\n"},
+        {"service-packs --all", 0, "SP1\n"},
+        {"service-packs --all --committed", 3, ""}, // no committed Admin profile
+        {"service-packs --all --state 1", 2, ""},
+        {"diff active committed", 0, ""},
+        {"diff active prepared", 1,
+         "--- active QX profile of default-sdr (global)\n+++ prepared QX profile of default-sdr (global)\n"
+         "- base RPM base\n+ base RPM other\n~ version: 1.4.0 -> 1.5.0\n~ package a-1-1: RPMs\n"
+         "+ location profile 0/2/0 0/3/0\n"},
+        {"diff prepared active --vm uvf", 3, ""},
+        {"node-version 0/1/0", 0, "7\n"},
+        {"node-version 0/1/0 7", 0, "equal\n"},
+        {"node-version 0/1/0 7.0", 1, "different\n"},
+        {"node-version 0/1 7", 2, ""},
+        {"check", 0, "4 profiles checked, nothing found\n"},
+        {"check --state committed", 0, "1 profile checked, nothing found\n"},
+        {"check --vm uvf", 3, ""},
+    };
+    for (const auto &[arguments, code, out] : cases) {
+        const Ran result = run(arguments);
+        EXPECT_EQ(result.code, code) << arguments << result.err;
+        EXPECT_EQ(result.out, out) << arguments;
+    }
+    EXPECT_EQ(json_of("diff active prepared --json")["changes"].size(), 5U);
+    EXPECT_EQ(json_of("rpms a-1-1 --json")["rpms"][1], "y.rpm");
+    EXPECT_EQ(json_of("service-packs --json")["service_packs"][0]["rpms"][0], "c-1-1");
+    EXPECT_EQ(std::system(SWPROFILE " diff active prepared >/dev/full 2>/dev/null") >> 8, 2); // not a difference
+    run("delete --vm admin --yes");
+    EXPECT_EQ(run("node-version 0/1/0 7").code, 3);
+}
+
+TEST_F(CommandTest, CheckFindsWhatIsWrong)
+{
+    run(create + "--local");
+    run(create + "--vm uvf");
+    const std::string local = "/install_repo/local/sdr/default-sdr/qx-swprofile-";
+    Fetched profile = {new_full_profile()}; // whose lists of service packs disagree
+    inst_write_sdr_swprofile_to_file2("other", 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile.ptr, nullptr);
+    fs::remove("/install_repo/local/qx-swprofile-active.txt");
+    write_file("/install_repo/local/qx-swprofile-active.bin", "junk");
+    write_file(local + "prepared.txt", "");
+    fs::create_directory(local + "committed.bin");
+    write_file("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.txt", "\n\nVM type\n");
+    write_file("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin", "");
+    write_file("/install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-activ", "");
+    write_file("/install_repo/gl/instdb/kelo-master-swprofile-active.bin", "junk");
+    write_file("/install_repo/gl/instdb/sdr/x", "");
+    const Ran found = run("check");
+    EXPECT_EQ(found.code, 1);
+    EXPECT_EQ(
+        found.out,
+        "/install_repo/gl/instdb/sdr/x: no SDR's directory\n"
+        "/install_repo/gl/instdb//kelo-master-swprofile-active.bin: damaged: not a whole, unchanged profile\n"
+        "/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.txt: the readable twin tells something else "
+        "than the profile\n"
+        "/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin: empty, which counts as absent\n"
+        "/install_repo/gl/instdb/sdr/other/qx-swprofile-active.bin: names another SDR: default-sdr\n"
+        "/install_repo/gl/instdb/sdr/other/qx-swprofile-active.bin: the names of service packs don't agree with "
+        "their details\n"
+        "/install_repo/gl/instdb/sdr/other/qx-swprofile-active.bin: the names of service packs don't agree with "
+        "their details, on nodes 4294967295/0/64 0/0/0\n" +
+            local + "committed.bin: not a regular file\n/install_repo/local/qx-swprofile-active.bin: not the same as " +
+            local + "active.bin\n/install_repo/local/qx-swprofile-active.txt: missing: the flat copy of " + local +
+            "active.txt\n" + local +
+            "prepared.txt: the readable twin of no profile\n"
+            "/install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-activ: belongs to no profile\n");
+    EXPECT_EQ(json_of("check --json")["findings"].size(), 12U);
+}
+
+// Every call into the system of a promotion and of a copy fails once, as if the process had been killed before it. What
+// is left is found by the check, and mended as docs/contract.md says.
+TEST_F(CommandTest, WhatBrokenTransitionsLeaveIsFoundAndMended)
+{
+    const std::string local = "/install_repo/local/sdr/default-sdr/qx-swprofile-";
+    std::vector<std::string> broken;
+    for (const bool is_promotion : {true, false}) {
+        for (const auto &[function, name] : {std::pair{hooks::UNLINK, "unlink"},
+                                             {hooks::RENAME, "rename"},
+                                             {hooks::SYSTEM, "system"},
+                                             {hooks::RUNCMD, "run"}}) {
+            for (int nth = 1;; ++nth) {
+                fs::remove_all("/install_repo/local");
+                run("create --image new.iso --local --state prepared");
+                run("create --image old.iso --local");
+                const std::string source = read_file(local + "prepared.bin");
+                hooks::reset();
+                hooks::fail(function, nth);
+                const uint64_t rc = is_promotion
+                                        ? inst_ldpath_swp_move_prep_to_act("default-sdr", 1, VERD_VM_QX, nullptr)
+                                        : inst_ldpath_swp_copy("default-sdr", 1, VERD_VM_QX, VERD_SWP_PREPARED,
+                                                               VERD_SWP_ACTIVE, nullptr);
+                hooks::disarm();
+                if (!hooks::orders[function].fired) {
+                    break;
+                }
+                const std::string step =
+                    (is_promotion ? "promote, " : "copy, ") + std::string(name) + std::to_string(nth);
+                const bool is_first_step =
+                    function == hooks::RENAME || (function == hooks::SYSTEM && !is_promotion && nth == 1);
+                EXPECT_EQ(rc == 0, function == hooks::UNLINK) << step; // what can't be removed is written over
+                EXPECT_EQ(fs::exists(local + "active.bin"), rc == 0 || !is_first_step) << step;
+                EXPECT_TRUE(is_first_step || read_file(local + "active.bin") == source) << step;
+                EXPECT_EQ(run("check").code, rc == 0 ? 0 : 1) << step;
+                if (rc == 0) {
+                    continue;
+                }
+                broken.push_back(step);
+                if (fs::exists(local + "prepared.bin")) {
+                    EXPECT_EQ(run(is_promotion ? "promote --local" : "copy --local --from 3 --to 2").code, 0) << step;
+                } else {
+                    Fetched profile;
+                    EXPECT_EQ(inst_ldpath_get_swprofile("default-sdr", 1, 2, 3, &profile.ptr, nullptr), 0U) << step;
+                    EXPECT_EQ(inst_ldpath_store_sdr_swprofile(profile.ptr, 1, 2, nullptr, 3, nullptr), 0U) << step;
+                    run("delete --local --state prepared --yes"); // what is left of it, if anything is
+                }
+                const Ran checked = run("check");
+                EXPECT_EQ(checked.code, 0) << step << "\n" << checked.out;
+            }
+        }
+    }
+    EXPECT_EQ(broken, (Lines{"promote, rename1", "promote, system1", "promote, run1", "promote, run2", "copy, system1",
+                             "copy, system2", "copy, run1", "copy, run2"}));
+}
+
 TEST_F(CommandTest, ListTellsEveryProfilesHealth)
 {
     EXPECT_EQ(run("list").out, "no profiles\n");
@@ -147,7 +303,7 @@ TEST_F(CommandTest, ListTellsEveryProfilesHealth)
     write_file("/install_repo/gl/instdb/sdr/-rf/qx-swprofile-prepared.bin", "");
     const Ran listed = run("list");
     EXPECT_EQ(listed.code, 0);
-    EXPECT_NE(listed.err.find("no SDR's name: /install_repo/gl/instdb/sdr/-rf"), std::string::npos);
+    EXPECT_NE(listed.err.find("no SDR's: /install_repo/gl/instdb/sdr/-rf"), std::string::npos);
     std::vector<std::string> rows;
     const nlohmann::json json = json_of("list --json");
     for (const auto &profile : json["profiles"]) {

@@ -170,6 +170,7 @@ TEST_F(PlatformTest, ComparingProfiles)
         {[](auto &profile) { profile.sdr_sw_profile.sw_profile.sp_details[0].sp_rpms[0][0] = 'x'; }, 4},
         {[](auto &profile) { profile.sdr_sw_profile.loc_profiles[0].node_locs[1].presence[0] = 1; }, 8},
         {[](auto &profile) { profile.sdr_sw_profile.loc_profiles[0].sw_profile.version[0] = 'x'; }, 8},
+        {[](auto &profile) { profile.sdr_sw_profile.presence[0] &= 7; }, 8},
         {[](auto &profile) { profile.sdr_sw_profile.sw_profile.version[0] = 'x'; }, 16},
         {[](auto &profile) { profile.sdr_sw_profile.sw_profile.is_single_initrd_supported = 0; }, 0},
         {[](auto &profile) { profile.sdr_sw_profile.vm_type = 4; }, 0},

@@ -87,7 +87,10 @@ uint64_t instcomm_match_lists(char *const *a, uint32_t a_count, char *const *b, 
 /* Append copies of names to a heap list, which may be moved; unchanged on failure. The results of the copy. */
 uint64_t instcomm_add_to_list(char ***list, uint32_t *count, char *const *names, uint32_t n);
 
-/* Free the entries that stand further to the front already, close up, and set those at the end to null. n log n. */
+/*
+ * Free every entry that equals an earlier one, close up, and set the places that are left at the end to null. Null
+ * entries are equal. n log n; quadratic without memory.
+ */
 void remove_duplicates_from_list(char **list, uint32_t *count);
 
 /* A qsort comparator over two `char *`: byte order of the names, null before all. */
@@ -153,16 +156,17 @@ uint64_t instcomm_get_swprofile_sdr_str(const inst_sw_profile_sdr_ext *profile, 
 
 /*
  * Do two profiles hold the same? *is_equal gets 1 or 0. Everything counts, the order of packages too, but for lv_name,
- * which names the partition and differs between states, and sdr_sw_profile_len. `mode` isn't used.
- * Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY.
+ * which names the partition and differs between states, and sdr_sw_profile_len; a nested record without any field
+ * counts as absent. `mode` isn't used. Results: 0; INSTCOMM_RC_INVALID_ARG.
  */
 uint64_t instcomm_compare_swp_profiles(const inst_sw_profile_sdr_ext *a, const inst_sw_profile_sdr_ext *b,
                                        uint8_t *is_equal, uint32_t mode);
 
 /*
- * The same for selected parts. `selector` is a sum of 1 image, 2 packages, 4 service packs, 8 location profiles and 16
- * version; 0 selects everything. Option 1 disregards the order of packages, at n log n. The first difference is logged,
- * and *first cleared then, unless it is 0 already; `first` may be null. `reserved` isn't used. Results as above.
+ * The same for selected parts. `selector` is a sum of 1 image, 2 packages, 4 service packs and 16 version, of the main
+ * body, and 8 location profiles as a whole; with none of these everything is compared, also what none of them names.
+ * Option 1 disregards the order of packages, at n log n. The first difference is logged, and *first cleared then,
+ * unless it is 0 already; `first` may be null. `reserved` isn't used. Results as above, and INSTCOMM_RC_NO_MEMORY.
  */
 uint64_t instcomm_cmp_swprofile_ext(const inst_sw_profile_sdr_ext *src, const inst_sw_profile_sdr_ext *dst,
                                     uint32_t selector, uint8_t *first, uint32_t reserved, uint32_t option,

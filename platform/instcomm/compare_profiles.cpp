@@ -41,7 +41,7 @@ bool Comparison::packages_differ(const Info &a, const Info &b)
     inst_swp_package *of_a = nullptr;
     inst_swp_package *of_b = nullptr;
     const uint32_t count = record::get<&Info::packages>(a, &of_a);
-    if (!in_any_order || count != record::get<&Info::packages>(b, &of_b)) {
+    if (!in_any_order || count == 0 || count != record::get<&Info::packages>(b, &of_b)) {
         return order_of<Only<&Info::packages>>(a, b) != 0;
     }
     const auto sorted = static_cast<const inst_swp_package **>(std::malloc(2 * (std::size_t{count} + 1) * sizeof of_a));
@@ -89,7 +89,8 @@ bool Comparison::locations_differ(const Sdr &a, const Sdr &b)
     Location *of_a = nullptr;
     Location *of_b = nullptr;
     const uint32_t count = record::get<&Sdr::loc_profiles>(a, &of_a);
-    bool differ = count != record::get<&Sdr::loc_profiles>(b, &of_b);
+    bool differ = record::has<&Sdr::loc_profiles>(a) != record::has<&Sdr::loc_profiles>(b) ||
+                  count != record::get<&Sdr::loc_profiles>(b, &of_b);
     Comparison whole = {ALL, in_any_order};
     for (uint32_t i = 0; i < count && !differ; ++i) {
         differ = order_of<AllBut<&Location::sw_profile>>(of_a[i], of_b[i]) != 0 ||

@@ -65,13 +65,15 @@ template <auto Member> void clear(Record<Member> &record)
     zeld::set_present(record, BIT<Member>, false);
 }
 
-// The count of an array; the array itself goes to *array_p where that is given. A null array counts as empty.
+// The count of an array; the array itself goes to *array_p where that is given. An absent array is null, and a null
+// array counts as empty.
 template <auto Member> uint32_t get(const Record<Member> &record, Value<Member> *array_p)
 {
+    const Value<Member> array = has<Member>(record) ? record.*Member : nullptr;
     uint32_t count = 0;
-    detail::with_field<Member>([&]<class F>() { count = record.*Member == nullptr ? 0 : F::count(record); });
+    detail::with_field<Member>([&]<class F>() { count = array == nullptr ? 0 : F::count(record); });
     if (array_p != nullptr) {
-        *array_p = record.*Member;
+        *array_p = array;
     }
     return count;
 }

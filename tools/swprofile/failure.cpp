@@ -34,6 +34,8 @@ constexpr Known KNOWN[] = {
 
 constexpr uint64_t ERRNO_BITS = 0x7ff;
 
+bool is_answering = false;
+
 const Known *find(uint64_t rc)
 {
     for (const Known &known : KNOWN) {
@@ -45,6 +47,21 @@ const Known *find(uint64_t rc)
 }
 
 } // namespace
+
+void begin_to_answer()
+{
+    is_answering = true;
+}
+
+void answer(bool is_yes)
+{
+    throw Answer{is_yes ? YES : NO};
+}
+
+int exit_code_of_failure(int code)
+{
+    return is_answering && code == FAILED ? int{TROUBLE} : code;
+}
 
 ErrorText::~ErrorText()
 {

@@ -8,6 +8,21 @@
 
 enum ExitCode { DONE = 0, FAILED = 1, USAGE = 2, NO_PROFILE = 3, INVALID_DATA = 4 };
 
+// The exit code of subcommands that answer with it: NO isn't a failure, and what elsewhere is FAILED is TROUBLE.
+enum AnswerCode { YES = 0, NO = 1, TROUBLE = 2 };
+
+// From here on the subcommand answers; and ends the command with its answer.
+void begin_to_answer();
+[[noreturn]] void answer(bool is_yes);
+
+// Thrown by answer().
+struct Answer {
+    AnswerCode code;
+};
+
+// What the command exits with after a failure.
+int exit_code_of_failure(int code);
+
 struct Failure : std::runtime_error {
     Failure(ExitCode code, const std::string &message, std::vector<std::string> reasons = {})
         : std::runtime_error(message), exit_code(code), details(std::move(reasons))

@@ -1,6 +1,7 @@
 #include "commands.h"
 #include "frame/enumerations.h"
 #include "names.h"
+#include "places.h"
 #include "profile_json.h"
 #include "table.h"
 
@@ -45,61 +46,14 @@ void add_entry(std::vector<Entry> &entries, const Selector &selector)
     entries.push_back(std::move(entry));
 }
 
-void add_states(std::vector<Entry> &entries, Selector selector)
-{
-    for (const int32_t state : {VERD_SWP_COMMITTED, VERD_SWP_ACTIVE, VERD_SWP_PREPARED}) {
-        selector.state = state;
-        add_entry(entries, selector);
-    }
-}
-
-// The SDRs that have a directory in a scope, by name.
-std::vector<std::string> sdrs_of(bool is_local)
-{
-    Selector any;
-    any.is_local = is_local;
-    const fs::path directory = fs::path(any.path()).parent_path().parent_path();
-    std::vector<std::string> names;
-    std::error_code error;
-    const fs::directory_iterator end;
-    for (fs::directory_iterator at(directory, error); !error && at != end; at.increment(error)) {
-        const fs::directory_entry &entry = *at;
-        const std::string name = entry.path().filename();
-        std::error_code ignored;
-        if (!entry.is_directory(ignored)) {
-            continue;
-        }
-        if (key_fault(name).empty()) {
-            names.push_back(name);
-        } else {
-            std::fprintf(stderr, "swprofile: not listed, since it is no SDR's name: %s\n",
-                         shown(entry.path().c_str()).c_str());
-        }
-    }
-    if (error && error != std::errc::no_such_file_or_directory) {
-        throw Failure(FAILED, "can't read " + directory.string(), {error.message()});
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 std::vector<Entry> read_repository()
 {
     std::vector<Entry> entries;
-    for (const bool is_local : {false, true}) {
-        Selector selector;
-        selector.is_local = is_local;
-        selector.vm_type = VERD_VM_ADMIN;
-        add_states(entries, selector);
-        for (const std::string &sdr : sdrs_of(is_local)) {
-            selector.sdr = sdr;
-            for (const uint32_t vm_type : {VERD_VM_QX, VERD_VM_LC_QX, VERD_VM_UVF}) {
-                if (is_local || vm_type != VERD_VM_LC_QX) { // the global LC QX profile is the QX one
-                    selector.vm_type = vm_type;
-                    add_states(entries, selector);
-                }
-            }
-        }
+    const auto note = [](const fs::path &directory) {
+        std::fprintf(stderr, "swprofile: not listed, since it is no SDR's: %s\n", shown(directory.c_str()).c_str());
+    };
+    for (const Selector &selector : all_places(note)) {
+        add_entry(entries, selector);
     }
     return entries;
 }

@@ -24,8 +24,11 @@ void describe_command(CLI::App &command)
                    "  swprofile list\n"
                    "  swprofile show --state prepared\n"
                    "  swprofile show --json | jq .packages\n"
+                   "  swprofile diff active prepared\n"
+                   "  swprofile check\n"
                    "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0\n\n"
-                   "Exit codes: 0 done, 1 failed, 2 usage, 3 no such profile, 4 invalid data.\n"
+                   "Exit codes: 0 done, 1 failed, 2 usage, 3 no such profile, 4 invalid data. Of has, diff, check and\n"
+                   "node-version: 0 yes, 1 no; what elsewhere is 1 is 2 then.\n"
                    "Reasons go to standard error, and in more detail to /install_repo/log/install.log.");
     add_create(command);
     add_show(command);
@@ -33,6 +36,14 @@ void describe_command(CLI::App &command)
     add_path(command);
     add_exists(command);
     add_boot_flag(command);
+    add_image(command);
+    add_packages(command);
+    add_rpms(command);
+    add_has(command);
+    add_service_packs(command);
+    add_diff(command);
+    add_node_version(command);
+    add_check(command);
     add_nodes(command);
     add_add_for_nodes(command);
     add_image_for_nodes(command);
@@ -60,15 +71,17 @@ int run(CLI::App &command, int argc, char **argv)
         return DONE;
     } catch (const CLI::ParseError &error) {
         return command.exit(error) == 0 ? DONE : USAGE;
+    } catch (const Answer &answer) {
+        return answer.code;
     } catch (const Failure &failure) {
         std::fprintf(stderr, "swprofile: %s\n", failure.what());
         for (const std::string &detail : failure.details) {
             std::fprintf(stderr, "  %s\n", detail.c_str());
         }
-        return failure.exit_code;
+        return exit_code_of_failure(failure.exit_code);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "swprofile: %s\n", error.what());
-        return FAILED;
+        return exit_code_of_failure(FAILED);
     }
 }
 
@@ -86,7 +99,7 @@ int main(int argc, char **argv)
     const int code = run(command, argc, argv);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         std::perror("swprofile: standard output");
-        return FAILED;
+        return exit_code_of_failure(FAILED);
     }
     return code;
 }

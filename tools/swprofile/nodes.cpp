@@ -23,7 +23,8 @@ bool contains(const std::vector<inst_node_loc> &nodes, const inst_node_loc &node
                        [&](const inst_node_loc &other) { return ids_of(other) == ids_of(node); });
 }
 
-// "A/B/C", three numbers.
+} // namespace
+
 std::optional<inst_node_loc> parse_node(const std::string &text)
 {
     std::array<uint32_t, 3> ids = {};
@@ -49,7 +50,10 @@ std::optional<inst_node_loc> parse_node(const std::string &text)
     return node;
 }
 
-} // namespace
+std::string node_fault(const std::string &text)
+{
+    return parse_node(text) ? "" : "'" + shown(text.c_str()) + "' isn't a node such as 0/1/0";
+}
 
 std::string node_text(const inst_node_loc &node)
 {
@@ -82,9 +86,7 @@ CLI::Option *add_node_option(CLI::App &command, std::vector<inst_node_loc> &node
             },
             "a node, as three numbers: rack/slot/module; give it once a node")
         ->allow_extra_args(false)
-        ->check([](const std::string &text) {
-            return parse_node(text) ? std::string() : "'" + shown(text.c_str()) + "' isn't a node such as 0/1/0";
-        });
+        ->check(node_fault);
 }
 
 std::vector<const inst_sw_profile_loc *> locations_of(const inst_sw_profile_sdr_ext &profile)
@@ -103,6 +105,16 @@ std::vector<inst_node_loc> nodes_of(const inst_sw_profile_loc &location)
     inst_node_loc *nodes = nullptr;
     const uint32_t count = record::get<&inst_sw_profile_loc::node_locs>(location, &nodes);
     return {nodes, nodes + count};
+}
+
+const inst_sw_profile_loc *location_of(const inst_sw_profile_sdr_ext &profile, const inst_node_loc &node)
+{
+    for (const inst_sw_profile_loc *const location : locations_of(profile)) {
+        if (contains(nodes_of(*location), node)) {
+            return location;
+        }
+    }
+    return nullptr;
 }
 
 std::vector<inst_node_loc> nodes_missing_in(const std::vector<const inst_sw_profile_loc *> &locations,

@@ -85,9 +85,7 @@ void put_body(Json &json, const inst_sw_profile_info &body)
     }
     put_array<&inst_sw_profile_info::packages>(
         json, "packages", body, [](const inst_swp_package &package) { return package_json(package, "files"); });
-    put_array<&inst_sw_profile_info::sp_details>(json, "service_packs", body, [](const sp_detail &detail) {
-        return Json{{"name", text_json(detail.sp_name)}, {"rpms", list_json(detail.sp_rpms, detail.sp_rpms_count)}};
-    });
+    put_array<&inst_sw_profile_info::sp_details>(json, "service_packs", body, service_pack_json);
     if (record::has<&inst_sw_profile_info::is_single_initrd_supported>(body)) {
         json["single_initrd"] = body.is_single_initrd_supported != 0;
     }
@@ -309,6 +307,11 @@ Json read_json(const std::string &file)
 Json text_json(const char *text)
 {
     return text == nullptr ? Json() : Json(text);
+}
+
+Json service_pack_json(const sp_detail &pack)
+{
+    return {{"name", text_json(pack.sp_name)}, {"rpms", list_json(pack.sp_rpms, pack.sp_rpms_count)}};
 }
 
 Json profile_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector)

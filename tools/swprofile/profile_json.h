@@ -12,6 +12,8 @@ inline constexpr int JSON_SCHEMA = 1;
 // A text of the record, null for a null pointer.
 Json text_json(const char *text);
 
+Json service_pack_json(const sp_detail &pack);
+
 // What the profile that the selector found holds, but for what the library only carries along.
 Json profile_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector);
 

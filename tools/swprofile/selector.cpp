@@ -91,26 +91,38 @@ std::string Selector::path() const
     return path;
 }
 
-Profile Selector::fetch() const
+Failure Selector::fetch_failure(uint64_t rc, const ErrorText &error) const
 {
     const std::string file = path();
-    check_regular(file);
+    if (rc == INSTMGR_RC_ERRNO(ENOENT)) {
+        return {NO_PROFILE, "there is no " + describe(), {"no file " + file}};
+    }
+    if (rc == INSTMGR_RC_ERRNO(0)) {
+        return {NO_PROFILE,
+                "there is no " + describe(),
+                {"the file is empty, which counts as absent: " + file, "create the profile anew"}};
+    }
+    if (rc == INSTMGR_RC_INVALID_DATA) {
+        return {INVALID_DATA,
+                "the " + describe() + " is damaged",
+                {"not a whole, unchanged profile: " + file, "restore it from another state or create it anew"}};
+    }
+    return failure_of(rc, "can't read the " + describe(), error);
+}
+
+void Selector::check_file() const
+{
+    check_regular(path());
+}
+
+Profile Selector::fetch() const
+{
+    check_file();
     inst_sw_profile_sdr_ext *profile = nullptr;
     ErrorText error;
     const uint64_t rc = inst_ldpath_get_swprofile(sdr.c_str(), is_local, state, vm_type, &profile, error.slot());
-    if (rc == INSTMGR_RC_ERRNO(ENOENT)) {
-        throw Failure(NO_PROFILE, "there is no " + describe(), {"no file " + file});
-    }
-    if (rc == INSTMGR_RC_ERRNO(0)) {
-        throw Failure(NO_PROFILE, "there is no " + describe(),
-                      {"the file is empty, which counts as absent: " + file, "create the profile anew"});
-    }
-    if (rc == INSTMGR_RC_INVALID_DATA) {
-        throw Failure(INVALID_DATA, "the " + describe() + " is damaged",
-                      {"not a whole, unchanged profile: " + file, "restore it from another state or create it anew"});
-    }
     if (rc != 0) {
-        throw failure_of(rc, "can't read the " + describe(), error);
+        throw fetch_failure(rc, error);
     }
     return Profile(profile);
 }

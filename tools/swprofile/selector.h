@@ -30,6 +30,11 @@ struct Selector {
     // Fetches the profile; an absent, empty or damaged one is a Failure that says so.
     Profile fetch() const;
 
+    // The same for operations that fetch it themselves: before, a file that would make us wait is a Failure; after,
+    // what a failed fetch comes to.
+    void check_file() const;
+    Failure fetch_failure(uint64_t rc, const ErrorText &error) const;
+
     // Where its files are: the .bin, its twin, and their flat copies where it has such.
     std::vector<std::filesystem::path> files() const;
 

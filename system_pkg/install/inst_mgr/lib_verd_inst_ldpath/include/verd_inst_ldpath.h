@@ -294,7 +294,8 @@ uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, i
  * there are none; and, unless sp_list_out is null or there are no details, a new set made of those, freed with
  * free_service_pack().
  * Results: 0, also for a record without a profile, with the outputs untouched; INST_RC_INVALID_ARG, also for a service
- * pack without a name; INST_RC_NO_MEMORY.
+ * pack without a name; INST_RC_NO_MEMORY. BEWARE: the set may not be whole for lack of memory, as that of
+ * instmgr_convert_sp_det_to_serv_pack().
  */
 uint64_t inst_ldpath_get_swprofile_sps(inst_sw_profile_sdr_ext *profile, char ***sp_names_out, uint32_t *count_out,
                                        serv_packs **sp_list_out, char **error_message_out);
@@ -362,16 +363,18 @@ void inst_ldpath_free_swprofile_ext(inst_sw_profile_sdr_ext **pp);
  * What a fetched profile holds. Texts, lists and sets are new ones of the caller's, freed with free(),
  * inst_free_string_list() and free_service_pack(). A record without a profile is a success: the outputs are untouched
  * then, so set them to null and 0 before.
- * Results: 0; INST_RC_INVALID_ARG, also for an image or a package without a name; INST_RC_NO_MEMORY.
+ * Results: 0; INST_RC_INVALID_ARG, also when what is to be listed has no name; INST_RC_NO_MEMORY.
  *
- * inst_ldpath_get_swprofile_image     the image's name. *image_out must be null or heap memory before: a failure frees
- *                                     it and sets it to null.
+ * inst_ldpath_get_swprofile_image     the image's name. *image_out must be null before: a failure frees what it holds
+ *                                     and sets it to null.
  * inst_ldpath_get_swprofile_filelist  the image's name, then those of all packages, in the profile's order
  * inst_ldpath_get_swprofile_img_pkgs  the image's name; the names of packages, null and 0 when none is left; and,
  *                                     unless sp_list_out is null, the set of service packs, untouched when there are
- *                                     none or when there is no memory. pkg_filter: 0 host SMUs only; 1 no host SMUs; 4
- *                                     no entries that have is_sp_pkg, whatever its value; else all. With skip_flagged
- *                                     also without those whose pkg_marker is set.
+ *                                     none or when it can't be made, and not always whole, as that of
+ *                                     instmgr_convert_sp_det_to_serv_pack().
+ *                                     pkg_filter: 0 host SMUs only; 1 no host SMUs; 4 no entries that have is_sp_pkg,
+ *                                     whatever its value; else all. With skip_flagged also without those whose
+ *                                     pkg_marker is set.
  * inst_ldpath_get_swprofile_pkgs      the names of all packages, then those of the service packs; null and 0 without
  *                                     packages, even when there are service packs
  */
@@ -385,7 +388,7 @@ uint64_t inst_ldpath_get_swprofile_pkgs(inst_sw_profile_sdr_ext *profile, char *
 
 /*
  * The package names of a stored local profile, as install-common lists them. Results: those of
- * inst_ldpath_get_swprofile() and of instcomm_ldpath_get_pkgs_info_from_swprofile().
+ * inst_ldpath_get_swprofile() and of instcomm_ldpath_get_pkgs_info_from_swprofile(), also for a null output.
  */
 uint64_t inst_ldpath_get_local_swprofile_pkgs_info(const char *sdr_key, int32_t part_type, uint32_t vm_type,
                                                    char ***pkg_names_out, uint32_t *count_out,
@@ -410,7 +413,7 @@ uint64_t inst_swp_get_show_install_active_data(const char *sdr_key, uint8_t is_l
  *                            the name, the last that has RPMs counts. Each output may be null.
  *
  * Results: 0, whether found or not; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of inst_ldpath_get_swprofile() and of
- * inst_dup_string_list(), with what was found so far in the outputs.
+ * inst_dup_string_list(). BEWARE: the flag may be set by then.
  */
 uint64_t inst_swp_is_pkg_present(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                  const char *pkg_name, uint8_t *is_present);
@@ -419,8 +422,9 @@ uint64_t inst_swp_get_package_rpms(const char *sdr_key, uint8_t is_local, int32_
                                    uint32_t *rpm_count_out, char **error_message_out);
 
 /*
- * The image name of the stored active global QX profile. *image_out must be null or heap memory before. Results: 0,
- * with *image_out null also when there is no such name; INST_RC_INVALID_ARG; those of inst_ldpath_get_sdr_swprofile().
+ * The image name of the stored active global QX profile. *image_out must be null before, and is so afterwards when no
+ * name could be had. Results: 0, BEWARE: also when there is no name, or no memory for it; INST_RC_INVALID_ARG; those of
+ * inst_ldpath_get_sdr_swprofile().
  */
 uint64_t inst_get_image_name(const char *sdr_key, char **image_out);
 
@@ -431,8 +435,7 @@ uint64_t inst_get_image_name(const char *sdr_key, char **image_out);
  *                                 lists the node or, when none does or it has no version, of the main body? Byte by
  *                                 byte; null is the same as none. BEWARE: *is_equal is 1 also when no profile could be
  *                                 fetched; look at the result first.
- * instmgr_check_node_in_loc_mswp  Is the node in a location profile? *in_loc is 0 also when no profile could be
- * fetched.
+ * instmgr_check_node_in_loc_mswp  Is the node in a location profile? *in_loc is 0 also when none could be fetched.
  *
  * Results: 0; INST_RC_INVALID_ARG; those of fetching the local profile with inst_ldpath_get_swprofile().
  */

@@ -55,6 +55,7 @@ uint64_t compare_masters(const char *sdr_key, uint8_t *is_equal)
     }
     rc = instcomm_compare_swp_profiles(active.record, committed.record, is_equal, 2);
     if (rc != 0) {
+        *is_equal = 0;
         REPORT("failed in comparing active and committed SWPs\n");
     } else if (*is_equal != 0) {
         REPORT("QX master active and committed SWPs are equal \n");

@@ -1,4 +1,5 @@
 // Looking for a package in the active profile. The state that callers give is named in messages only.
+#include "edit/package_array.h"
 #include "edit/stored_profile.h"
 #include "frame/debug_line.h"
 #include "frame/enumerations.h"
@@ -51,7 +52,8 @@ template <class Found> uint64_t for_each_of_name(const inst_sw_profile_sdr &sdr,
     const uint32_t count = record::get<&inst_sw_profile_info::packages>(sdr.sw_profile, &packages);
     uint64_t rc = 0;
     for (uint32_t i = 0; i < count && rc == 0; ++i) {
-        if (packages[i].name != nullptr && std::strcmp(packages[i].name, name) == 0) {
+        const char *const package_name = name_of(packages[i]);
+        if (package_name != nullptr && std::strcmp(package_name, name) == 0) {
             rc = found(packages[i]);
         }
     }
@@ -114,23 +116,22 @@ struct Rpms {
 uint64_t take_rpms(const Search &search, const Package &package, Rpms &rpms, char **text)
 {
     rpms.is_found = true;
-    OwnedStringList copies;
     char **files = nullptr;
-    copies.count = record::get<&Package::files>(package, &files);
-    if (copies.count == 0) {
+    const uint32_t count = record::get<&Package::files>(package, &files);
+    if (count == 0) {
         return 0;
     }
-    const uint64_t rc = inst_dup_string_list(copies.count, files, &copies.list, text);
+    inst_free_string_list(std::exchange(rpms.list.count, 0), std::exchange(rpms.list.list, nullptr));
+    const uint64_t rc = inst_dup_string_list(count, files, &rpms.list.list, text);
     if (rc != 0) {
         REPORT("%s: failed to allocate string\n", "inst_swp_get_package_rpms");
         return rc;
     }
+    rpms.list.count = count;
     char shown[128];
-    inst_print_list(shown, sizeof shown, copies.list, copies.count);
+    inst_print_list(shown, sizeof shown, rpms.list.list, count);
     REPORT("%s %s SW Profile for %s (key=%s) contains pkgs: %s\n", search.scope(), search.state(), search.vm(),
            search.key(), shown);
-    std::swap(rpms.list.list, copies.list);
-    std::swap(rpms.list.count, copies.count);
     return 0;
 }
 

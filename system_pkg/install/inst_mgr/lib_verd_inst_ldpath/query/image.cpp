@@ -1,3 +1,4 @@
+#include "edit/package_array.h"
 #include "edit/stored_profile.h"
 #include "frame/record_arguments.h"
 #include "frame/report.h"
@@ -20,7 +21,7 @@ uint64_t get_image(inst_sw_profile_sdr_ext *profile, char **image_out)
     if (body == nullptr) {
         return 0;
     }
-    const uint64_t rc = copy_text(body->image.name, image_out);
+    const uint64_t rc = copy_text(name_of(body->image), image_out);
     if (rc != 0) {
         REPORT("Error! Can't allocate image\n");
     }
@@ -51,7 +52,7 @@ uint64_t inst_get_image_name(const char *sdr_key, char **image_out)
         REPORT("Error! %s inst_ldpath_get_sdr_swprofile failed, %lx\n", __func__, rc);
         return rc;
     }
-    // A profile without an image name is a success, too; callers look at *image_out.
+    // No name to be had is a success, too; callers look at *image_out.
     static_cast<void>(inst_ldpath_get_swprofile_image(profile.record, image_out));
     return 0;
 }

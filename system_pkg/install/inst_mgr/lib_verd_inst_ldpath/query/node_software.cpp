@@ -82,6 +82,35 @@ bool are_same(const char *a, const char *b)
     return a == nullptr || b == nullptr ? a == b : std::strcmp(a, b) == 0;
 }
 
+uint64_t compare_version(const Node &node, const char *sw_version, bool &is_equal)
+{
+    constexpr char function[] = "instmgr_cmp_sw_version";
+    StoredProfile profile;
+    const uint64_t rc = fetch_admin_master(function, profile);
+    if (rc != 0) {
+        is_equal = true; // whoever looks at the result knows that nothing was compared
+        return rc;
+    }
+    const Info &body = versioned_body(profile.sdr(), node);
+    const char *const version = record::has<&Info::version>(body) ? body.version : nullptr;
+    is_equal = are_same(version, sw_version);
+    if (!is_equal) {
+        REPORT("%s SW Profile compare: image %s != %s\n", function, text_or_null(version), text_or_null(sw_version));
+    }
+    return 0;
+}
+
+uint64_t look_for_node(const Node &node, bool &is_listed)
+{
+    StoredProfile profile;
+    const uint64_t rc = fetch_admin_master("instmgr_check_node_in_loc_mswp", profile);
+    is_listed = rc == 0 && find_location(profile.sdr(), node) != nullptr;
+    if (is_listed) {
+        REPORT("Location Node entry in Acive Master swp\n");
+    }
+    return rc;
+}
+
 } // namespace
 
 extern "C" {
@@ -92,19 +121,10 @@ uint64_t instmgr_cmp_sw_version(uint32_t loc_id_1, uint32_t loc_id_2, uint32_t l
     if (is_equal == nullptr) {
         return INST_RC_INVALID_ARG;
     }
-    StoredProfile profile;
-    const uint64_t rc = fetch_admin_master(__func__, profile);
-    *is_equal = 1; // also of a node whose profile can't be read
-    if (rc != 0) {
-        return rc;
-    }
-    const Info &body = versioned_body(profile.sdr(), {loc_id_1, loc_id_2, loc_id_3});
-    const char *const version = record::has<&Info::version>(body) ? body.version : nullptr;
-    if (!are_same(version, sw_version)) {
-        REPORT("%s SW Profile compare: image %s != %s\n", __func__, text_or_null(version), text_or_null(sw_version));
-        *is_equal = 0;
-    }
-    return 0;
+    bool answer = false;
+    const uint64_t rc = compare_version({loc_id_1, loc_id_2, loc_id_3}, sw_version, answer);
+    *is_equal = answer ? 1 : 0;
+    return rc;
 }
 
 uint64_t instmgr_check_node_in_loc_mswp(uint32_t loc_id_1, uint32_t loc_id_2, uint32_t loc_id_3, uint8_t *in_loc)
@@ -112,13 +132,9 @@ uint64_t instmgr_check_node_in_loc_mswp(uint32_t loc_id_1, uint32_t loc_id_2, ui
     if (in_loc == nullptr) {
         return INST_RC_INVALID_ARG;
     }
-    StoredProfile profile;
-    const uint64_t rc = fetch_admin_master(__func__, profile);
-    const bool is_listed = rc == 0 && find_location(profile.sdr(), {loc_id_1, loc_id_2, loc_id_3}) != nullptr;
-    if (is_listed) {
-        REPORT("Location Node entry in Acive Master swp\n");
-    }
-    *in_loc = is_listed ? 1 : 0;
+    bool answer = false;
+    const uint64_t rc = look_for_node({loc_id_1, loc_id_2, loc_id_3}, answer);
+    *in_loc = answer ? 1 : 0;
     return rc;
 }
 }

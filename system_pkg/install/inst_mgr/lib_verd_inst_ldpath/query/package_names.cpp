@@ -1,4 +1,5 @@
 // Lists of names that a fetched profile holds: image, packages, service packs.
+#include "edit/package_array.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
 #include "frame/record_arguments.h"
@@ -74,9 +75,9 @@ uint64_t get_file_list(inst_sw_profile_sdr_ext *profile, char ***file_list_out, 
         error_text_add(text, "Failed to allocate memory\n");
         return INST_RC_NO_MEMORY;
     }
-    uint64_t rc = append_reported(list, body->image.name, function);
+    uint64_t rc = append_reported(list, name_of(body->image), function);
     for (std::size_t i = 0; i < packages.size() && rc == 0; ++i) {
-        rc = append_reported(list, packages[i].name, function);
+        rc = append_reported(list, name_of(packages[i]), function);
     }
     if (rc != 0) {
         error_text_add(text, "Failed to allocate memory\n");
@@ -107,7 +108,8 @@ uint64_t list_kept(const Info &body, uint32_t filter, bool skips_flagged, OwnedS
         return INST_RC_NO_MEMORY;
     }
     for (const Package &package : packages) {
-        const uint64_t rc = is_kept(package, filter, skips_flagged) ? append_reported(list, package.name, function) : 0;
+        const uint64_t rc =
+            is_kept(package, filter, skips_flagged) ? append_reported(list, name_of(package), function) : 0;
         if (rc != 0) {
             return rc;
         }
@@ -125,7 +127,7 @@ void shrink(OwnedStringList &list)
     }
 }
 
-// What can't be converted is missing, which is no failure.
+// What can't be converted is missing, or not whole, which is no failure.
 void hand_over_service_packs(const Info &body, serv_packs **sp_list_out)
 {
     sp_detail *details = nullptr;
@@ -177,7 +179,7 @@ uint64_t inst_ldpath_get_swprofile_img_pkgs(inst_sw_profile_sdr_ext *profile, ch
         return 0;
     }
     Owned<char> image;
-    uint64_t rc = copy_text(body->image.name, &image.ptr);
+    uint64_t rc = copy_text(name_of(body->image), &image.ptr);
     if (rc != 0) {
         REPORT("Error! failed to dup str, %s, %d\n", __func__, __LINE__);
         return rc;
@@ -215,7 +217,7 @@ uint64_t inst_ldpath_get_swprofile_pkgs(inst_sw_profile_sdr_ext *profile, char *
     if (!packages.empty()) { // without any, the service packs aren't listed either
         rc = make_reported_room(list, packages.size() + name_count) ? 0 : INST_RC_NO_MEMORY;
         for (std::size_t i = 0; i < packages.size() && rc == 0; ++i) {
-            rc = append_reported(list, packages[i].name, __func__);
+            rc = append_reported(list, name_of(packages[i]), __func__);
         }
         if (rc == 0) {
             rc = copy_service_pack_names(list, names, name_count, __func__);

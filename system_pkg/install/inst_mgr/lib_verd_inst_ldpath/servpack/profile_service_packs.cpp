@@ -55,20 +55,23 @@ uint64_t convert_details(const Info &body, serv_packs **sp_list_out)
     sp_detail *details = nullptr;
     const uint32_t count = record::get<&Info::sp_details>(body, &details);
     REPORT_SP_DEBUG("SPDEBUG: %s %d sp's details are already in swp\n", GET_SPS, count);
-    serv_packs *set = nullptr;
-    const uint64_t rc = count == 0 ? 0 : instmgr_convert_sp_det_to_serv_pack(&set, details, count);
-    if (rc != 0) {
-        free_service_pack(set);
-    } else if (set != nullptr) {
-        *sp_list_out = set;
+    if (count == 0) {
+        return 0;
     }
-    return rc;
+    serv_packs *set = nullptr;
+    const uint64_t rc = instmgr_convert_sp_det_to_serv_pack(&set, details, count);
+    if (set == nullptr) {
+        return rc;
+    }
+    *sp_list_out = set;
+    return 0;
 }
 
 uint64_t get_service_packs(inst_sw_profile_sdr_ext *profile, char ***sp_names_out, uint32_t *count_out,
                            serv_packs **sp_list_out, char **text)
 {
-    if (is_null_parameter(profile, __LINE__, text) || is_null_parameter(sp_names_out, __LINE__, text) ||
+    if (is_null_parameter(profile, __LINE__, text) ||      //
+        is_null_parameter(sp_names_out, __LINE__, text) || //
         is_null_parameter(count_out, __LINE__, text)) {
         return INST_RC_INVALID_ARG;
     }

@@ -1,0 +1,54 @@
+#include "commands.h"
+#include "names.h"
+#include "selector.h"
+#include "string_list.h"
+
+#include <cstdio>
+
+namespace
+{
+
+struct Options {
+    Selector selector;
+    std::string package;
+    bool is_json = false;
+};
+
+void run(const Options &options)
+{
+    const Selector &active = options.selector;
+    active.check_file();
+    std::string name = options.package;
+    instcomm_strip_arch_from_package_name(name.data());
+    uint8_t is_found = 0;
+    StringList rpms;
+    ErrorText error;
+    const uint64_t rc = inst_swp_get_package_rpms(active.sdr.c_str(), active.is_local, active.state, active.vm_type,
+                                                  name.c_str(), &is_found, &rpms.list, &rpms.count, error.slot());
+    if (rc != 0) {
+        throw active.fetch_failure(rc, error);
+    }
+    if (is_found == 0) {
+        throw Failure(FAILED, shown(name.c_str()) + " isn't in the " + active.describe());
+    }
+    if (rpms.count == 0) {
+        std::fprintf(stderr, "swprofile: note: no RPMs are recorded for it\n");
+    }
+    print_list(rpms, "rpms", options.is_json);
+}
+
+} // namespace
+
+void add_rpms(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App *const rpms = command.add_subcommand("rpms", "Print the RPM files that make up an active package");
+    rpms->add_option("PACKAGE", options->package, "name-version-release")->required()->check(name_fault);
+    add_sdr_option(*rpms, options->selector);
+    add_vm_option(*rpms, options->selector);
+    add_scope_option(*rpms, options->selector);
+    rpms->add_flag("--json", options->is_json, "as JSON, schema 1");
+    rpms->footer("Example:\n"
+                 "  swprofile rpms qx-routing-1.4.0-r1");
+    rpms->callback([options] { run(*options); });
+}
