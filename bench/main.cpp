@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -138,10 +139,63 @@ struct Subject {
         bench::store_floor(*profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH);
     }
 
+    void list_files()
+    {
+        char **list = nullptr;
+        uint32_t count = 0;
+        inst_ldpath_get_swprofile_filelist(profile, &list, &count, nullptr);
+        inst_free_string_list(count, list);
+    }
+
+    // The array, and strdup of the same names.
+    void list_files_floor()
+    {
+        const uint32_t count = body().packages_count + 1;
+        char **const list = static_cast<char **>(std::calloc(count, sizeof(char *)));
+        list[0] = strdup(body().image.name);
+        for (uint32_t i = 1; i < count; ++i) {
+            list[i] = strdup(body().packages[i - 1].name);
+        }
+        inst_free_string_list(count, list);
+    }
+
+    void look_for_package()
+    {
+        uint8_t is_present = 0;
+        inst_swp_is_pkg_present("bench", 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, &is_present);
+    }
+
+    // With the packages of another one in another order.
+    void compare_in_any_order()
+    {
+        if (turned == nullptr) {
+            turned = new_sample_profile(static_cast<uint32_t>(copies.size()));
+            inst_swp_package *const packages = turned->sdr_sw_profile.sw_profile.packages;
+            std::shuffle(packages, packages + copies.size(), std::minstd_rand());
+        }
+        uint8_t is_match = 0;
+        instcomm_cmp_swprofile_ext(profile, turned, 0, nullptr, 0, 1, &is_match);
+        if (is_match == 0) {
+            std::fprintf(stderr, "profiles in another order don't match\n");
+            std::exit(1);
+        }
+    }
+
+    void fetch_both()
+    {
+        fetch_and_free();
+        fetch_and_free();
+    }
+
     Subject(const Subject &) = delete;
-    ~Subject() { inst_ldpath_free_swprofile_ext(&profile); }
+    ~Subject()
+    {
+        inst_ldpath_free_swprofile_ext(&profile);
+        inst_ldpath_free_swprofile_ext(&turned);
+    }
 
     inst_sw_profile_sdr_ext *profile;
+    inst_sw_profile_sdr_ext *turned = nullptr;
     bench::Blocks plan;
     bench::Blocks copy_plan;
     std::vector<uint8_t> encoding;
@@ -207,10 +261,15 @@ void measure(benchmark::State &state, uint32_t packages, bool is_stored, const S
     state.counters["high"] = quantile(ratios, 0.75);
 }
 
+bool is_any_of(const std::string &operation, std::initializer_list<const char *> others)
+{
+    return std::find(others.begin(), others.end(), operation) != others.end();
+}
+
 void add(const char *operation, uint32_t packages, const Side &ours, const Side &floor)
 {
-    const bool is_store = std::strcmp(operation, "store") == 0 || std::strcmp(operation, "add for node") == 0;
-    const bool is_stored = is_store || std::strcmp(operation, "fetch") == 0;
+    const bool is_store = is_any_of(operation, {"store", "add for node"});
+    const bool is_stored = is_store || is_any_of(operation, {"fetch", "has", "compare"});
     const std::string name = std::string(operation) + "/" + std::to_string(packages);
     auto *const registered = benchmark::RegisterBenchmark(
         name.c_str(), [=](benchmark::State &state) { measure(state, packages, is_stored, ours, floor); });
@@ -249,6 +308,9 @@ void add_all(uint32_t packages)
         {deep_copy});
     add("add for node", packages, {&Subject::add_for_node, &Subject::store}, {&Subject::fetch_and_store_floor});
     add("fetch", packages, {&Subject::fetch_and_free}, {&Subject::fetch_floor_and_free});
+    add("file list", packages, {&Subject::list_files}, {&Subject::list_files_floor});
+    add("has", packages, {&Subject::look_for_package}, {&Subject::fetch_and_free});
+    add("compare", packages, {&Subject::compare_in_any_order}, {&Subject::fetch_both});
     add("store", packages, {&Subject::store},
         {[](Subject &s) { bench::store_floor(*s.profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH); }});
 }

@@ -30,10 +30,33 @@ struct Comparison {
     const char *difference(const Ext &a, const Ext &b);
 };
 
-void sort(const inst_swp_package **packages, uint32_t count)
+// A package as it is sorted: by a hash of its name, which is quicker than by the names; then by all that it holds.
+struct Sorted {
+    uint64_t hash;
+    const inst_swp_package *package;
+
+    bool operator<(const Sorted &other) const
+    {
+        return hash != other.hash ? hash < other.hash : order_of(*package, *other.package) < 0;
+    }
+};
+
+uint64_t hash_of(const char *text)
 {
-    std::sort(packages, packages + count,
-              [](const inst_swp_package *a, const inst_swp_package *b) { return order_of(*a, *b) < 0; });
+    uint64_t hash = 0xcbf29ce484222325;
+    for (; text != nullptr && *text != '\0'; ++text) {
+        hash = (hash ^ static_cast<unsigned char>(*text)) * 0x100000001b3;
+    }
+    return hash;
+}
+
+void sort(Sorted *sorted, const inst_swp_package *packages, uint32_t count)
+{
+    for (uint32_t i = 0; i < count; ++i) {
+        const inst_swp_package &package = packages[i];
+        sorted[i] = {record::has<&inst_swp_package::name>(package) ? hash_of(package.name) : 0, &package};
+    }
+    std::sort(sorted, sorted + count);
 }
 
 bool Comparison::packages_differ(const Info &a, const Info &b)
@@ -44,23 +67,19 @@ bool Comparison::packages_differ(const Info &a, const Info &b)
     if (!in_any_order || count == 0 || count != record::get<&Info::packages>(b, &of_b)) {
         return order_of<Only<&Info::packages>>(a, b) != 0;
     }
-    const auto sorted = static_cast<const inst_swp_package **>(std::malloc(2 * (std::size_t{count} + 1) * sizeof of_a));
-    if (sorted == nullptr) {
+    const auto sorted_a = static_cast<Sorted *>(std::malloc(2 * std::size_t{count} * sizeof(Sorted)));
+    if (sorted_a == nullptr) {
         is_out_of_memory = true;
         return true;
     }
-    const inst_swp_package **const sorted_b = sorted + count;
-    for (uint32_t i = 0; i < count; ++i) {
-        sorted[i] = &of_a[i];
-        sorted_b[i] = &of_b[i];
-    }
-    sort(sorted, count);
-    sort(sorted_b, count);
+    Sorted *const sorted_b = sorted_a + count;
+    sort(sorted_a, of_a, count);
+    sort(sorted_b, of_b, count);
     bool differ = false;
     for (uint32_t i = 0; i < count && !differ; ++i) {
-        differ = order_of(*sorted[i], *sorted_b[i]) != 0;
+        differ = order_of(*sorted_a[i].package, *sorted_b[i].package) != 0;
     }
-    std::free(sorted);
+    std::free(sorted_a);
     return differ;
 }
 

@@ -51,13 +51,10 @@ int strncpy_s(char *dst, size_t dst_size, const char *src, size_t count)
     if (dst == nullptr || dst_size == 0) {
         return EINVAL;
     }
-    dst[0] = '\0';
-    if (src == nullptr) {
-        return EINVAL;
-    }
-    const std::size_t length = strnlen(src, count);
+    const std::size_t length = src == nullptr ? dst_size : strnlen(src, count);
     if (length >= dst_size) {
-        return ERANGE;
+        dst[0] = '\0';
+        return src == nullptr ? EINVAL : ERANGE;
     }
     std::memcpy(dst, src, length);
     dst[length] = '\0';

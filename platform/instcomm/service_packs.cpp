@@ -125,7 +125,8 @@ uint64_t instmgr_show_serv_pack(const serv_packs *sp_list, const char *caller)
         const uint32_t rpm_count = record::get<&service_pack::sp_rpms>(packs[i], &rpms);
         char text[512];
         inst_print_list(text, sizeof text, rpms, rpm_count);
-        const char *const name = record::has<&service_pack::sp_name>(packs[i]) ? packs[i].sp_name : nullptr;
+        const bool has_name = record::has<&service_pack::sp_name>(packs[i]) && packs[i].sp_name != nullptr;
+        const char *const name = has_name ? packs[i].sp_name : "(null)";
         instcomm_log("%s: service pack %s delivers %s\n", caller, name, text);
     }
     return 0;

@@ -3,6 +3,7 @@
 #include "names.h"
 #include "nodes.h"
 
+#include "instcomm.h"
 #include "zeld/order.h"
 #include "zeld/record_fields.h"
 
@@ -152,7 +153,6 @@ void Collector::compare_texts(const std::string &what, const char *from, const c
 
 void Collector::compare_bodies(const Info &from, const Info &to)
 {
-    const std::size_t before = changes.size();
     compare_texts("image", from.image.name, to.image.name);
     compare_lists("base RPM", elements_of<&Package::files>(from.image), elements_of<&Package::files>(to.image),
                   text_change);
@@ -165,9 +165,8 @@ void Collector::compare_bodies(const Info &from, const Info &to)
     }
     using Others =
         AllBut<&Info::lv_name, &Info::image, &Info::packages, &Info::version, &Info::sp_details, &Info::sp_names>;
-    const bool others_differ =
-        order_of<Others>(from, to) != 0 || order_of<AllBut<&Package::name, &Package::files>>(from.image, to.image) != 0;
-    if (others_differ || (changes.size() == before && order_of<AllBut<&Info::lv_name>>(from, to) != 0)) {
+    if (order_of<Others>(from, to) != 0 ||
+        order_of<AllBut<&Package::name, &Package::files>>(from.image, to.image) != 0) {
         add(Change::Changed, "other fields", "");
     }
 }
@@ -177,6 +176,10 @@ void Collector::compare_bodies(const Info &from, const Info &to)
 std::vector<Change> changes_between(const Ext &from, const Ext &to)
 {
     std::vector<Change> changes;
+    uint8_t is_equal = 0;
+    if (instcomm_compare_swp_profiles(&from, &to, &is_equal, 0) == 0 && is_equal != 0) {
+        return changes;
+    }
     const Sdr &old = from.sdr_sw_profile;
     const Sdr &current = to.sdr_sw_profile;
     Collector main = {changes, ""};
@@ -189,7 +192,7 @@ std::vector<Change> changes_between(const Ext &from, const Ext &to)
                            return "";
                        });
     if (order_of<AllBut<&Ext::sdr_sw_profile, &Ext::sdr_sw_profile_len>>(from, to) != 0 ||
-        order_of<AllBut<&Sdr::sw_profile, &Sdr::loc_profiles>>(old, current) != 0) {
+        order_of<AllBut<&Sdr::sw_profile, &Sdr::loc_profiles>>(old, current) != 0 || changes.empty()) {
         main.add(Change::Changed, "other fields of the profile", "");
     }
     return changes;

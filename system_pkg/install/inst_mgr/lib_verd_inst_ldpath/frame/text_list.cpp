@@ -10,14 +10,15 @@ uint64_t copy_text(const char *text, char **copy_p)
         return INST_RC_INVALID_ARG;
     }
     const std::size_t size = std::strlen(text) + 1;
-    Owned<char> copy(static_cast<char *>(std::malloc(size)));
-    if (copy.ptr == nullptr) {
+    auto *const copy = static_cast<char *>(std::malloc(size));
+    if (copy == nullptr) {
         return INST_RC_NO_MEMORY;
     }
-    if (strncpy_s(copy.ptr, size, text, size) != 0) {
+    if (strncpy_s(copy, size, text, size) != 0) {
+        std::free(copy);
         return INST_RC_INVALID_ARG;
     }
-    *copy_p = copy.release();
+    *copy_p = copy;
     return 0;
 }
 
