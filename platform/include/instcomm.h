@@ -88,6 +88,12 @@ uint64_t instcomm_match_lists(char *const *a, uint32_t a_count, char *const *b, 
 uint64_t instcomm_add_to_list(char ***list, uint32_t *count, char *const *names, uint32_t n);
 
 /*
+ * Free the entries that are among those to be removed, close up, and set the places that are left at the end to null.
+ * Null entries stay. n log n; the product of both counts without memory.
+ */
+void instcomm_remove_from_list(char **list, uint32_t *count, char *const *remove, uint32_t remove_count);
+
+/*
  * Free every entry that equals an earlier one, close up, and set the places that are left at the end to null. Null
  * entries are equal. n log n; quadratic without memory.
  */
@@ -141,6 +147,15 @@ uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle_path, cons
  */
 uint64_t instcomm_get_sp_names_from_rpm(uint64_t sp_source, const char *pkg_name, char ***names, uint32_t *count,
                                         sp_detail **details);
+
+/*
+ * The names of the service packs of a set, or those of all the RPMs that they deliver, in order: a new list, null when
+ * there are none. The last two arguments aren't used. Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; of
+ * the names also INSTCOMM_RC_INVALID_DATA when one of them has none.
+ */
+uint64_t instcomm_get_sp_names_from_sp_list(const serv_packs *sp_list, char ***names, uint32_t *count);
+uint64_t instcomm_get_rpms_from_sp_list(const serv_packs *sp_list, char ***rpms, uint32_t *count, uint32_t reserved_1,
+                                        uint32_t reserved_2);
 
 /* Log a set of service packs, on behalf of a caller. Null is fine. Returns 0. */
 uint64_t instmgr_show_serv_pack(const serv_packs *sp_list, const char *caller);

@@ -113,6 +113,34 @@ uint64_t instcomm_get_sp_names_from_rpm(uint64_t sp_source, const char *pkg_name
     return 0;
 }
 
+uint64_t instcomm_get_sp_names_from_sp_list(const serv_packs *sp_list, char ***names, uint32_t *count)
+{
+    return instcomm_get_sp_names_from_rpm(reinterpret_cast<uint64_t>(sp_list), nullptr, names, count, nullptr);
+}
+
+uint64_t instcomm_get_rpms_from_sp_list(const serv_packs *sp_list, char ***rpms, uint32_t *count, uint32_t, uint32_t)
+{
+    if (sp_list == nullptr || rpms == nullptr || count == nullptr) {
+        return INSTCOMM_RC_INVALID_ARG;
+    }
+    service_pack *packs = nullptr;
+    const uint32_t pack_count = record::get<&serv_packs::service_packs>(*sp_list, &packs);
+    char **all = nullptr;
+    uint32_t all_count = 0;
+    for (uint32_t i = 0; i < pack_count; ++i) {
+        char **of_pack = nullptr;
+        const uint32_t rpm_count = record::get<&service_pack::sp_rpms>(packs[i], &of_pack);
+        const uint64_t rc = instcomm_add_to_list(&all, &all_count, of_pack, rpm_count);
+        if (rc != 0) {
+            inst_free_string_list(all_count, all);
+            return rc;
+        }
+    }
+    *rpms = all;
+    *count = all_count;
+    return 0;
+}
+
 uint64_t instmgr_show_serv_pack(const serv_packs *sp_list, const char *caller)
 {
     service_pack *packs = nullptr;

@@ -26,6 +26,19 @@ char ***sorted_places(char **list, uint32_t count)
 
 char removed[1]; // stands for an entry that is to go
 
+// Takes out what is to go, and sets the places that are left at the end to null.
+void close_up(char **list, uint32_t *count)
+{
+    char **const end = std::remove(list, list + *count, removed);
+    std::fill(end, list + *count, nullptr);
+    *count = static_cast<uint32_t>(end - list);
+}
+
+bool is_before(const char *a, const char *b)
+{
+    return package_comp(&a, &b) < 0;
+}
+
 // Of equal entries all but the first.
 void mark_duplicates(char ***places, uint32_t count)
 {
@@ -161,6 +174,29 @@ uint64_t instcomm_add_to_list(char ***list, uint32_t *count, char *const *names,
     return 0;
 }
 
+void instcomm_remove_from_list(char **list, uint32_t *count, char *const *remove, uint32_t remove_count)
+{
+    if (list == nullptr || count == nullptr || remove == nullptr || remove_count == 0) {
+        return;
+    }
+    const auto sorted = static_cast<char **>(std::malloc(remove_count * sizeof(char *)));
+    if (sorted != nullptr) {
+        std::copy(remove, remove + remove_count, sorted);
+        std::sort(sorted, sorted + remove_count, is_before);
+    }
+    for (uint32_t i = 0; i < *count; ++i) {
+        const auto is_same = [&](char *other) { return package_comp(&other, &list[i]) == 0; };
+        if (list[i] != nullptr &&
+            (sorted != nullptr ? std::binary_search(sorted, sorted + remove_count, list[i], is_before)
+                               : std::any_of(remove, remove + remove_count, is_same))) { // takes longer
+            std::free(list[i]);
+            list[i] = removed;
+        }
+    }
+    std::free(sorted);
+    close_up(list, count);
+}
+
 void remove_duplicates_from_list(char **list, uint32_t *count)
 {
     if (list == nullptr || count == nullptr || *count == 0) {
@@ -173,9 +209,7 @@ void remove_duplicates_from_list(char **list, uint32_t *count)
         mark_duplicates_one_by_one(list, *count);
     }
     std::free(places);
-    char **const end = std::remove(list, list + *count, removed);
-    std::fill(end, list + *count, nullptr);
-    *count = static_cast<uint32_t>(end - list);
+    close_up(list, count);
 }
 
 int package_comp(const void *a, const void *b)

@@ -192,6 +192,7 @@ constexpr MergeMessages MERGE_MESSAGES = {
         [](uint32_t count) { REPORT_SP_DEBUG("SPDEBUG: %s %d sp's details are already in swp\n", ADD, count); },
     .body_has_none =
         [](uint32_t count) { REPORT_SP_DEBUG("SPDEBUG:  No SP info in Swp. Adding count sp_cnt %u\n", count); },
+    .body_has_some = [] {},
     .first_name = [](uint32_t index,
                      const char *name) { REPORT_SP_DEBUG("SPDEBUG: New SP names  %u Name %s\n", index, name); },
     .first_detail_not_copied =

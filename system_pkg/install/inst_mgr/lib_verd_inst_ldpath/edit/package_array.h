@@ -52,6 +52,10 @@ template <class Keep> bool copy_packages(PackageArray &array, const inst_sw_prof
 // packages.
 void replace_packages(inst_sw_profile_info &body, PackageArray &array);
 
+// Is there a package, or a base RPM, of that name?
+bool is_package(const inst_sw_profile_info &body, const char *name);
+bool is_base_rpm(const inst_swp_package &image, const char *name);
+
 // Remove every package, or every base RPM, of that name. False when memory runs out. The base RPM list is there and
 // empty when its last name goes.
 bool remove_packages(inst_sw_profile_info &body, const char *name);

@@ -7,30 +7,6 @@ TRACE_SITES_BEGIN(remove_package)
 namespace
 {
 
-bool is_base_rpm(const inst_swp_package &image, const char *name)
-{
-    char **rpms = nullptr;
-    const uint32_t count = record::get<&inst_swp_package::files>(image, &rpms);
-    for (uint32_t i = 0; i < count; ++i) {
-        if (is_same_name(rpms[i], name)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool is_package(const inst_sw_profile_info &body, const char *name)
-{
-    inst_swp_package *packages = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
-    for (uint32_t i = 0; i < count; ++i) {
-        if (is_same_name(name_of(packages[i]), name)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 uint64_t remove_package(inst_sw_profile_info &body, const char *name, char **text)
 {
     if (is_base_rpm(body.image, name)) {

@@ -1,5 +1,7 @@
 #include "edit/service_pack_merge.h"
 
+#include "edit/detail_index.h"
+
 #include "frame/owned.h"
 #include "verd_inst_ldpath.h"
 
@@ -13,12 +15,14 @@ namespace
 
 using Info = inst_sw_profile_info;
 
-void free_details(sp_detail *details, uint32_t count)
+void free_service_packs(const inst_sw_profile_info &body)
 {
-    for (uint32_t i = 0; details != nullptr && i < count; ++i) {
-        zeld_sp_detail_free_ext(&details[i], std::free, 0);
-    }
-    std::free(details);
+    char **names = nullptr;
+    const uint32_t name_count = record::get<&Info::sp_names>(body, &names);
+    inst_free_string_list(name_count, names);
+    sp_detail *details = nullptr;
+    const uint32_t detail_count = record::get<&Info::sp_details>(body, &details);
+    free_details(details, detail_count);
 }
 
 bool make_room(ServicePackLists &lists, std::size_t capacity)
@@ -41,42 +45,6 @@ bool append(ServicePackLists &lists, const char *name, const sp_detail *detail, 
     detail_copied = zeld_sp_detail_duplicate(&detail_copy, detail, std::malloc, 0) == 0;
     return detail_copied;
 }
-
-// Details by name, to be searched without going through all of them each time. Those without a name aren't in it.
-struct DetailIndex {
-    Owned<const sp_detail *> sorted;
-    uint32_t count = 0;
-
-    bool build(const sp_detail *details, uint32_t detail_count)
-    {
-        sorted.ptr = static_cast<const sp_detail **>(std::calloc(detail_count, sizeof(const sp_detail *)));
-        if (sorted.ptr == nullptr) {
-            return false;
-        }
-        for (uint32_t i = 0; i < detail_count; ++i) {
-            if (record::has<&sp_detail::sp_name>(details[i]) && details[i].sp_name != nullptr) {
-                sorted.ptr[count++] = &details[i];
-            }
-        }
-        std::sort(sorted.ptr, sorted.ptr + count, [](const sp_detail *a, const sp_detail *b) {
-            const int order = std::strcmp(a->sp_name, b->sp_name);
-            return order != 0 ? order < 0 : a < b;
-        });
-        return true;
-    }
-
-    // The first of that name; null when there is none, or no name.
-    const sp_detail *find(const char *name) const
-    {
-        const sp_detail *const *const begin = sorted.ptr;
-        const sp_detail *const *const end = begin + count;
-        const auto is_before = [](const sp_detail *detail, const char *text) {
-            return std::strcmp(detail->sp_name, text) < 0;
-        };
-        const auto found = name == nullptr ? end : std::lower_bound(begin, end, name, is_before);
-        return found != end && std::strcmp((*found)->sp_name, name) == 0 ? *found : nullptr;
-    }
-};
 
 // The body has none: all that are added, with the details of the same index.
 uint64_t take_all(const ServicePackLists &added, const MergeMessages &messages, ServicePackLists &merged, char **text)
@@ -144,6 +112,7 @@ uint64_t append_new(char *const *names, uint32_t count, const ServicePackLists &
 uint64_t add_to_those_of_body(const inst_sw_profile_info &body, const ServicePackLists &added,
                               const MergeMessages &messages, ServicePackLists &merged, char **text)
 {
+    messages.body_has_some();
     char **names = nullptr;
     const uint32_t count = record::get<&Info::sp_names>(body, &names);
     Owned<char *> new_names; // point at those added
@@ -170,6 +139,14 @@ uint64_t add_to_those_of_body(const inst_sw_profile_info &body, const ServicePac
 
 } // namespace
 
+void free_details(sp_detail *details, uint32_t count)
+{
+    for (uint32_t i = 0; details != nullptr && i < count; ++i) {
+        zeld_sp_detail_free_ext(&details[i], std::free, 0);
+    }
+    std::free(details);
+}
+
 ServicePackLists::~ServicePackLists()
 {
     inst_free_string_list(count, names);
@@ -193,12 +170,22 @@ uint64_t merge_service_packs(const inst_sw_profile_info &body, const ServicePack
 
 void replace_service_packs(inst_sw_profile_info &body, ServicePackLists &merged)
 {
-    char **names = nullptr;
-    const uint32_t name_count = record::get<&Info::sp_names>(body, &names);
-    inst_free_string_list(name_count, names);
-    sp_detail *details = nullptr;
-    const uint32_t detail_count = record::get<&Info::sp_details>(body, &details);
-    free_details(details, detail_count);
-    record::set<&Info::sp_names>(body, std::exchange(merged.names, nullptr), merged.count);
-    record::set<&Info::sp_details>(body, std::exchange(merged.details, nullptr), std::exchange(merged.count, 0));
+    set_service_packs(body, std::exchange(merged.names, nullptr), merged.count, std::exchange(merged.details, nullptr),
+                      merged.count);
+    merged.count = 0;
+}
+
+void set_service_packs(inst_sw_profile_info &body, char **names, uint32_t name_count, sp_detail *details,
+                       uint32_t detail_count)
+{
+    free_service_packs(body);
+    record::set<&Info::sp_names>(body, names, name_count);
+    record::set<&Info::sp_details>(body, details, detail_count);
+}
+
+void clear_service_packs(inst_sw_profile_info &body)
+{
+    free_service_packs(body);
+    record::clear<&Info::sp_names>(body);
+    record::clear<&Info::sp_details>(body);
 }

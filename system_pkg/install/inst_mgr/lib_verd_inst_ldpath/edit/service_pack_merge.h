@@ -21,6 +21,7 @@ struct MergeMessages {
     void (*names_of_body)(char *const *names, uint32_t count); // when the body has the list, be it empty
     void (*details_of_body)(uint32_t count);                   // the same
     void (*body_has_none)(uint32_t new_count);
+    void (*body_has_some)();
     void (*first_name)(uint32_t index, const char *name); // added to a body that has none
     void (*first_detail_not_copied)(char **text);
     void (*new_names)(char *const *names, uint32_t count); // that the body doesn't have; at least one
@@ -35,5 +36,10 @@ struct MergeMessages {
 uint64_t merge_service_packs(const inst_sw_profile_info &body, const ServicePackLists &added,
                              const MergeMessages &messages, ServicePackLists &merged, char **text);
 
-// Frees the body's lists and puts the merged ones in their place.
+// Frees the body's lists and puts the merged ones in their place; or any others; or nothing.
 void replace_service_packs(inst_sw_profile_info &body, ServicePackLists &merged);
+void set_service_packs(inst_sw_profile_info &body, char **names, uint32_t name_count, sp_detail *details,
+                       uint32_t detail_count);
+void clear_service_packs(inst_sw_profile_info &body);
+
+void free_details(sp_detail *details, uint32_t count);

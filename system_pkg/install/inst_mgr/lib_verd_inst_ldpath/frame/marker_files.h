@@ -14,6 +14,9 @@ inline constexpr char INVALID_PARTITION_TYPE_TEST_FILE[] = "/tmp/err_msg_UT_stub
 // searched, be there a source of them or not.
 inline constexpr char SP_LOOKUP_TEST_FILE[] = "/tmp/emi_sp_get_rpm_names_failure";
 
+// Created by a system test: the next adding of service packs fails where the profile is decoded.
+inline constexpr char DECODE_TEST_FILE[] = "/tmp/err_msg_UT_stub_decode_swp";
+
 // Created by a system test of high availability: adding a package for nodes ends the process, so that the install
 // manager is started anew.
 inline constexpr char RESPAWN_TEST_FILE[] = "/tmp/inst_ut_inst_mgr_respawn";

@@ -249,6 +249,40 @@ uint64_t inst_ldpath_add_pkg_in_swp(inst_sw_profile_info *profile, char *pkg_nam
  */
 uint64_t inst_ldpath_remove_pkg_in_swp(inst_sw_profile_info *profile, const char *pkg_name, char **err_msg);
 
+/*
+ * Add a package to a stored profile and, under the new package rules, remove what it supersedes; under the old ones
+ * that stays. pkg_name may be a path, of which the last component counts; rpms and the other arguments are those of
+ * inst_ldpath_add_pkg_in_swp(), but stay the caller's.
+ * Results: 0, also when the package is there already: the profile is stored again then; INST_RC_INVALID_ARG;
+ * INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; those of reading the profile, of inst_ldpath_add_pkg_in_swp() and
+ * inst_ldpath_remove_pkg_in_swp(), and of storing. On disk: a failure before the store changes nothing; then as for
+ * storing.
+ */
+uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                        const char *pkg_name, char *const *rpms, uint32_t num_rpms, uint64_t pkg_value,
+                                        uint32_t pkg_type, uint64_t sp_source, char **error_message_out);
+
+/*
+ * Remove a name from a stored profile: every package of that name or, if there is none, every base RPM. Under the new
+ * package rules an architecture is taken off the name before. The service packs of sp_list, which may be null, go with
+ * a package: from both lists of the body, and packages that no other one delivers lose their tag. Without any left in
+ * the body, both lists are absent. With a base RPM they stay. Results: 0, also when the name isn't there, with nothing
+ * stored; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading the profile, of
+ * instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On disk: as above.
+ */
+uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                           const char *pkg_name, serv_packs *sp_list, char **error_message_out);
+
+/*
+ * Add host packages to the stored profile of Admin, one after the other, each as a transaction of its own: `count`
+ * paths of RPM files, architectures taken off. A host package is added as VERD_PKG_HOST_SMU, a third-party one as
+ * VERD_PKG_KERNEL and, BEWARE, any other as what the one before it was, or as 0.
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of inst_ldpath_add_swprofile_pkgs(). The first failure ends
+ * it; what was added before stays.
+ */
+uint64_t instcomm_add_host_pkgs_to_swp(int32_t part_type, const char *sdr_key, uint8_t is_local, uint32_t count,
+                                       char *const *pkg_paths, uint64_t sp_source);
+
 /* Does the stored profile have location profiles? 1 or 0; 0 also for a profile that can't be read. */
 uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type);
 
@@ -288,6 +322,45 @@ uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int
 uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type,
                                         const inst_node_loc *node_locs, uint32_t num_loc, const char *image_name,
                                         const char *version);
+
+/*
+ * Under the new package rules (the old ones change nothing): mark packages of a body in memory as members of service
+ * packs, or unmark them. A package belongs to them when its name is part of the name of one of their RPMs.
+ *
+ * inst_ldpath_tag_sp_pkg_in_swp    *tagged_out gets 1 when a package belongs to them, be it marked already, and is
+ *                                  untouched otherwise: set it to 0 before.
+ * inst_ldpath_untag_sp_pkg_in_swp  counts third-party and host-OS RPMs only, and none that a service pack of the body
+ *                                  still delivers.
+ *
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of instcomm_get_rpms_from_sp_list() and of
+ * inst_remove_rpms_part_of_active_sp(). The body is unchanged unless the result is 0.
+ */
+uint64_t inst_ldpath_tag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_packs *sp_list, uint8_t *tagged_out);
+uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_packs *sp_list);
+
+/*
+ * Those of the RPMs that no service pack of the body delivers: a new array of pointers into rpms, of which the caller
+ * frees the array only. A body with an empty list of details leaves the outputs untouched: set them to null and 0
+ * before. Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA, with the outputs null and 0,
+ * when the service packs can't be converted; those of instcomm_get_rpms_from_sp_list() and instcomm_match_lists().
+ */
+uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char **rpms, uint32_t rpm_count,
+                                            char ***out_rpms, uint32_t *out_count);
+
+/*
+ * Record in a stored profile that service packs were installed or removed. Those that are added join the body's, and
+ * their packages are marked; those that are removed leave both of its lists, and their packages are unmarked. Nothing
+ * is stored when service packs are added to which no package belongs (under the old package rules none does), or
+ * sp_list is null. Results: 0; INST_RC_NO_MEMORY; INST_RC_FAILED when a service pack has no detail, or the file of a
+ * system test orders it, which is then deleted; those of reading and storing the profile, of
+ * instcomm_get_sp_names_from_rpm() and of instcomm_get_sp_names_from_sp_list(), of tagging and of merging. BEWARE:
+ * packages that can't be unmarked are told in the log only. On disk: a failure before the store changes nothing; then
+ * as for storing.
+ */
+uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
+                                       uint64_t sp_source);
+uint64_t inst_ldpath_remove_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
+                                          serv_packs *sp_list);
 
 /*
  * The service packs of a fetched profile: a new list of their names, freed with inst_free_string_list(), null when

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "frame/owned.h"
+
+#include "zeld/record_fields.h"
+
+#include <algorithm>
+#include <cstring>
+
+// Details by name, to be searched without going through all of them each time. Those without a name aren't in it.
+struct DetailIndex {
+    Owned<const sp_detail *> sorted;
+    uint32_t count = 0;
+
+    bool build(const sp_detail *details, uint32_t detail_count)
+    {
+        sorted.ptr = static_cast<const sp_detail **>(std::calloc(detail_count, sizeof(const sp_detail *)));
+        if (sorted.ptr == nullptr) {
+            return false;
+        }
+        for (uint32_t i = 0; i < detail_count; ++i) {
+            if (record::has<&sp_detail::sp_name>(details[i]) && details[i].sp_name != nullptr) {
+                sorted.ptr[count++] = &details[i];
+            }
+        }
+        std::sort(sorted.ptr, sorted.ptr + count, [](const sp_detail *a, const sp_detail *b) {
+            const int order = std::strcmp(a->sp_name, b->sp_name);
+            return order != 0 ? order < 0 : a < b;
+        });
+        return true;
+    }
+
+    // The first of that name; null when there is none, or no name.
+    const sp_detail *find(const char *name) const
+    {
+        const sp_detail *const *const begin = sorted.ptr;
+        const sp_detail *const *const end = begin + count;
+        const auto is_before = [](const sp_detail *detail, const char *text) {
+            return std::strcmp(detail->sp_name, text) < 0;
+        };
+        const auto found = name == nullptr ? end : std::lower_bound(begin, end, name, is_before);
+        return found != end && std::strcmp((*found)->sp_name, name) == 0 ? *found : nullptr;
+    }
+};

@@ -1,0 +1,232 @@
+// Which packages of a body are members of service packs: tagged when service packs come, untagged when they go.
+//
+// A package belongs to an RPM whose name contains its own. The match is loose on purpose: RPM names carry
+// architectures, and packages of a family are tagged with it.
+#include "edit/package_array.h"
+#include "frame/marker_files.h"
+#include "frame/owned.h"
+
+#include <cstring>
+
+TRACE_SITES_BEGIN(membership)
+
+namespace
+{
+
+using Package = inst_swp_package;
+
+bool contains(const char *rpm, const char *name)
+{
+    return rpm != nullptr && name != nullptr && std::strstr(rpm, name) != nullptr;
+}
+
+bool is_tagged(const Package &package)
+{
+    return record::has<&Package::is_sp_pkg>(package);
+}
+
+uint64_t get_rpms(const serv_packs *sp_list, OwnedStringList &rpms)
+{
+    return instcomm_get_rpms_from_sp_list(sp_list, &rpms.list, &rpms.count, 0, 0);
+}
+
+// Nothing to do under the old package rules, or without packages.
+bool has_members(const inst_sw_profile_info &body)
+{
+    return g_inst_pkg_fmt_info.is_new_format != 0 && record::get<&inst_sw_profile_info::packages>(body, nullptr) != 0;
+}
+
+bool make_reported_room(PackageArray &packages, const inst_sw_profile_info &body)
+{
+    const bool is_made = make_room(packages, record::get<&inst_sw_profile_info::packages>(body, nullptr));
+    if (!is_made) {
+        REPORT("Error! Can't allocate file_list\n");
+    }
+    return is_made;
+}
+
+bool copy_all(PackageArray &packages, const inst_sw_profile_info &body)
+{
+    return copy_packages(packages, body, [](const Package &) { return true; });
+}
+
+// True when the package belongs to one of the RPMs.
+bool tag(Package &package, const OwnedStringList &rpms)
+{
+    const char *const name = name_of(package);
+    for (uint32_t i = 0; i < rpms.count; ++i) {
+        if (!contains(rpms.list[i], name)) {
+            continue;
+        }
+        REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", name);
+        if (is_tagged(package)) {
+            REPORT_SP_DEBUG("SPDEBUG: Package %s is a SP package!!\n", name);
+        } else {
+            record::set<&Package::is_sp_pkg>(package, 1);
+            REPORT_SP_DEBUG("SPDEBUG: Package %s is now tagged as a SP package.!!\n", name);
+        }
+        return true;
+    }
+    return false;
+}
+
+// Of third-party and host-OS packages only. The messages name the RPM.
+void untag(Package &package, char *const *rpms, uint32_t count)
+{
+    const char *const name = name_of(package);
+    for (uint32_t i = 0; i < count; ++i) {
+        const char *const rpm = rpms[i];
+        if (!contains(rpm, name) || (instcomm_is_tp_pkg(rpm, 0) == 0 && instcomm_is_hostos_pkg(rpm) == 0)) {
+            continue;
+        }
+        REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", rpm);
+        if (is_tagged(package)) {
+            record::clear<&Package::is_sp_pkg>(package);
+            REPORT_SP_DEBUG("SPDEBUG: Package %s is now un-tagged as a SP package.!!\n", rpm);
+        } else {
+            REPORT("SPINFO: No action, rpm %s is not tagged to SP\n", rpm);
+        }
+    }
+}
+
+uint64_t all_of(char **rpms, uint32_t count, char ***out_rpms, uint32_t *out_count)
+{
+    REPORT("INFO: No active SPs in active swp\n");
+    REPORT("INFO: Returning the rpms of the SP being removed\n");
+    auto *const all = static_cast<char **>(std::malloc((std::size_t{count} + 1) * sizeof(char *)));
+    if (all == nullptr) {
+        return INST_RC_NO_MEMORY;
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        all[i] = rpms[i];
+    }
+    *out_rpms = all;
+    *out_count = count;
+    return 0;
+}
+
+struct OwnedSet {
+    serv_packs *set = nullptr;
+
+    OwnedSet() = default;
+    OwnedSet(const OwnedSet &) = delete;
+    OwnedSet &operator=(const OwnedSet &) = delete;
+    ~OwnedSet() { free_service_pack(set); }
+
+    // A set that lost its last service pack to a lack of memory would untag what they still deliver.
+    bool is_whole(const sp_detail *details, uint32_t detail_count) const
+    {
+        service_pack *packs = nullptr;
+        const uint32_t count = set == nullptr ? 0 : record::get<&serv_packs::service_packs>(*set, &packs);
+        return count == detail_count && packs[count - 1].presence[0] == details[count - 1].presence[0];
+    }
+};
+
+uint64_t those_not_in(sp_detail *details, uint32_t detail_count, char **rpms, uint32_t count, char ***out_rpms,
+                      uint32_t *out_count)
+{
+    OwnedSet remaining;
+    static_cast<void>(instmgr_convert_sp_det_to_serv_pack(&remaining.set, details, detail_count));
+    if (!remaining.is_whole(details, detail_count)) {
+        *out_rpms = nullptr;
+        *out_count = 0;
+        return INSTMGR_RC_INVALID_DATA;
+    }
+    OwnedStringList delivered;
+    uint64_t rc = get_rpms(remaining.set, delivered);
+    if (rc != 0) {
+        REPORT("ERROR: Failed to get rpms from active SP(s)\n");
+        return rc;
+    }
+    rc = instcomm_match_lists(rpms, count, delivered.list, delivered.count, out_rpms, out_count);
+    if (rc != 0) {
+        REPORT("ERROR: Finding unique rpms\n");
+    }
+    return rc;
+}
+
+} // namespace
+
+extern "C" {
+
+uint64_t inst_ldpath_tag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_packs *sp_list, uint8_t *tagged_out)
+{
+    if (profile == nullptr || sp_list == nullptr || tagged_out == nullptr) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (!has_members(*profile)) {
+        return 0;
+    }
+    OwnedStringList rpms;
+    const uint64_t rc = get_rpms(sp_list, rpms);
+    if (rc != 0) {
+        return rc;
+    }
+    PackageArray packages;
+    if (!make_reported_room(packages, *profile) || !copy_all(packages, *profile)) {
+        return INST_RC_NO_MEMORY;
+    }
+    for (uint32_t i = 0; i < packages.count; ++i) {
+        if (tag(packages.entries[i], rpms)) {
+            *tagged_out = 1;
+        }
+    }
+    replace_packages(*profile, packages);
+    return 0;
+}
+
+uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_packs *sp_list)
+{
+    if (profile == nullptr || sp_list == nullptr) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (!has_members(*profile)) {
+        return 0;
+    }
+    OwnedStringList rpms;
+    uint64_t rc = get_rpms(sp_list, rpms);
+    if (rc != 0) {
+        return rc;
+    }
+    PackageArray packages;
+    if (!make_reported_room(packages, *profile)) {
+        return INST_RC_NO_MEMORY;
+    }
+    Owned<char *> unique; // point into rpms
+    uint32_t unique_count = 0;
+    rc = inst_remove_rpms_part_of_active_sp(profile, rpms.list, rpms.count, &unique.ptr, &unique_count);
+    if (rc != 0) {
+        REPORT("Error: Removing active sp rpms\n");
+        return rc;
+    }
+    if (unique_count == 0) {
+        REPORT("INFO: No rpms to be un-tagged\n");
+        return 0;
+    }
+    if (!copy_all(packages, *profile)) {
+        return INST_RC_NO_MEMORY;
+    }
+    for (uint32_t i = 0; i < packages.count; ++i) {
+        untag(packages.entries[i], unique.ptr, unique_count);
+    }
+    replace_packages(*profile, packages);
+    return 0;
+}
+
+uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char **rpms, uint32_t rpm_count,
+                                            char ***out_rpms, uint32_t *out_count)
+{
+    // A null list without entries is what a set without RPMs gives.
+    if (profile == nullptr || (rpms == nullptr && rpm_count != 0) || out_rpms == nullptr || out_count == nullptr) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (!record::has<&inst_sw_profile_info::sp_details>(*profile)) {
+        return all_of(rpms, rpm_count, out_rpms, out_count);
+    }
+    sp_detail *details = nullptr;
+    const uint32_t count = record::get<&inst_sw_profile_info::sp_details>(*profile, &details);
+    return count == 0 ? 0 : those_not_in(details, count, rpms, rpm_count, out_rpms, out_count);
+}
+}
+
+TRACE_SITES_END(membership);

@@ -1,0 +1,191 @@
+// Recording in a stored profile that service packs were installed or removed.
+#include "edit/service_pack_merge.h"
+#include "edit/service_pack_removal.h"
+#include "edit/stored_profile.h"
+#include "frame/enumerations.h"
+#include "frame/marker_files.h"
+#include "frame/owned.h"
+
+#include "zeld/record_fields.h"
+
+TRACE_SITES_BEGIN(stored_service_packs)
+
+namespace
+{
+
+using Info = inst_sw_profile_info;
+
+constexpr char ADD[] = "inst_ldpath_add_swprofile_sps";
+constexpr char REMOVE[] = "inst_ldpath_remove_swprofile_sps";
+
+// Nobody gets the error text, so that none is made.
+constexpr MergeMessages MERGE_MESSAGES = {
+    .names_of_body = [](char *const *,
+                        uint32_t count) { REPORT_SP_DEBUG("SPDEBUG: %s %u sp's are already in swp\n", ADD, count); },
+    .details_of_body =
+        [](uint32_t count) { REPORT_SP_DEBUG("SPDEBUG: %s %u sp's details are already in swp\n", ADD, count); },
+    .body_has_none =
+        [](uint32_t count) { REPORT_SP_DEBUG("SPDEBUG:  No SP info in Swp. Adding count sp_cnt %d\n", count); },
+    .body_has_some = [] { REPORT_SP_DEBUG("SPDEBUG: Some sp's are already present in profile lets compare\n"); },
+    .first_name = [](uint32_t index,
+                     const char *name) { REPORT_SP_DEBUG("SPDEBUG: New SP names  %d Name %s\n", index, name); },
+    .first_detail_not_copied = [](char **) { REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", ADD); },
+    .new_names =
+        [](char *const *names, uint32_t count) {
+            REPORT_SP_DEBUG("SPDEBUG: New SP's to be added to swp %d\n", count);
+            for (uint32_t i = 0; i < count; ++i) {
+                REPORT("new_sp = %s\n", names[i]);
+            }
+        },
+    .detail_of_body_not_copied =
+        [](char **) { REPORT_SP_DEBUG("SPDEBUG: %s Failed to duplicate swp sp_detail\n", ADD); },
+    .detail_missing = [](const char *name,
+                         char **) { REPORT("SPERROR: %s Failed to fetch sp detail for sp %s\n", ADD, name); },
+    .new_detail_not_copied = [](char **) { REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", ADD); },
+    .merged_name = [](uint32_t index,
+                      const char *name) { REPORT_SP_DEBUG("SPDEBUG:  New SP names  %d Name %s\n", index, name); },
+};
+
+// is_member gets false when none of the packages belongs to the service packs.
+uint64_t add_to_body(Info &body, uint64_t sp_source, const ServicePackLists &added, bool &is_member)
+{
+    uint8_t is_tagged = 0;
+    uint64_t rc = inst_ldpath_tag_sp_pkg_in_swp(&body, reinterpret_cast<serv_packs *>(sp_source), &is_tagged);
+    is_member = is_tagged != 0;
+    if (rc != 0 || !is_member) {
+        return rc;
+    }
+    ServicePackLists merged;
+    rc = merge_service_packs(body, added, MERGE_MESSAGES, merged, nullptr);
+    if (rc == 0 && merged.count != 0) {
+        REPORT_SP_DEBUG("SPDEBUG: Total count %d\n", merged.count);
+        for (uint32_t i = 0; i < merged.count; ++i) {
+            REPORT_SP_DEBUG("SPDEBUG: SPNAME %s\n", merged.names[i]);
+        }
+        replace_service_packs(body, merged);
+    }
+    return rc;
+}
+
+uint64_t add(const ProfileEdit &edit, uint64_t sp_source)
+{
+    StoredProfile profile;
+    uint64_t rc = read_stored_profile(edit, profile);
+    if (rc != 0) {
+        return rc;
+    }
+    ServicePackLists added;
+    if (sp_source != 0) {
+        rc = instcomm_get_sp_names_from_rpm(sp_source, nullptr, &added.names, &added.count, &added.details);
+        if (rc != 0) {
+            REPORT_SP_DEBUG("SPDEBUG: %s Failed to find sp info \n", ADD);
+            return rc;
+        }
+    }
+    if (added.count != 0 && added.names != nullptr) {
+        bool is_member = false;
+        rc = add_to_body(profile.body(), sp_source, added, is_member);
+        if (rc == 0 && !is_member) {
+            REPORT("SPINFO: No SP rpm in swp, do nothing\n");
+        }
+        if (rc != 0 || !is_member) {
+            return rc;
+        }
+    }
+    return store_edited_profile(edit, profile);
+}
+
+void show_names(const OwnedStringList &names)
+{
+    for (uint32_t i = 0; i < names.count; ++i) {
+        REPORT("swp_sp_list[%d] = %s\n", i, names.list[i]);
+    }
+}
+
+// A failure is told in the log only: the profile is stored all the same.
+void untag(Info &body, serv_packs *sp_list)
+{
+    if (inst_ldpath_untag_sp_pkg_in_swp(&body, sp_list) != 0) {
+        REPORT("SPERROR: Failed to untag a rpm from a SP being removed\n");
+    }
+}
+
+uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList &removed)
+{
+    RemainingServicePacks remaining;
+    if (!copy_remaining_names(body, {}, remaining)) {
+        return INST_RC_NO_MEMORY;
+    }
+    REPORT_SP_DEBUG("SPDEBUG: %d Sp's already in swp \n", remaining.names.count);
+    show_names(remaining.names);
+    instcomm_remove_from_list(remaining.names.list, &remaining.names.count, removed.list, removed.count);
+    REPORT_SP_DEBUG("SPDEBUG: Going to process new sp list having count = %d\n", remaining.names.count);
+    show_names(remaining.names);
+    const uint32_t detail_count = record::get<&Info::sp_details>(body, nullptr);
+    if (record::has<&Info::sp_details>(body)) {
+        REPORT_SP_DEBUG("SPDEBUG: SP detailed info present in swp for %d Sp's\n", detail_count);
+    }
+    if (remaining.names.count == 0) {
+        untag(body, sp_list); // while the details are still there
+        clear_service_packs(body);
+        REPORT("SPINFO: %s Removed all sp in swp\n", REMOVE);
+        return 0;
+    }
+    if (detail_count == 0) {
+        REPORT("SPERROR: Mismatch between sp_names and sp_detail in swp total_sp_cnt = %d, swp_sp_det_cnt = %d\n",
+               remaining.names.count, detail_count);
+    } else {
+        if (!make_room_for_details(remaining)) {
+            return INST_RC_NO_MEMORY;
+        }
+        if (!copy_remaining_details(body, remaining)) {
+            REPORT("SPERROR: %s Failed to duplicate new_sp_det\n", REMOVE);
+            return INST_RC_NO_MEMORY;
+        }
+        replace_service_packs(body, remaining);
+    }
+    untag(body, sp_list);
+    return 0;
+}
+
+uint64_t remove(const ProfileEdit &edit, serv_packs *sp_list)
+{
+    static_cast<void>(instmgr_show_serv_pack(sp_list, REMOVE));
+    OwnedStringList removed;
+    uint64_t rc = instcomm_get_sp_names_from_sp_list(sp_list, &removed.list, &removed.count);
+    if (rc != 0) {
+        REPORT("SPERROR: Failed to fetch sp names \n");
+        return rc;
+    }
+    StoredProfile profile;
+    rc = read_stored_profile(edit, profile);
+    if (rc == 0 && record::has<&Info::sp_names>(profile.body())) {
+        rc = remove_from_body(profile.body(), sp_list, removed);
+    }
+    return rc != 0 ? rc : store_edited_profile(edit, profile);
+}
+
+} // namespace
+
+extern "C" {
+
+uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
+                                       uint64_t sp_source)
+{
+    const uint8_t scope = is_local != 0 ? 1 : 0;
+    REPORT_SP_DEBUG("SPDEBUG: Adding sps in %s %s SW Profile for %s (key=%s), \n", scope_name(scope), state_name(state),
+                    vm_type_name(vm_type), text_or_null(sdr_key));
+    return add({__func__, sdr_key, scope, state, vm_type, DECODE_TEST_FILE}, sp_source);
+}
+
+uint64_t inst_ldpath_remove_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
+                                          serv_packs *sp_list)
+{
+    const uint8_t scope = is_local != 0 ? 1 : 0;
+    REPORT("Removing sps from %s %s SW Profile for %s (key=%s), \n", scope_name(scope), state_name(state),
+           vm_type_name(vm_type), text_or_null(sdr_key));
+    return sp_list == nullptr ? 0 : remove({__func__, sdr_key, scope, state, vm_type}, sp_list);
+}
+}
+
+TRACE_SITES_END(stored_service_packs);
