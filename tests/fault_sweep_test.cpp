@@ -81,6 +81,11 @@ uint64_t add(const char *package, uint32_t type, uint32_t nodes)
                                         sp_source);
 }
 
+serv_packs *sp_list()
+{
+    return reinterpret_cast<serv_packs *>(sp_source);
+}
+
 const Operation OPERATIONS[] = {
     {"get QX", Operation::Fetches,
      [](Outcome &o) { o.rc = inst_ldpath_get_sdr_swprofile("default-sdr", VERD_SWP_ACTIVE, &o.profile); }},
@@ -174,6 +179,38 @@ const Operation OPERATIONS[] = {
     {"add to locations", Operation::Adds, [](Outcome &o) { o.rc = add("gamma-1.0-r1", 0, 1); }},
     {"add nodes of a package", Operation::Adds, [](Outcome &o) { o.rc = add("beta-2.0-r1", 0, 1); }},
     {"add a first location", Operation::Stores, [](Outcome &o) { o.rc = add("beta-2.0-r1", 0, 1); }, true},
+    {"tag", Operation::Edits,
+     [](Outcome &o) {
+         uint8_t is_tagged = 0;
+         o.rc = inst_ldpath_tag_sp_pkg_in_swp(&changed->sdr_sw_profile.sw_profile, sp_list(), &is_tagged);
+         EXPECT_EQ(is_tagged, o.rc == 0 ? 1 : 0);
+     }},
+    {"untag", Operation::Edits,
+     [](Outcome &o) { o.rc = inst_ldpath_untag_sp_pkg_in_swp(&changed->sdr_sw_profile.sw_profile, sp_list()); }},
+    {"add to the stored", Operation::Stores,
+     [](Outcome &o) {
+         char *rpms[] = {offer->files[0], offer->files[1]};
+         o.rc = inst_ldpath_add_swprofile_pkgs("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "alpha-2.0-r1", rpms, 2,
+                                               5, VERD_PKG_HOST_SMU, sp_source, &o.error);
+     }},
+    {"remove from the stored", Operation::Stores,
+     [](Outcome &o) {
+         o.rc = inst_ldpath_remove_swprofile_pkgs("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "alpha-1.0-r1",
+                                                  sp_list(), &o.error);
+     }},
+    {"add service packs to the stored", Operation::Stores,
+     [](Outcome &o) {
+         o.rc = inst_ldpath_add_swprofile_sps("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, sp_source);
+     }},
+    {"remove service packs from the stored", Operation::Adds, // stored with its tags when these can't be taken away
+     [](Outcome &o) {
+         o.rc = inst_ldpath_remove_swprofile_sps("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, sp_list());
+     }},
+    {"add host packages", Operation::Asks, // to another profile
+     [](Outcome &o) {
+         char *const paths[] = {offer->name};
+         o.rc = instcomm_add_host_pkgs_to_swp(VERD_SWP_PREPARED, nullptr, 0, 1, paths, 0);
+     }},
     {"add a first image", Operation::Stores, [](Outcome &o) { o.rc = add_image(); }, true},
     {"add nodes of an image", Operation::Stores, [](Outcome &o) { o.rc = add_image(); }},
 };
@@ -228,6 +265,7 @@ protected:
     {
         write_file(active_bin, before.bin);
         write_file(active_txt, before.twin);
+        write_file("/install_repo/gl/instdb/kelo-master-swprofile-prepared.bin", before.bin);
         for (const char *const file : {"prepared.bin", "prepared.txt", "active.bin", "active.txt"}) {
             write_file(std::string("/install_repo/gl/instdb/sdr/other/qx-swprofile-") + file, file);
         }
@@ -290,7 +328,8 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
     fs::create_directories("/install_repo/tmp");
     write_file("/install_repo/gl/verdalis/x-1-1.rpm", "x");
     ASSERT_EQ(std::system("cd /install_repo/gl/verdalis && tar -cf alpha-2.0-r1 x-1-1.rpm"), 0);
-    const ServicePacks packs{{"SP1", {"alpha-2.0-r1"}}, {"SP2", {"alpha-2.0-r1.noarch", "beta-2.0-r1"}}};
+    const ServicePacks packs{{"SP1", {"alpha-2.0-r1"}},
+                             {"SP2", {"alpha-2.0-r1.noarch", "beta-2.0-r1", "beta-2.0-r1-tp-1"}}};
     sp_source = packs.source();
     for (const Operation &operation : OPERATIONS) {
         const Disk &before = operation.from_nothing ? bare : full;

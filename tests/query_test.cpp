@@ -113,13 +113,14 @@ TEST_F(QueryTest, WhatAFetchedProfileHolds)
     ask_all("whole");
     fs::remove("/tmp/enable_sp_debugs");
     for (const auto &[filter, flagged] : {std::pair{0U, 0}, {1U, 0}, {4U, 0}, {9U, 1}, {0U, 1}}) {
-        ask("filter " + std::to_string(filter) + (flagged != 0 ? ", not flagged" : ""), [&](Answer &a, char **) {
-            return inst_ldpath_get_swprofile_img_pkgs(profile.ptr, &a.image, &a.list, &a.count, filter,
-                                                      static_cast<uint8_t>(flagged), nullptr);
-        });
+        ask("filter " + std::to_string(filter) + (flagged != 0 ? ", not flagged" : ""),
+            [&, filter = filter, flagged = flagged](Answer &a, char **) {
+                return inst_ldpath_get_swprofile_img_pkgs(profile.ptr, &a.image, &a.list, &a.count, filter,
+                                                          static_cast<uint8_t>(flagged), nullptr);
+            });
     }
     for (const auto &[fault, nth] : {std::pair{hooks::STRNCPY_S, 1}, {hooks::STRNCPY_S, 3}, {hooks::ALLOCATION, 2}}) {
-        ask("a copy fails", [&](Answer &a, char **err) {
+        ask("a copy fails", [&, fault = fault, nth = nth](Answer &a, char **err) {
             g_inst_common_debug_verbosity_level = 0;
             hooks::fail(fault, nth);
             return inst_ldpath_get_swprofile_filelist(profile.ptr, &a.list, &a.count, err);

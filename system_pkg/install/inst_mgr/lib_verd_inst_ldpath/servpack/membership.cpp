@@ -6,6 +6,7 @@
 #include "frame/marker_files.h"
 #include "frame/owned.h"
 
+#include <algorithm>
 #include <cstring>
 
 TRACE_SITES_BEGIN(membership)
@@ -113,12 +114,15 @@ struct OwnedSet {
     OwnedSet &operator=(const OwnedSet &) = delete;
     ~OwnedSet() { free_service_pack(set); }
 
-    // A set that lost its last service pack to a lack of memory would untag what they still deliver.
+    // A set from which a lack of memory took service packs would let go of what they still deliver.
     bool is_whole(const sp_detail *details, uint32_t detail_count) const
     {
         service_pack *packs = nullptr;
         const uint32_t count = set == nullptr ? 0 : record::get<&serv_packs::service_packs>(*set, &packs);
-        return count == detail_count && packs[count - 1].presence[0] == details[count - 1].presence[0];
+        return count == detail_count &&
+               std::equal(packs, packs + count, details, [](const service_pack &pack, const sp_detail &detail) {
+                   return pack.presence[0] == detail.presence[0];
+               });
     }
 };
 
