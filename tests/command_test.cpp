@@ -199,6 +199,70 @@ TEST_F(CommandTest, Questions)
     EXPECT_EQ(run("node-version 0/1/0 7").code, 3);
 }
 
+// What is in the repository, with the times of its files; logs apart.
+Lines repository_state()
+{
+    Lines lines;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator("/install_repo")) {
+        if (entry.is_regular_file() && entry.path().parent_path() != "/install_repo/log") {
+            lines.push_back(entry.path().string() + " " +
+                            std::to_string(entry.last_write_time().time_since_epoch().count()) +
+                            read_file(entry.path()));
+        }
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+TEST_F(CommandTest, Edits)
+{
+    run(create + "--package qx-tp-ssh-1-1 --package x-host-1-1 --image-rpm y-hostos-1-1");
+    run("create --image kelo.iso --version 7 --vm admin --state prepared");
+    write_file("/tmp/sp1.json", R"([{"name": "SP1", "rpms": ["qx-tp-ssh-1-1.noarch.rpm", "b-tp-1-1"]}])");
+    write_file("/tmp/sp2.json", R"([{"name": "SP2", "rpms": ["qx-tp-ssh-1-1.noarch.rpm"]}])");
+    const struct {
+        const char *arguments;
+        std::string changes;
+    } edits[] = {
+        {"add b-tp-1-1 --rpm /m/b-tp-1-1.x86_64.rpm --rpm c", "+ package b-tp-1-1\n"},
+        {"add y-hostos-2-1 --new-format --type base", "- base RPM y-hostos-1-1\n+ package y-hostos-2-1\n"},
+        {"service-pack add /tmp/sp1.json", "~ package qx-tp-ssh-1-1: membership of service packs\n"
+                                           "~ package b-tp-1-1: membership of service packs\n+ service pack SP1\n"},
+        {"service-pack add /tmp/sp2.json", "+ service pack SP2\n"},
+        {"service-pack remove /tmp/sp1.json", "~ package b-tp-1-1: membership of service packs\n- service pack SP1\n"},
+        {"remove y-hostos-2-1.x86_64 --new-format", "- package y-hostos-2-1\n"},
+        {"remove b-tp-1-1 --new-format --service-packs /tmp/sp2.json",
+         "~ package qx-tp-ssh-1-1: membership of service packs\n- package b-tp-1-1\n- service pack SP2\n"},
+        {"add-host /m/a-host-1-1.x86_64.rpm --state prepared", "+ package a-host-1-1\n"},
+        {"add-for-nodes d-1-1 --node 0/1/0", "+ location profile 0/1/0\n"},
+        {"add-for-nodes e-1-1 --node 0/1/0", "+ package e-1-1 on nodes 0/1/0\n"},
+    };
+    for (const auto &[arguments, changes] : edits) {
+        const Lines before = repository_state();
+        const Ran dry = run(std::string(arguments) + " --dry-run");
+        EXPECT_EQ(dry.out.substr(dry.out.find('\n') + 1), changes) << arguments << dry.err;
+        EXPECT_TRUE(dry.out.starts_with("would change the ")) << dry.out;
+        EXPECT_EQ(repository_state(), before) << arguments;
+        const Ran done = run(arguments);
+        EXPECT_EQ(done.code, 0) << arguments << done.err;
+        EXPECT_NE(repository_state(), before) << arguments;
+        if (!std::string(arguments).starts_with("add-for")) {
+            EXPECT_EQ(done.out.substr(done.out.find('\n') + 1), changes) << arguments;
+        }
+    }
+    EXPECT_EQ(run("remove z").out, "nothing changes in the active QX profile of default-sdr (global)\n");
+    EXPECT_EQ(run("remove z --dry-run").out, "would store nothing\n");
+    EXPECT_EQ(run("add x-host-1-1 --dry-run").out,
+              "would store, unchanged, the active QX profile of default-sdr (global)\n");
+    EXPECT_EQ(run("add z --new-format").code, 4);
+    EXPECT_EQ(run("add 'a b'").code, 2);
+    EXPECT_EQ(run("add a-1-1 --rpm 'x;y'").code, 2);
+    EXPECT_EQ(run("add-host x-1-1").code, 3);
+    EXPECT_EQ(run("service-pack add /tmp/none").code, 1);
+    EXPECT_EQ(run("service-pack").code, 2);
+    EXPECT_EQ(run("check").code, 0);
+}
+
 TEST_F(CommandTest, CheckFindsWhatIsWrong)
 {
     run(create + "--local");

@@ -17,7 +17,7 @@ extern "C" uint64_t instcomm_ldpath_get_pkgs_info_from_swprofile(const inst_sw_p
         return INSTCOMM_RC_NO_MEMORY;
     }
     for (uint32_t i = 0; i < package_count; ++i) {
-        names[i] = packages[i].name;
+        names[i] = record::has<&inst_swp_package::name>(packages[i]) ? packages[i].name : nullptr;
     }
     const uint64_t rc = inst_dup_string_list(package_count, names, pkg_names, err);
     std::free(names);

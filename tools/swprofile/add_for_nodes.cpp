@@ -1,4 +1,6 @@
 #include "commands.h"
+#include "dry_run.h"
+#include "edit.h"
 #include "frame/enumerations.h"
 #include "location/repository.h"
 #include "names.h"
@@ -9,7 +11,6 @@
 #include "zeld/record_fields.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <set>
@@ -26,22 +27,9 @@ struct Options {
     std::vector<inst_node_loc> nodes;
     bool is_for_all = false;
     bool is_new_format = false;
+    bool is_dry_run = false;
     std::string service_pack_file;
 };
-
-std::optional<uint32_t> parse_package_type(const std::string &text)
-{
-    constexpr std::pair<const char *, uint32_t> NAMES[] = {
-        {"smu", VERD_PKG_SMU}, {"host-smu", VERD_PKG_HOST_SMU}, {"kernel", VERD_PKG_KERNEL}, {"base", VERD_PKG_BASE}};
-    for (const auto &[name, type] : NAMES) {
-        if (text == name) {
-            return type;
-        }
-    }
-    uint32_t type = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), type);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(type) : std::nullopt;
-}
 
 // There must be a bundle to unpack, and a place to unpack it.
 void prepare_bundle(const Options &options)
@@ -165,6 +153,7 @@ void run(Options &options)
         prepare_bundle(options);
     }
     ServicePackSet packs(inputs);
+    const DryRun dry_run(options.is_dry_run, selector, *before);
     g_inst_pkg_fmt_info.is_new_format = options.is_new_format ? 1 : 0;
     const uint64_t rc = inst_ldpath_add_pkg_location(
         selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, options.nodes.data(),
@@ -174,6 +163,9 @@ void run(Options &options)
             failure_of(rc, "can't add " + options.package + " to the " + selector.describe(), ErrorText());
         failure.details.push_back("see /install_repo/log/install.log");
         throw failure;
+    }
+    if (dry_run.print()) {
+        return;
     }
     const Profile after = selector.fetch_stored();
     if (options.is_for_all) {
@@ -190,22 +182,16 @@ void add_add_for_nodes(CLI::App &command)
     const auto options = std::make_shared<Options>();
     CLI::App *const add = command.add_subcommand("add-for-nodes", "Add a package for some nodes, or for all");
     add->add_option("package", options->package, "name-version-release")->required()->check(name_fault);
-    add->add_option_function<std::string>(
-           "--type", [options](const std::string &text) { options->type = *parse_package_type(text); },
-           "install package type: smu, host-smu, kernel, base, or 4, 6, 7, 8 and other numbers [base]")
-        ->check([](const std::string &text) {
-            return parse_package_type(text) ? std::string() : "'" + shown(text.c_str()) + "' isn't one";
-        });
+    add_package_type_option(*add, options->type);
     CLI::Option *const node = add_node_option(*add, options->nodes);
     add->add_flag("--all-nodes", options->is_for_all, "for all nodes; location profiles are dropped")->excludes(node);
-    add->add_flag("--new-format", options->is_new_format, "by the new package rules");
-    add->add_option("--service-packs", options->service_pack_file,
-                    "a JSON file of service packs: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1\"]}]")
-        ->needs("--new-format");
+    add_new_format_option(*add, options->is_new_format);
+    add_service_packs_option(*add, options->service_pack_file);
     add_selector_options(*add, options->selector);
+    add_dry_run_option(*add, options->is_dry_run);
     add->footer(
         "Types smu and kernel, and by the new rules host-smu and base, are bundles of RPMs, tar files in\n"
-        "/install_repo/gl/verdalis/ whose names begin with that of the package.\n\n"
+        "/install_repo/gl/verdalis/ whose names begin with that of the package. A dry run unpacks them, too.\n\n"
         "With --node: the first location profile that has the package already gets the nodes; those before it get\n"
         "the package. If none has it, all that can take it get it. The nodes get a location profile of their own\n"
         "only if there is none yet.\n\n"

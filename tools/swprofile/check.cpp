@@ -1,5 +1,6 @@
 #include "commands.h"
 #include "frame/enumerations.h"
+#include "location/repository.h"
 #include "names.h"
 #include "nodes.h"
 #include "places.h"
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -141,11 +143,13 @@ void check_copies(Check &check, const std::vector<fs::path> &files)
 {
     for (std::size_t i = 2; i < files.size(); ++i) {
         const fs::path &original = files[i - 2];
+        std::error_code ignored;
         if (!is_there(files[i])) {
             if (is_there(original)) {
                 check.add(files[i], "missing: the flat copy of " + original.string());
             }
-        } else if (has_content(check, files[i]) && content_of(files[i]) != content_of(original)) {
+        } else if (has_content(check, files[i]) && fs::is_regular_file(original, ignored) &&
+                   content_of(files[i]) != content_of(original)) {
             check.add(files[i], "not the same as " + original.string());
         }
     }
@@ -160,6 +164,7 @@ void check_profile(Check &check, const Selector &selector)
     }
     ++check.profiles;
     if (!has_content(check, files[0])) {
+        check_leftovers(check, files);
         return;
     }
     try {
@@ -179,24 +184,29 @@ void check_profile(Check &check, const Selector &selector)
     check_copies(check, files);
 }
 
-// What stands beside the profiles of an SDR and belongs to none.
+// What stands among the profiles and belongs to none: anything in the directory of an SDR, what is named like a profile
+// elsewhere.
 void check_directories(Check &check, const std::vector<Selector> &places)
 {
     std::set<fs::path> known;
-    std::set<fs::path> directories;
+    std::map<fs::path, bool> directories = {{fs::path(repository::LOCAL_DIRECTORY).parent_path(), false}}; // an SDR's?
     for (const Selector &place : places) {
-        const std::vector<fs::path> files = place.files();
-        known.insert(files.begin(), files.end());
-        if (is_qx_based(place.vm_type)) {
-            directories.insert(files[0].parent_path());
+        for (const fs::path &file : place.files()) {
+            known.insert(file.lexically_normal());
         }
+        directories.emplace(fs::path(place.path()).lexically_normal().parent_path(), is_qx_based(place.vm_type));
     }
-    for (const fs::path &directory : directories) {
+    for (const auto &[directory, is_sdr] : directories) {
         std::error_code error;
         for (const fs::directory_entry &entry : fs::directory_iterator(directory, error)) {
-            if (known.count(entry.path()) == 0 && entry.path().filename() != "qx_boot_active") {
+            const std::string name = entry.path().filename();
+            const bool is_profile = name.find("swprofile-") != std::string::npos;
+            if (!known.contains(entry.path()) && (is_sdr ? name != "qx_boot_active" : is_profile)) {
                 check.add(entry.path(), "belongs to no profile");
             }
+        }
+        if (error && error != std::errc::no_such_file_or_directory) {
+            throw Failure(FAILED, "can't read " + directory.string(), {error.message()});
         }
     }
 }

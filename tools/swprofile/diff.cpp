@@ -34,9 +34,7 @@ void run(const Options &options)
                     {"changes", list}});
     } else if (!changes.empty()) {
         std::printf("--- %s\n+++ %s\n", options.from.describe().c_str(), other.describe().c_str());
-        for (const Change &change : changes) {
-            std::printf("%s\n", change_text(change).c_str());
-        }
+        print_changes(changes);
     }
     answer(changes.empty());
 }

@@ -7,7 +7,8 @@
 #include "zeld/order.h"
 #include "zeld/record_fields.h"
 
-#include <map>
+#include <algorithm>
+#include <cstdio>
 #include <string_view>
 #include <unordered_map>
 
@@ -49,7 +50,8 @@ std::string key_of(const char *text)
 
 std::string key_of(const inst_sw_profile_loc &location)
 {
-    return nodes_text(nodes_of(location));
+    const std::string nodes = nodes_text(nodes_of(location));
+    return nodes.empty() ? "none" : nodes;
 }
 
 template <auto Member> auto elements_of(const record::Record<Member> &record)
@@ -57,6 +59,11 @@ template <auto Member> auto elements_of(const record::Record<Member> &record)
     record::Value<Member> array = nullptr;
     const uint32_t count = record::get<Member>(record, &array);
     return std::vector<std::decay_t<decltype(*array)>>(array, array + count);
+}
+
+std::string type_text(const Package &package)
+{
+    return record::has<&Package::pkg_type>(package) ? std::to_string(package.pkg_type) : "-";
 }
 
 // What has become of a package that is in both.
@@ -69,8 +76,7 @@ std::string package_change(const Package &from, const Package &to)
     const auto add = [&](bool is_different, const std::string &text) {
         how += !is_different ? "" : (how.empty() ? "" : ", ") + text;
     };
-    add(differ<&Package::pkg_type>(from, to),
-        "type " + from_to(std::to_string(from.pkg_type), std::to_string(to.pkg_type)));
+    add(differ<&Package::pkg_type>(from, to), "type " + from_to(type_text(from), type_text(to)));
     add(differ<&Package::files>(from, to), "RPMs");
     add(differ<&Package::is_sp_pkg>(from, to), "membership of service packs");
     add(differ<&Package::pkg_value>(from, to), "value");
@@ -158,9 +164,12 @@ void Collector::compare_bodies(const Info &from, const Info &to)
                   text_change);
     compare_texts("version", from.version, to.version);
     compare_lists("package", elements_of<&Info::packages>(from), elements_of<&Info::packages>(to), package_change);
+    const std::size_t before_packs = changes.size();
     compare_lists("service pack", elements_of<&Info::sp_details>(from), elements_of<&Info::sp_details>(to),
                   pack_change);
-    if (differ<&Info::sp_names>(from, to) && !differ<&Info::sp_details>(from, to)) { // otherwise told already
+    const bool is_told = std::any_of(changes.begin() + static_cast<std::ptrdiff_t>(before_packs), changes.end(),
+                                     [](const Change &change) { return change.kind != Change::Changed; });
+    if (differ<&Info::sp_names>(from, to) && !is_told) {
         add(Change::Changed, "names of service packs", "");
     }
     using Others =
@@ -189,7 +198,7 @@ std::vector<Change> changes_between(const Ext &from, const Ext &to)
                        [&](const inst_sw_profile_loc &a, const inst_sw_profile_loc &b) -> std::string {
                            Collector location = {changes, key_of(a)};
                            location.compare_bodies(a.sw_profile, b.sw_profile);
-                           return "";
+                           return order_of<AllBut<&inst_sw_profile_loc::sw_profile>>(a, b) != 0 ? "other fields" : "";
                        });
     if (order_of<AllBut<&Ext::sdr_sw_profile, &Ext::sdr_sw_profile_len>>(from, to) != 0 ||
         order_of<AllBut<&Sdr::sw_profile, &Sdr::loc_profiles>>(old, current) != 0 || changes.empty()) {
@@ -198,10 +207,13 @@ std::vector<Change> changes_between(const Ext &from, const Ext &to)
     return changes;
 }
 
-std::string change_text(const Change &change)
+void print_changes(const std::vector<Change> &changes)
 {
-    return std::string(1, change.kind) + " " + change.what + (change.name.empty() ? "" : " " + change.name) +
-           (change.nodes.empty() ? "" : " on nodes " + change.nodes) + (change.how.empty() ? "" : ": " + change.how);
+    for (const Change &change : changes) {
+        std::printf("%c %s%s%s%s%s%s%s\n", change.kind, change.what.c_str(), change.name.empty() ? "" : " ",
+                    change.name.c_str(), change.nodes.empty() ? "" : " on nodes ", change.nodes.c_str(),
+                    change.how.empty() ? "" : ": ", change.how.c_str());
+    }
 }
 
 Json change_json(const Change &change)

@@ -33,7 +33,7 @@ void add_has(CLI::App &command)
 {
     const auto options = std::make_shared<Options>();
     CLI::App *const has = command.add_subcommand("has", "Is a package active? Exit code 0: yes, 1: no");
-    has->add_option("PACKAGE", options->package, "name-version-release; an architecture behind it doesn't count")
+    has->add_option("PACKAGE", options->package, "its name as stored; an architecture behind it doesn't count")
         ->required()
         ->check(name_fault);
     add_sdr_option(*has, options->selector);

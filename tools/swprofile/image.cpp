@@ -16,7 +16,7 @@ void run(const Selector &selector)
         throw failure_of(rc, "can't tell the image", ErrorText());
     }
     if (name == nullptr) {
-        throw Failure(FAILED, "the " + selector.describe() + " names no image");
+        throw Failure(INVALID_DATA, "the " + selector.describe() + " names no image");
     }
     std::printf("%s\n", shown(name).c_str());
     std::free(name);

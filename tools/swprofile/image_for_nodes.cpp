@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "dry_run.h"
 #include "names.h"
 #include "nodes.h"
 #include "selector.h"
@@ -14,6 +15,7 @@ struct Options {
     std::string image;
     std::string version;
     std::vector<inst_node_loc> nodes;
+    bool is_dry_run = false;
 };
 
 bool has_image(const inst_sw_profile_loc &location, const std::string &image)
@@ -34,12 +36,16 @@ void run(const Options &options)
         throw Failure(FAILED, "no location profile of the " + selector.describe() + " has the image " + options.image,
                       {"nodes can only join one that has it; see swprofile nodes"});
     }
+    const DryRun dry_run(options.is_dry_run, selector, *before);
     const uint64_t rc = inst_ldpath_add_image_location(
         selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, options.nodes.data(),
         static_cast<uint32_t>(options.nodes.size()), options.image.c_str(),
         options.version.empty() ? nullptr : options.version.c_str());
     if (rc != 0) {
         throw failure_of(rc, "can't add " + options.image + " to the " + selector.describe(), ErrorText());
+    }
+    if (dry_run.print()) {
+        return;
     }
     const Profile after = selector.fetch_stored();
     for (const inst_sw_profile_loc *const location : locations_of(*after)) {
@@ -64,6 +70,7 @@ void add_image_for_nodes(CLI::App &command)
     add_node_option(*image, options->nodes)->required();
     image->add_option("--version", options->version, "the version of a new location profile")->check(text_fault);
     add_selector_options(*image, options->selector);
+    add_dry_run_option(*image, options->is_dry_run);
     image->footer(
         "The first location profile whose image has that name, or a longer one that begins with it, gets the\n"
         "nodes. Where there is no location profile, one is made.\n\n"

@@ -24,6 +24,7 @@ void describe_command(CLI::App &command)
                    "  swprofile list\n"
                    "  swprofile show --state prepared\n"
                    "  swprofile show --json | jq .packages\n"
+                   "  swprofile add qx-telemetry-1.6.0-r1 --state prepared --dry-run\n"
                    "  swprofile diff active prepared\n"
                    "  swprofile check\n"
                    "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0\n\n"
@@ -44,6 +45,10 @@ void describe_command(CLI::App &command)
     add_diff(command);
     add_node_version(command);
     add_check(command);
+    add_add(command);
+    add_remove(command);
+    add_add_host(command);
+    add_service_pack(command);
     add_nodes(command);
     add_add_for_nodes(command);
     add_image_for_nodes(command);

@@ -12,19 +12,27 @@ namespace
 
 struct Options {
     std::string node;
-    std::string version;
+    std::optional<std::string> version;
 };
 
 // The active Admin profile: the global one or, where that can't be read, the local one.
 Profile fetch_admin()
 {
-    Selector admin;
-    admin.vm_type = VERD_VM_ADMIN;
+    Selector global;
+    global.vm_type = VERD_VM_ADMIN;
+    Selector local = global;
+    local.is_local = true;
+    global.check_file();
+    local.check_file();
     try {
-        return admin.fetch();
-    } catch (const Failure &) {
-        admin.is_local = true;
-        return admin.fetch();
+        return global.fetch();
+    } catch (Failure &failure) {
+        try {
+            return local.fetch();
+        } catch (const Failure &second) {
+            failure.details.emplace_back(second.what());
+        }
+        throw;
     }
 }
 
@@ -53,10 +61,10 @@ void compare(const inst_node_loc &node, const std::string &version)
 void run(const Options &options)
 {
     const inst_node_loc node = *parse_node(options.node);
-    if (options.version.empty()) {
-        print_version(node);
+    if (options.version) {
+        compare(node, *options.version);
     } else {
-        compare(node, options.version);
+        print_version(node);
     }
 }
 

@@ -14,22 +14,29 @@ struct Options {
     bool is_json = false;
 };
 
-void run(const Options &options)
+bool find_rpms(const Selector &active, const std::string &name, StringList &rpms)
 {
-    const Selector &active = options.selector;
-    active.check_file();
-    std::string name = options.package;
-    instcomm_strip_arch_from_package_name(name.data());
     uint8_t is_found = 0;
-    StringList rpms;
     ErrorText error;
     const uint64_t rc = inst_swp_get_package_rpms(active.sdr.c_str(), active.is_local, active.state, active.vm_type,
                                                   name.c_str(), &is_found, &rpms.list, &rpms.count, error.slot());
     if (rc != 0) {
         throw active.fetch_failure(rc, error);
     }
-    if (is_found == 0) {
-        throw Failure(FAILED, shown(name.c_str()) + " isn't in the " + active.describe());
+    return is_found != 0;
+}
+
+void run(const Options &options)
+{
+    const Selector &active = options.selector;
+    active.check_file();
+    StringList rpms;
+    if (!find_rpms(active, options.package, rpms)) {
+        std::string name = options.package; // stored names have no architecture, as a rule
+        instcomm_strip_arch_from_package_name(name.data());
+        if (!find_rpms(active, name, rpms)) {
+            throw Failure(FAILED, shown(name.c_str()) + " isn't in the " + active.describe());
+        }
     }
     if (rpms.count == 0) {
         std::fprintf(stderr, "swprofile: note: no RPMs are recorded for it\n");

@@ -58,10 +58,15 @@ void run_one(const Options &options)
     const std::unique_ptr<serv_packs, FreeSet> owner(set);
     const std::vector<service_pack> packs = packs_of(set);
     if (rc != 0) {
-        throw failure_of(rc, "can't list the service packs", error);
+        throw rc == INST_RC_INVALID_ARG
+            ? Failure(INVALID_DATA, "a service pack of the " + options.selector.describe() + " has no name")
+            : failure_of(rc, "can't list the service packs", error);
     }
     if (packs.size() != names.count) {
-        std::fprintf(stderr, "swprofile: note: the profile's lists of service packs disagree; see swprofile check\n");
+        std::fprintf(stderr,
+                     "swprofile: note: the profile has %u names and %zu details of service packs\n"
+                     "  see swprofile check\n",
+                     names.count, packs.size());
     }
     print_packs(packs, options.is_json);
 }

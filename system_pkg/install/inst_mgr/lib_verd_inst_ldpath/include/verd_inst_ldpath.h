@@ -354,8 +354,8 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
  * sp_list is null. Results: 0; INST_RC_NO_MEMORY; INST_RC_FAILED when a service pack has no detail, or the file of a
  * system test orders it, which is then deleted; those of reading and storing the profile, of
  * instcomm_get_sp_names_from_rpm() and of instcomm_get_sp_names_from_sp_list(), of tagging and of merging. BEWARE:
- * packages that can't be unmarked are told in the log only. On disk: a failure before the store changes nothing; then
- * as for storing.
+ * packages that can't be unmarked are told in the log only, and when no service pack is left the packages of those that
+ * went stay marked. On disk: a failure before the store changes nothing; then as for storing.
  */
 uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
                                        uint64_t sp_source);

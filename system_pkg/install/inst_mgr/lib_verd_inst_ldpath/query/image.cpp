@@ -14,7 +14,8 @@ namespace
 uint64_t get_image(inst_sw_profile_sdr_ext *profile, char **image_out)
 {
     constexpr char function[] = "inst_ldpath_get_swprofile_image";
-    if (is_null(profile, function) || is_null(image_out, function)) {
+    if (is_null(profile, function) || //
+        is_null(image_out, function)) {
         return INST_RC_INVALID_ARG;
     }
     const inst_sw_profile_info *const body = body_of(*profile, function);
@@ -43,7 +44,8 @@ uint64_t inst_ldpath_get_swprofile_image(inst_sw_profile_sdr_ext *profile, char 
 
 uint64_t inst_get_image_name(const char *sdr_key, char **image_out)
 {
-    if (is_null(sdr_key) || is_null(image_out)) {
+    if (is_null(sdr_key) || //
+        is_null(image_out)) {
         return INST_RC_INVALID_ARG;
     }
     StoredProfile profile;

@@ -171,7 +171,10 @@ uint64_t inst_ldpath_get_swprofile_img_pkgs(inst_sw_profile_sdr_ext *profile, ch
                                             uint32_t *count_out, uint32_t pkg_filter, uint8_t skip_flagged,
                                             serv_packs **sp_list_out)
 {
-    if (is_null(profile) || is_null(image_out) || is_null(pkg_list_out) || is_null(count_out)) {
+    if (is_null(profile) ||      //
+        is_null(image_out) ||    //
+        is_null(pkg_list_out) || //
+        is_null(count_out)) {
         return INST_RC_INVALID_ARG;
     }
     const Info *const body = body_of(*profile);
@@ -198,7 +201,9 @@ uint64_t inst_ldpath_get_swprofile_img_pkgs(inst_sw_profile_sdr_ext *profile, ch
 
 uint64_t inst_ldpath_get_swprofile_pkgs(inst_sw_profile_sdr_ext *profile, char ***file_list_out, uint32_t *count_out)
 {
-    if (is_null(profile) || is_null(file_list_out) || is_null(count_out)) {
+    if (is_null(profile) ||       //
+        is_null(file_list_out) || //
+        is_null(count_out)) {
         return INST_RC_INVALID_ARG;
     }
     const Info *const body = body_of(*profile);

@@ -1,0 +1,79 @@
+#include "edit.h"
+
+#include "names.h"
+#include "profile_json.h"
+#include "service_pack_set.h"
+
+#include <charconv>
+#include <cstdio>
+
+namespace
+{
+
+std::optional<uint32_t> parse_package_type(const std::string &text)
+{
+    constexpr std::pair<const char *, uint32_t> NAMES[] = {
+        {"smu", VERD_PKG_SMU}, {"host-smu", VERD_PKG_HOST_SMU}, {"kernel", VERD_PKG_KERNEL}, {"base", VERD_PKG_BASE}};
+    for (const auto &[name, type] : NAMES) {
+        if (text == name) {
+            return type;
+        }
+    }
+    uint32_t type = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), type);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(type) : std::nullopt;
+}
+
+} // namespace
+
+void add_new_format_option(CLI::App &command, bool &is_new_format)
+{
+    command.add_flag("--new-format", is_new_format, "by the new package rules");
+}
+
+void add_package_type_option(CLI::App &command, uint32_t &type)
+{
+    command
+        .add_option_function<std::string>(
+            "--type", [&type](const std::string &text) { type = *parse_package_type(text); },
+            "install package type: smu, host-smu, kernel, base, or 4, 6, 7, 8 and other numbers [base]")
+        ->check([](const std::string &text) {
+            return parse_package_type(text) ? std::string() : "'" + shown(text.c_str()) + "' isn't one";
+        });
+}
+
+CLI::Option *add_service_packs_option(CLI::App &command, std::string &file)
+{
+    return command
+        .add_option("--service-packs", file,
+                    "a JSON file of service packs: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1\"]}]")
+        ->needs("--new-format");
+}
+
+void edit_profile(const EditOptions &options, const std::string &what,
+                  const std::function<uint64_t(serv_packs *, ErrorText &)> &operation)
+{
+    const Selector &selector = options.selector;
+    const Profile before = selector.fetch();
+    selector.check_files();
+    std::vector<ServicePackInput> inputs;
+    if (!options.service_pack_file.empty()) {
+        inputs = read_service_packs(options.service_pack_file);
+    }
+    ServicePackSet packs(inputs);
+    g_inst_pkg_fmt_info.is_new_format = options.is_new_format ? 1 : 0;
+    const DryRun dry_run(options.is_dry_run, selector, *before);
+    ErrorText error;
+    const uint64_t rc = operation(packs.set(), error);
+    if (rc != 0) {
+        Failure failure = failure_of(rc, "can't " + what + " the " + selector.describe(), error);
+        failure.details.emplace_back("see /install_repo/log/install.log");
+        throw failure;
+    }
+    if (dry_run.print()) {
+        return;
+    }
+    const std::vector<Change> changes = changes_between(*before, *selector.fetch_stored());
+    std::printf("%s the %s\n", changes.empty() ? "nothing changes in" : "changed", selector.describe().c_str());
+    print_changes(changes);
+}

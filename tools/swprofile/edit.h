@@ -1,0 +1,25 @@
+// What the subcommands that edit a stored profile have in common.
+#pragma once
+
+#include "dry_run.h"
+
+#include <functional>
+#include <string>
+
+struct EditOptions {
+    Selector selector;
+    bool is_new_format = false; // the new package rules
+    bool is_dry_run = false;
+    std::string service_pack_file;
+};
+
+void add_new_format_option(CLI::App &command, bool &is_new_format);
+void add_package_type_option(CLI::App &command, uint32_t &type);
+
+// To be given after --new-format.
+CLI::Option *add_service_packs_option(CLI::App &command, std::string &file);
+
+// Fetches the profile, calls the operation with the service packs of the file, null for none, and tells what has
+// changed or, in a dry run, would change. `what` is what can't be done when it fails.
+void edit_profile(const EditOptions &options, const std::string &what,
+                  const std::function<uint64_t(serv_packs *, ErrorText &)> &operation);
