@@ -20,9 +20,10 @@
 namespace
 {
 
-constexpr char BIN_PATH[] = "/install_repo/gl/instdb/sdr/bench/qx-swprofile-active.bin";
-constexpr char FLOOR_BIN_PATH[] = "/install_repo/gl/instdb/sdr/bench/floor.bin";
-constexpr char FLOOR_TXT_PATH[] = "/install_repo/gl/instdb/sdr/bench/floor.txt";
+constexpr char KEY[] = "default-sdr";
+constexpr char BIN_PATH[] = "/install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-active.bin";
+constexpr char FLOOR_BIN_PATH[] = "/install_repo/gl/instdb/sdr/default-sdr/floor.bin";
+constexpr char FLOOR_TXT_PATH[] = "/install_repo/gl/instdb/sdr/default-sdr/floor.txt";
 
 constexpr char NEW_PACKAGE[] = "qx-new-package-1.0.0-r0001";
 
@@ -80,7 +81,7 @@ struct Subject {
 
     void store()
     {
-        if (inst_write_sdr_swprofile_to_file2("bench", 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, nullptr) != 0) {
+        if (inst_write_sdr_swprofile_to_file2(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, nullptr) != 0) {
             std::fprintf(stderr, "can't store a profile; run this through scripts/sandbox\n");
             std::exit(1);
         }
@@ -89,7 +90,7 @@ struct Subject {
     void fetch_and_free()
     {
         inst_sw_profile_sdr_ext *fetched = nullptr;
-        inst_ldpath_get_swprofile("bench", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched, nullptr);
+        inst_ldpath_get_swprofile(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched, nullptr);
         inst_ldpath_free_swprofile_ext(&fetched);
     }
 
@@ -126,11 +127,28 @@ struct Subject {
     {
         const inst_node_loc node = {};
         const uint32_t type = 0; // no bundle
-        if (inst_ldpath_add_pkg_location("bench", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, NEW_PACKAGE, 0, type, 0) !=
-            0) {
+        if (inst_ldpath_add_pkg_location(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, NEW_PACKAGE, 0, type, 0) != 0) {
             std::fprintf(stderr, "can't add a package for a node\n");
             std::exit(1);
         }
+    }
+
+    void add_to_stored()
+    {
+        inst_ldpath_add_swprofile_pkgs(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, nullptr, 0, 0, VERD_PKG_BASE,
+                                       0, nullptr);
+    }
+
+    void remove_from_stored()
+    {
+        inst_ldpath_remove_swprofile_pkgs(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, nullptr, nullptr);
+    }
+
+    void rebuild_stored_floor()
+    {
+        fetch_floor_and_free();
+        copy_and_free_body();
+        bench::store_floor(*profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH);
     }
 
     void fetch_and_store_floor()
@@ -162,7 +180,7 @@ struct Subject {
     void look_for_package()
     {
         uint8_t is_present = 0;
-        inst_swp_is_pkg_present("bench", 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, &is_present);
+        inst_swp_is_pkg_present(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, &is_present);
     }
 
     // With the packages of another one in another order.
@@ -268,7 +286,7 @@ bool is_any_of(const std::string &operation, std::initializer_list<const char *>
 
 void add(const char *operation, uint32_t packages, const Side &ours, const Side &floor)
 {
-    const bool is_store = is_any_of(operation, {"store", "add for node"});
+    const bool is_store = is_any_of(operation, {"store", "add for node", "add stored", "remove stored"});
     const bool is_stored = is_store || is_any_of(operation, {"fetch", "has", "compare"});
     const std::string name = std::string(operation) + "/" + std::to_string(packages);
     auto *const registered = benchmark::RegisterBenchmark(
@@ -308,6 +326,9 @@ void add_all(uint32_t packages)
         {deep_copy});
     add("add for node", packages, {&Subject::add_for_node, &Subject::store}, {&Subject::fetch_and_store_floor});
     add("fetch", packages, {&Subject::fetch_and_free}, {&Subject::fetch_floor_and_free});
+    add("add stored", packages, {&Subject::add_to_stored, &Subject::store}, {&Subject::rebuild_stored_floor});
+    add("remove stored", packages, {&Subject::remove_from_stored, &Subject::add_to_stored},
+        {&Subject::rebuild_stored_floor});
     add("file list", packages, {&Subject::list_files}, {&Subject::list_files_floor});
     add("has", packages, {&Subject::look_for_package}, {&Subject::fetch_and_free});
     add("compare", packages, {&Subject::compare_in_any_order}, {&Subject::fetch_both});

@@ -189,7 +189,7 @@ TEST_F(StoredEditTest, RemovingPackages)
     given(names, {}, packs);
     remove("an architecture, by the old rules", "c-1-1.x86_64");
     remove("no memory for the packages", "c-1-1", nullptr, WITHOUT_MEMORY(28));
-    remove("no memory for the path", "c-1-1", nullptr, WITHOUT_MEMORY(28));
+    remove("no memory for the path", "c-1-1", nullptr, WITHOUT_MEMORY(1));
     remove("the profile isn't stored", "c-1-1", nullptr, [] { hooks::fail(hooks::FOPEN, 2); });
 }
 

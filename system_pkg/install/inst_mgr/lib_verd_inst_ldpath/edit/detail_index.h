@@ -14,7 +14,8 @@ struct DetailIndex {
 
     bool build(const sp_detail *details, uint32_t detail_count)
     {
-        sorted.ptr = static_cast<const sp_detail **>(std::calloc(detail_count, sizeof(const sp_detail *)));
+        sorted.ptr =
+            static_cast<const sp_detail **>(std::calloc(std::size_t{detail_count} + 1, sizeof(const sp_detail *)));
         if (sorted.ptr == nullptr) {
             return false;
         }

@@ -64,34 +64,35 @@ bool is_package(const inst_sw_profile_info &body, const char *name)
     return false;
 }
 
-bool remove_packages(inst_sw_profile_info &body, const char *name)
+Removal remove_packages(inst_sw_profile_info &body, const char *name)
 {
     PackageArray kept;
-    const bool is_built = make_room(kept, record::get<&inst_sw_profile_info::packages>(body, nullptr)) &&
-                          copy_packages(kept, body, [name](const inst_swp_package &entry) {
-                              return !is_same_name(name_of(entry), name);
-                          });
-    if (is_built) {
-        replace_packages(body, kept);
+    if (!make_room(kept, record::get<&inst_sw_profile_info::packages>(body, nullptr))) {
+        return Removal::NoList;
     }
-    return is_built;
+    const auto is_kept = [name](const inst_swp_package &entry) { return !is_same_name(name_of(entry), name); };
+    if (!copy_packages(kept, body, is_kept)) {
+        return Removal::NoContent;
+    }
+    replace_packages(body, kept);
+    return Removal::Done;
 }
 
-bool remove_base_rpms(inst_swp_package &image, const char *name)
+Removal remove_base_rpms(inst_swp_package &image, const char *name)
 {
     char **old = nullptr;
     const uint32_t old_count = record::get<&inst_swp_package::files>(image, &old);
     OwnedStringList kept;
     kept.list = static_cast<char **>(std::calloc(old_count, sizeof(char *)));
     if (kept.list == nullptr) {
-        return false;
+        return Removal::NoList;
     }
     for (uint32_t i = 0; i < old_count; ++i) {
         if (is_same_name(old[i], name)) {
             continue;
         }
         if (old[i] != nullptr && (kept.list[kept.count] = strdup(old[i])) == nullptr) {
-            return false;
+            return Removal::NoContent;
         }
         ++kept.count;
     }
@@ -100,5 +101,5 @@ bool remove_base_rpms(inst_swp_package &image, const char *name)
         std::free(std::exchange(kept.list, nullptr));
     }
     record::set<&inst_swp_package::files>(image, std::exchange(kept.list, nullptr), std::exchange(kept.count, 0));
-    return true;
+    return Removal::Done;
 }

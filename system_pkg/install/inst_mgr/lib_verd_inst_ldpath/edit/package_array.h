@@ -56,7 +56,8 @@ void replace_packages(inst_sw_profile_info &body, PackageArray &array);
 bool is_package(const inst_sw_profile_info &body, const char *name);
 bool is_base_rpm(const inst_swp_package &image, const char *name);
 
-// Remove every package, or every base RPM, of that name. False when memory runs out. The base RPM list is there and
-// empty when its last name goes.
-bool remove_packages(inst_sw_profile_info &body, const char *name);
-bool remove_base_rpms(inst_swp_package &image, const char *name);
+// Remove every package, or every base RPM, of that name. Without memory for the new list, or for what it is to hold,
+// nothing changes. The base RPM list is there and empty when its last name goes.
+enum class Removal { Done, NoList, NoContent };
+Removal remove_packages(inst_sw_profile_info &body, const char *name);
+Removal remove_base_rpms(inst_swp_package &image, const char *name);

@@ -61,15 +61,15 @@ uint64_t keep_remaining(Info &body, RemainingServicePacks &remaining)
         REPORT("SPINFO: No SP left in swp\n");
         return 0;
     }
-    if (detail_count == 0) {
+    if (!record::has<&Info::sp_details>(body)) {
         REPORT("SPERROR: Mismatch between sp_names and sp_detail in swp swp_sp_cnt = %d, swp_sp_det_cnt = %d\n",
                remaining.names.count, detail_count);
         return 0;
     }
-    if (!make_room_for_details(remaining)) {
+    if (!make_room_for_details(body, remaining)) {
         return INST_RC_NO_MEMORY;
     }
-    if (!copy_remaining_details(body, remaining)) {
+    if (!copy_remaining_details(remaining)) {
         REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", REMOVE);
         return INST_RC_NO_MEMORY;
     }
@@ -80,7 +80,7 @@ uint64_t keep_remaining(Info &body, RemainingServicePacks &remaining)
 uint64_t remove_from_packages(Info &body, const char *name, serv_packs *sp_list, const OwnedStringList &removed,
                               RemainingServicePacks &remaining, char **text)
 {
-    if (!remove_packages(body, name)) {
+    if (remove_packages(body, name) != Removal::Done) {
         REPORT_AND_ADD(text, "Error! Can't allocate file_list\n");
         return INST_RC_NO_MEMORY;
     }
@@ -101,11 +101,11 @@ uint64_t remove_from_packages(Info &body, const char *name, serv_packs *sp_list,
 
 uint64_t remove_from_base_rpms(inst_swp_package &image, const char *name, char **text)
 {
-    if (!remove_base_rpms(image, name)) {
+    const Removal removal = remove_base_rpms(image, name);
+    if (removal == Removal::NoList) {
         REPORT_AND_ADD(text, "Error! Can't allocate base_rpm_list\n");
-        return INST_RC_NO_MEMORY;
     }
-    return 0;
+    return removal == Removal::Done ? 0 : INST_RC_NO_MEMORY;
 }
 
 uint64_t remove_and_store(const ProfileEdit &edit, const char *name, serv_packs *sp_list,

@@ -1,6 +1,5 @@
 #include "edit/service_pack_removal.h"
 
-#include "edit/detail_index.h"
 #include "edit/service_pack_merge.h"
 
 using Info = inst_sw_profile_info;
@@ -22,22 +21,18 @@ bool copy_remaining_names(const Info &body, const OwnedStringList &removed, Rema
     return true;
 }
 
-bool make_room_for_details(RemainingServicePacks &remaining)
+bool make_room_for_details(const Info &body, RemainingServicePacks &remaining)
 {
+    sp_detail *details = nullptr;
+    const uint32_t count = record::get<&Info::sp_details>(body, &details);
     remaining.details = static_cast<sp_detail *>(std::calloc(remaining.names.count, sizeof(sp_detail)));
-    return remaining.details != nullptr;
+    return remaining.details != nullptr && remaining.of_body.build(details, count);
 }
 
-bool copy_remaining_details(const Info &body, RemainingServicePacks &remaining)
+bool copy_remaining_details(RemainingServicePacks &remaining)
 {
-    sp_detail *of_body = nullptr;
-    const uint32_t count = record::get<&Info::sp_details>(body, &of_body);
-    DetailIndex index;
-    if (!index.build(of_body, count)) {
-        return false;
-    }
     for (uint32_t i = 0; i < remaining.names.count; ++i) {
-        const sp_detail *const detail = index.find(remaining.names.list[i]);
+        const sp_detail *const detail = remaining.of_body.find(remaining.names.list[i]);
         if (detail == nullptr) {
             continue;
         }

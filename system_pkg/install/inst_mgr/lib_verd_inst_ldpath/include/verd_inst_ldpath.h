@@ -254,9 +254,9 @@ uint64_t inst_ldpath_remove_pkg_in_swp(inst_sw_profile_info *profile, const char
  * that stays. pkg_name may be a path, of which the last component counts; rpms and the other arguments are those of
  * inst_ldpath_add_pkg_in_swp(), but stay the caller's.
  * Results: 0, also when the package is there already: the profile is stored again then; INST_RC_INVALID_ARG;
- * INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; those of reading the profile, of inst_ldpath_add_pkg_in_swp() and
- * inst_ldpath_remove_pkg_in_swp(), and of storing. On disk: a failure before the store changes nothing; then as for
- * storing.
+ * INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; those of inst_dup_string_list(), of reading the profile, of
+ * inst_ldpath_add_pkg_in_swp() and inst_ldpath_remove_pkg_in_swp(), and of storing. On disk: a failure before the store
+ * changes nothing; then as for storing.
  */
 uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                         const char *pkg_name, char *const *rpms, uint32_t num_rpms, uint64_t pkg_value,
@@ -264,10 +264,11 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
 
 /*
  * Remove a name from a stored profile: every package of that name or, if there is none, every base RPM. Under the new
- * package rules an architecture is taken off the name before. The service packs of sp_list, which may be null, go with
- * a package: from both lists of the body, and packages that no other one delivers lose their tag. Without any left in
- * the body, both lists are absent. With a base RPM they stay. Results: 0, also when the name isn't there, with nothing
- * stored; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading the profile, of
+ * package rules an architecture is taken off the name before. With a package, the service packs of sp_list, which may
+ * be null, leave both lists of the body, and their packages are unmarked as by inst_ldpath_untag_sp_pkg_in_swp().
+ * Details get the order of the names; without any name left, both lists are absent. BEWARE: a body with names, but
+ * without details, keeps its names. With a base RPM all of this stays. Results: 0, also when the name isn't there, with
+ * nothing stored; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading the profile, of
  * instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On disk: as above.
  */
 uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
@@ -278,7 +279,7 @@ uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local
  * paths of RPM files, architectures taken off. A host package is added as VERD_PKG_HOST_SMU, a third-party one as
  * VERD_PKG_KERNEL and, BEWARE, any other as what the one before it was, or as 0.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of inst_ldpath_add_swprofile_pkgs(). The first failure ends
- * it; what was added before stays.
+ * it; what was added before stays. BEWARE: without memory for a file's name the package is added with a null one.
  */
 uint64_t instcomm_add_host_pkgs_to_swp(int32_t part_type, const char *sdr_key, uint8_t is_local, uint32_t count,
                                        char *const *pkg_paths, uint64_t sp_source);

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 TRACE_SITES_BEGIN(membership)
 
@@ -16,9 +17,35 @@ namespace
 
 using Package = inst_swp_package;
 
-bool contains(const char *rpm, const char *name)
+uint64_t eight_bytes(const char *text)
 {
-    return rpm != nullptr && name != nullptr && std::strstr(rpm, name) != nullptr;
+    uint64_t bytes = 0;
+    std::memcpy(&bytes, text, sizeof bytes);
+    return bytes;
+}
+
+// As strstr(), but quicker where all names begin alike: a place is looked at when the last eight bytes are there.
+bool contains(const char *rpm, std::string_view name)
+{
+    const std::size_t length = std::strlen(rpm);
+    if (name.size() < sizeof(uint64_t) || name.size() > length) {
+        return std::string_view(rpm, length).find(name) != std::string_view::npos;
+    }
+    const std::size_t tail = name.size() - sizeof(uint64_t);
+    const uint64_t end_of_name = eight_bytes(name.data() + tail);
+    for (const char *at = rpm; at <= rpm + (length - name.size()); ++at) {
+        if (eight_bytes(at + tail) == end_of_name && std::memcmp(at, name.data(), name.size()) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Does the package belong to the RPM? What has no name doesn't.
+bool belongs(const Package &package, const char *rpm)
+{
+    const char *const name = name_of(package);
+    return rpm != nullptr && name != nullptr && contains(rpm, name);
 }
 
 bool is_tagged(const Package &package)
@@ -56,7 +83,7 @@ bool tag(Package &package, const OwnedStringList &rpms)
 {
     const char *const name = name_of(package);
     for (uint32_t i = 0; i < rpms.count; ++i) {
-        if (!contains(rpms.list[i], name)) {
+        if (!belongs(package, rpms.list[i])) {
             continue;
         }
         REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", name);
@@ -74,10 +101,9 @@ bool tag(Package &package, const OwnedStringList &rpms)
 // Of third-party and host-OS packages only. The messages name the RPM.
 void untag(Package &package, char *const *rpms, uint32_t count)
 {
-    const char *const name = name_of(package);
     for (uint32_t i = 0; i < count; ++i) {
         const char *const rpm = rpms[i];
-        if (!contains(rpm, name) || (instcomm_is_tp_pkg(rpm, 0) == 0 && instcomm_is_hostos_pkg(rpm) == 0)) {
+        if (!belongs(package, rpm) || (instcomm_is_tp_pkg(rpm, 0) == 0 && instcomm_is_hostos_pkg(rpm) == 0)) {
             continue;
         }
         REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", rpm);

@@ -131,14 +131,14 @@ uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList
         REPORT("SPINFO: %s Removed all sp in swp\n", REMOVE);
         return 0;
     }
-    if (detail_count == 0) {
+    if (!record::has<&Info::sp_details>(body)) {
         REPORT("SPERROR: Mismatch between sp_names and sp_detail in swp total_sp_cnt = %d, swp_sp_det_cnt = %d\n",
                remaining.names.count, detail_count);
     } else {
-        if (!make_room_for_details(remaining)) {
+        if (!make_room_for_details(body, remaining)) {
             return INST_RC_NO_MEMORY;
         }
-        if (!copy_remaining_details(body, remaining)) {
+        if (!copy_remaining_details(remaining)) {
             REPORT("SPERROR: %s Failed to duplicate new_sp_det\n", REMOVE);
             return INST_RC_NO_MEMORY;
         }
