@@ -197,6 +197,7 @@ TEST_F(PlatformTest, ComparingProfiles)
             EXPECT_EQ(is_same, is_seen ? 0 : 1) << number << ", selector " << selector;
             EXPECT_EQ(first, is_same);
         }
+        changed.ptr->sdr_sw_profile.presence[0] = 15; // what was hidden is to be freed
     }
     Fetched turned = {new_full_profile()};
     std::free(std::exchange(turned.body().packages[0].files[2], nullptr));
