@@ -1,5 +1,5 @@
 // The rendering of a profile that people read: every field that is there, one a line, nested by indentation. The
-// schema of the records leads through it; a field without a label doesn't compile.
+// schema of the records leads through it and has the labels.
 #include "instcomm.h"
 
 #include "instcomm/vm_types.h"
@@ -16,36 +16,6 @@ namespace
 {
 
 using zeld::Kind;
-
-template <auto Member> constexpr const char *LABEL = nullptr;
-template <> constexpr const char *LABEL<&inst_sw_profile_sdr_ext::sdr_sw_profile> = "Software profile";
-template <> constexpr const char *LABEL<&inst_sw_profile_sdr_ext::ext_value> = "Extension value";
-template <> constexpr const char *LABEL<&inst_sw_profile_sdr_ext::sdr_sw_profile_len> = "Encoded bytes at creation";
-template <> constexpr const char *LABEL<&inst_sw_profile_sdr::vm_type> = "VM type";
-template <> constexpr const char *LABEL<&inst_sw_profile_sdr::sdr_key> = "SDR";
-template <> constexpr const char *LABEL<&inst_sw_profile_sdr::sw_profile> = "Software";
-template <> constexpr const char *LABEL<&inst_sw_profile_sdr::loc_profiles> = "Location profiles";
-template <> constexpr const char *LABEL<&inst_sw_profile_loc::node_locs> = "Nodes";
-template <> constexpr const char *LABEL<&inst_sw_profile_loc::sw_profile> = "Software";
-template <> constexpr const char *LABEL<&inst_sw_profile_info::lv_name> = "Logical volume";
-template <> constexpr const char *LABEL<&inst_sw_profile_info::image> = "Image";
-template <> constexpr const char *LABEL<&inst_sw_profile_info::packages> = "Packages";
-template <> constexpr const char *LABEL<&inst_sw_profile_info::version> = "Version";
-template <> constexpr const char *LABEL<&inst_sw_profile_info::sp_details> = "Service packs";
-template <> constexpr const char *LABEL<&inst_sw_profile_info::sp_names> = "Service pack names";
-template <> constexpr const char *LABEL<&inst_sw_profile_info::is_single_initrd_supported> = "Single initrd";
-template <> constexpr const char *LABEL<&inst_swp_package::name> = "Name";
-template <> constexpr const char *LABEL<&inst_swp_package::files> = "RPMs";
-template <> constexpr const char *LABEL<&inst_swp_package::aux_name> = "Second name";
-template <> constexpr const char *LABEL<&inst_swp_package::pkg_value> = "Value";
-template <> constexpr const char *LABEL<&inst_swp_package::pkg_type> = "Type";
-template <> constexpr const char *LABEL<&inst_swp_package::pkg_marker> = "Marker";
-template <> constexpr const char *LABEL<&inst_swp_package::extra_list> = "Extra list";
-template <> constexpr const char *LABEL<&inst_swp_package::extra_list_2> = "Second extra list";
-template <> constexpr const char *LABEL<&inst_swp_package::is_sp_pkg> = "Service pack member";
-template <> constexpr const char *LABEL<&inst_swp_package::extra_value> = "Extra value";
-template <> constexpr const char *LABEL<&sp_detail::sp_name> = "Name";
-template <> constexpr const char *LABEL<&sp_detail::sp_rpms> = "RPMs";
 
 // The text as it grows. When memory runs out, what was there is freed and nothing more is added.
 struct Buffer {
@@ -183,10 +153,9 @@ void put_table(const Page &page, char *const *texts, uint32_t count)
 
 template <class F, class R> void put_field(const Page &page, const R &record)
 {
-    static_assert(LABEL<F::member> != nullptr);
     const auto &value = F::value(record);
     page.start_line();
-    page.put("%s:%s", LABEL<F::member>, F::kind == Kind::Record ? "" : " ");
+    page.put("%s:%s", F::label, F::kind == Kind::Record ? "" : " ");
     if constexpr (F::kind == Kind::Record) {
         page.end_line();
         put_fields(page.inside(), value);

@@ -1,6 +1,6 @@
-// One compile-time schema per record: the fields in the order of their presence bits. Everything that walks a record
-// (the codec, the copies, the releases and the accessors of the profile library) is driven by it, so that a field is
-// described here and nowhere else.
+// One compile-time schema per record: the fields in the order of their presence bits, each with the label that people
+// read. Everything that walks a record (the codec, copies, releases, comparisons, the accessors of the profile library,
+// what is shown as text and as JSON) is driven by it, so that a field is described here and nowhere else.
 #pragma once
 
 #include <cstddef>
@@ -21,9 +21,21 @@ template <class R, class T, T R::*Member> struct MemberOf<Member> {
     using Type = T;
 };
 
+template <std::size_t Size> struct Label {
+    char text[Size];
+
+    constexpr Label(const char (&label)[Size])
+    {
+        for (std::size_t i = 0; i < Size; ++i) {
+            text[i] = label[i];
+        }
+    }
+};
+
 // A field of one member: a number, a text or a nested record; or an array: a pointer and its count.
-template <auto Member, auto Count = nullptr> struct Field {
+template <Label Name, auto Member, auto Count = nullptr> struct Field {
     using Type = typename MemberOf<Member>::Type;
+    static constexpr const char *label = Name.text;
     static constexpr auto member = Member;
     static constexpr bool is_array = !std::is_null_pointer_v<decltype(Count)>;
     static constexpr Kind kind = std::is_same_v<Type, char *>    ? Kind::String
@@ -54,61 +66,66 @@ template <class... Fields> struct FieldList {
 template <class Record> struct Schema;
 
 template <>
-struct Schema<inst_node_loc>
-    : FieldList<Field<&inst_node_loc::loc_id_1>, Field<&inst_node_loc::loc_id_2>, Field<&inst_node_loc::loc_id_3>> {
+struct Schema<inst_node_loc> : FieldList<Field<"First id", &inst_node_loc::loc_id_1>,  //
+                                         Field<"Second id", &inst_node_loc::loc_id_2>, //
+                                         Field<"Third id", &inst_node_loc::loc_id_3>> {
 };
 
 template <>
-struct Schema<sp_detail>
-    : FieldList<Field<&sp_detail::sp_name>, Field<&sp_detail::sp_rpms, &sp_detail::sp_rpms_count>> {
+struct Schema<sp_detail> : FieldList<Field<"Name", &sp_detail::sp_name>, //
+                                     Field<"RPMs", &sp_detail::sp_rpms, &sp_detail::sp_rpms_count>> {
 };
 
-template <> struct Schema<serv_packs> : FieldList<Field<&serv_packs::service_packs, &serv_packs::service_packs_count>> {
+template <>
+struct Schema<serv_packs>
+    : FieldList<Field<"Service packs", &serv_packs::service_packs, &serv_packs::service_packs_count>> {
 };
 
 template <>
 struct Schema<inst_swp_package>
-    : FieldList<Field<&inst_swp_package::name>,                                                //
-                Field<&inst_swp_package::files, &inst_swp_package::files_count>,               //
-                Field<&inst_swp_package::aux_name>,                                            //
-                Field<&inst_swp_package::pkg_value>,                                           //
-                Field<&inst_swp_package::pkg_type>,                                            //
-                Field<&inst_swp_package::pkg_marker>,                                          //
-                Field<&inst_swp_package::extra_list, &inst_swp_package::extra_list_count>,     //
-                Field<&inst_swp_package::extra_list_2, &inst_swp_package::extra_list_2_count>, //
-                Field<&inst_swp_package::is_sp_pkg>,                                           //
-                Field<&inst_swp_package::extra_value>> {
+    : FieldList<Field<"Name", &inst_swp_package::name>,                                                             //
+                Field<"RPMs", &inst_swp_package::files, &inst_swp_package::files_count>,                            //
+                Field<"Second name", &inst_swp_package::aux_name>,                                                  //
+                Field<"Value", &inst_swp_package::pkg_value>,                                                       //
+                Field<"Type", &inst_swp_package::pkg_type>,                                                         //
+                Field<"Marker", &inst_swp_package::pkg_marker>,                                                     //
+                Field<"Extra list", &inst_swp_package::extra_list, &inst_swp_package::extra_list_count>,            //
+                Field<"Second extra list", &inst_swp_package::extra_list_2, &inst_swp_package::extra_list_2_count>, //
+                Field<"Service pack member", &inst_swp_package::is_sp_pkg>,                                         //
+                Field<"Extra value", &inst_swp_package::extra_value>> {
 };
 
 template <>
 struct Schema<inst_sw_profile_info>
-    : FieldList<Field<&inst_sw_profile_info::lv_name>,                                             //
-                Field<&inst_sw_profile_info::image>,                                               //
-                Field<&inst_sw_profile_info::packages, &inst_sw_profile_info::packages_count>,     //
-                Field<&inst_sw_profile_info::version>,                                             //
-                Field<&inst_sw_profile_info::sp_details, &inst_sw_profile_info::sp_details_count>, //
-                Field<&inst_sw_profile_info::sp_names, &inst_sw_profile_info::sp_names_count>,     //
-                Field<&inst_sw_profile_info::is_single_initrd_supported>> {
+    : FieldList<Field<"Logical volume", &inst_sw_profile_info::lv_name>,                                             //
+                Field<"Image", &inst_sw_profile_info::image>,                                                        //
+                Field<"Packages", &inst_sw_profile_info::packages, &inst_sw_profile_info::packages_count>,           //
+                Field<"Version", &inst_sw_profile_info::version>,                                                    //
+                Field<"Service packs", &inst_sw_profile_info::sp_details, &inst_sw_profile_info::sp_details_count>,  //
+                Field<"Service pack names", &inst_sw_profile_info::sp_names, &inst_sw_profile_info::sp_names_count>, //
+                Field<"Single initrd", &inst_sw_profile_info::is_single_initrd_supported>> {
 };
 
 template <>
 struct Schema<inst_sw_profile_loc>
-    : FieldList<Field<&inst_sw_profile_loc::node_locs, &inst_sw_profile_loc::node_locs_count>, //
-                Field<&inst_sw_profile_loc::sw_profile>> {
+    : FieldList<Field<"Nodes", &inst_sw_profile_loc::node_locs, &inst_sw_profile_loc::node_locs_count>, //
+                Field<"Software", &inst_sw_profile_loc::sw_profile>> {
 };
 
 template <>
 struct Schema<inst_sw_profile_sdr>
-    : FieldList<Field<&inst_sw_profile_sdr::vm_type>,    //
-                Field<&inst_sw_profile_sdr::sdr_key>,    //
-                Field<&inst_sw_profile_sdr::sw_profile>, //
-                Field<&inst_sw_profile_sdr::loc_profiles, &inst_sw_profile_sdr::loc_profiles_count>> {
+    : FieldList<
+          Field<"VM type", &inst_sw_profile_sdr::vm_type>,     //
+          Field<"SDR", &inst_sw_profile_sdr::sdr_key>,         //
+          Field<"Software", &inst_sw_profile_sdr::sw_profile>, //
+          Field<"Location profiles", &inst_sw_profile_sdr::loc_profiles, &inst_sw_profile_sdr::loc_profiles_count>> {
 };
 
 template <>
-struct Schema<inst_sw_profile_sdr_ext> : FieldList<Field<&inst_sw_profile_sdr_ext::sdr_sw_profile>, //
-                                                   Field<&inst_sw_profile_sdr_ext::ext_value>,      //
-                                                   Field<&inst_sw_profile_sdr_ext::sdr_sw_profile_len>> {
+struct Schema<inst_sw_profile_sdr_ext>
+    : FieldList<Field<"Software profile", &inst_sw_profile_sdr_ext::sdr_sw_profile>, //
+                Field<"Extension value", &inst_sw_profile_sdr_ext::ext_value>,       //
+                Field<"Encoded bytes at creation", &inst_sw_profile_sdr_ext::sdr_sw_profile_len>> {
 };
 
 // Calls visit.operator()<Field, bit>() for each field of the record type.

@@ -6,6 +6,8 @@
 
 #include "zeld/record_fields.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -16,96 +18,101 @@
 namespace
 {
 
-Json list_json(char *const *list, uint32_t count)
+// The key of a field: its label in lower case, with '_' for blanks; or what it was called first.
+template <class F> std::string key_of()
 {
-    Json json = Json::array();
-    for (uint32_t i = 0; list != nullptr && i < count; ++i) {
-        json.push_back(text_json(list[i]));
+    constexpr auto is = []<auto Member>()
+    {
+        return std::is_same_v<zeld::MemberTag<F::member>, zeld::MemberTag<Member>>;
+    };
+    if (is.template operator()<&inst_swp_package::files>()) {
+        return "files";
     }
-    return json;
+    if (is.template operator()<&inst_swp_package::aux_name>()) {
+        return "aux_name";
+    }
+    if (is.template operator()<&inst_sw_profile_info::lv_name>()) {
+        return "lv_name";
+    }
+    std::string key = F::label;
+    for (char &letter : key) {
+        letter = letter == ' ' ? '_' : static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    }
+    return key;
 }
 
-// Sets json[key] to a field of the record, if that is there.
-template <auto Member, class Record> void put(Json &json, const char *key, const Record &record)
-{
-    if (!record::has<Member>(record)) {
-        return;
-    }
-    if constexpr (std::is_same_v<record::Value<Member>, char *>) {
-        json[key] = text_json(record.*Member);
-    } else if constexpr (std::is_same_v<record::Value<Member>, char **>) {
-        char **list = nullptr;
-        const uint32_t count = record::get<Member>(record, &list);
-        json[key] = list_json(list, count);
-    } else {
-        json[key] = record.*Member;
-    }
-}
+template <class Record> void put_fields(Json &json, const Record &record);
 
-Json package_json(const inst_swp_package &package, const char *files_key)
+template <class Record> Json json_of(const Record &record)
 {
     Json json = Json::object();
-    put<&inst_swp_package::name>(json, "name", package);
-    put<&inst_swp_package::aux_name>(json, "aux_name", package);
-    put<&inst_swp_package::pkg_type>(json, "type", package);
-    put<&inst_swp_package::pkg_value>(json, "value", package);
-    if (record::has<&inst_swp_package::is_sp_pkg>(package)) {
-        json["service_pack_member"] = package.is_sp_pkg != 0;
-    }
-    put<&inst_swp_package::files>(json, files_key, package);
+    put_fields(json, record);
     return json;
+}
+
+Json json_of(const inst_node_loc &node)
+{
+    return node_text(node);
+}
+
+Json json_of(char *text)
+{
+    return text_json(text);
 }
 
 Json image_json(const inst_swp_package &image)
 {
-    Json json = package_json(image, "rpms");
+    Json json = json_of(image);
     json.erase("type"); // says nothing of an image
+    if (json.contains("files")) {
+        json["rpms"] = json["files"];
+        json.erase("files");
+    }
     return json;
 }
 
-template <auto Member, class Record, class Make>
-void put_array(Json &json, const char *key, const Record &record, Make make)
+// Sets json's field; those of a nested record as json's own, but for an image.
+template <class F, class Record> void put_field(Json &json, const Record &record)
 {
-    record::Value<Member> array = nullptr;
-    const uint32_t count = record::get<Member>(record, &array);
-    if (record::has<Member>(record)) {
-        json[key] = Json::array();
-        for (uint32_t i = 0; i < count; ++i) {
-            json[key].push_back(make(array[i]));
+    const auto &value = F::value(record);
+    using Value = typename F::Type;
+    if constexpr (std::is_same_v<Value, inst_swp_package>) {
+        json[key_of<F>()] = image_json(value);
+    } else if constexpr (F::kind == zeld::Kind::Record) {
+        put_fields(json, value);
+    } else if constexpr (F::is_array) {
+        Json &array = json[key_of<F>()] = Json::array();
+        for (uint32_t i = 0; value != nullptr && i < F::count(record); ++i) {
+            array.push_back(json_of(value[i]));
         }
+    } else if constexpr (F::kind == zeld::Kind::String) {
+        json[key_of<F>()] = text_json(value);
+    } else if constexpr (std::is_same_v<Value, uint8_t>) {
+        json[key_of<F>()] = value != 0;
+    } else {
+        json[key_of<F>()] = value;
     }
 }
 
-void put_body(Json &json, const inst_sw_profile_info &body)
+// Sets json's fields to those of the record that are there.
+template <class Record> void put_fields(Json &json, const Record &record)
 {
-    put<&inst_sw_profile_info::lv_name>(json, "lv_name", body);
-    put<&inst_sw_profile_info::version>(json, "version", body);
-    if (record::has<&inst_sw_profile_info::image>(body)) {
-        json["image"] = image_json(body.image);
-    }
-    put_array<&inst_sw_profile_info::packages>(
-        json, "packages", body, [](const inst_swp_package &package) { return package_json(package, "files"); });
-    put_array<&inst_sw_profile_info::sp_details>(json, "service_packs", body, service_pack_json);
-    if (record::has<&inst_sw_profile_info::is_single_initrd_supported>(body)) {
-        json["single_initrd"] = body.is_single_initrd_supported != 0;
-    }
-}
-
-Json location_json(const inst_sw_profile_loc &location)
-{
-    Json json = Json::object();
-    put_array<&inst_sw_profile_loc::node_locs>(json, "nodes", location, node_text);
-    put_body(json, location.sw_profile);
-    return json;
+    zeld::each_field<Record>([&]<class F, unsigned>() {
+        if (record::has<F::member>(record)) {
+            put_field<F>(json, record);
+        }
+        return true;
+    });
 }
 
 // Which profile it is.
 Json head_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
 {
-    const inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
     Json json = {{"schema", JSON_SCHEMA}};
-    put<&inst_sw_profile_sdr::sdr_key>(json, "sdr", sdr);
-    json["vm_type"] = vm_type_name(sdr.vm_type);
+    if (record::has<&inst_sw_profile_sdr::sdr_key>(profile.sdr_sw_profile)) {
+        json["sdr"] = text_json(profile.sdr_sw_profile.sdr_key);
+    }
+    json["vm_type"] = vm_type_name(profile.sdr_sw_profile.vm_type);
     json["state"] = state_name(selector.state);
     json["scope"] = scope_name(selector.is_local);
     json["path"] = selector.path();
@@ -264,6 +271,7 @@ void read_input(const Value &value, CreateInput &input)
 {
     Selector &selector = input.selector;
     const auto ignore = [](const Value &) {};
+    std::vector<std::string> names;
     value.object({
         {"schema",
          [](const Value &v) {
@@ -283,8 +291,15 @@ void read_input(const Value &value, CreateInput &input)
         {"image", [&](const Value &v) { read_image(v, input); }},
         {"packages", [&](const Value &v) { input.packages = v.list(read_package); }},
         {"service_packs", [&](const Value &v) { input.service_packs = v.list(read_service_pack); }},
+        {"service_pack_names", [&](const Value &v) { names = v.names(); }},
         {"single_initrd", [&](const Value &v) { input.is_single_initrd_supported = v.flag(); }},
     });
+    for (const std::string &name : names) {
+        if (std::none_of(input.service_packs.begin(), input.service_packs.end(),
+                         [&](const ServicePackInput &pack) { return pack.name == name; })) {
+            value.refuse("service_pack_names has '" + name + "', which service_packs lacks");
+        }
+    }
 }
 
 Json read_json(const std::string &file)
@@ -311,23 +326,25 @@ Json text_json(const char *text)
 
 Json service_pack_json(const sp_detail &pack)
 {
-    return {{"name", text_json(pack.sp_name)}, {"rpms", list_json(pack.sp_rpms, pack.sp_rpms_count)}};
+    return json_of(pack);
 }
 
 Json profile_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
 {
-    Json json = head_json(profile, selector);
-    put_body(json, profile.sdr_sw_profile.sw_profile);
-    put_array<&inst_sw_profile_sdr::loc_profiles>(json, "location_profiles", profile.sdr_sw_profile, location_json);
-    put<&inst_sw_profile_sdr_ext::sdr_sw_profile_len>(json, "encoded_bytes_at_creation", profile);
+    const Json head = head_json(profile, selector);
+    Json json = head;
+    put_fields(json, profile);
+    json["vm_type"] = head["vm_type"]; // by its name
     return json;
 }
 
 Json locations_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
 {
     Json json = head_json(profile, selector);
-    json["location_profiles"] = Json::array();
-    put_array<&inst_sw_profile_sdr::loc_profiles>(json, "location_profiles", profile.sdr_sw_profile, location_json);
+    Json &locations = json["location_profiles"] = Json::array();
+    for (const inst_sw_profile_loc *const location : locations_of(profile)) {
+        locations.push_back(json_of(*location));
+    }
     return json;
 }
 
