@@ -1,6 +1,12 @@
 # What every target of this project is built with.
 add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Wformat=2 -Werror)
 
+# Every source file below a directory; a new one is found by the next build.
+function(find_sources result directory)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${directory}/*.cpp)
+    set(${result} ${sources} PARENT_SCOPE)
+endfunction()
+
 # A shared library that needs no C++ runtime: C++ without exceptions, type information and guarded statics, linked as C
 # so that anything of the runtime fails to link. Its exported functions stay interposable, also from within.
 function(add_runtime_free_library name)

@@ -23,7 +23,7 @@ TEST_F(PlatformTest, Rendering)
         EXPECT_EQ(rc, hooks::orders[hooks::ALLOCATION].fired ? INSTCOMM_RC_NO_MEMORY : 0);
         rendered = text.str();
     }
-    EXPECT_TRUE(rendered.starts_with("Software profile:\n  VM type: 3 (QX)\n  SDR: default-sdr\n  Software:\n"));
+    EXPECT_TRUE(rendered.starts_with("Software profile:\n  VM type: 3\n  SDR: default-sdr\n  Software:\n"));
     EXPECT_TRUE(rendered.ends_with("\nExtension value: 5\nEncoded bytes at creation: 99\n"));
     for (const char *const part : {
              "    Version: 1\\x0a.4\\x1b[1m\\x5c\\xc2\\x9b\n",

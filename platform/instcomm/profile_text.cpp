@@ -2,7 +2,6 @@
 // schema of the records leads through it and has the labels.
 #include "instcomm.h"
 
-#include "instcomm/vm_types.h"
 #include "zeld/record_fields.h"
 
 #include <cinttypes>
@@ -167,11 +166,7 @@ template <class F, class R> void put_field(const Page &page, const R &record)
         put_text(page, value);
         page.end_line();
     } else {
-        page.put("%" PRIu64, uint64_t{value});
-        if constexpr (std::is_same_v<R, inst_sw_profile_sdr>) {
-            page.put(" (%s)", instcomm::vm_type_name(value));
-        }
-        page.end_line();
+        page.put("%" PRIu64 "\n", uint64_t{value});
     }
 }
 

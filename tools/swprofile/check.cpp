@@ -1,6 +1,6 @@
 #include "commands.h"
-#include "frame/enumerations.h"
 #include "location/repository.h"
+#include "location/vm_types.h"
 #include "names.h"
 #include "nodes.h"
 #include "places.h"

@@ -1,6 +1,6 @@
 #include "commands.h"
 #include "create_input.h"
-#include "frame/enumerations.h"
+#include "location/vm_types.h"
 #include "names.h"
 #include "profile_json.h"
 #include "service_pack_set.h"

@@ -1,5 +1,6 @@
 #include "commands.h"
 #include "frame/enumerations.h"
+#include "location/vm_types.h"
 #include "names.h"
 #include "places.h"
 #include "profile_json.h"

@@ -1,20 +1,32 @@
 #include "places.h"
 
 #include "location/repository.h"
+#include "location/vm_types.h"
 #include "names.h"
 
 #include <algorithm>
+#include <set>
+#include <string_view>
 
 namespace
 {
 
 namespace fs = std::filesystem;
 
-void add_states(std::vector<Selector> &places, Selector selector)
+// Adds each file of an SDR, or of no SDR, once: the global LC QX profile is the QX one.
+void add_types(std::vector<Selector> &places, Selector selector, bool is_per_sdr)
 {
-    for (const int32_t state : {VERD_SWP_COMMITTED, VERD_SWP_ACTIVE, VERD_SWP_PREPARED}) {
-        selector.state = state;
-        places.push_back(selector);
+    std::set<std::string_view> known;
+    for (const VmType &type : VM_TYPES) {
+        const char *const files = selector.is_local ? type.local_files : type.global_files;
+        if (type.is_per_sdr != is_per_sdr || files == nullptr || !known.insert(files).second) {
+            continue;
+        }
+        selector.vm_type = type.number;
+        for (const int32_t state : {VERD_SWP_COMMITTED, VERD_SWP_ACTIVE, VERD_SWP_PREPARED}) {
+            selector.state = state;
+            places.push_back(selector);
+        }
     }
 }
 
@@ -56,16 +68,10 @@ std::vector<Selector> all_places(const std::function<void(const fs::path &)> &is
     for (const bool is_local : {false, true}) {
         Selector selector;
         selector.is_local = is_local;
-        selector.vm_type = VERD_VM_ADMIN;
-        add_states(places, selector);
+        add_types(places, selector, false);
         for (const std::string &sdr : sdrs_of(is_local, is_no_sdr)) {
             selector.sdr = sdr;
-            for (const uint32_t vm_type : {VERD_VM_QX, VERD_VM_LC_QX, VERD_VM_UVF}) {
-                if (is_local || vm_type != VERD_VM_LC_QX) { // the global LC QX profile is the QX one
-                    selector.vm_type = vm_type;
-                    add_states(places, selector);
-                }
-            }
+            add_types(places, selector, true);
         }
     }
     return places;

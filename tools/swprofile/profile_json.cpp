@@ -1,6 +1,7 @@
 #include "profile_json.h"
 
 #include "frame/enumerations.h"
+#include "location/vm_types.h"
 #include "names.h"
 #include "nodes.h"
 

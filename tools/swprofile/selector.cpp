@@ -1,7 +1,8 @@
 #include "selector.h"
 
 #include "frame/enumerations.h"
-#include "location/repository.h"
+#include "location/flat_copy.h"
+#include "location/vm_types.h"
 #include "names.h"
 
 #include <algorithm>
@@ -16,26 +17,18 @@ namespace
 
 constexpr char LOG[] = "see /install_repo/log/install.log";
 
-// "LC QX", "lc-qx" and "lcqx" are the same.
-std::string bare(const std::string &text)
+// "lc-qx" for "LC QX".
+std::string option_name(std::string name)
 {
-    std::string result;
-    for (const char character : text) {
-        if (character != ' ' && character != '-') {
-            result += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-        }
+    for (char &letter : name) {
+        letter = letter == ' ' ? '-' : static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
     }
-    return result;
+    return name;
 }
 
-template <class T, class Name> std::optional<T> parse(const std::string &text, T first, T last, Name name)
+bool is_meant(const std::string &text, const char *name, int64_t value)
 {
-    for (T value = first; value <= last; ++value) {
-        if (bare(text) == bare(name(value)) || text == std::to_string(value)) {
-            return value;
-        }
-    }
-    return std::nullopt;
+    return option_name(text) == option_name(name) || text == std::to_string(value);
 }
 
 void check_regular(const fs::path &file)
@@ -62,12 +55,22 @@ CLI::Option *add_parsed(CLI::App &command, const std::string &flag, T &target,
 
 std::optional<uint32_t> parse_vm_type(const std::string &text)
 {
-    return parse<uint32_t>(text, VERD_VM_HOST, VERD_VM_UVF, vm_type_name);
+    for (const VmType &type : VM_TYPES) {
+        if (is_meant(text, type.name, type.number)) {
+            return type.number;
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<int32_t> parse_state(const std::string &text)
 {
-    return parse<int32_t>(text, VERD_SWP_COMMITTED, VERD_SWP_PREPARED, state_name);
+    for (const int32_t state : {VERD_SWP_COMMITTED, VERD_SWP_ACTIVE, VERD_SWP_PREPARED}) {
+        if (is_meant(text, state_name(state), state)) {
+            return state;
+        }
+    }
+    return std::nullopt;
 }
 
 std::string Selector::describe() const
@@ -131,7 +134,7 @@ std::vector<fs::path> Selector::files() const
 {
     const fs::path bin = path();
     std::vector<fs::path> found = {bin, fs::path(bin).replace_extension(".txt")};
-    if (is_local && (vm_type == VERD_VM_QX || vm_type == VERD_VM_LC_QX) && sdr == repository::DEFAULT_SDR) {
+    if (has_flat_copies(sdr.c_str(), is_local, vm_type)) {
         found.push_back(repository::LOCAL_DIRECTORY / found[0].filename());
         found.push_back(repository::LOCAL_DIRECTORY / found[1].filename());
     }
@@ -166,7 +169,16 @@ void add_sdr_option(CLI::App &command, Selector &selector)
 
 void add_vm_option(CLI::App &command, Selector &selector)
 {
-    add_parsed(command, "--vm", selector.vm_type, parse_vm_type, "VM type: admin, qx, lc-qx, uvf, or 2, 3, 4, 6 [qx]");
+    std::string names;
+    std::string numbers;
+    for (const VmType &type : VM_TYPES) {
+        if (type.local_files != nullptr) {
+            names += option_name(type.name) + ", ";
+            numbers += (numbers.empty() ? "" : ", ") + std::to_string(type.number);
+        }
+    }
+    add_parsed(command, "--vm", selector.vm_type, parse_vm_type,
+               "VM type: " + names + "or " + numbers + " [" + option_name(vm_type_name(selector.vm_type)) + "]");
 }
 
 CLI::Option *add_state_option(CLI::App &command, const std::string &flag, int32_t &state)

@@ -1,5 +1,5 @@
 #include "commands.h"
-#include "frame/enumerations.h"
+#include "location/vm_types.h"
 #include "names.h"
 #include "nodes.h"
 #include "profile_json.h"

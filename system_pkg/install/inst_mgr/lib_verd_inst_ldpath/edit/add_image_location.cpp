@@ -1,6 +1,7 @@
 #include "edit/locations.h"
 #include "frame/enumerations.h"
 #include "frame/report.h"
+#include "location/vm_types.h"
 
 #include "zeld/record_fields.h"
 

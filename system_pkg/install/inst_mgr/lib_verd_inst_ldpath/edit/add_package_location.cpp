@@ -3,6 +3,7 @@
 #include "frame/enumerations.h"
 #include "frame/marker_files.h"
 #include "location/package_source.h"
+#include "location/vm_types.h"
 
 #include "zeld/record_fields.h"
 

@@ -3,6 +3,7 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/report.h"
+#include "location/vm_types.h"
 
 #include <cstring>
 

@@ -5,6 +5,7 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
+#include "location/vm_types.h"
 
 TRACE_SITES_BEGIN(remove_stored_package)
 

@@ -1,16 +1,7 @@
-// VM types, states and scopes, and the names that messages and file names give them.
+// States, scopes and package types, and the names that messages and file names give them.
 #pragma once
 
-#include "instcomm/vm_types.h"
 #include "verd_inst_ldpath.h"
-
-using instcomm::vm_type_name; // "unknown" for what isn't one
-
-// The types whose profiles are kept per SDR.
-constexpr bool is_qx_based(uint32_t vm_type)
-{
-    return vm_type == VERD_VM_QX || vm_type == VERD_VM_LC_QX || vm_type == VERD_VM_UVF;
-}
 
 // Are packages of this install package type bundles of RPMs?
 constexpr bool comes_as_bundle(uint32_t pkg_type, bool is_new_format)

@@ -2,6 +2,7 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "lifecycle/state_transition.h"
+#include "location/vm_types.h"
 
 #include <cstring>
 

@@ -4,6 +4,7 @@
 #include "lifecycle/remove_file.h"
 #include "location/flat_copy.h"
 #include "location/path_text.h"
+#include "location/vm_types.h"
 
 TRACE_SITES_BEGIN(delete)
 

@@ -1,8 +1,8 @@
 #include "frame/cut_text.h"
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "location/path_text.h"
 #include "location/repository.h"
+#include "location/vm_types.h"
 
 TRACE_SITES_BEGIN(boot_active_flag)
 

@@ -4,6 +4,7 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
+#include "location/vm_types.h"
 
 #include <cstring>
 #include <sys/stat.h>

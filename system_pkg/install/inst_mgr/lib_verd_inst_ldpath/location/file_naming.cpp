@@ -6,6 +6,7 @@
 #include "frame/owned.h"
 #include "location/path_text.h"
 #include "location/repository.h"
+#include "location/vm_types.h"
 
 #include <cstring>
 
@@ -20,42 +21,15 @@ constexpr char TEXT_EXTENSION[] = ".txt";
 constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while getting QX software profile file\n";
 constexpr char NULL_POINTER_TXT[] = "Hit an unexpected NULL pointer while getting QX software profile txt file\n";
 
-// Where the profiles of a VM type are and what their files are called.
-struct Place {
-    uint32_t vm_type;
-    bool is_local;
-    bool is_per_sdr; // the SDR key goes behind the directory
-    const char *directory;
-    const char *base_name;
-};
-
-// The Admin directories end in '/' and get another one; other tools compare the resulting texts. The global profile of
-// the LC QX type is the same file as that of the QX type.
-constexpr Place PLACES[] = {
-    {VERD_VM_ADMIN, true, false, repository::LOCAL_DIRECTORY, "kelo-swprofile"},
-    {VERD_VM_ADMIN, false, false, repository::GLOBAL_DIRECTORY, "kelo-master-swprofile"},
-    {VERD_VM_QX, true, true, repository::LOCAL_SDR_DIRECTORY, "qx-swprofile"},
-    {VERD_VM_QX, false, true, repository::GLOBAL_SDR_DIRECTORY, "qx-swprofile"},
-    {VERD_VM_LC_QX, true, true, repository::LOCAL_SDR_DIRECTORY, "qx-lcp-swprofile"},
-    {VERD_VM_LC_QX, false, true, repository::GLOBAL_SDR_DIRECTORY, "qx-swprofile"},
-    {VERD_VM_UVF, true, true, repository::LOCAL_SDR_DIRECTORY, "uvf-swprofile"},
-    {VERD_VM_UVF, false, true, repository::GLOBAL_SDR_DIRECTORY, "uvf-swprofile"},
-};
-
-const Place *find_place(uint32_t vm_type, uint8_t is_local)
+// The directory of the profiles that aren't an SDR's ends in '/' and gets another one; other tools compare the texts.
+void compose_path(char (&path)[repository::PATH_SIZE], const VmType &type, const char *sdr_key, uint8_t is_local,
+                  int32_t part_type)
 {
-    for (const Place &place : PLACES) {
-        if (place.vm_type == vm_type && place.is_local == (is_local != 0)) {
-            return &place;
-        }
-    }
-    return nullptr;
-}
-
-void compose_path(char (&path)[repository::PATH_SIZE], const Place &place, const char *sdr_key, int32_t part_type)
-{
-    format_cut(path, sizeof path, "%s%s/%s-%s%s", place.directory, place.is_per_sdr ? sdr_key : "", place.base_name,
-               state_name(part_type), BINARY_EXTENSION);
+    const char *const directory =
+        type.is_per_sdr ? (is_local != 0 ? repository::LOCAL_SDR_DIRECTORY : repository::GLOBAL_SDR_DIRECTORY)
+                        : (is_local != 0 ? repository::LOCAL_DIRECTORY : repository::GLOBAL_DIRECTORY);
+    format_cut(path, sizeof path, "%s%s/%s-%s%s", directory, type.is_per_sdr ? sdr_key : "",
+               is_local != 0 ? type.local_files : type.global_files, state_name(part_type), BINARY_EXTENSION);
 }
 
 uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_local, int32_t part_type, uint32_t vm_type,
@@ -80,13 +54,13 @@ uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_loca
         error_text_add(text, "Error as partition type is invalid\n");
         return INSTMGR_RC_INVALID_DATA;
     }
-    const Place *const place = find_place(vm_type, is_local);
-    if (place == nullptr) {
+    const VmType &type = find_vm_type(vm_type);
+    if (type.local_files == nullptr) {
         REPORT("No software profile exists for VM %d (%s)\n", vm_type, scope_name(is_local));
         return INST_RC_NO_SWPROFILE;
     }
     char path[repository::PATH_SIZE];
-    compose_path(path, *place, sdr_key, part_type);
+    compose_path(path, type, sdr_key, is_local, part_type);
     const uint64_t rc = copy_path(path, swprofile_file_p);
     if (rc != 0) {
         REPORT("Unable to allocate memory for swprofile path\n");

@@ -3,6 +3,7 @@
 #include "frame/owned.h"
 #include "frame/report.h"
 #include "location/repository.h"
+#include "location/vm_types.h"
 #include "persist/encode_buffer.h"
 
 #include "zeld/record_fields.h"

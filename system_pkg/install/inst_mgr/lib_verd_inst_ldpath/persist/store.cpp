@@ -3,6 +3,7 @@
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "location/flat_copy.h"
+#include "location/vm_types.h"
 #include "persist/binary_writer.h"
 #include "persist/encode_buffer.h"
 #include "persist/text_writer.h"

@@ -2,6 +2,7 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
+#include "location/vm_types.h"
 #include "persist/reader.h"
 
 TRACE_SITES_BEGIN(fetch)

@@ -5,6 +5,7 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
+#include "location/vm_types.h"
 
 #include "zeld/record_fields.h"
 

@@ -5,6 +5,7 @@
 #include "frame/enumerations.h"
 #include "frame/marker_files.h"
 #include "frame/owned.h"
+#include "location/vm_types.h"
 
 #include "zeld/record_fields.h"
 
