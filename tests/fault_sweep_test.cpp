@@ -172,7 +172,7 @@ const Operation OPERATIONS[] = {
          o.flag = 0; // 1 also when it fails
      }},
     {"ask for a node", Operation::Asks, [](Outcome &o) { o.rc = instmgr_check_node_in_loc_mswp(0, 0, 0, &o.flag); }},
-    {"check for locations", Operation::Edits,
+    {"check for locations", Operation::Asks,
      [](Outcome &) { inst_ldpath_chk_loc_profile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX); }},
     {"add a bundle for all nodes", Operation::Stores,
      [](Outcome &o) { o.rc = add("alpha-2.0-r1", VERD_PKG_HOST_SMU, 0); }},
@@ -186,7 +186,11 @@ const Operation OPERATIONS[] = {
          EXPECT_EQ(is_tagged, o.rc == 0 ? 1 : 0);
      }},
     {"untag", Operation::Edits,
-     [](Outcome &o) { o.rc = inst_ldpath_untag_sp_pkg_in_swp(&changed->sdr_sw_profile.sw_profile, sp_list()); }},
+     [](Outcome &o) {
+         inst_sw_profile_info &body = changed->sdr_sw_profile.sw_profile;
+         o.rc = inst_ldpath_untag_sp_pkg_in_swp(&body, sp_list());
+         EXPECT_EQ(record::has<&inst_swp_package::is_sp_pkg>(body.packages[2]), o.rc != 0);
+     }},
     {"add to the stored", Operation::Stores,
      [](Outcome &o) {
          char *rpms[] = {offer->files[0], offer->files[1]};
@@ -276,6 +280,10 @@ protected:
         changed->ext_value = 77;
         if (operation.kind == Operation::Asks) {
             changed->sdr_sw_profile.sw_profile.sp_names_count = 1; // the other is null
+        } else if (operation.kind == Operation::Edits && !operation.from_nothing) {
+            inst_swp_package member = new_package("gamma-1-1");
+            record::set<&inst_swp_package::is_sp_pkg>(member, 1);
+            put_package(changed->sdr_sw_profile.sw_profile, member);
         }
         offer = std::make_unique<Offer>();
     }
@@ -329,7 +337,7 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
     write_file("/install_repo/gl/verdalis/x-1-1.rpm", "x");
     ASSERT_EQ(std::system("cd /install_repo/gl/verdalis && tar -cf alpha-2.0-r1 x-1-1.rpm"), 0);
     const ServicePacks packs{{"SP1", {"alpha-2.0-r1"}},
-                             {"SP2", {"alpha-2.0-r1.noarch", "beta-2.0-r1", "beta-2.0-r1-tp-1"}}};
+                             {"SP2", {"alpha-2.0-r1.noarch", "beta-2.0-r1", "gamma-1-1-tp-1"}}};
     sp_source = packs.source();
     for (const Operation &operation : OPERATIONS) {
         const Disk &before = operation.from_nothing ? bare : full;

@@ -50,7 +50,8 @@ protected:
     // Tells an edit of the stored profile, and what is stored then.
     void edit(const std::string &title, const std::function<uint64_t(char **)> &call)
     {
-        const fs::file_time_type before = fs::last_write_time(active_bin);
+        const fs::file_time_type before = fs::last_write_time(active_bin) - std::chrono::hours(1);
+        fs::last_write_time(active_bin, before); // unlike what a store within a tick of the clock would leave
         const std::string bytes = read_file(active_bin);
         tell(title, call);
         Fetched after;
@@ -96,9 +97,11 @@ protected:
         });
     }
 
-    void remove_packs(const std::string &title, serv_packs *set)
+    void remove_packs(
+        const std::string &title, serv_packs *set, const std::function<void()> &fault = [] {})
     {
         edit("remove service packs: " + title, [&](char **) {
+            fault();
             return inst_ldpath_remove_swprofile_sps("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, set);
         });
     }
@@ -140,7 +143,9 @@ TEST_F(StoredEditTest, AddingPackages)
     add("a host SMU", "x-host-2-1", {}, VERD_PKG_HOST_SMU);
     add("another, by the old rules: the first stays", "x-host-3-1", {}, VERD_PKG_HOST_SMU);
     fs::remove(active_bin);
-    EXPECT_NE(inst_ldpath_add_swprofile_pkgs("default-sdr", 0, 2, 3, "e", nullptr, 0, 0, 0, 0, nullptr), 0U);
+    tell("add: no profile", [](char **err) {
+        return inst_ldpath_add_swprofile_pkgs("default-sdr", 0, 2, 3, "e", nullptr, 0, 0, 0, 0, err);
+    });
 }
 
 TEST_F(StoredEditTest, HostPackages)
@@ -179,8 +184,13 @@ TEST_F(StoredEditTest, RemovingPackages)
     remove("nothing of that name", "d-1-1");
     remove("what is there twice, with its architecture", "c-1-1.x86_64");
     remove("a base RPM keeps the service packs", "c-1-1", first.set);
+    write_file("/tmp/enable_sp_debugs", "");
     remove("with a service pack", "a-tp-1-1", first.set);
+    fs::remove("/tmp/enable_sp_debugs");
     remove("without service packs", "b-tp-1-1");
+    given({"a-tp-1-1", "b-tp-1-1"}, {}, first);
+    add_packs("they mark", first.source());
+    remove("with the last service pack, all are unmarked", "a-tp-1-1", first.set);
     given({"c-1-1"}, {"base"}, packs, false);
     remove("names without details", "c-1-1", first.set);
     remove("a service pack without a name", "c-1-1", nameless.set);
@@ -199,6 +209,7 @@ TEST_F(StoredEditTest, ServicePacks)
     ServicePacks first{{"SP1", {"a-tp-1-1.noarch", "b-tp-1-1"}}};
     ServicePacks second{{"SP2", {"b-tp-1-1", "c-1-1"}}};
     ServicePacks strange{{"SP3", {"other"}}};
+    ServicePacks third{{"SP4", {"c-1-1"}}};
     ServicePacks none{};
     write_file("/tmp/enable_sp_debugs", "");
     given({"a-tp", "b-tp-1-1", "c-1-1", "d-1-1"}, {}, {});
@@ -211,16 +222,23 @@ TEST_F(StoredEditTest, ServicePacks)
     add_packs("a test ordered a failure", first.source(), [] { write_file("/tmp/err_msg_UT_stub_decode_swp", ""); });
     EXPECT_FALSE(fs::exists("/tmp/err_msg_UT_stub_decode_swp"));
     add_packs("no file name", first.source(), WITHOUT_MEMORY(1));
+    add_packs("one without its detail", third.source(), [] { hooks::loses_detail = true; });
+    add_packs("the profile isn't stored", first.source(), [] { hooks::fail(hooks::FOPEN, 2); });
     remove_packs("nothing", nullptr);
     remove_packs("one that isn't there", strange.set);
+    remove_packs("no memory for a detail", first.set, WITHOUT_MEMORY(37));
     remove_packs("the first", first.set);
     remove_packs("the second", second.set);
     remove_packs("no names are there", second.set);
+    given({"a-tp-1-1"}, {}, packs);
+    remove_packs("their packages can't be unmarked", first.set, WITHOUT_MEMORY(39));
     given({"a-tp-1-1"}, {}, packs, false);
     remove_packs("names without details", first.set);
     fs::remove("/tmp/enable_sp_debugs");
     g_inst_pkg_fmt_info.is_new_format = 0;
     add_packs("by the old rules", first.source());
+    given({"a-tp-1-1"}, {}, packs);
+    remove_packs("by the old rules", first.set);
 }
 
 TEST_F(StoredEditTest, Members)
@@ -229,7 +247,9 @@ TEST_F(StoredEditTest, Members)
     Info &body = profile.body();
     put_package(body, new_package(nullptr));
     put_package(body, new_package("tp-x"));
-    ServicePacks packs{{"SP9", {"alpha-1.0-r1.noarch", "tp-x-1-1", "y"}}};
+    put_package(body, new_package("hostos-1-1-12345678"));
+    ServicePacks packs{
+        {"SP9", {"alpha-1.0-r1.noarch", "tp-x-1-1", "y", "other-2-1-12345678", "a-hostos-1-1-12345678"}}};
     uint8_t is_tagged = 7;
     EXPECT_EQ(inst_ldpath_tag_sp_pkg_in_swp(nullptr, packs.set, &is_tagged), INST_RC_INVALID_ARG);
     EXPECT_EQ(inst_ldpath_tag_sp_pkg_in_swp(&body, packs.set, nullptr), INST_RC_INVALID_ARG);
@@ -237,9 +257,11 @@ TEST_F(StoredEditTest, Members)
     EXPECT_EQ(inst_ldpath_tag_sp_pkg_in_swp(&body, packs.set, &is_tagged), 0U);
     EXPECT_EQ(is_tagged, 1);
     EXPECT_EQ(body.packages[3].is_sp_pkg, 1);
+    EXPECT_EQ(body.packages[4].is_sp_pkg, 1);
     EXPECT_FALSE(record::has<&inst_swp_package::is_sp_pkg>(body.packages[1]));
     EXPECT_EQ(inst_ldpath_untag_sp_pkg_in_swp(&body, packs.set), 0U);
     EXPECT_FALSE(record::has<&inst_swp_package::is_sp_pkg>(body.packages[3]));
+    EXPECT_FALSE(record::has<&inst_swp_package::is_sp_pkg>(body.packages[4]));
     EXPECT_EQ(body.packages[0].is_sp_pkg, 1); // no third-party package
 
     const std::vector<const char *> names = {"gamma-1.0-r1", "z", nullptr};

@@ -34,11 +34,10 @@ uint64_t add_host_package(int32_t part_type, const char *sdr_key, uint8_t is_loc
     if (!make_room(files, 1)) {
         return INST_RC_NO_MEMORY;
     }
-    // Without memory for its name the file is listed without one.
-    const char *const file_name = instcomm_extract_file_name_from_path(pkg_path);
-    static_cast<void>(copy_text(file_name == nullptr ? pkg_path : file_name, &files.list[0]));
-    files.count = 1;
-    instcomm_strip_arch_from_package_name(files.list[0]);
+    files.count = 1; // without memory for its name the file is listed without one
+    if (copy_text(file_name_of(pkg_path), &files.list[0]) == 0) {
+        instcomm_strip_arch_from_package_name(files.list[0]);
+    }
     return inst_ldpath_add_swprofile_pkgs(sdr_key, is_local, part_type, VERD_VM_ADMIN, path.ptr, files.list, 1, 0, type,
                                           sp_source, nullptr);
 }
@@ -49,8 +48,9 @@ extern "C" uint64_t instcomm_add_host_pkgs_to_swp(int32_t part_type, const char 
                                                   uint32_t count, char *const *pkg_paths, uint64_t sp_source)
 {
     REPORT("Host package count is %d\n", count);
-    if (pkg_paths == nullptr) {
-        return count == 0 ? 0 : INST_RC_INVALID_ARG;
+    if (pkg_paths == nullptr && count != 0) {
+        REPORT("Error! pkg_paths is NULL\n");
+        return INST_RC_INVALID_ARG;
     }
     for (uint32_t i = 0; i < count; ++i) {
         REPORT("%s\n", pkg_paths[i]);

@@ -3,7 +3,7 @@
 #include "frame/cut_text.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
-#include "frame/owned.h"
+#include "frame/text_list.h"
 
 TRACE_SITES_BEGIN(add_package)
 
@@ -249,18 +249,20 @@ uint64_t find_service_packs(const inst_sw_profile_info &body, const NewPackage &
 // Base names of the files, without architecture.
 bool copy_file_names(const NewPackage &package, OwnedStringList &names)
 {
-    names.list = static_cast<char **>(std::calloc(package.file_count, sizeof(char *)));
-    if (names.list == nullptr) {
+    if (!make_room(names, package.file_count)) {
         return false;
     }
     for (; names.count < package.file_count; ++names.count) {
         const char *const path = package.files[names.count];
-        const char *const file_name = instcomm_extract_file_name_from_path(path);
-        char *&copy = names.list[names.count];
-        if (path != nullptr && (copy = strdup(file_name == nullptr ? path : file_name)) == nullptr) {
+        if (path == nullptr) {
+            continue;
+        }
+        char *const copy = strdup(file_name_of(path));
+        if (copy == nullptr) {
             return false;
         }
         instcomm_strip_arch_from_package_name(copy);
+        names.list[names.count] = copy;
     }
     return true;
 }

@@ -3,6 +3,7 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/report.h"
+#include "frame/text_list.h"
 #include "location/vm_types.h"
 
 #include <cstring>
@@ -29,8 +30,7 @@ struct Copies {
 
 uint64_t make_copies(const char *function, const NewPackage &package, Copies &copies, char **text)
 {
-    const char *const file_name = instcomm_extract_file_name_from_path(package.name);
-    copies.name.ptr = strdup(file_name == nullptr ? package.name : file_name);
+    copies.name.ptr = strdup(file_name_of(package.name));
     if (copies.name.ptr == nullptr) { // the numbers are how readers of the log know these places
         REPORT("Failed to allocate memory in function %s:%d\n", function, 3564);
         error_text_add(text, "Failed to allocate memory\n");

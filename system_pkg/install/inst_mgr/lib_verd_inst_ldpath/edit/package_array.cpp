@@ -1,6 +1,6 @@
 #include "edit/package_array.h"
 
-#include "frame/owned.h"
+#include "frame/text_list.h"
 
 #include <utility>
 
@@ -83,8 +83,7 @@ Removal remove_base_rpms(inst_swp_package &image, const char *name)
     char **old = nullptr;
     const uint32_t old_count = record::get<&inst_swp_package::files>(image, &old);
     OwnedStringList kept;
-    kept.list = static_cast<char **>(std::calloc(old_count, sizeof(char *)));
-    if (kept.list == nullptr) {
+    if (!make_room(kept, old_count)) {
         return Removal::NoList;
     }
     for (uint32_t i = 0; i < old_count; ++i) {
@@ -96,10 +95,10 @@ Removal remove_base_rpms(inst_swp_package &image, const char *name)
         }
         ++kept.count;
     }
-    inst_free_string_list(old_count, old);
-    if (kept.count == 0) {
-        std::free(std::exchange(kept.list, nullptr));
+    if (!shrink(kept)) {
+        return Removal::NoContent;
     }
+    inst_free_string_list(old_count, old);
     record::set<&inst_swp_package::files>(image, std::exchange(kept.list, nullptr), std::exchange(kept.count, 0));
     return Removal::Done;
 }

@@ -1,6 +1,7 @@
 #include "edit/replacement_list.h"
 
 #include "frame/report.h"
+#include "frame/text_list.h"
 
 #include "zeld/record_fields.h"
 
@@ -13,8 +14,7 @@ uint64_t make_replacement_list(OwnedStringList &list, const inst_sw_profile_info
     if (room == 0) {
         return 0;
     }
-    list.list = static_cast<char **>(std::calloc(room, sizeof(char *)));
-    if (list.list == nullptr) {
+    if (!make_room(list, room)) {
         REPORT("Failed to allocate memory for replace_pkgs\n");
         return INSTMGR_RC_NO_MEMORY;
     }
@@ -23,16 +23,10 @@ uint64_t make_replacement_list(OwnedStringList &list, const inst_sw_profile_info
 
 uint64_t shrink_replacement_list(OwnedStringList &list)
 {
-    if (list.count == 0) {
-        std::free(std::exchange(list.list, nullptr));
-        return 0;
-    }
-    auto *const shrunk = static_cast<char **>(std::realloc(list.list, list.count * sizeof(char *)));
-    if (shrunk == nullptr) {
+    if (!shrink(list)) {
         REPORT("Failed to realloc memory for temp\n");
         return INSTMGR_RC_NO_MEMORY;
     }
-    list.list = shrunk;
     return 0;
 }
 

@@ -17,7 +17,9 @@ bool copy_remaining_names(const Info &body, const OwnedStringList &removed, Rema
         return false;
     }
     remaining.names.count = count;
-    instcomm_remove_from_list(remaining.names.list, &remaining.names.count, removed.list, removed.count);
+    if (count != 0 && removed.count != 0) {
+        instcomm_remove_from_list(remaining.names.list, &remaining.names.count, removed.list, removed.count);
+    }
     return true;
 }
 

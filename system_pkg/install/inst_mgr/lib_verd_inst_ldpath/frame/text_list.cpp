@@ -28,6 +28,26 @@ bool make_room(OwnedStringList &list, std::size_t entries)
     return list.list != nullptr;
 }
 
+bool shrink(OwnedStringList &list)
+{
+    if (list.count == 0) {
+        std::free(std::exchange(list.list, nullptr));
+        return true;
+    }
+    auto *const shrunk = static_cast<char **>(std::realloc(list.list, list.count * sizeof(char *)));
+    if (shrunk == nullptr) {
+        return false;
+    }
+    list.list = shrunk;
+    return true;
+}
+
+const char *file_name_of(const char *path)
+{
+    const char *const name = instcomm_extract_file_name_from_path(path);
+    return name == nullptr ? path : name;
+}
+
 uint64_t append_copy(OwnedStringList &list, const char *text)
 {
     const uint64_t rc = copy_text(text, &list.list[list.count]);

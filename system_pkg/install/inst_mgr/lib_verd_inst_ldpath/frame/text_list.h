@@ -10,6 +10,13 @@ uint64_t copy_text(const char *text, char **copy_p);
 // Gives an empty list room for so many entries. False without memory.
 bool make_room(OwnedStringList &list, std::size_t entries);
 
+// Gives back the room that isn't used; what is left of an empty list is null. False without memory, with the list
+// whole.
+bool shrink(OwnedStringList &list);
+
+// The last component of a path, within it.
+const char *file_name_of(const char *path);
+
 // Appends a copy where there is room. Results as those of copy_text().
 uint64_t append_copy(OwnedStringList &list, const char *text);
 

@@ -41,7 +41,7 @@ inline constexpr FileSites FILES[] = {
     {"add_image_location", 2},
     {"add_stored_package", 9},
     {"remove_stored_package", 15},
-    {"add_host_packages", 2},
+    {"add_host_packages", 3},
     {"membership", 13},
     {"stored_service_packs", 27},
     {"service_pack_sets", 3},

@@ -342,21 +342,25 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
 /*
  * Those of the RPMs that no service pack of the body delivers: a new array of pointers into rpms, of which the caller
  * frees the array only. A body with an empty list of details leaves the outputs untouched: set them to null and 0
- * before. Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA, with the outputs null and 0,
- * when the service packs can't be converted; those of instcomm_get_rpms_from_sp_list() and instcomm_match_lists().
+ * before; one without details delivers nothing. A null list of 0 RPMs is an empty one. The package rules don't matter.
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA, with the outputs null and 0, when not
+ * all service packs can be converted; those of instcomm_get_rpms_from_sp_list() and instcomm_match_lists().
  */
 uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char **rpms, uint32_t rpm_count,
                                             char ***out_rpms, uint32_t *out_count);
 
 /*
- * Record in a stored profile that service packs were installed or removed. Those that are added join the body's, and
- * their packages are marked; those that are removed leave both of its lists, and their packages are unmarked. Nothing
- * is stored when service packs are added to which no package belongs (under the old package rules none does), or
- * sp_list is null. Results: 0; INST_RC_NO_MEMORY; INST_RC_FAILED when a service pack has no detail, or the file of a
- * system test orders it, which is then deleted; those of reading and storing the profile, of
- * instcomm_get_sp_names_from_rpm() and of instcomm_get_sp_names_from_sp_list(), of tagging and of merging. BEWARE:
- * packages that can't be unmarked are told in the log only, and when no service pack is left the packages of those that
- * went stay marked. On disk: a failure before the store changes nothing; then as for storing.
+ * Record in a stored profile that service packs were installed or removed: those of sp_source, the address of a
+ * serv_packs or 0, or of sp_list. The set stays the caller's. Those that are added join the body's, and their packages
+ * are marked; those that are removed leave both of its lists, and their packages are unmarked. Nothing is stored when
+ * service packs are added to which no package belongs (under the old package rules none does), or sp_list is null.
+ * Results: 0; INST_RC_NO_MEMORY, also when adding to names of which one has no detail; INST_RC_FAILED when one that is
+ * new has none, or the file of a system test orders it, which is then deleted; those of reading and storing the
+ * profile; when adding, those of instcomm_get_sp_names_from_rpm(), instcomm_get_rpms_from_sp_list() and
+ * instcomm_match_lists(); when removing, those of instcomm_get_sp_names_from_sp_list(). BEWARE: a body that has names
+ * without details keeps its names; packages that can't be unmarked are told in the log only; and when no service pack
+ * is left, the packages of the RPMs that the details list stay marked. On disk: a failure before the store changes
+ * nothing; then as for storing.
  */
 uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
                                        uint64_t sp_source);

@@ -117,16 +117,6 @@ uint64_t list_kept(const Info &body, uint32_t filter, bool skips_flagged, OwnedS
     return 0;
 }
 
-// Gives back the room that isn't used. When that fails the list stays as large as it is.
-void shrink(OwnedStringList &list)
-{
-    if (list.count == 0) {
-        std::free(std::exchange(list.list, nullptr));
-    } else if (void *const shrunk = std::realloc(list.list, list.count * sizeof(char *)); shrunk != nullptr) {
-        list.list = static_cast<char **>(shrunk);
-    }
-}
-
 // What can't be converted is missing, or not whole, which is no failure.
 void hand_over_service_packs(const Info &body, serv_packs **sp_list_out)
 {
@@ -192,7 +182,7 @@ uint64_t inst_ldpath_get_swprofile_img_pkgs(inst_sw_profile_sdr_ext *profile, ch
     if (rc != 0) {
         return rc;
     }
-    shrink(list);
+    static_cast<void>(shrink(list)); // or it stays as large as it is
     hand_over_service_packs(*body, sp_list_out);
     *image_out = image.release();
     hand_over(list, pkg_list_out, count_out);

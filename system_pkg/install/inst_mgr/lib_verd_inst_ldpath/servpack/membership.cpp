@@ -98,12 +98,21 @@ bool tag(Package &package, const OwnedStringList &rpms)
     return false;
 }
 
-// Of third-party and host-OS packages only. The messages name the RPM.
+// Only third-party and host-OS packages ever lose their tag.
+void keep_those_that_untag(char **rpms, uint32_t &count)
+{
+    char **const end = std::remove_if(rpms, rpms + count, [](const char *rpm) {
+        return rpm == nullptr || (instcomm_is_tp_pkg(rpm, 0) == 0 && instcomm_is_hostos_pkg(rpm) == 0);
+    });
+    count = static_cast<uint32_t>(end - rpms);
+}
+
+// The messages name the RPM.
 void untag(Package &package, char *const *rpms, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
         const char *const rpm = rpms[i];
-        if (!belongs(package, rpm) || (instcomm_is_tp_pkg(rpm, 0) == 0 && instcomm_is_hostos_pkg(rpm) == 0)) {
+        if (!belongs(package, rpm)) {
             continue;
         }
         REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", rpm);
@@ -147,7 +156,7 @@ struct OwnedSet {
         const uint32_t count = set == nullptr ? 0 : record::get<&serv_packs::service_packs>(*set, &packs);
         return count == detail_count &&
                std::equal(packs, packs + count, details, [](const service_pack &pack, const sp_detail &detail) {
-                   return pack.presence[0] == detail.presence[0];
+                   return zeld::presence_of(pack) == zeld::presence_of(detail);
                });
     }
 };
@@ -236,6 +245,7 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
     if (!copy_all(packages, *profile)) {
         return INST_RC_NO_MEMORY;
     }
+    keep_those_that_untag(unique.ptr, unique_count);
     for (uint32_t i = 0; i < packages.count; ++i) {
         untag(packages.entries[i], unique.ptr, unique_count);
     }

@@ -96,10 +96,10 @@ uint64_t add(const ProfileEdit &edit, uint64_t sp_source)
     return store_edited_profile(edit, profile);
 }
 
-void show_names(const OwnedStringList &names)
+void show_names(char *const *names, uint32_t count)
 {
-    for (uint32_t i = 0; i < names.count; ++i) {
-        REPORT("swp_sp_list[%d] = %s\n", i, names.list[i]);
+    for (uint32_t i = 0; i < count; ++i) {
+        REPORT("swp_sp_list[%d] = %s\n", i, names[i]);
     }
 }
 
@@ -113,15 +113,16 @@ void untag(Info &body, serv_packs *sp_list)
 
 uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList &removed)
 {
+    char **names = nullptr;
+    const uint32_t name_count = record::get<&Info::sp_names>(body, &names);
+    REPORT_SP_DEBUG("SPDEBUG: %d Sp's already in swp \n", name_count);
+    show_names(names, name_count);
     RemainingServicePacks remaining;
-    if (!copy_remaining_names(body, {}, remaining)) {
+    if (!copy_remaining_names(body, removed, remaining)) {
         return INST_RC_NO_MEMORY;
     }
-    REPORT_SP_DEBUG("SPDEBUG: %d Sp's already in swp \n", remaining.names.count);
-    show_names(remaining.names);
-    instcomm_remove_from_list(remaining.names.list, &remaining.names.count, removed.list, removed.count);
     REPORT_SP_DEBUG("SPDEBUG: Going to process new sp list having count = %d\n", remaining.names.count);
-    show_names(remaining.names);
+    show_names(remaining.names.list, remaining.names.count);
     const uint32_t detail_count = record::get<&Info::sp_details>(body, nullptr);
     if (record::has<&Info::sp_details>(body)) {
         REPORT_SP_DEBUG("SPDEBUG: SP detailed info present in swp for %d Sp's\n", detail_count);
