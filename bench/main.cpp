@@ -67,17 +67,24 @@ struct Subject {
         }
     }
 
-    void copy_and_free_body()
+    static inst_swp_package *copy_of(const inst_swp_package *packages, std::size_t count)
     {
-        auto *const array = static_cast<inst_swp_package *>(std::calloc(copies.size(), sizeof(inst_swp_package)));
-        for (std::size_t i = 0; i < copies.size(); ++i) {
-            zeld_inst_swp_package_duplicate(&array[i], &body().packages[i], std::malloc, 0);
+        auto *const array = static_cast<inst_swp_package *>(std::calloc(count, sizeof(inst_swp_package)));
+        for (std::size_t i = 0; i < count; ++i) {
+            zeld_inst_swp_package_duplicate(&array[i], &packages[i], std::malloc, 0);
         }
-        for (std::size_t i = 0; i < copies.size(); ++i) {
-            zeld_inst_swp_package_free_ext(&array[i], std::free, 0);
-        }
-        std::free(array);
+        return array;
     }
+
+    static void free_packages(inst_swp_package *packages, std::size_t count)
+    {
+        for (std::size_t i = 0; i < count; ++i) {
+            zeld_inst_swp_package_free_ext(&packages[i], std::free, 0);
+        }
+        std::free(packages);
+    }
+
+    void copy_and_free_body() { free_packages(copy_of(body().packages, copies.size()), copies.size()); }
 
     void store()
     {
@@ -146,9 +153,12 @@ struct Subject {
 
     void rebuild_stored_floor()
     {
-        fetch_floor_and_free();
-        copy_and_free_body();
-        bench::store_floor(*profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH);
+        inst_sw_profile_sdr_ext *fetched = bench::fetch_floor(BIN_PATH);
+        inst_sw_profile_info &body = fetched->sdr_sw_profile.sw_profile;
+        inst_swp_package *const copy = copy_of(body.packages, body.packages_count);
+        free_packages(std::exchange(body.packages, copy), body.packages_count);
+        bench::store_floor(*fetched, FLOOR_BIN_PATH, FLOOR_TXT_PATH);
+        inst_ldpath_free_swprofile_ext(&fetched);
     }
 
     void fetch_and_store_floor()
@@ -326,9 +336,10 @@ void add_all(uint32_t packages)
         {deep_copy});
     add("add for node", packages, {&Subject::add_for_node, &Subject::store}, {&Subject::fetch_and_store_floor});
     add("fetch", packages, {&Subject::fetch_and_free}, {&Subject::fetch_floor_and_free});
-    add("add stored", packages, {&Subject::add_to_stored, &Subject::store}, {&Subject::rebuild_stored_floor});
+    add("add stored", packages, {&Subject::add_to_stored, &Subject::store},
+        {&Subject::rebuild_stored_floor, &Subject::store});
     add("remove stored", packages, {&Subject::remove_from_stored, &Subject::add_to_stored},
-        {&Subject::rebuild_stored_floor});
+        {&Subject::rebuild_stored_floor, &Subject::add_to_stored});
     add("file list", packages, {&Subject::list_files}, {&Subject::list_files_floor});
     add("has", packages, {&Subject::look_for_package}, {&Subject::fetch_and_free});
     add("compare", packages, {&Subject::compare_in_any_order}, {&Subject::fetch_both});
