@@ -46,20 +46,20 @@ protected:
                   0);
     }
 
-    std::vector<inst_node_loc> nodes(std::initializer_list<uint32_t> slots) const
+    std::vector<inst_node_loc> nodes(std::initializer_list<uint32_t> ids) const
     {
         std::vector<inst_node_loc> list;
-        for (const uint32_t slot : slots) {
+        for (const uint32_t id : ids) {
             inst_node_loc node = {};
-            record::set<&inst_node_loc::loc_id_2>(node, slot);
+            record::set<&inst_node_loc::loc_id_2>(node, id);
             list.push_back(node);
         }
         return list;
     }
 
-    uint64_t add(const char *name, uint32_t type, std::initializer_list<uint32_t> slots, uint64_t source = 0)
+    uint64_t add(const char *name, uint32_t type, std::initializer_list<uint32_t> ids, uint64_t source = 0)
     {
-        const std::vector<inst_node_loc> list = nodes(slots);
+        const std::vector<inst_node_loc> list = nodes(ids);
         const uint64_t rc =
             tell(std::string("add ") + name + " of type " + std::to_string(type) + " for " +
                      std::to_string(list.size()) + " nodes",
@@ -71,9 +71,9 @@ protected:
         return rc;
     }
 
-    void add_image(const char *name, const char *version, std::initializer_list<uint32_t> slots)
+    void add_image(const char *name, const char *version, std::initializer_list<uint32_t> ids)
     {
-        const std::vector<inst_node_loc> list = nodes(slots);
+        const std::vector<inst_node_loc> list = nodes(ids);
         tell(std::string("add image ") + name + " for " + std::to_string(list.size()) + " nodes", [&](char **) {
             return inst_ldpath_add_image_location("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, list.data(),
                                                   static_cast<uint32_t>(list.size()), name, version);

@@ -42,10 +42,10 @@ struct Answer {
     }
 };
 
-inst_node_loc node_of(uint32_t rack)
+inst_node_loc node_of(uint32_t id)
 {
     inst_node_loc node = {};
-    record::set<&inst_node_loc::loc_id_1>(node, rack);
+    record::set<&inst_node_loc::loc_id_1>(node, id);
     return node;
 }
 
@@ -233,11 +233,11 @@ TEST_F(QueryTest, ComparingStates)
 TEST_F(QueryTest, SoftwareOfNodes)
 {
     fs::create_directories("/install_repo");
-    const auto version = [&](const std::string &title, uint32_t rack, const char *text) {
-        ask(title, [&](Answer &a, char **) { return instmgr_cmp_sw_version(rack, 0, 0, text, &a.flag); });
+    const auto version = [&](const std::string &title, uint32_t id, const char *text) {
+        ask(title, [&](Answer &a, char **) { return instmgr_cmp_sw_version(id, 0, 0, text, &a.flag); });
     };
-    const auto is_listed = [&](const std::string &title, uint32_t rack) {
-        ask(title, [&](Answer &a, char **) { return instmgr_check_node_in_loc_mswp(rack, 0, 0, &a.flag); });
+    const auto is_listed = [&](const std::string &title, uint32_t id) {
+        ask(title, [&](Answer &a, char **) { return instmgr_check_node_in_loc_mswp(id, 0, 0, &a.flag); });
     };
     version("version without any profile", 1, "1");
     is_listed("location without any profile", 1);

@@ -103,9 +103,9 @@ void remove_duplicates_from_list(char **list, uint32_t *count);
 int package_comp(const void *a, const void *b);
 
 /*
- * Which kind of package does a name belong to? The table in package_kinds.cpp tells. Host packages are the host's
- * maintenance updates (SMUs), hostos packages its operating system, tp packages third-party software; kernel packages
- * have a class, 0 for what is none. Names may be base names, whole names, or paths, of which the last component counts;
+ * Which kind of package does a name belong to? The table in package_kinds.cpp tells. Host packages are host SMUs,
+ * hostos packages the host's operating system, tp packages third-party software; kernel packages have a class, 0 for
+ * what is none. Names may be base names, whole names, or paths, of which the last component counts;
  * a null name is nothing. The classifier of kernels returns 0, or INSTCOMM_RC_INVALID_ARG for a null pointer.
  */
 int instcomm_is_host_pkg(const char *name);

@@ -19,7 +19,7 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
-/* A node, by three numbers (rack, slot, module, say); two nodes are the same when all three are equal. */
+/* A node, by three numbers; two nodes are the same when all three are equal. */
 typedef struct inst_node_loc {
     uint32_t loc_id_1, loc_id_2, loc_id_3;
     uint8_t presence[1];

@@ -14,7 +14,7 @@ struct Kind {
 };
 
 constexpr Kind KINDS[] = {
-    // Host SMUs: maintenance updates of the host.
+    // Host SMUs.
     {Kind::HOST, "host-*", 0},
     {Kind::HOST, "*-host-*", 0},
     {Kind::HOST, "*-host", 0},

@@ -75,7 +75,7 @@ void add_node_version(CLI::App &command)
     const auto options = std::make_shared<Options>();
     CLI::App *const version = command.add_subcommand(
         "node-version", "Print the version that a node should run, or compare it: exit code 0 equal, 1 different");
-    version->add_option("NODE", options->node, "three numbers: rack/slot/module")->required()->check(node_fault);
+    version->add_option("NODE", options->node, "three numbers A/B/C")->required()->check(node_fault);
     version->add_option("VERSION", options->version, "what it runs")->check(text_fault);
     version->footer(
         "The active Admin profile tells, the global one or, where that can't be read, the local one: the first\n"

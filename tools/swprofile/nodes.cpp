@@ -84,7 +84,7 @@ CLI::Option *add_node_option(CLI::App &command, std::vector<inst_node_loc> &node
                     nodes.push_back(node);
                 }
             },
-            "a node, as three numbers: rack/slot/module; give it once a node")
+            "a node, as three numbers A/B/C; give it once a node")
         ->allow_extra_args(false)
         ->check(node_fault);
 }

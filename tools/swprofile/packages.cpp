@@ -42,7 +42,7 @@ void add_packages(CLI::App &command)
         return packages->add_flag_callback(
             flag, [options, filter] { options->filter = filter; }, help);
     };
-    CLI::Option *const only = add_filter("--host-smus", HOST_SMUS, "the host's maintenance updates only");
+    CLI::Option *const only = add_filter("--host-smus", HOST_SMUS, "host SMUs only");
     CLI::Option *const none = add_filter("--no-host-smus", NO_HOST_SMUS, "all but those")->excludes(only);
     add_filter("--no-members", NO_MEMBERS, "no members of service packs")->excludes(only)->excludes(none);
     packages->add_flag("--skip-flagged", options->skips_flagged, "no packages that are marked to be skipped");

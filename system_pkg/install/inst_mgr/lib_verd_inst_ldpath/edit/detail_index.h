@@ -11,35 +11,37 @@
 struct DetailIndex {
     Owned<const sp_detail *> sorted;
     uint32_t count = 0;
-
-    bool build(const sp_detail *details, uint32_t detail_count)
-    {
-        sorted.ptr =
-            static_cast<const sp_detail **>(std::calloc(std::size_t{detail_count} + 1, sizeof(const sp_detail *)));
-        if (sorted.ptr == nullptr) {
-            return false;
-        }
-        for (uint32_t i = 0; i < detail_count; ++i) {
-            if (record::has<&sp_detail::sp_name>(details[i]) && details[i].sp_name != nullptr) {
-                sorted.ptr[count++] = &details[i];
-            }
-        }
-        std::sort(sorted.ptr, sorted.ptr + count, [](const sp_detail *a, const sp_detail *b) {
-            const int order = std::strcmp(a->sp_name, b->sp_name);
-            return order != 0 ? order < 0 : a < b;
-        });
-        return true;
-    }
-
-    // The first of that name; null when there is none, or no name.
-    const sp_detail *find(const char *name) const
-    {
-        const sp_detail *const *const begin = sorted.ptr;
-        const sp_detail *const *const end = begin + count;
-        const auto is_before = [](const sp_detail *detail, const char *text) {
-            return std::strcmp(detail->sp_name, text) < 0;
-        };
-        const auto found = name == nullptr ? end : std::lower_bound(begin, end, name, is_before);
-        return found != end && std::strcmp((*found)->sp_name, name) == 0 ? *found : nullptr;
-    }
 };
+
+// False when memory runs out.
+inline bool build_index(DetailIndex &index, const sp_detail *details, uint32_t count)
+{
+    const std::size_t room = std::size_t{count} + 1;
+    auto *const sorted = static_cast<const sp_detail **>(std::calloc(room, sizeof(const sp_detail *)));
+    if (sorted == nullptr) {
+        return false;
+    }
+    index.sorted.ptr = sorted;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (record::has<&sp_detail::sp_name>(details[i]) && details[i].sp_name != nullptr) {
+            sorted[index.count++] = &details[i];
+        }
+    }
+    std::sort(sorted, sorted + index.count, [](const sp_detail *a, const sp_detail *b) {
+        const int order = std::strcmp(a->sp_name, b->sp_name);
+        return order != 0 ? order < 0 : a < b;
+    });
+    return true;
+}
+
+// The first of that name; null when there is none, or no name.
+inline const sp_detail *find_detail(const DetailIndex &index, const char *name)
+{
+    const sp_detail *const *const begin = index.sorted.ptr;
+    const sp_detail *const *const end = begin + index.count;
+    const auto is_before = [](const sp_detail *detail, const char *text) {
+        return std::strcmp(detail->sp_name, text) < 0;
+    };
+    const auto found = name == nullptr ? end : std::lower_bound(begin, end, name, is_before);
+    return found != end && std::strcmp((*found)->sp_name, name) == 0 ? *found : nullptr;
+}

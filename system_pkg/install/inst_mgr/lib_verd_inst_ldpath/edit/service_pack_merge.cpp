@@ -89,11 +89,11 @@ uint64_t append_new(char *const *names, uint32_t count, const ServicePackLists &
                     ServicePackLists &merged, char **text)
 {
     DetailIndex index;
-    if (!index.build(added.details, added.count)) {
+    if (!build_index(index, added.details, added.count)) {
         return INST_RC_NO_MEMORY;
     }
     for (uint32_t i = 0; i < count; ++i) {
-        const sp_detail *const detail = index.find(names[i]);
+        const sp_detail *const detail = find_detail(index, names[i]);
         if (detail == nullptr) {
             messages.detail_missing(names[i], text);
             return INST_RC_FAILED;

@@ -1,4 +1,5 @@
 #include "frame/enumerations.h"
+#include "frame/result_codes.h"
 
 extern "C" {
 

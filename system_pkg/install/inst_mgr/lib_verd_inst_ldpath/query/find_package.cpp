@@ -26,25 +26,26 @@ struct Search {
     uint32_t vm_type;
     const char *pkg_name;
 
-    uint64_t check() const
-    {
-        if (is_qx_based(vm_type) && sdr_key == nullptr) {
-            REPORT("Error! sdr_key is NULL\n");
-            return INST_RC_INVALID_ARG;
-        }
-        return pkg_name == nullptr ? INST_RC_INVALID_ARG : 0;
-    }
-
-    uint64_t fetch_active(StoredProfile &profile, char **text) const
-    {
-        return inst_ldpath_get_swprofile(sdr_key, is_local, VERD_SWP_ACTIVE, vm_type, &profile.record, text);
-    }
-
     const char *scope() const { return scope_name(is_local); }
     const char *state() const { return state_name(part_type); }
     const char *vm() const { return vm_type_name(vm_type); }
     const char *key() const { return text_or_null(sdr_key); }
 };
+
+uint64_t check(const Search &search)
+{
+    if (is_qx_based(search.vm_type) && search.sdr_key == nullptr) {
+        REPORT("Error! sdr_key is NULL\n");
+        return INST_RC_INVALID_ARG;
+    }
+    return search.pkg_name == nullptr ? INST_RC_INVALID_ARG : 0;
+}
+
+uint64_t fetch_active(const Search &search, StoredProfile &profile, char **text)
+{
+    return inst_ldpath_get_swprofile(search.sdr_key, search.is_local, VERD_SWP_ACTIVE, search.vm_type, &profile.record,
+                                     text);
+}
 
 // Calls found(package) for every package of the name, until it returns something else than 0.
 template <class Found> uint64_t for_each_of_name(const inst_sw_profile_sdr &sdr, const char *name, Found found)
@@ -73,7 +74,7 @@ uint64_t copy_without_architecture(const char *name, Owned<char> &copy)
 
 uint64_t look_for_package(const Search &search, uint8_t *is_present)
 {
-    uint64_t rc = search.check();
+    uint64_t rc = check(search);
     if (rc != 0) {
         return rc;
     }
@@ -84,7 +85,7 @@ uint64_t look_for_package(const Search &search, uint8_t *is_present)
     }
     Owned<char> text;
     StoredProfile profile;
-    rc = search.fetch_active(profile, &text.ptr);
+    rc = fetch_active(search, profile, &text.ptr);
     if (rc != 0) {
         REPORT("Failed to get %s active QX sw profile, rc=0x%lx\n", search.scope(), rc);
         return rc;
@@ -138,12 +139,12 @@ uint64_t take_rpms(const Search &search, const Package &package, Rpms &rpms, cha
 
 uint64_t look_for_rpms(const Search &search, Rpms &rpms, char **text)
 {
-    uint64_t rc = search.check();
+    uint64_t rc = check(search);
     if (rc != 0) {
         return rc;
     }
     StoredProfile profile;
-    rc = search.fetch_active(profile, text);
+    rc = fetch_active(search, profile, text);
     if (rc != 0) { // says "local" in any scope, which readers of the log know
         REPORT("Failed to get local active QX sw profile, rc=0x%lx\n", rc);
         error_text_add(text, "Failed to get local active QX software profile\n");

@@ -6,6 +6,7 @@
 
 #include "zeld/record_fields.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -36,19 +37,16 @@ uint64_t fetch_admin_master(const char *function, StoredProfile &profile)
 
 struct Node {
     uint32_t loc_id_1, loc_id_2, loc_id_3;
-
-    bool is_in(const Location &location) const
-    {
-        inst_node_loc *nodes = nullptr;
-        const uint32_t count = record::get<&Location::node_locs>(location, &nodes);
-        for (uint32_t i = 0; i < count; ++i) {
-            if (nodes[i].loc_id_1 == loc_id_1 && nodes[i].loc_id_2 == loc_id_2 && nodes[i].loc_id_3 == loc_id_3) {
-                return true;
-            }
-        }
-        return false;
-    }
 };
+
+bool lists(const Location &location, const Node &node)
+{
+    inst_node_loc *nodes = nullptr;
+    const uint32_t count = record::get<&Location::node_locs>(location, &nodes);
+    return std::any_of(nodes, nodes + count, [&](const inst_node_loc &listed) {
+        return listed.loc_id_1 == node.loc_id_1 && listed.loc_id_2 == node.loc_id_2 && listed.loc_id_3 == node.loc_id_3;
+    });
+}
 
 // The first location profile that lists the node; null when none does.
 const Location *find_location(const inst_sw_profile_sdr &sdr, const Node &node)
@@ -56,7 +54,7 @@ const Location *find_location(const inst_sw_profile_sdr &sdr, const Node &node)
     Location *locations = nullptr;
     const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(sdr, &locations);
     for (uint32_t i = 0; i < count; ++i) {
-        if (node.is_in(locations[i])) {
+        if (lists(locations[i], node)) {
             return &locations[i];
         }
     }

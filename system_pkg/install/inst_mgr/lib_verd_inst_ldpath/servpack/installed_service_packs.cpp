@@ -62,24 +62,28 @@ struct Source {
     const Messages &messages;
     StoredProfile profile = {};
     OwnedStringList names = {};
-
-    uint64_t fetch(char **text) { return fetch_master(master, messages.master, profile, text); }
-
-    uint64_t take_names(char **text)
-    {
-        const uint64_t rc = inst_ldpath_get_swprofile_sps(profile.record, &names.list, &names.count, nullptr, text);
-        if (rc != 0) {
-            messages.no_names(rc);
-        }
-        return rc;
-    }
-
-    uint64_t fetch_names(char **text)
-    {
-        const uint64_t rc = fetch(text);
-        return rc != 0 ? rc : take_names(text);
-    }
 };
+
+uint64_t fetch(Source &source, char **text)
+{
+    return fetch_master(source.master, source.messages.master, source.profile, text);
+}
+
+uint64_t take_names(Source &source, char **text)
+{
+    OwnedStringList &names = source.names;
+    const uint64_t rc = inst_ldpath_get_swprofile_sps(source.profile.record, &names.list, &names.count, nullptr, text);
+    if (rc != 0) {
+        source.messages.no_names(rc);
+    }
+    return rc;
+}
+
+uint64_t fetch_names(Source &source, char **text)
+{
+    const uint64_t rc = fetch(source, text);
+    return rc != 0 ? rc : take_names(source, text);
+}
 
 // In the order in which their names are listed.
 struct Sources {
@@ -98,24 +102,24 @@ uint64_t fetch_committed_names(Sources &sources, char **text)
         return rc;
     }
     if (is_equal == 0) { // otherwise they are those of the active one
-        rc = sources.qx_committed.fetch_names(text);
+        rc = fetch_names(sources.qx_committed, text);
     }
-    return rc != 0 ? rc : sources.admin_committed.fetch_names(text);
+    return rc != 0 ? rc : fetch_names(sources.admin_committed, text);
 }
 
 uint64_t collect_names(Sources &sources, bool include_committed, char **text)
 {
-    uint64_t rc = sources.qx_active.fetch(text);
+    uint64_t rc = fetch(sources.qx_active, text);
     if (rc == 0) {
-        rc = sources.admin_active.fetch(text);
+        rc = fetch(sources.admin_active, text);
     }
     if (rc == 0 && include_committed) {
         rc = fetch_committed_names(sources, text);
     }
     if (rc == 0) {
-        rc = sources.qx_active.take_names(text);
+        rc = take_names(sources.qx_active, text);
     }
-    return rc != 0 ? rc : sources.admin_active.take_names(text);
+    return rc != 0 ? rc : take_names(sources.admin_active, text);
 }
 
 uint64_t unite(const Sources &sources, OwnedStringList &all)

@@ -148,25 +148,25 @@ struct OwnedSet {
     OwnedSet(const OwnedSet &) = delete;
     OwnedSet &operator=(const OwnedSet &) = delete;
     ~OwnedSet() { free_service_pack(set); }
-
-    // A set from which a lack of memory took service packs would let go of what they still deliver.
-    bool is_whole(const sp_detail *details, uint32_t detail_count) const
-    {
-        service_pack *packs = nullptr;
-        const uint32_t count = set == nullptr ? 0 : record::get<&serv_packs::service_packs>(*set, &packs);
-        return count == detail_count &&
-               std::equal(packs, packs + count, details, [](const service_pack &pack, const sp_detail &detail) {
-                   return zeld::presence_of(pack) == zeld::presence_of(detail);
-               });
-    }
 };
+
+// A set from which a lack of memory took service packs would let go of what they still deliver.
+bool is_whole(const serv_packs *set, const sp_detail *details, uint32_t detail_count)
+{
+    service_pack *packs = nullptr;
+    const uint32_t count = set == nullptr ? 0 : record::get<&serv_packs::service_packs>(*set, &packs);
+    return count == detail_count &&
+           std::equal(packs, packs + count, details, [](const service_pack &pack, const sp_detail &detail) {
+               return zeld::presence_of(pack) == zeld::presence_of(detail);
+           });
+}
 
 uint64_t those_not_in(sp_detail *details, uint32_t detail_count, char **rpms, uint32_t count, char ***out_rpms,
                       uint32_t *out_count)
 {
     OwnedSet remaining;
     static_cast<void>(instmgr_convert_sp_det_to_serv_pack(&remaining.set, details, detail_count));
-    if (!remaining.is_whole(details, detail_count)) {
+    if (!is_whole(remaining.set, details, detail_count)) {
         *out_rpms = nullptr;
         *out_count = 0;
         return INSTMGR_RC_INVALID_DATA;
