@@ -231,6 +231,7 @@ TEST_F(StoredEditTest, ServicePacks)
     remove_packs("the second", second.set);
     remove_packs("no names are there", second.set);
     given({"a-tp-1-1"}, {}, packs);
+    add_packs("they mark", packs.source());
     remove_packs("their packages can't be unmarked", first.set, WITHOUT_MEMORY(39));
     given({"a-tp-1-1"}, {}, packs, false);
     remove_packs("names without details", first.set);

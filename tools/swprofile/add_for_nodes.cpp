@@ -5,7 +5,7 @@
 #include "location/repository.h"
 #include "names.h"
 #include "nodes.h"
-#include "profile_json.h"
+#include "request.h"
 #include "service_pack_set.h"
 
 #include "zeld/record_fields.h"

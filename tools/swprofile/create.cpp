@@ -2,7 +2,7 @@
 #include "create_input.h"
 #include "location/vm_types.h"
 #include "names.h"
-#include "profile_json.h"
+#include "request.h"
 #include "service_pack_set.h"
 
 #include "zeld/record_fields.h"

@@ -1,7 +1,7 @@
 #include "edit.h"
 
 #include "names.h"
-#include "profile_json.h"
+#include "request.h"
 #include "service_pack_set.h"
 
 #include <charconv>

@@ -46,7 +46,7 @@ struct Selector {
     Profile fetch_stored() const;
 };
 
-// Names or numbers, without regard to case, blanks and dashes.
+// Names or numbers, without regard to case; a dash may stand for a blank.
 std::optional<uint32_t> parse_vm_type(const std::string &text);
 std::optional<int32_t> parse_state(const std::string &text);
 

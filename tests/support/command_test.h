@@ -1,0 +1,38 @@
+// Runs the command, as a person or a script does.
+#pragma once
+
+#include "support/repository_test.h"
+
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+struct Ran {
+    int code;
+    std::string out;
+    std::string err;
+};
+
+class CommandTest : public RepositoryTest
+{
+protected:
+    static Ran run(const std::string &arguments)
+    {
+        const int status = std::system((SWPROFILE " " + arguments + " >/tmp/out 2>/tmp/err").c_str());
+        const Ran result = {WEXITSTATUS(status), read_file("/tmp/out"), read_file("/tmp/err")};
+        if (result.code != 0 && (result.code != 1 || result.err != "")) { // 1 and nothing said: an answer
+            EXPECT_EQ(result.out, "") << arguments;                       // failures say nothing on standard output
+            EXPECT_TRUE(result.err.starts_with("swprofile: ")) << result.err;
+        }
+        return result;
+    }
+
+    static nlohmann::json json_of(const std::string &arguments)
+    {
+        const nlohmann::json json = nlohmann::json::parse(run(arguments).out);
+        EXPECT_EQ(json["schema"], 1);
+        return json;
+    }
+
+    const std::string create = "create --image image.iso --version 1.4.0 ";
+};
