@@ -37,7 +37,14 @@ TEST_F(CommandTest, CreateAndShow)
     again["path"] = shown["path"];
     EXPECT_EQ(again, shown);
 
+    std::string image = "/tmp"; // lines of the log may be long
+    for (int i = 0; i < 15; ++i) {
+        image += "/" + std::string(180, 'i');
+    }
+    write_file(image, "x");
+    run("create --state 3 --replace --image " + image);
     const std::string log = read_file("/install_repo/log/install.log");
+    EXPECT_NE(log.find(", image=" + image + ", num_image_rpms=0"), std::string::npos);
     EXPECT_NE(log.find("] ldpath lib vestra init succeeded\n"), std::string::npos);
     EXPECT_NE(log.find("] SP[0]: SP1\n"), std::string::npos);
     const std::string trace = read_file("/install_repo/log/verd_inst_ldpath.vestra");

@@ -172,6 +172,17 @@ const Operation OPERATIONS[] = {
          o.flag = 0; // 1 also when it fails
      }},
     {"ask for a node", Operation::Asks, [](Outcome &o) { o.rc = instmgr_check_node_in_loc_mswp(0, 0, 0, &o.flag); }},
+    {"ask whether it exists", Operation::Asks,
+     [](Outcome &o) {
+         uint8_t exists = 0;
+         o.rc = inst_ldpath_check_swprofile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &exists, &o.error);
+     }},
+    {"ask whether states are equal", Operation::Asks,
+     [](Outcome &o) { o.rc = inst_ldpath_is_sdr_master_act_comm_swp_equal("asked", &o.flag); }},
+    {"copy service packs", Operation::Asks,
+     [](Outcome &o) {
+         static_cast<void>(instcomm_duplicate_sp_list(&o.packs, sp_list(), "sweep")); // or an empty set
+     }},
     {"check for locations", Operation::Asks,
      [](Outcome &) { inst_ldpath_chk_loc_profile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX); }},
     {"add a bundle for all nodes", Operation::Stores,

@@ -130,9 +130,13 @@ TEST_F(QueryTest, WhatAFetchedProfileHolds)
     ask_all("no image name");
     profile.body().packages_count = 0; // released below all the same
     inst_swp_package *const packages = std::exchange(profile.body().packages, nullptr);
-    ask_all("no packages");
+    profile.body().sp_names_count = 0; // the lists of service packs are there, and empty
+    profile.body().sp_details_count = 0;
+    ask_all("no packages, no service packs");
     profile.body().packages = packages;
     profile.body().packages_count = 2;
+    profile.body().sp_names_count = 2;
+    profile.body().sp_details_count = 2;
 
     Fetched empty = {static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)))};
     std::swap(profile.ptr, empty.ptr);

@@ -132,6 +132,7 @@ TEST_F(StoredEditTest, AddingPackages)
     given({"a-1-1", "x-host-1-1"}, {"y-hostos-1-1"}, {});
     add("a new one, by its path", "/repo/b-1-1", {"/repo/b-1-1.x86_64.rpm", "c"}, VERD_PKG_SMU);
     add("it is there", "b-1-1");
+    add("another type", "t-1-1", {}, 3);
     add("what it supersedes goes", "y-hostos-2-1", {}, VERD_PKG_BASE);
     add("no name to be split", "z");
     add("nothing", nullptr);
@@ -170,6 +171,7 @@ TEST_F(StoredEditTest, HostPackages)
     add_hosts("of three kinds", {"/r/a-1-1.x86_64.rpm", "/r/b-host-1-1.rpm", "c-1-1.noarch", "d-tp-1-1"});
     add_hosts("one that fails", {"e-1-1", "f", "g-1-1"});
     add_hosts("no path", {nullptr});
+    tell("no list", [](char **) { return instcomm_add_host_pkgs_to_swp(VERD_SWP_ACTIVE, nullptr, 0, 1, nullptr, 0); });
     add_hosts("no memory for the file name", {"h-1-1"}, 3);
 }
 
@@ -199,6 +201,12 @@ TEST_F(StoredEditTest, RemovingPackages)
     given(names, {}, packs);
     remove("an architecture, by the old rules", "c-1-1.x86_64");
     remove("no memory for the packages", "c-1-1", nullptr, WITHOUT_MEMORY(28));
+    write_file("/tmp/enable_sp_debugs", "");
+    remove("no memory for a detail", "c-1-1", nullptr, WITHOUT_MEMORY(34));
+    fs::remove("/tmp/enable_sp_debugs");
+    given({}, {"base"}, packs);
+    remove("no memory for the base RPMs", "base", nullptr, WITHOUT_MEMORY(23));
+    given(names, {}, packs);
     remove("no memory for the path", "c-1-1", nullptr, WITHOUT_MEMORY(1));
     remove("the profile isn't stored", "c-1-1", nullptr, [] { hooks::fail(hooks::FOPEN, 2); });
 }
@@ -267,6 +275,15 @@ TEST_F(StoredEditTest, Members)
 
     const std::vector<const char *> names = {"gamma-1.0-r1", "z", nullptr};
     char **rpms = new_list(names);
+    inst_sw_profile_info bare = {};
+    char **all = nullptr;
+    uint32_t all_count = 0;
+    hooks::fail(hooks::ALLOCATION);
+    EXPECT_EQ(inst_remove_rpms_part_of_active_sp(&bare, rpms, 3, &all, &all_count), INST_RC_NO_MEMORY);
+    hooks::disarm();
+    EXPECT_EQ(inst_remove_rpms_part_of_active_sp(&bare, nullptr, 0, &all, &all_count), 0U);
+    EXPECT_EQ(all_count, 0U);
+    std::free(all);
     char **found = nullptr;
     uint32_t count = 7;
     EXPECT_EQ(inst_remove_rpms_part_of_active_sp(&body, rpms, 3, nullptr, &count), INST_RC_INVALID_ARG);

@@ -1,6 +1,7 @@
 #include "support/hooks.h"
 
 #include "instcomm.h"
+#include "verd_inst_ldpath.h"
 #include "vestra.h"
 
 #include <cstdarg>
@@ -83,6 +84,8 @@ void reset()
     corrupts_reads = false;
     before_read = nullptr;
     loses_detail = false;
+    loses_path = false;
+    loses_profile = false;
 }
 
 void disarm()
@@ -149,6 +152,9 @@ HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t
 HOOK(ENCODE, uint32_t, zeld_inst_sw_profile_sdr_ext_encode_ext,
      (const inst_sw_profile_sdr_ext *record, void *buffer, uint32_t size, uint32_t a, uint32_t b, uint32_t c),
      (record, buffer, size, a, b, c), errno == 0 ? 0 : size + 1)
+HOOK(COMPARE, uint64_t, instcomm_compare_swp_profiles,
+     (const inst_sw_profile_sdr_ext *a, const inst_sw_profile_sdr_ext *b, uint8_t *is_equal, uint32_t option),
+     (a, b, is_equal, option), 0x77)
 HOOK(TRACE_OPEN, int, vestra_open_internal,
      (uint64_t * handle, const char *name, uint32_t records, uint32_t size, const char *path, const char *build,
       uint64_t context),
@@ -163,6 +169,28 @@ extern "C" uint64_t instcomm_get_sp_names_from_rpm(uint64_t source, const char *
     const uint64_t rc = original(source, package, names, count, details);
     if (std::exchange(loses_detail, false) && rc == 0) {
         zeld_sp_detail_free_ext(&(*details)[*count - 1], std::free);
+    }
+    return rc;
+}
+
+extern "C" uint64_t inst_get_sdr_swprofile_file(const char *key, char **path, uint8_t is_local, int32_t state,
+                                                uint32_t vm_type, char **text)
+{
+    static auto *const original = next<decltype(inst_get_sdr_swprofile_file)>("inst_get_sdr_swprofile_file");
+    const uint64_t rc = original(key, path, is_local, state, vm_type, text);
+    if (std::exchange(loses_path, false) && rc == 0) {
+        std::free(std::exchange(*path, nullptr));
+    }
+    return rc;
+}
+
+extern "C" uint64_t inst_ldpath_get_swprofile(const char *key, uint8_t is_local, int32_t state, uint32_t vm_type,
+                                              inst_sw_profile_sdr_ext **profile, char **text)
+{
+    static auto *const original = next<decltype(inst_ldpath_get_swprofile)>("inst_ldpath_get_swprofile");
+    const uint64_t rc = original(key, is_local, state, vm_type, profile, text);
+    if (std::exchange(loses_profile, false) && rc == 0) {
+        inst_ldpath_free_swprofile_ext(profile);
     }
     return rc;
 }

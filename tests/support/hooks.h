@@ -33,6 +33,7 @@ enum Function {
     MAKE_DIRECTORIES,
     STRNCPY_S,
     ENCODE,
+    COMPARE,
     TRACE_OPEN,
     UTIL_INIT,
     FUNCTION_COUNT
@@ -64,7 +65,9 @@ inline std::vector<std::string>
 inline std::size_t allocated; // bytes asked for
 inline bool corrupts_reads;   // changes a byte of whatever is read
 inline std::function<void()> before_read;
-inline bool loses_detail; // the next search for service packs hands out a name without its detail
+inline bool loses_detail;  // the next search for service packs hands out a name without its detail
+inline bool loses_path;    // the next naming of a profile file succeeds without a path
+inline bool loses_profile; // the next fetch of any profile succeeds without one
 
 void reset(); // forgets all of these
 
