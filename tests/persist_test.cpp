@@ -181,6 +181,8 @@ TEST_F(PersistTest, FilesThatCantBeRead)
     tell_fetch("a file whose end can't be found");
     hooks::fail(hooks::FSEEK, 2, EIO);
     tell_fetch("a file whose start can't be found again");
+    hooks::fail(hooks::FREAD);
+    tell_fetch("a file that can't be read");
     hooks::fail(hooks::FTELL);
     tell_fetch("a file without a position");
     fs::resize_file(active_bin, INT32_MAX); // sparse

@@ -199,6 +199,7 @@ extern "C" size_t fread(void *to, size_t size, size_t count, FILE *stream)
 {
     static auto *const original = next<size_t(void *, size_t, size_t, FILE *)>("fread");
     if (fires(FREAD)) {
+        stream->_flags |= 0x20; // what ferror() looks at
         return 0;
     }
     if (before_read) {
