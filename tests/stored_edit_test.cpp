@@ -127,6 +127,10 @@ const auto WITHOUT_MEMORY = [](int nth) {
     };
 };
 
+const auto WITHOUT_COPIES_OF = [](hooks::Function what, int nth = 1) {
+    return [what, nth] { hooks::fail(what, nth); };
+};
+
 TEST_F(StoredEditTest, AddingPackages)
 {
     given({"a-1-1", "x-host-1-1"}, {"y-hostos-1-1"}, {});
@@ -200,9 +204,9 @@ TEST_F(StoredEditTest, RemovingPackages)
     g_inst_pkg_fmt_info.is_new_format = 0;
     given(names, {}, packs);
     remove("an architecture, by the old rules", "c-1-1.x86_64");
-    remove("no memory for the packages", "c-1-1", nullptr, WITHOUT_MEMORY(28));
+    remove("no memory for the packages", "c-1-1", nullptr, WITHOUT_COPIES_OF(hooks::COPY_PACKAGE));
     write_file("/tmp/enable_sp_debugs", "");
-    remove("no memory for a detail", "c-1-1", nullptr, WITHOUT_MEMORY(34));
+    remove("no memory for a detail", "c-1-1", nullptr, WITHOUT_COPIES_OF(hooks::COPY_DETAIL));
     fs::remove("/tmp/enable_sp_debugs");
     given({}, {"base"}, packs);
     remove("no memory for the base RPMs", "base", nullptr, WITHOUT_MEMORY(23));
@@ -224,7 +228,10 @@ TEST_F(StoredEditTest, ServicePacks)
     add_packs("none", 0);
     add_packs("an empty set", none.source());
     add_packs("of which there is no package", strange.source());
+    add_packs("no memory for a detail", first.source(), WITHOUT_COPIES_OF(hooks::COPY_DETAIL, 2));
     add_packs("the first", first.source());
+    add_packs("no memory for a detail that is there", packs.source(), WITHOUT_COPIES_OF(hooks::COPY_DETAIL, 3));
+    add_packs("no memory for a new detail", packs.source(), WITHOUT_COPIES_OF(hooks::COPY_DETAIL, 4));
     add_packs("a second, with an RPM of the first", packs.source());
     add_packs("both again", packs.source());
     add_packs("a test ordered a failure", first.source(), [] { write_file("/tmp/err_msg_UT_stub_decode_swp", ""); });
@@ -234,13 +241,14 @@ TEST_F(StoredEditTest, ServicePacks)
     add_packs("the profile isn't stored", first.source(), [] { hooks::fail(hooks::FOPEN, 2); });
     remove_packs("nothing", nullptr);
     remove_packs("one that isn't there", strange.set);
-    remove_packs("no memory for a detail", first.set, WITHOUT_MEMORY(37));
+    remove_packs("no memory for their names", first.set, WITHOUT_COPIES_OF(hooks::COPY_DETAIL));
+    remove_packs("no memory for a detail", first.set, WITHOUT_COPIES_OF(hooks::COPY_DETAIL, 2));
     remove_packs("the first", first.set);
     remove_packs("the second", second.set);
     remove_packs("no names are there", second.set);
     given({"a-tp-1-1"}, {}, packs);
     add_packs("they mark", packs.source());
-    remove_packs("their packages can't be unmarked", first.set, WITHOUT_MEMORY(39));
+    remove_packs("their packages can't be unmarked", first.set, WITHOUT_COPIES_OF(hooks::COPY_PACKAGE));
     given({"a-tp-1-1"}, {}, packs, false);
     remove_packs("names without details", first.set);
     fs::remove("/tmp/enable_sp_debugs");

@@ -152,6 +152,12 @@ HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t
 HOOK(ENCODE, uint32_t, zeld_inst_sw_profile_sdr_ext_encode_ext,
      (const inst_sw_profile_sdr_ext *record, void *buffer, uint32_t size, uint32_t a, uint32_t b, uint32_t c),
      (record, buffer, size, a, b, c), errno == 0 ? 0 : size + 1)
+HOOK(COPY_PACKAGE, int32_t, zeld_inst_swp_package_duplicate,
+     (inst_swp_package * copy, const inst_swp_package *package, zeld_allocator allocate, uint64_t argument),
+     (copy, package, allocate, argument), 3)
+HOOK(COPY_DETAIL, int32_t, zeld_sp_detail_duplicate,
+     (sp_detail * copy, const sp_detail *detail, zeld_allocator allocate, uint64_t argument),
+     (copy, detail, allocate, argument), 3)
 HOOK(COMPARE, uint64_t, instcomm_compare_swp_profiles,
      (const inst_sw_profile_sdr_ext *a, const inst_sw_profile_sdr_ext *b, uint8_t *is_equal, uint32_t option),
      (a, b, is_equal, option), 0x77)

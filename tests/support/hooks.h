@@ -34,6 +34,8 @@ enum Function {
     STRNCPY_S,
     ENCODE,
     COMPARE,
+    COPY_PACKAGE,
+    COPY_DETAIL,
     TRACE_OPEN,
     UTIL_INIT,
     FUNCTION_COUNT
