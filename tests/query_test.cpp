@@ -126,8 +126,6 @@ TEST_F(QueryTest, WhatAFetchedProfileHolds)
             return inst_ldpath_get_swprofile_filelist(profile.ptr, &a.list, &a.count, err);
         });
     }
-    std::free(std::exchange(profile.body().image.name, nullptr));
-    ask_all("no image name");
     profile.body().packages_count = 0; // released below all the same
     inst_swp_package *const packages = std::exchange(profile.body().packages, nullptr);
     profile.body().sp_names_count = 0; // the lists of service packs are there, and empty
@@ -137,6 +135,8 @@ TEST_F(QueryTest, WhatAFetchedProfileHolds)
     profile.body().packages_count = 2;
     profile.body().sp_names_count = 2;
     profile.body().sp_details_count = 2;
+    std::free(std::exchange(profile.body().image.name, nullptr));
+    ask_all("no image name");
 
     Fetched empty = {static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)))};
     std::swap(profile.ptr, empty.ptr);
