@@ -1,6 +1,7 @@
 // One compile-time schema per record: the fields in the order of their presence bits, each with the label that people
-// read, from which its key in JSON is made, too. Everything that walks a record (the codec, copies, releases, comparisons, the accessors of the profile library,
-// what is shown as text and as JSON) is driven by it, so that a field is described here and nowhere else.
+// read, from which its key in JSON is made, too. Everything that walks a record (the codec, copies, releases,
+// comparisons, the accessors of the profile library, what is shown as text and as JSON) is driven by it, so that a
+// field is described here and nowhere else.
 #pragma once
 
 #include <cstddef>

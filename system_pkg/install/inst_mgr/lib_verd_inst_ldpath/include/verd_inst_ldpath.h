@@ -358,9 +358,9 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
  * new has none, or the file of a system test orders it, which is then deleted; those of reading and storing the
  * profile; when adding, those of instcomm_get_sp_names_from_rpm(), instcomm_get_rpms_from_sp_list() and
  * instcomm_match_lists(); when removing, those of instcomm_get_sp_names_from_sp_list(). BEWARE: a body that has names
- * without details keeps all of them when some remain; packages that can't be unmarked are told in the log only; and when no service pack
- * is left, the packages of the RPMs that the details list stay marked. On disk: a failure before the store changes
- * nothing; then as for storing.
+ * without details keeps all of them when some remain; packages that can't be unmarked are told in the log only; and
+ * when no service pack is left, the packages of the RPMs that the details list stay marked. On disk: a failure before
+ * the store changes nothing; then as for storing.
  */
 uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
                                        uint64_t sp_source);
