@@ -61,6 +61,7 @@ TEST_F(CommandTest, PackagesAndImagesForNodes)
     EXPECT_EQ(run(add + "a-1-1 --node 0/1/0 --node 4294967295/0/2").code, 0);
     const Ran joined = run(add + "a-1-1 --type base --node 0/3/0");
     EXPECT_TRUE(joined.out.ends_with(", for\n  0/1/0 4294967295/0/2 0/3/0\n")) << joined.out;
+    EXPECT_TRUE(run(add + "a-1-1 --type base --node 0/1/0 --node 0/3/0").out.starts_with("nothing changes"));
     const Ran missed = run(add + "b-1-1 --type 2 --node 0/1/0 --node 0/4/0"); // nobody has it: all get it
     EXPECT_EQ(missed.code, 0);
     EXPECT_TRUE(missed.err.starts_with("swprofile: note: 0/4/0: not among them")) << missed.err;
@@ -78,7 +79,9 @@ TEST_F(CommandTest, PackagesAndImagesForNodes)
     EXPECT_NE(run(add + "x-hostos-2-1 --all-nodes").out.find("was already in"), std::string::npos);
     EXPECT_EQ(json_of("show --json")["service_packs"][0]["name"], "SP1");
 
+    EXPECT_EQ(run("image-for-nodes qx-image-2.iso --node 0/1/0").code, 2); // or its version would be "null"
     EXPECT_EQ(run("image-for-nodes qx-image-2.iso --version 2 --node 0/1/0").code, 0);
+    EXPECT_TRUE(run("image-for-nodes qx --node 0/1/0").out.starts_with("nothing changes"));
     EXPECT_TRUE(run("image-for-nodes qx --node 0/2/0").out.ends_with("  0/1/0 0/2/0\n"));
     EXPECT_NE(run("image-for-nodes kelo --node 0/5/0").err.find("no location profile of the active"),
               std::string::npos);
@@ -151,7 +154,8 @@ TEST_F(CommandTest, Questions)
         {"diff active prepared", 1,
          "--- active QX profile of default-sdr (global)\n+++ prepared QX profile of default-sdr (global)\n"
          "- base RPM base\n+ base RPM other\n~ version: 1.4.0 -> 1.5.0\n~ package a-1-1: RPMs\n"
-         "+ location profile 0/2/0 0/3/0\n"},
+         "+ location profile 0/2/0 0/3/0\n"
+         "+ package e-1-1 on nodes 0/2/0 0/3/0\n"},
         {"diff prepared active --vm uvf", 3, ""},
         {"node-version 0/1/0", 0, "7\n"},
         {"node-version 0/1/0 7", 0, "equal\n"},
@@ -166,7 +170,7 @@ TEST_F(CommandTest, Questions)
         EXPECT_EQ(result.code, code) << arguments << result.err;
         EXPECT_EQ(result.out, out) << arguments;
     }
-    EXPECT_EQ(json_of("diff active prepared --json")["changes"].size(), 5U);
+    EXPECT_EQ(json_of("diff active prepared --json")["changes"].size(), 6U);
     EXPECT_EQ(json_of("rpms a-1-1 --json")["rpms"][1], "y.rpm");
     EXPECT_EQ(json_of("service-packs --json")["service_packs"][0]["rpms"][0], "c-1-1");
     EXPECT_EQ(std::system(SWPROFILE " diff active prepared >/dev/full 2>/dev/null") >> 8, 2); // not a difference
@@ -209,7 +213,7 @@ TEST_F(CommandTest, Edits)
         {"remove b-tp-1-1 --new-format --service-packs /tmp/sp2.json",
          "~ package qx-tp-ssh-1-1: membership of service packs\n- package b-tp-1-1\n- service pack SP2\n"},
         {"add-host /m/a-host-1-1.x86_64.rpm --state prepared", "+ package a-host-1-1\n"},
-        {"add-for-nodes d-1-1 --node 0/1/0", "+ location profile 0/1/0\n"},
+        {"add-for-nodes d-1-1 --node 0/1/0", "+ location profile 0/1/0\n+ package d-1-1 on nodes 0/1/0\n"},
         {"add-for-nodes e-1-1 --node 0/1/0", "+ package e-1-1 on nodes 0/1/0\n"},
     };
     for (const auto &[arguments, changes] : edits) {
@@ -225,6 +229,15 @@ TEST_F(CommandTest, Edits)
             EXPECT_EQ(done.out.substr(done.out.find('\n') + 1), changes) << arguments;
         }
     }
+    const std::string other = "/install_repo/gl/instdb/sdr/other/qx-swprofile-active.bin";
+    write_file(other, read_file(active_bin)); // an edit of it would be stored in its place
+    const Lines before = repository_state();
+    EXPECT_EQ(run("add z-1-1 --sdr other").code, 4);
+    EXPECT_EQ(run("add-for-nodes z-1-1 --all-nodes --sdr other").code, 4);
+    EXPECT_EQ(repository_state(), before);
+    fs::remove_all(fs::path(other).parent_path());
+    const Ran half = run("add-host b-host-1-1 x --new-format --state prepared");
+    EXPECT_NE(half.err.find("done all the same: + package b-host-1-1"), std::string::npos) << half.err;
     EXPECT_EQ(run("remove z").out, "nothing changes in the active QX profile of default-sdr (global)\n");
     EXPECT_EQ(run("remove z --dry-run").out, "would store nothing\n");
     EXPECT_EQ(run("add x-host-1-1 --dry-run").out,
@@ -247,6 +260,9 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
     write_file("/tmp/broken.json", "{");
     write_file("/tmp/null.json", R"({"sdr": null})");
     write_file("/tmp/typed.json", R"({"vm_type": ["qx"]})");
+    write_file("/tmp/twice.json", R"({"image": {"name": "x"}, "image": {"name": "y"}})");
+    write_file("/tmp/packs.json", R"([{"name": "SP1"}, {"name": "SP1"}])");
+    write_file("/install_repo/gl/verdalis/a-1-10.tar", "");
     write_file("/tmp/names.json", R"({"service_packs": [{"name": "SP1"}], "service_pack_names": ["SP1", "SP2"]})");
     fs::create_directories("/install_repo/gl/instdb/sdr/dangling");
     fs::create_symlink("/no/such/file", "/install_repo/gl/instdb/sdr/dangling/qx-swprofile-active.bin");
@@ -263,7 +279,7 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
         {"show --vm uvf", 4, "is damaged"},
         {"exists --vm 6 --local", 3, "there is no active UVF profile of default-sdr (local)"},
         {"show --vm host", 3, "this VM type has no software profile"},
-        {"show --vm none", 2, "'none' isn't one"},
+        {"show --vm none", 2, "'none' isn't one; VM type: admin, qx, lc-qx, uvf"},
         {"show --state 4", 2, "'4' isn't one"},
         {"show --sdr ../x", 2, "starts with '.'"},
         {"show --sdr 'a;b'", 2, "has other characters"},
@@ -278,7 +294,7 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
         {"create --image i --vm uvf --state prepared --replace", 1, "not a regular file"},
         {"show --vm '[qx]'", 2, "isn't one"},
         {"create --from /tmp/typed.json", 4, "vm_type: must be a name or a number"},
-        {"create --image i --sdr dangling", 1, "can't create the active QX profile of dangling"},
+        {"create --image i --sdr dangling", 1, "not a regular file"},
         {"add-for-nodes a-1-1", 2, "for which nodes?"},
         {"add-for-nodes a-1-1 --node 0/1", 2, "isn't a node"},
         {"add-for-nodes a-1-1 --node 0/1/0 --node 0/01/0", 2, "node 0/1/0 is given twice"},
@@ -286,7 +302,11 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
         {"add-for-nodes a-1-1 --node 0/1/0 --all-nodes", 2, "--node excludes --all-nodes"},
         {"add-for-nodes 'a b' --all-nodes", 2, "has other characters"},
         {"add-for-nodes a-1-1 --all-nodes --type other", 2, "'other' isn't one"},
-        {"add-for-nodes a-1-1 --all-nodes --type smu", 1, "no file /install_repo/gl/verdalis/a-1-1*"},
+        {"add-for-nodes a-1-1 --all-nodes --type smu", 1, "another package's would be taken"},
+        {"add-for-nodes b-1-1 --all-nodes --type smu", 1, "no file /install_repo/gl/verdalis/b-1-1*"},
+        {"create --state 3 --from /tmp/twice.json", 4, "'image' is given twice"},
+        {"service-pack add /tmp/packs.json", 4, "the service pack is given twice: SP1"},
+        {"exists --vm uvf --state prepared", 1, "not a regular file"},
         {"add-for-nodes a-1-1 --all-nodes --state 3", 3, "there is no prepared"},
         {"add-for-nodes a --all-nodes --type 1 --new-format", 4, "isn't name-version-release"},
         {"add-for-nodes a-1-1 --all-nodes --type 1 --new-format --service-packs /tmp/broken.json", 4, "isn't JSON"},

@@ -174,14 +174,14 @@ const Operation OPERATIONS[] = {
     {"ask for a node", Operation::Asks, [](Outcome &o) { o.rc = instmgr_check_node_in_loc_mswp(0, 0, 0, &o.flag); }},
     {"ask whether it exists", Operation::Asks,
      [](Outcome &o) {
-         uint8_t exists = 0;
-         o.rc = inst_ldpath_check_swprofile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &exists, &o.error);
+         o.rc = inst_ldpath_check_swprofile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &o.flag, &o.error);
      }},
     {"ask whether states are equal", Operation::Asks,
      [](Outcome &o) { o.rc = inst_ldpath_is_sdr_master_act_comm_swp_equal("asked", &o.flag); }},
     {"copy service packs", Operation::Asks,
      [](Outcome &o) {
-         static_cast<void>(instcomm_duplicate_sp_list(&o.packs, sp_list(), "sweep")); // or an empty set
+         const uint64_t rc = instcomm_duplicate_sp_list(&o.packs, sp_list(), "sweep"); // or an empty set
+         EXPECT_EQ(rc == 0, o.packs != nullptr && o.packs->service_packs_count == 2);
      }},
     {"check for locations", Operation::Asks,
      [](Outcome &) { inst_ldpath_chk_loc_profile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX); }},

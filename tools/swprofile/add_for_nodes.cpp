@@ -31,17 +31,32 @@ struct Options {
     std::string service_pack_file;
 };
 
-// There must be a bundle to unpack, and a place to unpack it.
+// There must be a bundle to unpack, and a place to unpack it. The library takes the first file whose name begins with
+// the package's, be it another package's.
 void prepare_bundle(const Options &options)
 {
+    setenv("LC_ALL", "C", 1); // the order in which it lists them
+    const std::string directory = repository::PACKAGES_DIRECTORY;
+    const std::string &package = options.package;
+    std::set<std::string> files;
     std::error_code error;
-    bool is_there = false;
-    for (const fs::directory_entry &entry : fs::directory_iterator(repository::PACKAGES_DIRECTORY, error)) {
-        is_there = is_there || entry.path().filename().string().starts_with(options.package);
+    for (const fs::directory_entry &entry : fs::directory_iterator(directory, error)) {
+        const std::string name = entry.path().filename();
+        if (name.starts_with(package)) {
+            files.insert(name);
+        }
     }
-    if (!is_there) {
-        throw Failure(FAILED, "there is no bundle for " + options.package,
-                      {"no file " + (repository::PACKAGES_DIRECTORY + options.package) + "*"});
+    if (files.empty()) {
+        throw Failure(FAILED, "there is no bundle for " + package, {"no file " + directory + package + "*"});
+    }
+    const std::string &taken = *files.begin();
+    if (taken.size() > package.size() && std::isalnum(static_cast<unsigned char>(taken[package.size()])) != 0) {
+        throw Failure(FAILED, "there is no bundle for " + package,
+                      {"another package's would be taken: " + directory + shown(taken.c_str())});
+    }
+    if (files.size() > 1) {
+        std::fprintf(stderr, "swprofile: note: of several bundles this one is taken: %s\n",
+                     shown(taken.c_str()).c_str());
     }
     fs::create_directories(repository::WORK_AREA);
 }
@@ -143,8 +158,15 @@ void run(Options &options)
     if (options.nodes.empty() != options.is_for_all) {
         throw Failure(USAGE, "for which nodes?", {"give --node once a node, or --all-nodes"});
     }
-    const Profile before = selector.fetch();
-    selector.check_files();
+    const Profile before = selector.fetch_to_edit();
+    std::vector<inst_node_loc> nodes = options.nodes;
+    if (const auto joined = locations_with(options.package, before); !options.is_for_all && !joined.empty()) {
+        nodes = nodes_missing_in({joined.front()}, nodes);
+        if (nodes.empty()) {
+            std::printf("nothing changes in the %s: these nodes have it\n", selector.describe().c_str());
+            return;
+        }
+    }
     std::vector<ServicePackInput> inputs;
     if (!options.service_pack_file.empty()) {
         inputs = read_service_packs(options.service_pack_file);
@@ -156,13 +178,10 @@ void run(Options &options)
     const DryRun dry_run(options.is_dry_run, selector, *before);
     g_inst_pkg_fmt_info.is_new_format = options.is_new_format ? 1 : 0;
     const uint64_t rc = inst_ldpath_add_pkg_location(
-        selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, options.nodes.data(),
-        static_cast<uint32_t>(options.nodes.size()), options.package.c_str(), 0, options.type, packs.source());
+        selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, nodes.data(),
+        static_cast<uint32_t>(nodes.size()), options.package.c_str(), 0, options.type, packs.source());
     if (rc != 0) {
-        Failure failure =
-            failure_of(rc, "can't add " + options.package + " to the " + selector.describe(), ErrorText());
-        failure.details.push_back("see /install_repo/log/install.log");
-        throw failure;
+        throw edit_failure(rc, "add " + options.package + " to", selector, *before, ErrorText());
     }
     if (dry_run.print()) {
         return;
@@ -181,7 +200,7 @@ void add_add_for_nodes(CLI::App &command)
 {
     const auto options = std::make_shared<Options>();
     CLI::App *const add = command.add_subcommand("add-for-nodes", "Add a package for some nodes, or for all");
-    add->add_option("package", options->package, "name-version-release")->required()->check(name_fault);
+    add->add_option("PACKAGE", options->package, "name-version-release")->required()->check(name_fault);
     add_package_type_option(*add, options->type);
     CLI::Option *const node = add_node_option(*add, options->nodes);
     add->add_flag("--all-nodes", options->is_for_all, "for all nodes; location profiles are dropped")->excludes(node);
@@ -191,7 +210,9 @@ void add_add_for_nodes(CLI::App &command)
     add_dry_run_option(*add, options->is_dry_run);
     add->footer(
         "Types smu and kernel, and by the new rules host-smu and base, are bundles of RPMs, tar files in\n"
-        "/install_repo/gl/verdalis/ whose names begin with that of the package. A dry run unpacks them, too.\n\n"
+        "/install_repo/gl/verdalis/ whose names begin with that of the package. They are unpacked in "
+        "/install_repo/tmp/, in which all else\n"
+        "goes; so also by a dry run.\n\n"
         "With --node: the first location profile that has the package already gets the nodes; those before it get\n"
         "the package. If none has it, all that can take it get it. The nodes get a location profile of their own\n"
         "only if there is none yet.\n\n"

@@ -89,9 +89,9 @@ void check_encoding(Check &check, const fs::path &bin, const inst_sw_profile_sdr
 // What is stored with a foreign key goes elsewhere when it is stored again.
 void check_key(Check &check, const Selector &selector, const inst_sw_profile_sdr_ext &profile)
 {
-    const char *const key = profile.sdr_sw_profile.sdr_key;
-    if (is_qx_based(selector.vm_type) && (key == nullptr || key != selector.sdr)) {
-        check.add(selector.path(), key == nullptr ? "names no SDR" : "names another SDR: " + shown(key));
+    const std::string fault = selector.sdr_fault(profile);
+    if (!fault.empty()) {
+        check.add(selector.path(), fault);
     }
 }
 

@@ -153,7 +153,10 @@ void run(Options &options)
     rc = inst_ldpath_create_sdr_swprofile(&request.request);
     if (rc != 0) {
         Failure failure = failure_of(rc, "can't create the " + selector.describe(), ErrorText());
-        failure.details.emplace_back("details: /install_repo/log/install.log");
+        if (exists != 0) {
+            selector.tell_loss(failure);
+        }
+        failure.details.emplace_back("see /install_repo/log/install.log");
         throw failure;
     }
     static_cast<void>(selector.fetch_stored());
@@ -244,7 +247,10 @@ void add_create(CLI::App &command)
         ->type_name("FILE")
         ->trigger_on_parse();
     add_selector_options(*create, input.selector);
-    create->add_option("--image", input.image, "the image file; its name is recorded")->check(text_fault);
+    create
+        ->add_option("--image", input.image,
+                     "the image file, of which the name is recorded; one with a directory must be there")
+        ->check(text_fault);
     create->add_option("--image-rpm", input.image_rpms, "an RPM inside the image; repeat for more")
         ->allow_extra_args(false)
         ->check(name_fault);
@@ -259,6 +265,10 @@ void add_create(CLI::App &command)
     create->footer(
         "When /misc/disk1/usb/opt_pkgs exists, the packages are copied from there to /install_repo/gl/qx/, "
         "which must exist, first.\n\n"
+        "A request: {\"image\": {\"name\": \"qx-image-1.4.0.iso\", \"rpms\": [\"a.rpm\"]}, \"version\": \"1.4.0\",\n"
+        "  \"packages\": [{\"name\": \"p-1-r1\", \"files\": [\"p.rpm\"], \"type\": 1, \"service_pack_member\": "
+        "true}],\n"
+        "  \"service_packs\": [{\"name\": \"SP1\", \"rpms\": [\"p-1-r1\"]}]}. Location profiles aren't created.\n\n"
         "Examples:\n"
         "  swprofile create --image /images/qx-image-1.4.0.iso --version 1.4.0 --state prepared\n"
         "  swprofile create --image qx-image-1.4.0.iso --package qx-routing-1.4.0-r1=qx-routing-1.4.0-r1.rpm\n"

@@ -97,7 +97,13 @@ void run(const Options &options)
         throw failure_of(rc, "can't delete the profile", ErrorText());
     }
     if (!left.empty()) { // which the library doesn't mind
-        throw Failure(FAILED, "some files can't be deleted", {left.begin(), left.end()});
+        std::vector<std::string> details(left.begin(), left.end());
+        for (const std::string &file : files) {
+            if (!left.contains(file)) {
+                details.push_back("deleted: " + file);
+            }
+        }
+        throw Failure(FAILED, "some files can't be deleted", details);
     }
     for (const std::string &file : files) {
         std::printf("deleted %s\n", file.c_str());

@@ -200,6 +200,15 @@ std::vector<Change> changes_between(const Ext &from, const Ext &to)
                            location.compare_bodies(a.sw_profile, b.sw_profile);
                            return order_of<AllBut<&inst_sw_profile_loc::sw_profile>>(a, b) != 0 ? "other fields" : "";
                        });
+    const std::vector<Change> locations(changes);
+    for (const inst_sw_profile_loc &location : elements_of<&Sdr::loc_profiles>(current)) {
+        if (std::any_of(locations.begin(), locations.end(), [&](const Change &change) {
+                return change.kind == Change::Added && change.what == "location profile" &&
+                       change.name == key_of(location);
+            })) {
+            Collector{changes, key_of(location)}.compare_bodies({}, location.sw_profile);
+        }
+    }
     if (order_of<AllBut<&Ext::sdr_sw_profile, &Ext::sdr_sw_profile_len>>(from, to) != 0 ||
         order_of<AllBut<&Sdr::sw_profile, &Sdr::loc_profiles>>(old, current) != 0 || changes.empty()) {
         main.add(Change::Changed, "other fields of the profile", "");
@@ -207,12 +216,16 @@ std::vector<Change> changes_between(const Ext &from, const Ext &to)
     return changes;
 }
 
+std::string text_of(const Change &change)
+{
+    return std::string(1, change.kind) + " " + change.what + (change.name.empty() ? "" : " " + change.name) +
+           (change.nodes.empty() ? "" : " on nodes " + change.nodes) + (change.how.empty() ? "" : ": " + change.how);
+}
+
 void print_changes(const std::vector<Change> &changes)
 {
     for (const Change &change : changes) {
-        std::printf("%c %s%s%s%s%s%s%s\n", change.kind, change.what.c_str(), change.name.empty() ? "" : " ",
-                    change.name.c_str(), change.nodes.empty() ? "" : " on nodes ", change.nodes.c_str(),
-                    change.how.empty() ? "" : ": ", change.how.c_str());
+        std::printf("%s\n", text_of(change).c_str());
     }
 }
 

@@ -18,5 +18,6 @@ struct Change {
 // sdr_sw_profile_len don't count.
 std::vector<Change> changes_between(const inst_sw_profile_sdr_ext &from, const inst_sw_profile_sdr_ext &to);
 
+std::string text_of(const Change &change);              // "+ package x"
 void print_changes(const std::vector<Change> &changes); // a line each
 Json change_json(const Change &change);

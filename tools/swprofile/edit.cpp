@@ -4,6 +4,9 @@
 #include "request.h"
 #include "service_pack_set.h"
 
+#include "zeld/record_fields.h"
+
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 
@@ -24,6 +27,25 @@ std::optional<uint32_t> parse_package_type(const std::string &text)
     return error == std::errc() && end == text.data() + text.size() ? std::optional(type) : std::nullopt;
 }
 
+// When the last service pack goes, packages may stay marked.
+void tell_left_members(const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after)
+{
+    using Info = inst_sw_profile_info;
+    const Info &body = after.sdr_sw_profile.sw_profile;
+    if (record::has<&Info::sp_names>(body) || !record::has<&Info::sp_names>(before.sdr_sw_profile.sw_profile)) {
+        return;
+    }
+    inst_swp_package *packages = nullptr;
+    const uint32_t count = record::get<&Info::packages>(body, &packages);
+    const auto left = std::count_if(packages, packages + count, [](const inst_swp_package &package) {
+        return record::has<&inst_swp_package::is_sp_pkg>(package);
+    });
+    if (left != 0) {
+        std::fprintf(stderr, "swprofile: note: no service pack is left; packages that stay marked as members: %td\n",
+                     left);
+    }
+}
+
 } // namespace
 
 void add_new_format_option(CLI::App &command, bool &is_new_format)
@@ -38,7 +60,9 @@ void add_package_type_option(CLI::App &command, uint32_t &type)
             "--type", [&type](const std::string &text) { type = *parse_package_type(text); },
             "install package type: smu, host-smu, kernel, base, or 4, 6, 7, 8 and other numbers [base]")
         ->check([](const std::string &text) {
-            return parse_package_type(text) ? std::string() : "'" + shown(text.c_str()) + "' isn't one";
+            return parse_package_type(text)
+                       ? std::string()
+                       : "'" + shown(text.c_str()) + "' isn't one; smu, host-smu, kernel, base or a number";
         });
 }
 
@@ -50,12 +74,26 @@ CLI::Option *add_service_packs_option(CLI::App &command, std::string &file)
         ->needs("--new-format");
 }
 
+Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selector,
+                     const inst_sw_profile_sdr_ext &before, const ErrorText &error)
+{
+    Failure failure = failure_of(rc, "can't " + what + " the " + selector.describe(), error);
+    try {
+        for (const Change &change : changes_between(before, *selector.fetch())) {
+            failure.details.push_back("done all the same: " + text_of(change));
+        }
+    } catch (const Failure &) {
+        selector.tell_loss(failure);
+    }
+    failure.details.emplace_back("see /install_repo/log/install.log");
+    return failure;
+}
+
 void edit_profile(const EditOptions &options, const std::string &what,
                   const std::function<uint64_t(serv_packs *, ErrorText &)> &operation)
 {
     const Selector &selector = options.selector;
-    const Profile before = selector.fetch();
-    selector.check_files();
+    const Profile before = selector.fetch_to_edit();
     std::vector<ServicePackInput> inputs;
     if (!options.service_pack_file.empty()) {
         inputs = read_service_packs(options.service_pack_file);
@@ -66,14 +104,14 @@ void edit_profile(const EditOptions &options, const std::string &what,
     ErrorText error;
     const uint64_t rc = operation(packs.set(), error);
     if (rc != 0) {
-        Failure failure = failure_of(rc, "can't " + what + " the " + selector.describe(), error);
-        failure.details.emplace_back("see /install_repo/log/install.log");
-        throw failure;
+        throw edit_failure(rc, what, selector, *before, error);
     }
     if (dry_run.print()) {
         return;
     }
-    const std::vector<Change> changes = changes_between(*before, *selector.fetch_stored());
+    const Profile after = selector.fetch_stored();
+    const std::vector<Change> changes = changes_between(*before, *after);
     std::printf("%s the %s\n", changes.empty() ? "nothing changes in" : "changed", selector.describe().c_str());
     print_changes(changes);
+    tell_left_members(*before, *after);
 }

@@ -35,10 +35,12 @@ void add_service_pack(CLI::App &command)
                        return inst_ldpath_add_swprofile_sps(s.sdr.c_str(), s.is_local, s.state, s.vm_type,
                                                             reinterpret_cast<uint64_t>(packs));
                    });
-    add_subcommand(*pack, "remove", "Forget service packs, and unmark what no other one delivers",
-                   "remove service packs from", [](const Selector &s, serv_packs *packs) {
-                       return inst_ldpath_remove_swprofile_sps(s.sdr.c_str(), s.is_local, s.state, s.vm_type, packs);
-                   });
+    add_subcommand(
+        *pack, "remove",
+        "Forget service packs, and unmark what no other one delivers; what the last one delivered stays marked",
+        "remove service packs from", [](const Selector &s, serv_packs *packs) {
+            return inst_ldpath_remove_swprofile_sps(s.sdr.c_str(), s.is_local, s.state, s.vm_type, packs);
+        });
     pack->footer(
         "A package is marked when its name is part of the name of one of the RPMs; nothing is recorded when no\n"
         "package of the profile is. Only third-party and host-OS packages are unmarked.\n\n"

@@ -8,6 +8,7 @@ namespace
 
 void run(const Selector &selector)
 {
+    selector.check_file();
     uint8_t exists = 0;
     ErrorText error;
     const uint64_t rc = inst_ldpath_check_swprofile_exists(selector.sdr.c_str(), selector.is_local, selector.state,

@@ -1,5 +1,5 @@
 #include "commands.h"
-#include "dry_run.h"
+#include "edit.h"
 #include "names.h"
 #include "nodes.h"
 #include "selector.h"
@@ -27,22 +27,34 @@ bool has_image(const inst_sw_profile_loc &location, const std::string &image)
 void run(const Options &options)
 {
     const Selector &selector = options.selector;
-    const Profile before = selector.fetch();
-    selector.check_files();
+    const Profile before = selector.fetch_to_edit();
     const std::vector<const inst_sw_profile_loc *> locations = locations_of(*before);
-    if (!locations.empty() &&
-        std::none_of(locations.begin(), locations.end(),
-                     [&](const inst_sw_profile_loc *location) { return has_image(*location, options.image); })) {
-        throw Failure(FAILED, "no location profile of the " + selector.describe() + " has the image " + options.image,
-                      {"nodes can only join one that has it; see swprofile nodes"});
+    std::vector<inst_node_loc> nodes = options.nodes;
+    if (locations.empty() && options.version.empty()) {
+        throw Failure(USAGE, "no version given", {"there is no location profile yet; give --version for the new one"});
+    }
+    if (!locations.empty()) {
+        const auto joined = std::find_if(locations.begin(), locations.end(), [&](const inst_sw_profile_loc *location) {
+            return has_image(*location, options.image);
+        });
+        if (joined == locations.end()) {
+            throw Failure(FAILED,
+                          "no location profile of the " + selector.describe() + " has the image " + options.image,
+                          {"nodes can only join one that has it; see swprofile nodes"});
+        }
+        nodes = nodes_missing_in({*joined}, nodes);
+        if (nodes.empty()) {
+            std::printf("nothing changes in the %s: these nodes have it\n", selector.describe().c_str());
+            return;
+        }
     }
     const DryRun dry_run(options.is_dry_run, selector, *before);
-    const uint64_t rc = inst_ldpath_add_image_location(
-        selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, options.nodes.data(),
-        static_cast<uint32_t>(options.nodes.size()), options.image.c_str(),
-        options.version.empty() ? nullptr : options.version.c_str());
+    const uint64_t rc =
+        inst_ldpath_add_image_location(selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type,
+                                       nodes.data(), static_cast<uint32_t>(nodes.size()), options.image.c_str(),
+                                       options.version.empty() ? nullptr : options.version.c_str());
     if (rc != 0) {
-        throw failure_of(rc, "can't add " + options.image + " to the " + selector.describe(), ErrorText());
+        throw edit_failure(rc, "add " + options.image + " to", selector, *before, ErrorText());
     }
     if (dry_run.print()) {
         return;
@@ -64,11 +76,12 @@ void add_image_for_nodes(CLI::App &command)
 {
     const auto options = std::make_shared<Options>();
     CLI::App *const image = command.add_subcommand("image-for-nodes", "Add an image for some nodes");
-    image->add_option("image", options->image, "its name, or the beginning of one that is there")
+    image->add_option("IMAGE", options->image, "its name, or the beginning of one that is there")
         ->required()
         ->check(name_fault);
     add_node_option(*image, options->nodes)->required();
-    image->add_option("--version", options->version, "the version of a new location profile")->check(text_fault);
+    image->add_option("--version", options->version, "the version of a new location profile, where there is none yet")
+        ->check(text_fault);
     add_selector_options(*image, options->selector);
     add_dry_run_option(*image, options->is_dry_run);
     image->footer(

@@ -14,8 +14,12 @@ void describe_command(CLI::App &command)
 {
     command.set_version_flag("--version", "swprofile " SWP_VERSION);
     command.require_subcommand(1);
-    command.failure_message([](const CLI::App *, const CLI::Error &error) {
-        return std::string("swprofile: ") + error.what() + "\n  see swprofile --help\n";
+    command.failure_message([](const CLI::App *app, const CLI::Error &error) {
+        std::string name = "swprofile";
+        for (auto used = app->get_subcommands(); !used.empty(); used = used.front()->get_subcommands()) {
+            name += " " + used.front()->get_name();
+        }
+        return std::string("swprofile: ") + error.what() + "\n  see " + name + " --help\n";
     });
     command.footer("A profile is found by SDR, VM type, state and scope; the defaults are default-sdr, qx, active and\n"
                    "global.\n\n"

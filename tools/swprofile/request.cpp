@@ -10,6 +10,7 @@
 #include <iostream>
 #include <map>
 #include <optional>
+#include <set>
 
 namespace
 {
@@ -178,7 +179,8 @@ void read_input(const Value &value, CreateInput &input)
         {"vm_type", [&](const Value &v) { selector.vm_type = read_enumerator(v, parse_vm_type); }},
         {"state", [&](const Value &v) { selector.state = read_enumerator(v, parse_state); }},
         {"scope", [&](const Value &v) { selector.is_local = read_scope(v); }},
-        {"location_profiles", [](const Value &v) { v.refuse("can't be created with the profile"); }},
+        {"location_profiles",
+         [](const Value &v) { v.refuse("can't be created with the profile; leave them out, and use add-for-nodes"); }},
         {"path", ignore},
         {"encoded_bytes_at_creation", ignore},
         {"lv_name", [&](const Value &v) { input.lv_name = v.optional_text(name_fault); }},
@@ -203,9 +205,31 @@ Json read_json(const std::string &file)
         throw Failure(FAILED, "can't read the file " + shown(file.c_str()),
                       {opened ? "it is a directory" : std::strerror(errno)});
     }
-    Json json = Json::parse(stream, nullptr, false);
-    if (json.is_discarded()) {
-        throw Failure(INVALID_DATA, "the file can't be used", {shown(file.c_str()) + ": isn't JSON"});
+    // A key that is given twice would hide the first one's value.
+    std::vector<std::set<std::string>> keys;
+    std::string repeated;
+    const auto watch = [&](int, Json::parse_event_t event, Json &value) {
+        if (event == Json::parse_event_t::object_start) {
+            keys.emplace_back();
+        } else if (event == Json::parse_event_t::object_end) {
+            keys.pop_back();
+        } else if (event == Json::parse_event_t::key && !keys.back().insert(value.get<std::string>()).second) {
+            repeated = value.get<std::string>();
+        }
+        return true;
+    };
+    Json json;
+    try {
+        json = Json::parse(stream, watch);
+    } catch (const Json::parse_error &error) {
+        const std::string what = error.what();
+        const std::size_t at = what.find("at line");
+        throw Failure(INVALID_DATA, "the file can't be used",
+                      {shown(file.c_str()) + ": isn't JSON " + shown(what.substr(at == what.npos ? 0 : at).c_str())});
+    }
+    if (!repeated.empty()) {
+        throw Failure(INVALID_DATA, "the file can't be used",
+                      {shown(file.c_str()) + ": '" + shown(repeated.c_str()) + "' is given twice"});
     }
     return json;
 }
@@ -219,5 +243,17 @@ void read_request(const std::string &file, CreateInput &input)
 
 std::vector<ServicePackInput> read_service_packs(const std::string &file)
 {
-    return Value{read_json(file), file}.list(read_service_pack);
+    const Json json = read_json(file);
+    const Value value = {json, file};
+    if (json.is_object() && json.contains("service_packs")) {
+        value.refuse("must be a list, as its \"service_packs\" is");
+    }
+    std::vector<ServicePackInput> packs = value.list(read_service_pack);
+    std::set<std::string> names;
+    for (const ServicePackInput &pack : packs) {
+        if (!names.insert(pack.name).second) {
+            value.refuse("the service pack is given twice: " + pack.name);
+        }
+    }
+    return packs;
 }

@@ -33,8 +33,12 @@ bool is_meant(const std::string &text, const char *name, int64_t value)
 
 void check_regular(const fs::path &file)
 {
-    std::error_code ignored;
-    if (fs::exists(file, ignored) && !fs::is_regular_file(file, ignored)) {
+    std::error_code error;
+    const fs::file_status status = fs::symlink_status(file, error);
+    if (status.type() == fs::file_type::none) {
+        throw Failure(FAILED, "can't look for " + file.string(), {error.message()});
+    }
+    if (fs::exists(status) && !fs::is_regular_file(file, error)) {
         throw Failure(FAILED, "not a regular file: " + file.string());
     }
 }
@@ -46,8 +50,8 @@ CLI::Option *add_parsed(CLI::App &command, const std::string &flag, T &target,
     return command
         .add_option_function<std::string>(
             flag, [&target, parse_it](const std::string &text) { target = *parse_it(text); }, help)
-        ->check([parse_it](const std::string &text) {
-            return parse_it(text) ? std::string() : "'" + shown(text.c_str()) + "' isn't one";
+        ->check([parse_it, help](const std::string &text) {
+            return parse_it(text) ? std::string() : "'" + shown(text.c_str()) + "' isn't one; " + help;
         });
 }
 
@@ -145,6 +149,40 @@ void Selector::check_files() const
 {
     for (const fs::path &file : files()) {
         check_regular(file);
+    }
+}
+
+std::string Selector::sdr_fault(const inst_sw_profile_sdr_ext &profile) const
+{
+    const char *const key = profile.sdr_sw_profile.sdr_key;
+    if (!is_qx_based(vm_type) || (key != nullptr && key == sdr)) {
+        return "";
+    }
+    return key == nullptr ? "names no SDR" : "names another SDR: " + shown(key);
+}
+
+Profile Selector::fetch_to_edit() const
+{
+    Profile profile = fetch();
+    const std::string fault = sdr_fault(*profile);
+    if (!fault.empty()) {
+        throw Failure(
+            INVALID_DATA, "the " + describe() + " " + fault,
+            {"an edit would be stored there", "create it anew, with 'show --json' and 'create --from --replace'"});
+    }
+    check_files();
+    return profile;
+}
+
+void Selector::tell_loss(Failure &failure) const
+{
+    try {
+        static_cast<void>(fetch());
+    } catch (const Failure &now) {
+        if (now.exit_code == NO_PROFILE || now.exit_code == INVALID_DATA) {
+            failure.details.push_back("the profile that was there is lost: " + path());
+            failure.details.emplace_back("copy it back from another state, or create it anew");
+        }
     }
 }
 

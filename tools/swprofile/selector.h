@@ -42,6 +42,15 @@ struct Selector {
     // Failure.
     void check_files() const;
 
+    // Fetches a profile that is to be edited. One that names another SDR, where the edit would be stored, is a Failure.
+    Profile fetch_to_edit() const;
+
+    // What a record says of its SDR that isn't so, or "".
+    std::string sdr_fault(const inst_sw_profile_sdr_ext &profile) const;
+
+    // After a failed store: tells when the profile that was there is lost.
+    void tell_loss(Failure &failure) const;
+
     // Fetches the profile that has just been stored. Success may have been told of one that isn't there.
     Profile fetch_stored() const;
 };

@@ -267,8 +267,8 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
  * package rules an architecture is taken off the name before. With a package, the service packs of sp_list, which may
  * be null, leave both lists of the body, and their packages are unmarked as by inst_ldpath_untag_sp_pkg_in_swp().
  * Details get the order of the names; without any name left, both lists are absent. BEWARE: a body with names, but
- * without details, keeps its names. With a base RPM all of this stays. Results: 0, also when the name isn't there, with
- * nothing stored; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading the profile, of
+ * without details, keeps all of them when some remain. With a base RPM all of this stays. Results: 0, also when the
+ * name isn't there, with nothing stored; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading the profile, of
  * instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On disk: as above.
  */
 uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
