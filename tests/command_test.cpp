@@ -238,6 +238,17 @@ TEST_F(CommandTest, Edits)
     fs::remove_all(fs::path(other).parent_path());
     const Ran half = run("add-host b-host-1-1 x --new-format --state prepared");
     EXPECT_NE(half.err.find("done all the same: + package b-host-1-1"), std::string::npos) << half.err;
+    const std::string whole = read_file(active_bin);
+    std::string many = "big-1-1";
+    for (int i = 0; i < 500; ++i) {
+        many += " --rpm a-file-of-twenty-" + std::to_string(i);
+    }
+    const int status =
+        std::system(("trap '' XFSZ; ulimit -f 12; " SWPROFILE " add " + many + " >/tmp/out 2>/tmp/err").c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 1); // its file would be larger than 6 KiB, and is removed
+    EXPECT_NE(read_file("/tmp/err").find("the profile was lost, and has been stored again as it was"),
+              std::string::npos);
+    EXPECT_EQ(read_file(active_bin), whole);
     EXPECT_EQ(run("remove z").out, "nothing changes in the active QX profile of default-sdr (global)\n");
     EXPECT_EQ(run("remove z --dry-run").out, "would store nothing\n");
     EXPECT_EQ(run("add x-host-1-1 --dry-run").out,

@@ -181,7 +181,7 @@ void run(Options &options)
         selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, nodes.data(),
         static_cast<uint32_t>(nodes.size()), options.package.c_str(), 0, options.type, packs.source());
     if (rc != 0) {
-        throw edit_failure(rc, "add " + options.package + " to", selector, *before, ErrorText());
+        throw edit_failure(rc, "add " + options.package + " to", selector, before, ErrorText());
     }
     if (dry_run.print()) {
         return;

@@ -74,16 +74,22 @@ CLI::Option *add_service_packs_option(CLI::App &command, std::string &file)
         ->needs("--new-format");
 }
 
-Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selector,
-                     const inst_sw_profile_sdr_ext &before, const ErrorText &error)
+Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selector, const Profile &before,
+                     const ErrorText &error)
 {
     Failure failure = failure_of(rc, "can't " + what + " the " + selector.describe(), error);
+    if (selector.is_lost() &&
+        inst_ldpath_store_sdr_swprofile(before.get(), selector.is_local, selector.state, nullptr, selector.vm_type,
+                                        nullptr) == 0 &&
+        !selector.is_lost()) {
+        failure.details.emplace_back("the profile was lost, and has been stored again as it was");
+    }
+    selector.tell_loss(failure);
     try {
-        for (const Change &change : changes_between(before, *selector.fetch())) {
+        for (const Change &change : changes_between(*before, *selector.fetch())) {
             failure.details.push_back("done all the same: " + text_of(change));
         }
-    } catch (const Failure &) {
-        selector.tell_loss(failure);
+    } catch (const Failure &) { // it is lost, or can't be read any more
     }
     failure.details.emplace_back("see /install_repo/log/install.log");
     return failure;
@@ -104,7 +110,7 @@ void edit_profile(const EditOptions &options, const std::string &what,
     ErrorText error;
     const uint64_t rc = operation(packs.set(), error);
     if (rc != 0) {
-        throw edit_failure(rc, what, selector, *before, error);
+        throw edit_failure(rc, what, selector, before, error);
     }
     if (dry_run.print()) {
         return;

@@ -19,9 +19,10 @@ void add_package_type_option(CLI::App &command, uint32_t &type);
 // To be given after --new-format.
 CLI::Option *add_service_packs_option(CLI::App &command, std::string &file);
 
-// What a failed edit comes to. `what` can't be done to the profile; what has been done all the same is told.
-Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selector,
-                     const inst_sw_profile_sdr_ext &before, const ErrorText &error);
+// What a failed edit comes to. `what` can't be done to the profile; what has been done all the same is told. A profile
+// that a failed store has removed is stored again as it was before.
+Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selector, const Profile &before,
+                     const ErrorText &error);
 
 // Fetches the profile, calls the operation with the service packs of the file, null for none, and tells what has
 // changed or, in a dry run, would change. `what` is what can't be done when it fails.

@@ -54,7 +54,7 @@ void run(const Options &options)
                                        nodes.data(), static_cast<uint32_t>(nodes.size()), options.image.c_str(),
                                        options.version.empty() ? nullptr : options.version.c_str());
     if (rc != 0) {
-        throw edit_failure(rc, "add " + options.image + " to", selector, *before, ErrorText());
+        throw edit_failure(rc, "add " + options.image + " to", selector, before, ErrorText());
     }
     if (dry_run.print()) {
         return;

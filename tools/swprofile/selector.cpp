@@ -174,15 +174,21 @@ Profile Selector::fetch_to_edit() const
     return profile;
 }
 
-void Selector::tell_loss(Failure &failure) const
+bool Selector::is_lost() const
 {
     try {
         static_cast<void>(fetch());
-    } catch (const Failure &now) {
-        if (now.exit_code == NO_PROFILE || now.exit_code == INVALID_DATA) {
-            failure.details.push_back("the profile that was there is lost: " + path());
-            failure.details.emplace_back("copy it back from another state, or create it anew");
-        }
+        return false;
+    } catch (const Failure &failure) {
+        return failure.exit_code == NO_PROFILE || failure.exit_code == INVALID_DATA;
+    }
+}
+
+void Selector::tell_loss(Failure &failure) const
+{
+    if (is_lost()) {
+        failure.details.push_back("the profile that was there is lost: " + path());
+        failure.details.emplace_back("copy it back from another state, or create it anew");
     }
 }
 

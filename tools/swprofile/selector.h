@@ -48,7 +48,8 @@ struct Selector {
     // What a record says of its SDR that isn't so, or "".
     std::string sdr_fault(const inst_sw_profile_sdr_ext &profile) const;
 
-    // After a failed store: tells when the profile that was there is lost.
+    // After a failed store: is a profile that was there gone? If so, tells.
+    bool is_lost() const;
     void tell_loss(Failure &failure) const;
 
     // Fetches the profile that has just been stored. Success may have been told of one that isn't there.
