@@ -273,7 +273,7 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
     write_file("/tmp/typed.json", R"({"vm_type": ["qx"]})");
     write_file("/tmp/twice.json", R"({"image": {"name": "x"}, "image": {"name": "y"}})");
     write_file("/tmp/packs.json", R"([{"name": "SP1"}, {"name": "SP1"}])");
-    write_file("/install_repo/gl/verdalis/a-1-10.tar", "");
+    write_file("/install_repo/gl/verdalis/a-1-1.2.tar", "");
     write_file("/tmp/names.json", R"({"service_packs": [{"name": "SP1"}], "service_pack_names": ["SP1", "SP2"]})");
     fs::create_directories("/install_repo/gl/instdb/sdr/dangling");
     fs::create_symlink("/no/such/file", "/install_repo/gl/instdb/sdr/dangling/qx-swprofile-active.bin");
@@ -316,6 +316,7 @@ TEST_F(CommandTest, BadInputIsRefusedWithItsExitCode)
         {"add-for-nodes a-1-1 --all-nodes --type smu", 1, "another package's would be taken"},
         {"add-for-nodes b-1-1 --all-nodes --type smu", 1, "no file /install_repo/gl/verdalis/b-1-1*"},
         {"create --state 3 --from /tmp/twice.json", 4, "'image' is given twice"},
+        {"service-pack add ''", 2, "no file given"},
         {"service-pack add /tmp/packs.json", 4, "the service pack is given twice: SP1"},
         {"exists --vm uvf --state prepared", 1, "not a regular file"},
         {"add-for-nodes a-1-1 --all-nodes --state 3", 3, "there is no prepared"},

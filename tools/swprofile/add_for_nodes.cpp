@@ -31,34 +31,46 @@ struct Options {
     std::string service_pack_file;
 };
 
+// NAME, NAME.tar, NAME.x86_64.rpm; but NAME0.tar, NAME.2.tar and NAME-x.tar are other packages'.
+bool is_bundle_of(const std::string &package, const std::string &file)
+{
+    const std::string rest = file.substr(package.size());
+    return rest.empty() ||
+           (rest.size() > 1 && rest[0] == '.' && std::isalpha(static_cast<unsigned char>(rest[1])) != 0);
+}
+
 // There must be a bundle to unpack, and a place to unpack it. The library takes the first file whose name begins with
 // the package's, be it another package's.
 void prepare_bundle(const Options &options)
 {
     setenv("LC_ALL", "C", 1); // the order in which it lists them
     const std::string directory = repository::PACKAGES_DIRECTORY;
-    const std::string &package = options.package;
     std::set<std::string> files;
     std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(directory, error)) {
-        const std::string name = entry.path().filename();
-        if (name.starts_with(package)) {
+    const fs::directory_iterator end;
+    for (fs::directory_iterator at(directory, error); !error && at != end; at.increment(error)) {
+        std::error_code ignored;
+        const std::string name = at->path().filename();
+        if (name.starts_with(options.package) && !at->is_directory(ignored)) {
             files.insert(name);
         }
     }
     if (files.empty()) {
-        throw Failure(FAILED, "there is no bundle for " + package, {"no file " + directory + package + "*"});
+        throw Failure(FAILED, "there is no bundle for " + options.package,
+                      {"no file " + directory + options.package + "*"});
     }
-    const std::string &taken = *files.begin();
-    if (taken.size() > package.size() && std::isalnum(static_cast<unsigned char>(taken[package.size()])) != 0) {
-        throw Failure(FAILED, "there is no bundle for " + package,
-                      {"another package's would be taken: " + directory + shown(taken.c_str())});
+    const std::string taken = shown(files.begin()->c_str());
+    if (!is_bundle_of(options.package, *files.begin())) {
+        throw Failure(FAILED, "can't find the bundle of " + options.package,
+                      {"another package's would be taken: " + directory + taken});
     }
     if (files.size() > 1) {
-        std::fprintf(stderr, "swprofile: note: of several bundles this one is taken: %s\n",
-                     shown(taken.c_str()).c_str());
+        std::fprintf(stderr, "swprofile: note: of several bundles this one is taken: %s\n", taken.c_str());
     }
-    fs::create_directories(repository::WORK_AREA);
+    fs::create_directories(repository::WORK_AREA, error);
+    if (error) {
+        throw Failure(FAILED, std::string("can't make ") + repository::WORK_AREA, {error.message()});
+    }
 }
 
 std::set<std::string> packages_of(const inst_sw_profile_info &body)
@@ -159,20 +171,23 @@ void run(Options &options)
         throw Failure(USAGE, "for which nodes?", {"give --node once a node, or --all-nodes"});
     }
     const Profile before = selector.fetch_to_edit();
-    std::vector<inst_node_loc> nodes = options.nodes;
-    if (const auto joined = locations_with(options.package, before); !options.is_for_all && !joined.empty()) {
-        nodes = nodes_missing_in({joined.front()}, nodes);
-        if (nodes.empty()) {
-            std::printf("nothing changes in the %s: these nodes have it\n", selector.describe().c_str());
-            return;
-        }
-    }
     std::vector<ServicePackInput> inputs;
     if (!options.service_pack_file.empty()) {
         inputs = read_service_packs(options.service_pack_file);
     }
     if (comes_as_bundle(options.type, options.is_new_format)) {
         prepare_bundle(options);
+    }
+    // Nodes that have it already would be listed twice; it is left to the library when others might get it.
+    std::vector<inst_node_loc> nodes = options.nodes;
+    const auto locations = locations_of(*before);
+    const auto joined = locations_with(options.package, before);
+    if (!options.is_for_all && !joined.empty() && joined.front() == locations.front()) {
+        nodes = nodes_missing_in({joined.front()}, nodes);
+        if (nodes.empty()) {
+            std::printf("nothing changes in the %s: these nodes have it\n", selector.describe().c_str());
+            return;
+        }
     }
     ServicePackSet packs(inputs);
     const DryRun dry_run(options.is_dry_run, selector, *before);
@@ -186,7 +201,7 @@ void run(Options &options)
     if (dry_run.print()) {
         return;
     }
-    const Profile after = selector.fetch_stored();
+    const Profile after = fetch_edited(selector, before);
     if (options.is_for_all) {
         tell_all_nodes(options, before, after);
     } else {

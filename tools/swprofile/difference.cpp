@@ -200,12 +200,8 @@ std::vector<Change> changes_between(const Ext &from, const Ext &to)
                            location.compare_bodies(a.sw_profile, b.sw_profile);
                            return order_of<AllBut<&inst_sw_profile_loc::sw_profile>>(a, b) != 0 ? "other fields" : "";
                        });
-    const std::vector<Change> locations(changes);
-    for (const inst_sw_profile_loc &location : elements_of<&Sdr::loc_profiles>(current)) {
-        if (std::any_of(locations.begin(), locations.end(), [&](const Change &change) {
-                return change.kind == Change::Added && change.what == "location profile" &&
-                       change.name == key_of(location);
-            })) {
+    if (elements_of<&Sdr::loc_profiles>(old).empty()) { // what the first ones hold
+        for (const inst_sw_profile_loc &location : elements_of<&Sdr::loc_profiles>(current)) {
             Collector{changes, key_of(location)}.compare_bodies({}, location.sw_profile);
         }
     }

@@ -9,6 +9,7 @@ namespace
 {
 
 DryRun *current = nullptr;
+bool is_stored = false;
 
 } // namespace
 
@@ -43,6 +44,11 @@ bool DryRun::print() const
     return true;
 }
 
+bool has_stored()
+{
+    return is_stored;
+}
+
 void add_dry_run_option(CLI::App &command, bool &is_dry_run)
 {
     command.add_flag("--dry-run", is_dry_run, "only tell what would change");
@@ -57,6 +63,7 @@ extern "C" uint64_t inst_ldpath_store_sdr_swprofile(inst_sw_profile_sdr_ext *pro
         current->take(*profile);
         return 0;
     }
+    is_stored = true;
     const auto store = reinterpret_cast<decltype(&inst_ldpath_store_sdr_swprofile)>(
         dlsym(RTLD_NEXT, "inst_ldpath_store_sdr_swprofile"));
     return store(profile, is_local, part_type, part_short_name, vm_type, error_message_out);

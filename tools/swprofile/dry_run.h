@@ -25,5 +25,8 @@ private:
     std::vector<std::vector<Change>> stores;
 };
 
+// Has the library stored a profile, or tried to?
+bool has_stored();
+
 // Adds the option --dry-run.
 void add_dry_run_option(CLI::App &command, bool &is_dry_run);

@@ -46,7 +46,28 @@ void tell_left_members(const inst_sw_profile_sdr_ext &before, const inst_sw_prof
     }
 }
 
+// A failed store may have removed the profile that was there.
+void store_again(Failure &failure, const Selector &selector, const Profile &before)
+{
+    if (has_stored() && selector.is_lost()) {
+        const uint64_t rc = inst_ldpath_store_sdr_swprofile(before.get(), selector.is_local, selector.state, nullptr,
+                                                            selector.vm_type, nullptr);
+        if (!selector.is_lost()) {
+            failure.details.emplace_back("the profile was lost, and has been stored again as it was");
+        }
+        if (rc != 0) {
+            failure.details.emplace_back("its twin or its flat copies may not be as they should: see swprofile check");
+        }
+    }
+    selector.tell_loss(failure);
+}
+
 } // namespace
+
+std::string file_fault(const std::string &file)
+{
+    return file.empty() ? "no file given" : "";
+}
 
 void add_new_format_option(CLI::App &command, bool &is_new_format)
 {
@@ -71,6 +92,7 @@ CLI::Option *add_service_packs_option(CLI::App &command, std::string &file)
     return command
         .add_option("--service-packs", file,
                     "a JSON file of service packs: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1\"]}]")
+        ->check(file_fault)
         ->needs("--new-format");
 }
 
@@ -78,13 +100,7 @@ Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selec
                      const ErrorText &error)
 {
     Failure failure = failure_of(rc, "can't " + what + " the " + selector.describe(), error);
-    if (selector.is_lost() &&
-        inst_ldpath_store_sdr_swprofile(before.get(), selector.is_local, selector.state, nullptr, selector.vm_type,
-                                        nullptr) == 0 &&
-        !selector.is_lost()) {
-        failure.details.emplace_back("the profile was lost, and has been stored again as it was");
-    }
-    selector.tell_loss(failure);
+    store_again(failure, selector, before);
     try {
         for (const Change &change : changes_between(*before, *selector.fetch())) {
             failure.details.push_back("done all the same: " + text_of(change));
@@ -93,6 +109,16 @@ Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selec
     }
     failure.details.emplace_back("see /install_repo/log/install.log");
     return failure;
+}
+
+Profile fetch_edited(const Selector &selector, const Profile &before)
+{
+    try {
+        return selector.fetch_stored();
+    } catch (Failure &failure) {
+        store_again(failure, selector, before);
+        throw;
+    }
 }
 
 void edit_profile(const EditOptions &options, const std::string &what,
@@ -115,7 +141,7 @@ void edit_profile(const EditOptions &options, const std::string &what,
     if (dry_run.print()) {
         return;
     }
-    const Profile after = selector.fetch_stored();
+    const Profile after = fetch_edited(selector, before);
     const std::vector<Change> changes = changes_between(*before, *after);
     std::printf("%s the %s\n", changes.empty() ? "nothing changes in" : "changed", selector.describe().c_str());
     print_changes(changes);

@@ -13,6 +13,9 @@ struct EditOptions {
     std::string service_pack_file;
 };
 
+// What is wrong with the path of a file that is to be read, or "".
+std::string file_fault(const std::string &file);
+
 void add_new_format_option(CLI::App &command, bool &is_new_format);
 void add_package_type_option(CLI::App &command, uint32_t &type);
 
@@ -23,6 +26,9 @@ CLI::Option *add_service_packs_option(CLI::App &command, std::string &file);
 // that a failed store has removed is stored again as it was before.
 Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selector, const Profile &before,
                      const ErrorText &error);
+
+// Fetches the profile after an edit that succeeded. One that isn't there all the same is a Failure, as above.
+Profile fetch_edited(const Selector &selector, const Profile &before);
 
 // Fetches the profile, calls the operation with the service packs of the file, null for none, and tells what has
 // changed or, in a dry run, would change. `what` is what can't be done when it fails.

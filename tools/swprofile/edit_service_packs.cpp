@@ -14,7 +14,8 @@ void add_subcommand(CLI::App &command, const char *name, const char *help, const
     subcommand
         ->add_option("FILE", options->service_pack_file,
                      "JSON: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1.x86_64.rpm\"]}]")
-        ->required();
+        ->required()
+        ->check(file_fault);
     add_selector_options(*subcommand, options->selector);
     add_dry_run_option(*subcommand, options->is_dry_run);
     subcommand->footer(std::string("Example:\n  swprofile service-pack ") + name + " packs.json --dry-run");

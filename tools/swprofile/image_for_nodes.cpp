@@ -59,7 +59,7 @@ void run(const Options &options)
     if (dry_run.print()) {
         return;
     }
-    const Profile after = selector.fetch_stored();
+    const Profile after = fetch_edited(selector, before);
     for (const inst_sw_profile_loc *const location : locations_of(*after)) {
         if (has_image(*location, options.image) && nodes_missing_in({location}, options.nodes).empty()) {
             std::printf("%s is now in the %s, for\n  %s\n", shown(location->sw_profile.image.name).c_str(),

@@ -221,7 +221,7 @@ Json read_json(const std::string &file)
     Json json;
     try {
         json = Json::parse(stream, watch);
-    } catch (const Json::parse_error &error) {
+    } catch (const Json::exception &error) {
         const std::string what = error.what();
         const std::size_t at = what.find("at line");
         throw Failure(INVALID_DATA, "the file can't be used",

@@ -166,9 +166,9 @@ Profile Selector::fetch_to_edit() const
     Profile profile = fetch();
     const std::string fault = sdr_fault(*profile);
     if (!fault.empty()) {
-        throw Failure(
-            INVALID_DATA, "the " + describe() + " " + fault,
-            {"an edit would be stored there", "create it anew, with 'show --json' and 'create --from --replace'"});
+        throw Failure(INVALID_DATA, "the " + describe() + " " + fault,
+                      {"an edit would be stored there",
+                       "create it anew: 'show --json', then 'create --from FILE --replace --sdr " + sdr + "'"});
     }
     check_files();
     return profile;
