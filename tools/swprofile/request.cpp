@@ -223,9 +223,10 @@ Json read_json(const std::string &file)
         json = Json::parse(stream, watch);
     } catch (const Json::exception &error) {
         const std::string what = error.what();
-        const std::size_t at = what.find("at line");
+        const std::size_t line = what.find("at line"); // before it stand the parser's own names
+        const std::size_t at = line == what.npos ? what.find("] ") + 2 : line;
         throw Failure(INVALID_DATA, "the file can't be used",
-                      {shown(file.c_str()) + ": isn't JSON " + shown(what.substr(at == what.npos ? 0 : at).c_str())});
+                      {shown(file.c_str()) + ": isn't JSON: " + shown(what.substr(at).c_str())});
     }
     if (!repeated.empty()) {
         throw Failure(INVALID_DATA, "the file can't be used",
