@@ -5,30 +5,36 @@
 namespace
 {
 
-using InterposedTest = RepositoryTest;
+class InterposedTest : public RepositoryTest
+{
+protected:
+    // Tells a call during which one function hands out nothing.
+    void tell_losing(bool &what, const std::string &title, const std::function<uint64_t(char **)> &call)
+    {
+        tell(title, [&](char **text) {
+            what = true;
+            return call(text);
+        });
+    }
+};
 
 TEST_F(InterposedTest, NoPath)
 {
     given_active_profile();
-    const auto lose_path = [this](const std::string &title, const std::function<uint64_t(char **)> &call) {
-        tell(title, [&](char **text) {
-            hooks::loses_path = true;
-            return call(text);
-        });
-    };
     Fetched profile = {new_full_profile()};
     uint8_t exists = 7;
-    lose_path("store", [&](char **text) { return store(profile.ptr, text); });
-    lose_path("fetch", [&](char **text) {
+    tell_losing(hooks::loses_path, "store", [&](char **text) { return store(profile.ptr, text); });
+    tell_losing(hooks::loses_path, "fetch", [&](char **text) {
         Fetched fetched;
         return fetch(fetched, text);
     });
-    lose_path("exists", [&](char **text) {
+    tell_losing(hooks::loses_path, "exists", [&](char **text) {
         return inst_ldpath_check_swprofile_exists("s", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &exists, text);
     });
     EXPECT_EQ(exists, 7);
-    lose_path("promote", [](char **text) { return inst_ldpath_swp_move_prep_to_act("s", 0, VERD_VM_QX, text); });
-    lose_path("copy", [](char **text) {
+    tell_losing(hooks::loses_path, "promote",
+                [](char **text) { return inst_ldpath_swp_move_prep_to_act("s", 0, VERD_VM_QX, text); });
+    tell_losing(hooks::loses_path, "copy", [](char **text) {
         return inst_ldpath_swp_copy("s", 0, VERD_VM_QX, VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, text);
     });
 }
@@ -36,17 +42,11 @@ TEST_F(InterposedTest, NoPath)
 TEST_F(InterposedTest, NoProfile)
 {
     given_active_profile();
-    const auto lose_profile = [this](const std::string &title, const std::function<uint64_t(char **)> &call) {
-        tell(title, [&](char **text) {
-            hooks::loses_profile = true;
-            return call(text);
-        });
-    };
     uint8_t is_found = 7;
-    lose_profile("has", [&](char **) {
+    tell_losing(hooks::loses_profile, "has", [&](char **) {
         return inst_swp_is_pkg_present("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "alpha-1.0-r1", &is_found);
     });
-    lose_profile("RPMs", [&](char **text) {
+    tell_losing(hooks::loses_profile, "RPMs", [&](char **text) {
         return inst_swp_get_package_rpms("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "alpha-1.0-r1", &is_found,
                                          nullptr, nullptr, text);
     });

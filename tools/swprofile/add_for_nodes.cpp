@@ -1,5 +1,4 @@
 #include "commands.h"
-#include "dry_run.h"
 #include "edit.h"
 #include "frame/enumerations.h"
 #include "location/repository.h"
@@ -190,18 +189,16 @@ void run(Options &options)
         }
     }
     ServicePackSet packs(inputs);
-    const DryRun dry_run(options.is_dry_run, selector, *before);
     g_inst_pkg_fmt_info.is_new_format = options.is_new_format ? 1 : 0;
-    const uint64_t rc = inst_ldpath_add_pkg_location(
-        selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, nodes.data(),
-        static_cast<uint32_t>(nodes.size()), options.package.c_str(), 0, options.type, packs.source());
-    if (rc != 0) {
-        throw edit_failure(rc, "add " + options.package + " to", selector, before, ErrorText());
-    }
-    if (dry_run.print()) {
+    const Profile after =
+        run_edit(selector, options.is_dry_run, before, "add " + options.package + " to", [&](ErrorText &) {
+            return inst_ldpath_add_pkg_location(selector.sdr.c_str(), selector.is_local, selector.state,
+                                                selector.vm_type, nodes.data(), static_cast<uint32_t>(nodes.size()),
+                                                options.package.c_str(), 0, options.type, packs.source());
+        });
+    if (after == nullptr) {
         return;
     }
-    const Profile after = fetch_edited(selector, before);
     if (options.is_for_all) {
         tell_all_nodes(options, before, after);
     } else {

@@ -54,12 +54,39 @@ void store_again(Failure &failure, const Selector &selector, const Profile &befo
                                                             selector.vm_type, nullptr);
         if (!selector.is_lost()) {
             failure.details.emplace_back("the profile was lost, and has been stored again as it was");
-        }
-        if (rc != 0) {
-            failure.details.emplace_back("its twin or its flat copies may not be as they should: see swprofile check");
+            if (rc != 0) {
+                failure.details.emplace_back("but for its twin or its flat copies: see swprofile check");
+            }
         }
     }
     selector.tell_loss(failure);
+}
+
+// What has been done all the same is told.
+Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selector, const Profile &before,
+                     const ErrorText &error)
+{
+    Failure failure = failure_of(rc, "can't " + what + " the " + selector.describe(), error);
+    store_again(failure, selector, before);
+    try {
+        for (const Change &change : changes_between(*before, *selector.fetch())) {
+            failure.details.push_back("done all the same: " + text_of(change));
+        }
+    } catch (const Failure &) { // it is lost, or can't be read any more
+    }
+    failure.details.emplace_back("see /install_repo/log/install.log");
+    return failure;
+}
+
+// Success may have been told of a profile that isn't there.
+Profile fetch_edited(const Selector &selector, const Profile &before)
+{
+    try {
+        return selector.fetch_stored();
+    } catch (Failure &failure) {
+        store_again(failure, selector, before);
+        throw;
+    }
 }
 
 } // namespace
@@ -96,29 +123,16 @@ CLI::Option *add_service_packs_option(CLI::App &command, std::string &file)
         ->needs("--new-format");
 }
 
-Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selector, const Profile &before,
-                     const ErrorText &error)
+Profile run_edit(const Selector &selector, bool is_dry_run, const Profile &before, const std::string &what,
+                 const std::function<uint64_t(ErrorText &)> &operation)
 {
-    Failure failure = failure_of(rc, "can't " + what + " the " + selector.describe(), error);
-    store_again(failure, selector, before);
-    try {
-        for (const Change &change : changes_between(*before, *selector.fetch())) {
-            failure.details.push_back("done all the same: " + text_of(change));
-        }
-    } catch (const Failure &) { // it is lost, or can't be read any more
+    const DryRun dry_run(is_dry_run, selector, *before);
+    ErrorText error;
+    const uint64_t rc = operation(error);
+    if (rc != 0) {
+        throw edit_failure(rc, what, selector, before, error);
     }
-    failure.details.emplace_back("see /install_repo/log/install.log");
-    return failure;
-}
-
-Profile fetch_edited(const Selector &selector, const Profile &before)
-{
-    try {
-        return selector.fetch_stored();
-    } catch (Failure &failure) {
-        store_again(failure, selector, before);
-        throw;
-    }
+    return dry_run.print() ? nullptr : fetch_edited(selector, before);
 }
 
 void edit_profile(const EditOptions &options, const std::string &what,
@@ -132,16 +146,11 @@ void edit_profile(const EditOptions &options, const std::string &what,
     }
     ServicePackSet packs(inputs);
     g_inst_pkg_fmt_info.is_new_format = options.is_new_format ? 1 : 0;
-    const DryRun dry_run(options.is_dry_run, selector, *before);
-    ErrorText error;
-    const uint64_t rc = operation(packs.set(), error);
-    if (rc != 0) {
-        throw edit_failure(rc, what, selector, before, error);
-    }
-    if (dry_run.print()) {
+    const Profile after = run_edit(selector, options.is_dry_run, before, what,
+                                   [&](ErrorText &error) { return operation(packs.set(), error); });
+    if (after == nullptr) {
         return;
     }
-    const Profile after = fetch_edited(selector, before);
     const std::vector<Change> changes = changes_between(*before, *after);
     std::printf("%s the %s\n", changes.empty() ? "nothing changes in" : "changed", selector.describe().c_str());
     print_changes(changes);

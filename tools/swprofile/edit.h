@@ -22,13 +22,11 @@ void add_package_type_option(CLI::App &command, uint32_t &type);
 // To be given after --new-format.
 CLI::Option *add_service_packs_option(CLI::App &command, std::string &file);
 
-// What a failed edit comes to. `what` can't be done to the profile; what has been done all the same is told. A profile
-// that a failed store has removed is stored again as it was before.
-Failure edit_failure(uint64_t rc, const std::string &what, const Selector &selector, const Profile &before,
-                     const ErrorText &error);
-
-// Fetches the profile after an edit that succeeded. One that isn't there all the same is a Failure, as above.
-Profile fetch_edited(const Selector &selector, const Profile &before);
+// Calls the operation and returns the profile as it is then; in a dry run, tells what it would have changed, and
+// returns null. A failure tells what has been done all the same, and a profile that a failed store has removed is
+// stored again as it was before. `what` is what can't be done then, as in "add x to".
+Profile run_edit(const Selector &selector, bool is_dry_run, const Profile &before, const std::string &what,
+                 const std::function<uint64_t(ErrorText &)> &operation);
 
 // Fetches the profile, calls the operation with the service packs of the file, null for none, and tells what has
 // changed or, in a dry run, would change. `what` is what can't be done when it fails.

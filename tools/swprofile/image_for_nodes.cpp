@@ -48,18 +48,16 @@ void run(const Options &options)
             return;
         }
     }
-    const DryRun dry_run(options.is_dry_run, selector, *before);
-    const uint64_t rc =
-        inst_ldpath_add_image_location(selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type,
-                                       nodes.data(), static_cast<uint32_t>(nodes.size()), options.image.c_str(),
-                                       options.version.empty() ? nullptr : options.version.c_str());
-    if (rc != 0) {
-        throw edit_failure(rc, "add " + options.image + " to", selector, before, ErrorText());
-    }
-    if (dry_run.print()) {
+    const Profile after =
+        run_edit(selector, options.is_dry_run, before, "add " + options.image + " to", [&](ErrorText &) {
+            return inst_ldpath_add_image_location(selector.sdr.c_str(), selector.is_local, selector.state,
+                                                  selector.vm_type, nodes.data(), static_cast<uint32_t>(nodes.size()),
+                                                  options.image.c_str(),
+                                                  options.version.empty() ? nullptr : options.version.c_str());
+        });
+    if (after == nullptr) {
         return;
     }
-    const Profile after = fetch_edited(selector, before);
     for (const inst_sw_profile_loc *const location : locations_of(*after)) {
         if (has_image(*location, options.image) && nodes_missing_in({location}, options.nodes).empty()) {
             std::printf("%s is now in the %s, for\n  %s\n", shown(location->sw_profile.image.name).c_str(),
