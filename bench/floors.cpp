@@ -1,10 +1,12 @@
 #include "floors.h"
 
 #include "instcomm.h"
+#include "sample_profile.h"
 #include "zeld/wire.h"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -16,31 +18,48 @@ namespace bench
 namespace
 {
 
-void add_block(Blocks &plan, std::size_t size, const char *text)
-{
-    plan.blocks.push_back({size, text});
-}
+struct Writer {
+    uint8_t *at;
 
-void add_text(Blocks &plan, const char *text)
-{
-    if (text != nullptr) {
-        plan.release_order.push_back(static_cast<uint32_t>(plan.blocks.size()));
-        add_block(plan, std::strlen(text) + 1, text);
+    void put(const char *text)
+    {
+        const std::size_t length = std::strlen(text);
+        std::memcpy(at, text, length);
+        at += length;
     }
-}
 
-void add_package(Blocks &plan, const inst_swp_package &package)
+    template <class T> void put_number(T value)
+    {
+        std::memcpy(at, &value, sizeof value);
+        at += sizeof value;
+    }
+};
+
+struct Reader {
+    const uint8_t *at;
+    const uint32_t *size;
+
+    char *text()
+    {
+        const std::size_t length = *size++;
+        auto *const copy = static_cast<char *>(std::malloc(length + 1));
+        std::memcpy(copy, at, length);
+        copy[length] = '\0';
+        at += length;
+        return copy;
+    }
+
+    template <class T> void get_number(T &value)
+    {
+        std::memcpy(&value, at, sizeof value);
+        at += sizeof value;
+    }
+};
+
+char *copy_of(const char *text)
 {
-    add_text(plan, package.name);
-    if (package.files_count == 0) {
-        return;
-    }
-    const auto array = static_cast<uint32_t>(plan.blocks.size());
-    add_block(plan, package.files_count * sizeof(char *), nullptr);
-    for (uint32_t i = 0; i < package.files_count; ++i) {
-        add_text(plan, package.files[i]);
-    }
-    plan.release_order.push_back(array); // an array is freed after its elements
+    const std::size_t size = std::strlen(text) + 1;
+    return static_cast<char *>(std::memcpy(std::malloc(size), text, size));
 }
 
 void write_file(const char *path, const void *bytes, std::size_t size)
@@ -52,86 +71,109 @@ void write_file(const char *path, const void *bytes, std::size_t size)
 
 } // namespace
 
-Blocks blocks_of_packages(const inst_sw_profile_sdr_ext &profile)
+void encode_floor(const inst_sw_profile_sdr_ext &profile, PlainBytes &plain)
 {
     const inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
-    Blocks plan;
+    Writer out = {plain.bytes.data()};
     for (uint32_t i = 0; i < body.packages_count; ++i) {
-        add_package(plan, body.packages[i]);
-    }
-    plan.memory.resize(plan.blocks.size());
-    return plan;
-}
-
-Blocks blocks_of_profile(const inst_sw_profile_sdr_ext &profile)
-{
-    const inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
-    const inst_sw_profile_info &body = sdr.sw_profile;
-    Blocks plan;
-    add_text(plan, sdr.sdr_key);
-    add_package(plan, body.image);
-    const auto array = static_cast<uint32_t>(plan.blocks.size());
-    add_block(plan, body.packages_count * sizeof(inst_swp_package), nullptr);
-    for (uint32_t i = 0; i < body.packages_count; ++i) {
-        add_package(plan, body.packages[i]);
-    }
-    plan.release_order.push_back(array);
-    add_text(plan, body.version);
-    plan.memory.resize(plan.blocks.size());
-    return plan;
-}
-
-void encode_floor(const Blocks &plan, std::vector<uint8_t> &buffer)
-{
-    uint8_t *at = buffer.data();
-    for (const Blocks::Block &block : plan.blocks) {
-        if (block.text != nullptr) {
-            const std::size_t length = std::strlen(block.text);
-            std::memcpy(at, block.text, length);
-            at += length;
+        const inst_swp_package &package = body.packages[i];
+        out.put(package.name);
+        for (uint32_t file = 0; file < package.files_count; ++file) {
+            out.put(package.files[file]);
         }
+        if (package.aux_name != nullptr) {
+            out.put(package.aux_name);
+        }
+        out.put_number(package.pkg_value);
+        out.put_number(package.pkg_type);
+        out.put_number(package.pkg_marker);
+        out.put_number(package.is_sp_pkg);
+        out.put_number(package.extra_value);
     }
-    bool has_zero = false;
-    benchmark::DoNotOptimize(zeld::checksum_of(buffer.data(), buffer.size(), has_zero));
 }
 
-void decode_floor(Blocks &plan, const std::vector<uint8_t> &encoding)
+PlainBytes plain_bytes_of(const inst_sw_profile_sdr_ext &profile)
+{
+    const inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
+    PlainBytes plain;
+    plain.packages = body.packages_count;
+    std::size_t size = 0;
+    const auto add = [&](const char *text) {
+        plain.text_sizes.push_back(static_cast<uint32_t>(std::strlen(text)));
+        size += plain.text_sizes.back();
+    };
+    for (uint32_t i = 0; i < body.packages_count; ++i) {
+        const inst_swp_package &package = body.packages[i];
+        add(package.name);
+        std::for_each_n(package.files, package.files_count, add);
+        if (package.aux_name != nullptr) {
+            add(package.aux_name);
+        }
+        size += sizeof package.pkg_value + sizeof package.pkg_type + sizeof package.pkg_marker +
+                sizeof package.is_sp_pkg + sizeof package.extra_value;
+    }
+    plain.bytes.resize(size);
+    encode_floor(profile, plain);
+    return plain;
+}
+
+inst_swp_package *decode_floor(const PlainBytes &plain)
+{
+    auto *const packages = static_cast<inst_swp_package *>(std::malloc(plain.packages * sizeof(inst_swp_package)));
+    Reader in = {plain.bytes.data(), plain.text_sizes.data()};
+    for (uint32_t i = 0; i < plain.packages; ++i) {
+        inst_swp_package &package = packages[i];
+        package.name = in.text();
+        package.files = static_cast<char **>(std::malloc(SAMPLE_FILES * sizeof(char *)));
+        package.files_count = SAMPLE_FILES;
+        for (uint32_t file = 0; file < SAMPLE_FILES; ++file) {
+            package.files[file] = in.text();
+        }
+        package.aux_name = has_second_name(i) ? in.text() : nullptr;
+        in.get_number(package.pkg_value);
+        in.get_number(package.pkg_type);
+        in.get_number(package.pkg_marker);
+        in.get_number(package.is_sp_pkg);
+        in.get_number(package.extra_value);
+    }
+    return packages;
+}
+
+void duplicate_floor(const inst_swp_package *packages, std::vector<inst_swp_package> &copies)
+{
+    for (inst_swp_package &copy : copies) {
+        const inst_swp_package &package = *packages++;
+        copy.name = copy_of(package.name);
+        copy.files = static_cast<char **>(std::malloc(package.files_count * sizeof(char *)));
+        copy.files_count = package.files_count;
+        for (uint32_t file = 0; file < package.files_count; ++file) {
+            copy.files[file] = copy_of(package.files[file]);
+        }
+        copy.aux_name = package.aux_name == nullptr ? nullptr : copy_of(package.aux_name);
+        copy.pkg_value = package.pkg_value;
+        copy.pkg_type = package.pkg_type;
+        copy.pkg_marker = package.pkg_marker;
+        copy.is_sp_pkg = package.is_sp_pkg;
+        copy.extra_value = package.extra_value;
+    }
+}
+
+void free_floor(inst_swp_package *packages, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        std::free(packages[i].name);
+        for (uint32_t file = 0; file < packages[i].files_count; ++file) {
+            std::free(packages[i].files[file]);
+        }
+        std::free(packages[i].files);
+        std::free(packages[i].aux_name);
+    }
+}
+
+void checksum(const std::vector<uint8_t> &encoding)
 {
     bool has_zero = false;
     benchmark::DoNotOptimize(zeld::checksum_of(encoding.data(), encoding.size(), has_zero));
-    const uint8_t *at = encoding.data();
-    void **memory = plan.memory.data();
-    for (const Blocks::Block &block : plan.blocks) {
-        *memory = std::malloc(block.size);
-        if (block.text != nullptr) {
-            std::memcpy(*memory, at, block.size - 1);
-            static_cast<char *>(*memory)[block.size - 1] = '\0';
-            at += block.size - 1;
-        }
-        ++memory;
-    }
-}
-
-void duplicate_floor(Blocks &plan)
-{
-    void **memory = plan.memory.data();
-    for (const Blocks::Block &block : plan.blocks) {
-        if (block.text != nullptr) {
-            const std::size_t size = std::strlen(block.text) + 1;
-            *memory = std::malloc(size);
-            std::memcpy(*memory, block.text, size);
-        } else {
-            *memory = std::malloc(block.size);
-        }
-        ++memory;
-    }
-}
-
-void free_floor(Blocks &plan)
-{
-    for (const uint32_t index : plan.release_order) {
-        std::free(plan.memory[index]);
-    }
 }
 
 inst_sw_profile_sdr_ext *fetch_floor(const char *path)

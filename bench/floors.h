@@ -1,5 +1,5 @@
-// What an operation on a profile can't do without: the same strings, arrays, checksums and system calls, and nothing
-// else. Each benchmark is compared with its floor.
+// What an operation on a profile cannot do without: the same strings, arrays and system calls, and nothing else. Each
+// benchmark is compared with its floor.
 #pragma once
 
 #include "zeld.h"
@@ -10,30 +10,30 @@
 namespace bench
 {
 
-// The heap blocks of a profile, in the order in which decoding allocates them.
-struct Blocks {
-    struct Block {
-        std::size_t size;
-        const char *text; // null: an array
-    };
-    std::vector<Block> blocks;
-    std::vector<uint32_t> release_order;
-    std::vector<void *> memory; // of one round
+// The texts and numbers of a profile's packages one after the other, and the sizes of the texts: what the floors of
+// encoding and decoding write and read. They know no format, find nothing absent and check nothing.
+struct PlainBytes {
+    std::vector<uint8_t> bytes;
+    std::vector<uint32_t> text_sizes;
+    uint32_t packages = 0;
 };
 
-Blocks blocks_of_profile(const inst_sw_profile_sdr_ext &profile);
-Blocks blocks_of_packages(const inst_sw_profile_sdr_ext &profile); // content only, without their array
+PlainBytes plain_bytes_of(const inst_sw_profile_sdr_ext &profile);
 
-// strlen and memcpy of each string, and the checksum of as many bytes as the encoding has.
-void encode_floor(const Blocks &blocks, std::vector<uint8_t> &buffer);
+// strlen and memcpy of each text and a store of each number.
+void encode_floor(const inst_sw_profile_sdr_ext &profile, PlainBytes &plain);
 
-// The checksum, one malloc per string and array, and memcpy of the strings, whose lengths are known.
-void decode_floor(Blocks &blocks, const std::vector<uint8_t> &encoding);
+// One malloc per text and array, memcpy of each text and a load of each number.
+inst_swp_package *decode_floor(const PlainBytes &plain);
 
-// strlen, malloc and memcpy of each string, one malloc per array.
-void duplicate_floor(Blocks &blocks);
+// strlen, malloc and memcpy of each text, one malloc per array of texts, and an assignment of each number.
+void duplicate_floor(const inst_swp_package *packages, std::vector<inst_swp_package> &copies);
 
-void free_floor(Blocks &blocks);
+// free() of each text and array of the packages.
+void free_floor(inst_swp_package *packages, std::size_t count);
+
+// The checksum that an encoding of as many bytes carries.
+void checksum(const std::vector<uint8_t> &encoding);
 
 // open, fstat, read, decode.
 inst_sw_profile_sdr_ext *fetch_floor(const char *path);

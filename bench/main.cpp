@@ -30,12 +30,10 @@ constexpr char NEW_PACKAGE[] = "qx-new-package-1.0.0-r0001";
 // A profile of one size and all that the benchmarks need of it.
 struct Subject {
     explicit Subject(uint32_t packages)
-        : profile(new_sample_profile(packages)), plan(bench::blocks_of_profile(*profile)),
-          copy_plan(bench::blocks_of_packages(*profile)),
+        : profile(new_sample_profile(packages)), plain(bench::plain_bytes_of(*profile)),
           encoding(zeld_inst_sw_profile_sdr_ext_encode_ext(profile, nullptr, 0, 0, 0, 0)), copies(packages)
     {
         encode();
-        floor_buffer = encoding;
     }
 
     void encode()
@@ -65,6 +63,18 @@ struct Subject {
         for (inst_swp_package &copy : copies) {
             zeld_inst_swp_package_free_ext(&copy, std::free, 0);
         }
+    }
+
+    void encode_floor() { bench::encode_floor(*profile, plain); }
+    void decode_floor() { built = bench::decode_floor(plain); }
+    void duplicate_floor() { bench::duplicate_floor(body().packages, copies); }
+    void free_copies_floor() { bench::free_floor(copies.data(), copies.size()); }
+    void checksum() { bench::checksum(encoding); }
+
+    void free_floor()
+    {
+        bench::free_floor(built, copies.size());
+        std::free(built);
     }
 
     static inst_swp_package *copy_of(const inst_swp_package *packages, std::size_t count)
@@ -224,10 +234,9 @@ struct Subject {
 
     inst_sw_profile_sdr_ext *profile;
     inst_sw_profile_sdr_ext *turned = nullptr;
-    bench::Blocks plan;
-    bench::Blocks copy_plan;
+    bench::PlainBytes plain;
+    inst_swp_package *built = nullptr;
     std::vector<uint8_t> encoding;
-    std::vector<uint8_t> floor_buffer;
     inst_sw_profile_sdr_ext decoded = {};
     std::vector<inst_swp_package> copies;
     bench::ServicePackSource service_packs;
@@ -272,7 +281,9 @@ void measure(benchmark::State &state, uint32_t packages, bool is_stored, const S
     }
     std::vector<double> our_times;
     std::vector<double> floor_times;
+    std::vector<double> checksum_times;
     std::vector<double> ratios;
+    const Side checksum = {&Subject::checksum};
     for (auto iteration : state) {
         static_cast<void>(iteration);
         const bool ours_first = our_times.size() % 2 == 0;
@@ -280,11 +291,13 @@ void measure(benchmark::State &state, uint32_t packages, bool is_stored, const S
         const double second = (ours_first ? floor : ours).seconds(subject);
         our_times.push_back(ours_first ? first : second);
         floor_times.push_back(ours_first ? second : first);
+        checksum_times.push_back(checksum.seconds(subject));
         ratios.push_back(our_times.back() / floor_times.back());
         state.SetIterationTime(first + second);
     }
     state.counters["ours"] = quantile(our_times, 0.5) * 1e6;
     state.counters["floor"] = quantile(floor_times, 0.5) * 1e6;
+    state.counters["checksum"] = quantile(checksum_times, 0.5) * 1e6;
     state.counters["low"] = quantile(ratios, 0.25);
     state.counters["high"] = quantile(ratios, 0.75);
 }
@@ -309,24 +322,23 @@ void add(const char *operation, uint32_t packages, const Side &ours, const Side 
 
 void add_all(uint32_t packages)
 {
-    const Step free_blocks = [](Subject &s) { bench::free_floor(s.plan); };
-    const Step free_copied_blocks = [](Subject &s) { bench::free_floor(s.copy_plan); };
-    const Step decode_floor = [](Subject &s) { bench::decode_floor(s.plan, s.encoding); };
     const Step decode_and_free = [](Subject &s) {
         s.decode();
         s.free_decoded();
     };
-    const Step decode_and_free_floor = [=](Subject &s) {
-        decode_floor(s);
-        free_blocks(s);
+    const Step decode_and_free_floor = [](Subject &s) {
+        s.decode_floor();
+        s.free_floor();
     };
 
-    add("encode", packages, {&Subject::encode}, {[](Subject &s) { bench::encode_floor(s.plan, s.floor_buffer); }});
-    add("decode", packages, {&Subject::decode, {}, &Subject::free_decoded}, {decode_floor, {}, free_blocks});
-    add("free", packages, {&Subject::free_decoded, &Subject::decode}, {free_blocks, decode_floor});
+    add("checksum", packages, {&Subject::checksum}, {&Subject::encode_floor});
+    add("encode", packages, {&Subject::encode}, {&Subject::encode_floor});
+    add("decode", packages, {&Subject::decode, {}, &Subject::free_decoded},
+        {&Subject::decode_floor, {}, &Subject::free_floor});
+    add("free", packages, {&Subject::free_decoded, &Subject::decode}, {&Subject::free_floor, &Subject::decode_floor});
     add("decode+free", packages, {decode_and_free}, {decode_and_free_floor});
     add("duplicate", packages, {&Subject::duplicate, {}, &Subject::free_copies},
-        {[](Subject &s) { bench::duplicate_floor(s.copy_plan); }, {}, free_copied_blocks});
+        {&Subject::duplicate_floor, {}, &Subject::free_copies_floor});
 
     // An edit is compared with one deep copy of the package array, and freeing it.
     const Step deep_copy = &Subject::copy_and_free_body;
@@ -347,24 +359,35 @@ void add_all(uint32_t packages)
         {[](Subject &s) { bench::store_floor(*s.profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH); }});
 }
 
+// The operations that go over all bytes of an encoding for its checksum, which their floors don't.
+bool has_checksum(const std::string &operation)
+{
+    return is_any_of(operation, {"encode", "decode", "decode+free"});
+}
+
 // A line for each pair as it is done.
 class RatioTable : public benchmark::BenchmarkReporter
 {
 public:
     bool ReportContext(const Context &) override
     {
-        std::printf("%-20s %11s %11s %7s   %s\n", "operation/packages", "ours, us", "floor, us", "ratio",
-                    "half of all pairs lie in");
+        std::printf("%-20s %11s %11s %7s   %-24s %s\n", "operation/packages", "ours, us", "floor, us", "ratio",
+                    "half of all pairs lie in", "to floor + checksum");
         return true;
     }
 
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs) {
+            const std::string &name = run.run_name.function_name;
             const double ours = run.counters.at("ours");
             const double floor = run.counters.at("floor");
-            std::printf("%-20s %11.1f %11.1f %7.3f   %.3f to %.3f\n", run.run_name.function_name.c_str(), ours, floor,
-                        ours / floor, run.counters.at("low").value, run.counters.at("high").value);
+            std::printf("%-20s %11.1f %11.1f %7.3f   %.3f to %.3f", name.c_str(), ours, floor, ours / floor,
+                        run.counters.at("low").value, run.counters.at("high").value);
+            if (has_checksum(name.substr(0, name.find('/')))) {
+                std::printf(" %15.3f", ours / (floor + run.counters.at("checksum").value));
+            }
+            std::printf("\n");
         }
         std::fflush(stdout);
     }

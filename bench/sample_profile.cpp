@@ -12,34 +12,45 @@
 namespace
 {
 
-// Numbers below a limit, the same in every run.
+// Numbers of all sizes, the same in every run.
 struct Random {
-    std::mt19937 engine{20261124};
-    uint32_t operator()(uint32_t limit) { return static_cast<uint32_t>(engine() % limit); }
+    std::mt19937_64 engine{20261124};
+    uint64_t operator()() { return engine(); }
+    uint32_t below(uint32_t limit) { return static_cast<uint32_t>(engine() % limit); }
 };
 
-std::string package_name(Random &random, uint32_t number, const char *suffix)
+// name-version-release, made up to its length by the name.
+char *new_name(Random &random, std::size_t length, uint32_t number)
 {
-    static const char *const stems[] = {"routing",   "forwarding", "telemetry",
-                                        "multicast", "security",   "platform-infra"};
-    static const char *const layers[] = {"core", "services-edge", "line-card-drivers", "edge-telemetry"};
-    char text[128];
-    std::snprintf(text, sizeof text, "qx-%s-%s-%u.%u.%u.%u-r%04u%s", stems[random(6)], layers[random(4)], number,
-                  random(10), random(10), random(10), random(10000), suffix);
-    return text;
+    static const char *const stems[] = {"routing-", "forwarding-", "telemetry-", "multicast-", "security-"};
+    char tail[64];
+    std::snprintf(tail, sizeof tail, "-%u.%u.%u-r%04u", number, random.below(10), random.below(10),
+                  random.below(10000));
+    std::string name = "qx-";
+    while (name.size() + std::strlen(tail) < length) {
+        name += stems[random.below(5)];
+    }
+    name.resize(length - std::strlen(tail), 'x');
+    return strdup((name + tail).c_str());
 }
 
 inst_swp_package sample_package(Random &random, uint32_t number)
 {
     inst_swp_package package = {};
-    const uint32_t files = 3 + random(4);
-    char **const list = static_cast<char **>(std::calloc(files, sizeof(char *)));
-    record::set<&inst_swp_package::name>(package, strdup(package_name(random, number, "").c_str()));
-    for (uint32_t i = 0; i < files; ++i) {
-        list[i] = strdup(package_name(random, number + i, ".x86_64.rpm").c_str());
+    char **const list = static_cast<char **>(std::calloc(bench::SAMPLE_FILES, sizeof(char *)));
+    record::set<&inst_swp_package::name>(package, new_name(random, 45, number));
+    for (uint32_t i = 0; i < bench::SAMPLE_FILES; ++i) {
+        list[i] = new_name(random, 40, number);
     }
-    record::set<&inst_swp_package::files>(package, list, files);
+    record::set<&inst_swp_package::files>(package, list, bench::SAMPLE_FILES);
+    if (bench::has_second_name(number)) {
+        record::set<&inst_swp_package::aux_name>(package, new_name(random, 30, number));
+    }
+    record::set<&inst_swp_package::pkg_value>(package, random());
     record::set<&inst_swp_package::pkg_type>(package, 1 + number % 5);
+    record::set<&inst_swp_package::pkg_marker>(package, number % 2 != 0);
+    record::set<&inst_swp_package::is_sp_pkg>(package, 1);
+    record::set<&inst_swp_package::extra_value>(package, static_cast<uint32_t>(random()));
     return package;
 }
 

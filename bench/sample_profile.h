@@ -1,4 +1,5 @@
-// A realistic profile of any size: names of 30 to 60 bytes, three to six RPM files a package.
+// A realistic profile of any size: package names of 45 bytes, three RPM files of 40, a second name of 30 for every third
+// package, and all numbers set, those of 64 and 32 bits at random.
 #pragma once
 
 #include "instcomm.h"
@@ -12,6 +13,13 @@ inst_sw_profile_sdr_ext *new_sample_profile(uint32_t packages);
 
 namespace bench
 {
+
+inline constexpr uint32_t SAMPLE_FILES = 3; // of each package
+
+constexpr bool has_second_name(uint32_t package)
+{
+    return package % 3 == 0;
+}
 
 // Puts that many service packs, numbered from `first`, in the place of those in the body.
 void set_service_packs(inst_sw_profile_info &body, uint32_t first, uint32_t count);
