@@ -2,7 +2,6 @@
 
 #include "instcomm.h"
 #include "sample_profile.h"
-#include "zeld/wire.h"
 
 #include <benchmark/benchmark.h>
 
@@ -10,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <numeric>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -75,6 +75,9 @@ void encode_floor(const inst_sw_profile_sdr_ext &profile, PlainBytes &plain)
 {
     const inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
     Writer out = {plain.bytes.data()};
+    out.put_number(profile.sdr_sw_profile.vm_type);
+    out.put(profile.sdr_sw_profile.sdr_key);
+    out.put(body.image.name);
     for (uint32_t i = 0; i < body.packages_count; ++i) {
         const inst_swp_package &package = body.packages[i];
         out.put(package.name);
@@ -90,6 +93,7 @@ void encode_floor(const inst_sw_profile_sdr_ext &profile, PlainBytes &plain)
         out.put_number(package.is_sp_pkg);
         out.put_number(package.extra_value);
     }
+    out.put(body.version);
 }
 
 PlainBytes plain_bytes_of(const inst_sw_profile_sdr_ext &profile)
@@ -97,11 +101,9 @@ PlainBytes plain_bytes_of(const inst_sw_profile_sdr_ext &profile)
     const inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
     PlainBytes plain;
     plain.packages = body.packages_count;
-    std::size_t size = 0;
-    const auto add = [&](const char *text) {
-        plain.text_sizes.push_back(static_cast<uint32_t>(std::strlen(text)));
-        size += plain.text_sizes.back();
-    };
+    const auto add = [&](const char *text) { plain.text_sizes.push_back(static_cast<uint32_t>(std::strlen(text))); };
+    add(profile.sdr_sw_profile.sdr_key);
+    add(body.image.name);
     for (uint32_t i = 0; i < body.packages_count; ++i) {
         const inst_swp_package &package = body.packages[i];
         add(package.name);
@@ -109,20 +111,25 @@ PlainBytes plain_bytes_of(const inst_sw_profile_sdr_ext &profile)
         if (package.aux_name != nullptr) {
             add(package.aux_name);
         }
-        size += sizeof package.pkg_value + sizeof package.pkg_type + sizeof package.pkg_marker +
-                sizeof package.is_sp_pkg + sizeof package.extra_value;
     }
-    plain.bytes.resize(size);
+    add(body.version);
+    plain.bytes.resize(std::accumulate(plain.text_sizes.begin(), plain.text_sizes.end(), std::size_t{0}) +
+                       sizeof(inst_swp_package) * (plain.packages + 1)); // more than enough for the numbers
     encode_floor(profile, plain);
     return plain;
 }
 
-inst_swp_package *decode_floor(const PlainBytes &plain)
+void decode_floor(const PlainBytes &plain, inst_sw_profile_sdr_ext &profile)
 {
-    auto *const packages = static_cast<inst_swp_package *>(std::malloc(plain.packages * sizeof(inst_swp_package)));
+    inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
     Reader in = {plain.bytes.data(), plain.text_sizes.data()};
+    in.get_number(profile.sdr_sw_profile.vm_type);
+    profile.sdr_sw_profile.sdr_key = in.text();
+    body.image.name = in.text();
+    body.packages = static_cast<inst_swp_package *>(std::malloc(plain.packages * sizeof(inst_swp_package)));
+    body.packages_count = plain.packages;
     for (uint32_t i = 0; i < plain.packages; ++i) {
-        inst_swp_package &package = packages[i];
+        inst_swp_package &package = body.packages[i];
         package.name = in.text();
         package.files = static_cast<char **>(std::malloc(SAMPLE_FILES * sizeof(char *)));
         package.files_count = SAMPLE_FILES;
@@ -136,7 +143,7 @@ inst_swp_package *decode_floor(const PlainBytes &plain)
         in.get_number(package.is_sp_pkg);
         in.get_number(package.extra_value);
     }
-    return packages;
+    body.version = in.text();
 }
 
 void duplicate_floor(const inst_swp_package *packages, std::vector<inst_swp_package> &copies)
@@ -170,10 +177,14 @@ void free_floor(inst_swp_package *packages, std::size_t count)
     }
 }
 
-void checksum(const std::vector<uint8_t> &encoding)
+void free_floor(inst_sw_profile_sdr_ext &profile)
 {
-    bool has_zero = false;
-    benchmark::DoNotOptimize(zeld::checksum_of(encoding.data(), encoding.size(), has_zero));
+    inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
+    std::free(profile.sdr_sw_profile.sdr_key);
+    std::free(body.image.name);
+    free_floor(body.packages, body.packages_count);
+    std::free(body.packages);
+    std::free(body.version);
 }
 
 inst_sw_profile_sdr_ext *fetch_floor(const char *path)

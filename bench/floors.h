@@ -10,7 +10,7 @@
 namespace bench
 {
 
-// The texts and numbers of a profile's packages one after the other, and the sizes of the texts: what the floors of
+// The texts and numbers of a profile one after the other, and the sizes of the texts: what the floors of
 // encoding and decoding write and read. They know no format, find nothing absent and check nothing.
 struct PlainBytes {
     std::vector<uint8_t> bytes;
@@ -24,16 +24,14 @@ PlainBytes plain_bytes_of(const inst_sw_profile_sdr_ext &profile);
 void encode_floor(const inst_sw_profile_sdr_ext &profile, PlainBytes &plain);
 
 // One malloc per text and array, memcpy of each text and a load of each number.
-inst_swp_package *decode_floor(const PlainBytes &plain);
+void decode_floor(const PlainBytes &plain, inst_sw_profile_sdr_ext &profile);
 
 // strlen, malloc and memcpy of each text, one malloc per array of texts, and an assignment of each number.
 void duplicate_floor(const inst_swp_package *packages, std::vector<inst_swp_package> &copies);
 
-// free() of each text and array of the packages.
+// free() of each text and array.
 void free_floor(inst_swp_package *packages, std::size_t count);
-
-// The checksum that an encoding of as many bytes carries.
-void checksum(const std::vector<uint8_t> &encoding);
+void free_floor(inst_sw_profile_sdr_ext &profile);
 
 // open, fstat, read, decode.
 inst_sw_profile_sdr_ext *fetch_floor(const char *path);

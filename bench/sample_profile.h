@@ -1,5 +1,5 @@
-// A realistic profile of any size: package names of 45 bytes, three RPM files of 40, a second name of 30 for every third
-// package, and all numbers set, those of 64 and 32 bits at random.
+// A realistic profile of any size: package names of 45 bytes, three RPM files of 40, a second name of 30 for every
+// third package, and all numbers set, those of 64 and 32 bits at random.
 #pragma once
 
 #include "instcomm.h"

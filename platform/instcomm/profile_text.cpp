@@ -14,8 +14,6 @@
 namespace
 {
 
-using zeld::Kind;
-
 // The text as it grows. When memory runs out, what was there is freed and nothing more is added.
 struct Buffer {
     char *text = nullptr;
@@ -150,33 +148,32 @@ void put_table(const Page &page, char *const *texts, uint32_t count)
     }
 }
 
-template <class F, class R> void put_field(const Page &page, const R &record)
+template <class F, class R> void put_field(const Page &page, F field, const R &record)
 {
-    const auto &value = F::value(record);
+    const auto &value = field.value(record);
     page.start_line();
-    page.put("%s:%s", F::label, F::kind == Kind::Record ? "" : " ");
-    if constexpr (F::kind == Kind::Record) {
+    page.put("%s:%s", field.label, field.is_record ? "" : " ");
+    if constexpr (field.is_record) {
         page.end_line();
         put_fields(page.inside(), value);
-    } else if constexpr (F::is_array) {
-        const uint32_t count = value == nullptr ? 0 : F::count(record);
+    } else if constexpr (field.is_array) {
+        const uint32_t count = value == nullptr ? 0 : field.count(record);
         page.put("%" PRIu32 "\n", count);
         put_table(page.inside(), value, count);
-    } else if constexpr (F::kind == Kind::String) {
+    } else if constexpr (field.is_number) {
+        page.put("%" PRIu64 "\n", uint64_t{value});
+    } else {
         put_text(page, value);
         page.end_line();
-    } else {
-        page.put("%" PRIu64 "\n", uint64_t{value});
     }
 }
 
 template <class R> void put_fields(const Page &page, const R &record)
 {
-    zeld::each_field<R>([&]<class F, unsigned bit>() {
-        if (record::has<F::member>(record)) {
-            put_field<F>(page, record);
+    zeld::for_each_field<R>([&](auto field) {
+        if (record::has<field.member>(record)) {
+            put_field(page, field, record);
         }
-        return true;
     });
 }
 

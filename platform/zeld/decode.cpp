@@ -1,190 +1,181 @@
-#include "build.h"
-#include "bytes.h"
+#include "release.h"
 #include "wire.h"
-
-#include <cstdlib>
 
 namespace zeld
 {
 namespace
 {
 
-// The bytes that are left. Nothing past the end is looked at, and every count is held against the bytes left before
-// anything is allocated for it.
 struct Reader {
-    const uint8_t *at;
     const uint8_t *end;
     zeld_allocator allocate;
+    Status status = OK;
 
-    [[gnu::always_inline]] inline std::size_t left() const { return static_cast<std::size_t>(end - at); }
+    std::size_t left(const uint8_t *at) const { return static_cast<std::size_t>(end - at); }
 
-    template <class T> [[gnu::always_inline]] inline Status get(T &value)
+    const uint8_t *fail(Status why)
     {
-        uint64_t number = 0;
-        const uint8_t *const next = load_number(at, end, 8 * sizeof(T), number);
-        if (next == nullptr) {
-            return BAD_ENCODING;
-        }
-        at = next;
-        value = static_cast<T>(number);
-        return OK;
-    }
-
-    // The length of a text that isn't short, or null.
-    [[gnu::cold, gnu::noinline]] Status get_unusual_length(std::size_t &length, bool &is_null)
-    {
-        if (left() == 0) {
-            return BAD_ENCODING;
-        }
-        const uint8_t mark = *at++;
-        is_null = mark == NULL_TEXT;
-        if (is_null) {
-            return OK;
-        }
-        uint32_t number = 0;
-        if (mark != LONG_TEXT || get(number) != OK || number < SHORT_TEXT_LIMIT) {
-            return BAD_ENCODING;
-        }
-        length = number;
-        return OK;
-    }
-
-    [[gnu::always_inline]] inline Status get_text(char *&text)
-    {
-        text = nullptr;
-        std::size_t length = 0;
-        const uint16_t mark = left() < sizeof SHORT_TEXT ? uint16_t{0} : load_little<uint16_t>(at);
-        if (is_short_length(mark)) [[likely]] {
-            length = short_length(mark);
-            at += sizeof SHORT_TEXT;
-        } else {
-            bool is_null = false;
-            const Status status = get_unusual_length(length, is_null);
-            if (status != OK || is_null) {
-                return status;
-            }
-        }
-        if (length > left()) {
-            return BAD_ENCODING;
-        }
-        text = static_cast<char *>(allocate(length + 1));
-        if (text == nullptr) {
-            return NO_MEMORY;
-        }
-        std::memcpy(text, at, length);
-        text[length] = '\0';
-        at += length;
-        return OK;
+        status = why;
+        return nullptr;
     }
 };
 
-// The fewest bytes that an element of an array takes.
-template <class R> constexpr std::size_t min_size()
+// Each get() reads the value at a position and returns the position after it, or null when it fails: nothing past the
+// end is read, and every count is held against the bytes left before anything is allocated for it.
+template <IsNumber T> const uint8_t *get(Reader &in, const uint8_t *at, T &number)
 {
-    std::size_t size = 1;
-    each_field<R>([&]<class F, unsigned>() {
-        if constexpr (F::kind == Kind::Record) {
-            size += min_size<typename F::Type>();
-        }
-        return true;
-    });
+    if (in.left(at) < sizeof number) {
+        return in.fail(BAD_ENCODING);
+    }
+    number = load<T>(at);
+    return at + sizeof number;
+}
+
+// Copies a block and returns it compared with zero, byte by byte.
+using Block = uint8_t __attribute__((vector_size(16)));
+
+inline Block copy_block(char *to, const uint8_t *from)
+{
+    Block block;
+    std::memcpy(&block, from, sizeof block);
+    std::memcpy(to, &block, sizeof block);
+    return reinterpret_cast<Block>(block == 0);
+}
+
+// Copies the bytes of a text and returns whether a NUL is among them. (Looking for it while copying halves the cost of
+// looking.) The last block may overlap the one before it.
+inline bool copy_text(char *text, const uint8_t *bytes, std::size_t length)
+{
+    if (length < sizeof(Block)) {
+        std::memcpy(text, bytes, length);
+        return std::memchr(bytes, '\0', length) != nullptr;
+    }
+    const std::size_t last = length - sizeof(Block);
+    Block zeros = copy_block(text + last, bytes + last);
+    for (std::size_t i = 0; i < last; i += sizeof(Block)) {
+        zeros |= copy_block(text + i, bytes + i);
+    }
+    const auto halves = std::bit_cast<std::array<uint64_t, 2>>(zeros);
+    return (halves[0] | halves[1]) != 0;
+}
+
+[[gnu::always_inline]] inline const uint8_t *get(Reader &in, const uint8_t *at, char *&text)
+{
+    text = nullptr;
+    uint32_t length = 0;
+    at = get(in, at, length);
+    if (at == nullptr || length == NULL_TEXT) {
+        return at;
+    }
+    if (length > in.left(at)) {
+        return in.fail(BAD_ENCODING);
+    }
+    text = static_cast<char *>(in.allocate(std::size_t{length} + 1));
+    if (text == nullptr) {
+        return in.fail(NO_MEMORY);
+    }
+    text[length] = '\0';
+    return copy_text(text, at, length) ? in.fail(BAD_ENCODING) : at + length;
+}
+
+template <IsRecord R> const uint8_t *get(Reader &in, const uint8_t *at, R &record);
+
+// The fewest bytes that a text or a record takes.
+template <class T> constexpr std::size_t min_size()
+{
+    std::size_t size = sizeof NULL_TEXT;
+    if constexpr (IsRecord<T>) {
+        size = sizeof(T::presence);
+        for_each_field<T>([&](auto field) {
+            if constexpr (field.is_record) {
+                size += min_size<typename decltype(field)::Type>();
+            }
+        });
+    }
     return size;
 }
 
-template <class R> Status get_record(Reader &in, R &record);
-
-template <class F, class R> [[gnu::always_inline]] inline Status get_array(Reader &in, R &record)
+// On failure the array counts the elements that were begun.
+template <class T> const uint8_t *get_array(Reader &in, const uint8_t *at, T *&array, uint32_t &count)
 {
-    using Element = std::remove_pointer_t<typename F::Type>;
-    constexpr bool is_text = F::kind == Kind::StringList;
-
-    std::size_t element_size = 1;
-    if constexpr (!is_text) {
-        element_size = min_size<Element>();
+    array = nullptr;
+    count = 0;
+    uint32_t announced = 0;
+    at = get(in, at, announced);
+    if (at == nullptr || announced == 0) {
+        return at;
     }
-    uint32_t count = 0;
-    if (in.get(count) != OK || count > in.left() / element_size) {
-        return BAD_ENCODING;
+    if (announced > in.left(at) / min_size<T>()) {
+        return in.fail(BAD_ENCODING);
     }
-    Element *array = nullptr;
-    Status status = new_array(array, count, in.allocate);
-    uint32_t built = 0;
-    for (; built < count && status == OK; ++built) {
-        if constexpr (is_text) {
-            status = in.get_text(array[built]);
-        } else {
-            clear_fields(array[built]);
-            status = get_record(in, array[built]);
-        }
+    T *const elements = static_cast<T *>(in.allocate(announced * sizeof(T)));
+    if (elements == nullptr) {
+        return in.fail(NO_MEMORY);
     }
-    F::value(record) = array;
-    F::count(record) = built;
-    return status;
+    uint32_t begun = 0;
+    for (; begun < announced && at != nullptr; ++begun) {
+        at = get(in, at, elements[begun]);
+    }
+    array = elements;
+    count = begun;
+    return at;
 }
 
-// The fields of a cleared record.
-template <class R> Status get_record(Reader &reader, R &record)
+// Every field is set: to its value, or cleared if it is absent or something failed before.
+template <IsRecord R> const uint8_t *get(Reader &in, const uint8_t *at, R &record)
 {
-    Reader in = reader; // in registers: stores into the record can't reach it
-    Status status = OK;
-    uint64_t bits = 0;
-    if (in.get(bits) != OK || bits >> Schema<R>::field_count != 0) {
-        return BAD_ENCODING;
+    Presence<R> bits = 0;
+    at = get(in, at, bits);
+    if (bits >> Schema<R>::field_count != 0) {
+        at = in.fail(BAD_ENCODING);
+        bits = 0;
     }
     set_presence(record, bits);
-    each_field<R>([&]<class F, unsigned bit>() __attribute__((always_inline)) {
-        if constexpr (F::kind == Kind::Record) {
-            status = get_record(in, F::value(record));
-        } else if ((bits >> bit & 1) != 0) {
-            if constexpr (F::kind == Kind::Scalar) {
-                status = in.get(F::value(record));
-            } else if constexpr (F::kind == Kind::String) {
-                status = in.get_text(F::value(record));
-            } else {
-                status = get_array<F>(in, record);
-            }
+    for_each_field<R>([&](auto field) {
+        const bool follows = field.is_record || (bits >> field.bit & 1) != 0;
+        if (!follows || at == nullptr) {
+            clear_field(field, record);
+        } else if constexpr (field.is_array) {
+            at = get_array(in, at, field.value(record), field.count(record));
+        } else {
+            at = get(in, at, field.value(record));
         }
-        return status == OK;
     });
-    reader = in;
-    return status;
+    return at;
 }
 
-bool is_whole(const uint8_t *bytes, uint32_t count, RootKind kind)
+// Magic, version, kind, length and checksum.
+bool is_whole(const uint8_t *bytes, uint32_t size, RootKind kind)
 {
-    if (count < HEADER_SIZE || count > MAX_ENCODING || std::memcmp(bytes, MAGIC, sizeof MAGIC) != 0) {
+    if (size < HEADER_SIZE + sizeof(Checksum) || size > MAX_ENCODING || std::memcmp(bytes, MAGIC, sizeof MAGIC) != 0) {
         return false;
     }
-    bool has_zero = false;
-    const Checksum stored = {load_little<uint64_t>(bytes + CHECKSUM_AT),
-                             load_little<uint64_t>(bytes + CHECKSUM_AT + 8)};
-    return load_little<uint16_t>(bytes + 8) == VERSION &&
-           load_little<uint16_t>(bytes + 10) == static_cast<uint16_t>(kind) &&
-           load_little<uint32_t>(bytes + 12) == count && checksum_of(bytes, count, has_zero) == stored && !has_zero;
+    const uint8_t *const header = bytes + sizeof MAGIC;
+    const std::size_t end = size - sizeof(Checksum);
+    return load<uint16_t>(header) == VERSION && load<uint16_t>(header + 2) == static_cast<uint16_t>(kind) &&
+           load<uint32_t>(header + 4) == size &&
+           std::memcmp(bytes + end, checksum_of(bytes, end).data(), sizeof(Checksum)) == 0;
 }
 
-template <class R> Status decode(RootKind kind, R *record, const void *bytes, uint32_t count, zeld_allocator allocate)
+template <class R> Status decode(RootKind kind, R *record, const void *encoding, uint32_t size, zeld_allocator allocate)
 {
     if (record == nullptr) {
         return NULL_ARGUMENT;
     }
-    clear_fields(*record);
-    if (bytes == nullptr || allocate == nullptr) {
-        return NULL_ARGUMENT;
+    const auto *const bytes = static_cast<const uint8_t *>(encoding);
+    if (bytes == nullptr || allocate == nullptr || !is_whole(bytes, size, kind)) {
+        clear_fields(*record);
+        return bytes == nullptr || allocate == nullptr ? NULL_ARGUMENT : BAD_ENCODING;
     }
-    const auto *const first = static_cast<const uint8_t *>(bytes);
-    if (!is_whole(first, count, kind)) {
-        return BAD_ENCODING;
+    Reader in = {bytes + size - sizeof(Checksum), allocate};
+    const uint8_t *const end = get(in, bytes + HEADER_SIZE, *record);
+    if (end != nullptr && end != in.end) {
+        in.fail(BAD_ENCODING);
     }
-    Reader in = {first + HEADER_SIZE, first + count, allocate};
-    Status status = get_record(in, *record);
-    if (status == OK && in.left() != 0) {
-        status = BAD_ENCODING;
+    if (in.status != OK) {
+        release_and_clear(*record, std::free);
     }
-    if (status != OK) {
-        release(*record, std::free);
-    }
-    return status;
+    return in.status;
 }
 
 } // namespace

@@ -1,6 +1,5 @@
-#include "build.h"
+#include "release.h"
 
-#include <cstdlib>
 #include <cstring>
 
 namespace zeld
@@ -8,79 +7,86 @@ namespace zeld
 namespace
 {
 
-[[gnu::always_inline]] inline Status copy_string(char *&copy, const char *text, zeld_allocator allocate)
+// Each copy() builds a value from another one. On failure it leaves what can be released.
+template <IsNumber T> Status copy(T &copied, T number, zeld_allocator)
 {
-    copy = nullptr;
+    copied = number;
+    return OK;
+}
+
+[[gnu::always_inline]] inline Status copy(char *&copied, const char *text, zeld_allocator allocate)
+{
+    copied = nullptr;
     if (text == nullptr) {
         return OK;
     }
     const std::size_t size = std::strlen(text) + 1;
-    copy = static_cast<char *>(allocate(size));
-    if (copy == nullptr) {
+    copied = static_cast<char *>(allocate(size));
+    if (copied == nullptr) {
         return NO_MEMORY;
     }
-    std::memcpy(copy, text, size);
+    std::memcpy(copied, text, size);
     return OK;
 }
 
-template <class R> Status copy_record(R &copy, const R &record, zeld_allocator allocate);
+template <IsRecord R> Status copy(R &copied, const R &record, zeld_allocator allocate);
 
-template <class F, class R>
-[[gnu::always_inline]] inline Status copy_array(R &copy, const R &record, zeld_allocator allocate)
+// On failure the copy counts the elements that were begun.
+template <class T>
+Status copy_array(T *&copied, uint32_t &copied_count, const T *array, uint32_t count, zeld_allocator allocate)
 {
-    const auto *const source = F::value(record);
-    const uint32_t count = source == nullptr ? 0 : F::count(record);
-    auto array = F::value(copy);
-    Status status = new_array(array, count, allocate);
-    uint32_t built = 0;
-    for (; built < count && status == OK; ++built) {
-        if constexpr (F::kind == Kind::StringList) {
-            status = copy_string(array[built], source[built], allocate);
-        } else {
-            clear_fields(array[built]);
-            status = copy_record(array[built], source[built], allocate);
-        }
+    copied = nullptr;
+    copied_count = 0;
+    if (array == nullptr || count == 0) {
+        return OK;
     }
-    F::value(copy) = array;
-    F::count(copy) = built;
+    T *const elements = static_cast<T *>(allocate(count * sizeof(T)));
+    if (elements == nullptr) {
+        return NO_MEMORY;
+    }
+    Status status = OK;
+    uint32_t begun = 0;
+    for (; begun < count && status == OK; ++begun) {
+        status = copy(elements[begun], array[begun], allocate);
+    }
+    copied = elements;
+    copied_count = begun;
     return status;
 }
 
-// The fields of a record into a cleared one.
-template <class R> Status copy_record(R &copy, const R &record, zeld_allocator allocate)
+// Every field is set: to its value, or cleared if it is absent or something failed before. Numbers are copied as they
+// stand, whatever their bits say.
+template <IsRecord R> Status copy(R &copied, const R &record, zeld_allocator allocate)
 {
+    const auto bits = presence_of(record);
+    set_presence(copied, bits);
     Status status = OK;
-    const uint64_t bits = presence_of(record);
-    set_presence(copy, bits);
-    each_field<R>([&]<class F, unsigned bit>() __attribute__((always_inline)) {
-        if constexpr (F::kind == Kind::Record) {
-            status = copy_record(F::value(copy), F::value(record), allocate);
-        } else if constexpr (F::kind == Kind::Scalar) {
-            F::value(copy) = F::value(record); // as it stands, whatever its bit says
-        } else if ((bits >> bit & 1) != 0) {
-            if constexpr (F::kind == Kind::String) {
-                status = copy_string(F::value(copy), F::value(record), allocate);
-            } else {
-                status = copy_array<F>(copy, record, allocate);
-            }
+    for_each_field<R>([&](auto field) {
+        const bool is_copied = field.is_number || field.is_record || (bits >> field.bit & 1) != 0;
+        if (!is_copied || status != OK) {
+            clear_field(field, copied);
+        } else if constexpr (field.is_array) {
+            status = copy_array(field.value(copied), field.count(copied), field.value(record), field.count(record),
+                                allocate);
+        } else {
+            status = copy(field.value(copied), field.value(record), allocate);
         }
-        return status == OK;
     });
     return status;
 }
 
-template <class R> Status duplicate(R *copy, const R *record, zeld_allocator allocate)
+template <class R> Status duplicate(R *target, const R *record, zeld_allocator allocate)
 {
-    if (copy == nullptr) {
+    if (target == nullptr) {
         return NULL_ARGUMENT;
     }
-    clear_fields(*copy);
     if (record == nullptr || allocate == nullptr) {
+        clear_fields(*target);
         return NULL_ARGUMENT;
     }
-    const Status status = copy_record(*copy, *record, allocate);
+    const Status status = copy(*target, *record, allocate);
     if (status != OK) {
-        release(*copy, std::free);
+        release_and_clear(*target, std::free);
     }
     return status;
 }
@@ -88,7 +94,7 @@ template <class R> Status duplicate(R *copy, const R *record, zeld_allocator all
 template <class R> void free_content(R *record, zeld_deallocator deallocate)
 {
     if (record != nullptr && deallocate != nullptr) {
-        release(*record, deallocate);
+        release_and_clear(*record, deallocate);
     }
 }
 

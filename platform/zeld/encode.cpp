@@ -1,5 +1,3 @@
-#include "bytes.h"
-#include "schema.h"
 #include "wire.h"
 
 namespace zeld
@@ -7,107 +5,64 @@ namespace zeld
 namespace
 {
 
-// Writes while there is room and keeps counting past the end, so that one pass yields the exact need. Positions are
-// numbers, since those past the end are no pointers.
-struct Writer {
-    uintptr_t at;
-    uintptr_t end;
+struct Buffer {
+    uint8_t *bytes;
+    std::size_t size;
 
-    [[gnu::always_inline]] inline uint8_t *here() const { return reinterpret_cast<uint8_t *>(at); }
-    [[gnu::always_inline]] inline bool has_room(std::size_t count) const { return at + count <= end; }
-
-    void put_bytes(const void *bytes, std::size_t count)
-    {
-        if (has_room(count)) {
-            std::memcpy(here(), bytes, count);
-        }
-        at += count;
-    }
-
-    [[gnu::cold, gnu::noinline]] void put_at_the_end(uint64_t value)
-    {
-        uint8_t number[MAX_NUMBER_SIZE];
-        put_bytes(number, store_number(number, value));
-    }
-
-    [[gnu::always_inline]] inline void put(uint64_t value)
-    {
-        if (has_room(MAX_NUMBER_SIZE)) [[likely]] {
-            at += store_number(here(), value);
-        } else {
-            put_at_the_end(value);
-        }
-    }
-
-    [[gnu::cold, gnu::noinline]] void put_unusual_text(const char *text, std::size_t length)
-    {
-        uint8_t mark[sizeof SHORT_TEXT];
-        if (length < SHORT_TEXT_LIMIT) {
-            store_short_length(mark, length);
-            put_bytes(mark, sizeof mark);
-        } else {
-            put_bytes(&LONG_TEXT, sizeof LONG_TEXT);
-            put_at_the_end(length);
-        }
-        put_bytes(text, length);
-    }
-
-    [[gnu::always_inline]] inline void put_text(const char *text)
-    {
-        if (text == nullptr) [[unlikely]] {
-            put_bytes(&NULL_TEXT, sizeof NULL_TEXT);
-            return;
-        }
-        const std::size_t length = std::strlen(text);
-        if (length < SHORT_TEXT_LIMIT && has_room(sizeof SHORT_TEXT + length)) [[likely]] {
-            store_short_length(here(), length);
-            at += sizeof SHORT_TEXT;
-            std::memcpy(here(), text, length);
-            at += length;
-        } else {
-            put_unusual_text(text, length);
-        }
-    }
+    bool has_room(std::size_t at, std::size_t count) const { return at + count <= size; }
 };
 
-template <class R> void put_record(Writer &out, const R &record);
-
-template <class F, class R> [[gnu::always_inline]] inline void put_field(Writer &out, const R &record)
+// Each put() stores a value at an offset, if it fits, and returns the offset after it: past the end of the buffer the
+// offsets go on counting, so that one pass yields the exact need.
+template <IsNumber T> std::size_t put(Buffer out, std::size_t at, T number)
 {
-    const auto value = F::value(record);
-    if constexpr (F::kind == Kind::Scalar) {
-        out.put(value);
-    } else if constexpr (F::kind == Kind::String) {
-        out.put_text(value);
-    } else {
-        const uint32_t count = value == nullptr ? 0 : F::count(record);
-        out.put(count);
-        for (auto element = value, end = value + count; element != end; ++element) {
-            if constexpr (F::kind == Kind::StringList) {
-                out.put_text(*element);
-            } else {
-                put_record(out, *element);
-            }
-        }
+    if (out.has_room(at, sizeof number)) [[likely]] {
+        store(out.bytes + at, number);
     }
+    return at + sizeof number;
 }
 
-// The presence bits, then each field that is there. A nested record always follows: its own bit says nothing about
-// its fields.
-template <class R> void put_record(Writer &writer, const R &record)
+[[gnu::always_inline]] inline std::size_t put(Buffer out, std::size_t at, const char *text)
 {
-    Writer out = writer; // in registers: stores into the buffer can't reach it
-    const uint64_t bits = presence_of(record);
-    out.put(bits);
-    each_field<R>([&]<class F, unsigned bit>() __attribute__((always_inline)) {
-        if constexpr (F::kind == Kind::Record) {
-            put_record(out, F::value(record));
-        } else if ((bits >> bit & 1) != 0) {
-            put_field<F>(out, record);
+    if (text == nullptr) {
+        return put(out, at, NULL_TEXT);
+    }
+    const std::size_t length = std::strlen(text);
+    if (out.has_room(at, sizeof NULL_TEXT + length)) [[likely]] {
+        store(out.bytes + at, static_cast<uint32_t>(length));
+        std::memcpy(out.bytes + at + sizeof NULL_TEXT, text, length);
+    }
+    return at + sizeof NULL_TEXT + length;
+}
+
+template <IsRecord R> std::size_t put(Buffer out, std::size_t at, const R &record);
+
+template <class T> std::size_t put_array(Buffer out, std::size_t at, const T *array, uint32_t count)
+{
+    count = array == nullptr ? 0 : count;
+    at = put(out, at, count);
+    for (uint32_t i = 0; i < count; ++i) {
+        at = put(out, at, array[i]);
+    }
+    return at;
+}
+
+// The presence bits, then each field that is present. A nested record always follows: its own bit says nothing about
+// its fields.
+template <IsRecord R> std::size_t put(Buffer out, std::size_t at, const R &record)
+{
+    const auto bits = presence_of(record);
+    at = put(out, at, bits);
+    for_each_field<R>([&](auto field) {
+        if (field.is_record || (bits >> field.bit & 1) != 0) {
+            if constexpr (field.is_array) {
+                at = put_array(out, at, field.value(record), field.count(record));
+            } else {
+                at = put(out, at, field.value(record));
+            }
         }
-        return true;
     });
-    writer = out;
+    return at;
 }
 
 template <class R> uint32_t encode(RootKind kind, const R *record, void *buffer, uint32_t buffer_size)
@@ -115,26 +70,21 @@ template <class R> uint32_t encode(RootKind kind, const R *record, void *buffer,
     if (record == nullptr) {
         return 0;
     }
-    const auto start = reinterpret_cast<uintptr_t>(buffer);
-    const uint32_t size = buffer == nullptr ? 0 : buffer_size;
-    Writer out = {start + HEADER_SIZE, start + size};
-    put_record(out, *record);
-    const std::size_t used = out.at - start;
-    if (used > MAX_ENCODING) {
+    const Buffer out = {static_cast<uint8_t *>(buffer), buffer == nullptr ? 0 : buffer_size};
+    const std::size_t end = put(out, HEADER_SIZE, *record);
+    const std::size_t size = end + sizeof(Checksum);
+    if (size > MAX_ENCODING) {
         return 0;
     }
-    if (used <= size) {
-        auto *const header = static_cast<uint8_t *>(buffer);
-        std::memcpy(header, MAGIC, sizeof MAGIC);
-        store_little(header + 8, VERSION);
-        store_little(header + 10, static_cast<uint16_t>(kind));
-        store_little(header + 12, static_cast<uint32_t>(used));
-        bool has_zero = false;
-        const Checksum checksum = checksum_of(header, used, has_zero);
-        store_little(header + CHECKSUM_AT, checksum.sum);
-        store_little(header + CHECKSUM_AT + 8, checksum.mixed);
+    if (size <= out.size) {
+        std::memcpy(out.bytes, MAGIC, sizeof MAGIC);
+        std::size_t at = put(out, sizeof MAGIC, VERSION);
+        at = put(out, at, static_cast<uint16_t>(kind));
+        put(out, at, static_cast<uint32_t>(size));
+        const Checksum checksum = checksum_of(out.bytes, end);
+        std::memcpy(out.bytes + end, checksum.data(), sizeof checksum);
     }
-    return static_cast<uint32_t>(used);
+    return static_cast<uint32_t>(size);
 }
 
 } // namespace

@@ -21,60 +21,53 @@ template <auto... Members> struct AllBut {
     template <auto Member> static constexpr bool takes = !Only<Members...>::template takes<Member>;
 };
 
-template <class Selection = AllBut<>, class R> int order_of(const R &a, const R &b);
-
-// Null before all.
-inline int order_of_texts(const char *a, const char *b)
-{
-    return a == nullptr || b == nullptr ? (a != nullptr) - (b != nullptr) : std::strcmp(a, b);
-}
-
-template <class T> int order_of_numbers(T a, T b)
+// Each returns a negative number, 0 or a positive one.
+template <IsNumber T> int order_of(T a, T b)
 {
     return (a > b) - (a < b);
 }
 
-// A field that is there in both.
-template <class F, class R> int order_of_field(const R &a, const R &b)
+// Null before all.
+inline int order_of(const char *a, const char *b)
 {
-    if constexpr (F::kind == Kind::String) {
-        return order_of_texts(F::value(a), F::value(b));
-    } else if constexpr (F::kind == Kind::Scalar) {
-        return order_of_numbers(F::value(a), F::value(b));
-    } else if constexpr (F::kind == Kind::Record) {
-        return order_of(F::value(a), F::value(b));
-    } else {
-        const uint32_t count = F::value(a) == nullptr ? 0 : F::count(a);
-        int order = order_of_numbers(count, F::value(b) == nullptr ? 0 : F::count(b));
-        for (uint32_t i = 0; i < count && order == 0; ++i) {
-            if constexpr (F::kind == Kind::StringList) {
-                order = order_of_texts(F::value(a)[i], F::value(b)[i]);
-            } else {
-                order = order_of(F::value(a)[i], F::value(b)[i]);
-            }
-        }
-        return order;
-    }
+    return a == nullptr || b == nullptr ? (a != nullptr) - (b != nullptr) : std::strcmp(a, b);
 }
 
-// Negative, 0 or positive.
-template <class Selection, class R> int order_of(const R &a, const R &b)
+template <class Selection = AllBut<>, IsRecord R> int order_of(const R &a, const R &b);
+
+// A null array is an empty one.
+template <class T> int order_of_arrays(const T *a, uint32_t a_count, const T *b, uint32_t b_count)
+{
+    const uint32_t count = a == nullptr ? 0 : a_count;
+    int order = order_of(count, b == nullptr ? 0 : b_count);
+    for (uint32_t i = 0; i < count && order == 0; ++i) {
+        order = order_of(a[i], b[i]);
+    }
+    return order;
+}
+
+template <class Selection, IsRecord R> int order_of(const R &a, const R &b)
 {
     int order = 0;
-    each_field<R>([&]<class F, unsigned bit>() {
-        if constexpr (Selection::template takes<F::member> && F::kind != Kind::Record) {
-            order = order_of_numbers(is_present(a, bit), is_present(b, bit));
+    const auto order_presence = [&](auto field) {
+        if constexpr (Selection::template takes<field.member> && !field.is_record) {
+            order = order_of(Presence<R>{is_present(a, field.bit)}, Presence<R>{is_present(b, field.bit)});
         }
         return order == 0;
-    }) &&
-        each_field<R>([&]<class F, unsigned bit>() {
-            if constexpr (Selection::template takes<F::member>) {
-                if (F::kind == Kind::Record || is_present(a, bit)) {
-                    order = order_of_field<F>(a, b);
+    };
+    const auto order_values = [&](auto field) {
+        if constexpr (Selection::template takes<field.member>) {
+            if (field.is_record || is_present(a, field.bit)) {
+                if constexpr (field.is_array) {
+                    order = order_of_arrays(field.value(a), field.count(a), field.value(b), field.count(b));
+                } else {
+                    order = order_of(field.value(a), field.value(b));
                 }
             }
-            return order == 0;
-        });
+        }
+        return order == 0;
+    };
+    all_fields<R>(order_presence) && all_fields<R>(order_values);
     return order;
 }
 

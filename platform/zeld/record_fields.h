@@ -19,14 +19,13 @@ template <auto Member> inline constexpr unsigned BIT = zeld::bit_of<Member>();
 namespace detail
 {
 
-// Calls use.operator()<Field>() with the field that a member belongs to.
+// Calls use(field) with the field that a member belongs to.
 template <auto Member, class Use> constexpr void with_field(Use use)
 {
-    zeld::each_field<Record<Member>>([&]<class F, unsigned bit>() {
-        if constexpr (bit == BIT<Member>) {
-            use.template operator()<F>();
+    zeld::for_each_field<Record<Member>>([&](auto field) {
+        if constexpr (field.bit == BIT<Member>) {
+            use(field);
         }
-        return true;
     });
 }
 
@@ -40,7 +39,7 @@ template <auto Member> void set(Record<Member> &record, std::type_identity_t<Val
 
 template <auto Member> void set(Record<Member> &record, std::type_identity_t<Value<Member>> array, uint32_t count)
 {
-    detail::with_field<Member>([&]<class F>() { F::count(record) = count; });
+    detail::with_field<Member>([&](auto field) { field.count(record) = count; });
     set<Member>(record, array);
 }
 
@@ -56,9 +55,9 @@ template <auto Member> bool has(const Record<Member> &record)
 
 template <auto Member> void clear(Record<Member> &record)
 {
-    detail::with_field<Member>([&]<class F>() {
-        if constexpr (F::is_array) {
-            F::count(record) = 0;
+    detail::with_field<Member>([&](auto field) {
+        if constexpr (field.is_array) {
+            field.count(record) = 0;
         }
     });
     record.*Member = {};
@@ -71,7 +70,7 @@ template <auto Member> uint32_t get(const Record<Member> &record, Value<Member> 
 {
     const Value<Member> array = has<Member>(record) ? record.*Member : nullptr;
     uint32_t count = 0;
-    detail::with_field<Member>([&]<class F>() { count = array == nullptr ? 0 : F::count(record); });
+    detail::with_field<Member>([&](auto field) { count = array == nullptr ? 0 : field.count(record); });
     if (array_p != nullptr) {
         *array_p = array;
     }

@@ -1,49 +1,52 @@
-// Releasing what a record owns.
+// Releasing what a record owns, also one that was built only in part.
 #pragma once
 
 #include "schema.h"
 
+#include <cstdlib>
+
 namespace zeld
 {
 
-template <class R> void release_fields(R &record, zeld_deallocator deallocate);
+// What a record operation returns, 0 for success; zeld.h tells callers.
+enum Status : int32_t { OK = 0, NULL_ARGUMENT = 1, BAD_ENCODING = 2, NO_MEMORY = 3 };
 
-template <class F, class R> [[gnu::always_inline]] inline void release_field(R &record, zeld_deallocator deallocate)
+// The owner of what release() is given is about to end, or to be cleared: pointers to freed memory stay in it.
+inline void release(char *text, zeld_deallocator deallocate)
 {
-    auto &value = F::value(record);
-    if constexpr (F::kind == Kind::Record) {
-        release_fields(value, deallocate);
-    } else if constexpr (F::kind == Kind::String) {
-        deallocate(value);
-    } else if constexpr (F::is_array) {
-        if (value != nullptr) {
-            for (uint32_t i = 0; i < F::count(record); ++i) {
-                if constexpr (F::kind == Kind::StringList) {
-                    deallocate(value[i]);
-                } else {
-                    release_fields(value[i], deallocate);
-                }
-            }
-            deallocate(value);
+    deallocate(text);
+}
+
+template <IsRecord R> void release(const R &record, zeld_deallocator deallocate);
+
+template <class T> void release_array(T *array, uint32_t count, zeld_deallocator deallocate)
+{
+    if (array != nullptr) {
+        for (uint32_t i = 0; i < count; ++i) {
+            release(array[i], deallocate);
         }
+        deallocate(array);
     }
 }
 
-// Frees every field that is there. The record is dangling then, which its owner is about to end.
-template <class R> void release_fields(R &record, zeld_deallocator deallocate)
+// Frees every field that is present.
+template <IsRecord R> void release(const R &record, zeld_deallocator deallocate)
 {
-    each_field<R>([&]<class F, unsigned bit>() __attribute__((always_inline)) {
-        if (F::kind == Kind::Record || is_present(record, bit)) {
-            release_field<F>(record, deallocate);
+    const auto bits = presence_of(record);
+    for_each_field<R>([&](auto field) {
+        if (field.is_record || (bits >> field.bit & 1) != 0) {
+            if constexpr (field.is_array) {
+                release_array(field.value(record), field.count(record), deallocate);
+            } else if constexpr (!field.is_number) {
+                release(field.value(record), deallocate);
+            }
         }
-        return true;
     });
 }
 
-// Frees every field that is there and clears the record.
-template <class R> void release(R &record, zeld_deallocator deallocate)
+template <IsRecord R> void release_and_clear(R &record, zeld_deallocator deallocate)
 {
-    release_fields(record, deallocate);
+    release(record, deallocate);
     clear_fields(record);
 }
 

@@ -14,7 +14,10 @@
 namespace zeld
 {
 
-enum class Kind { Scalar, String, StringList, Record, RecordList };
+template <class T>
+concept IsNumber = std::is_unsigned_v<T>;
+template <class T>
+concept IsRecord = std::is_class_v<T>;
 
 template <auto Member> struct MemberOf;
 template <class R, class T, T R::*Member> struct MemberOf<Member> {
@@ -33,34 +36,30 @@ template <std::size_t Size> struct Label {
     }
 };
 
-// A field of one member: a number, a text or a nested record; or an array: a pointer and its count.
+// A field is a number, a text, a nested record, or an array of texts or records: a pointer and its count.
 template <Label Name, auto Member, auto Count = nullptr> struct Field {
     using Type = typename MemberOf<Member>::Type;
     static constexpr const char *label = Name.text;
     static constexpr auto member = Member;
     static constexpr bool is_array = !std::is_null_pointer_v<decltype(Count)>;
-    static constexpr Kind kind = std::is_same_v<Type, char *>    ? Kind::String
-                                 : std::is_same_v<Type, char **> ? Kind::StringList
-                                 : is_array                      ? Kind::RecordList
-                                 : std::is_class_v<Type>         ? Kind::Record
-                                                                 : Kind::Scalar;
-    static_assert(is_array == (kind == Kind::StringList || kind == Kind::RecordList));
+    static constexpr bool is_record = IsRecord<Type>;
+    static constexpr bool is_number = IsNumber<Type>;
+    static_assert(is_array || is_record || is_number || std::is_same_v<Type, char *>);
 
     template <class R> static constexpr auto &value(R &record) { return record.*Member; }
     template <class R> static constexpr auto &count(R &record) { return record.*Count; }
 };
 
+template <class F, unsigned Bit> struct Numbered : F {
+    static constexpr unsigned bit = Bit;
+};
+
 template <class... Fields> struct FieldList {
     static constexpr unsigned field_count = sizeof...(Fields);
 
-    // Calls visit.operator()<Field, bit>() for each field in order, until one of them returns false.
-    template <class Visit> [[gnu::always_inline]] static inline constexpr bool each(Visit visit)
+    template <class Visit, std::size_t... I> static constexpr bool all(Visit visit, std::index_sequence<I...>)
     {
-        return [&]<std::size_t... I>(std::index_sequence<I...>) __attribute__((always_inline))
-        {
-            return (visit.template operator()<Fields, static_cast<unsigned>(I)>() && ...);
-        }
-        (std::index_sequence_for<Fields...>{});
+        return (visit(Numbered<Fields, I>{}) && ...);
     }
 };
 
@@ -129,10 +128,19 @@ struct Schema<inst_sw_profile_sdr_ext>
                 Field<"Encoded bytes at creation", &inst_sw_profile_sdr_ext::sdr_sw_profile_len>> {
 };
 
-// Calls visit.operator()<Field, bit>() for each field of the record type.
-template <class R, class Visit> [[gnu::always_inline]] inline constexpr bool each_field(Visit visit)
+// Calls visit(field) for each field of a record type in order, until a call returns false. A field is an object without
+// content: its type has the label, the bit and the members.
+template <class R, class Visit> constexpr bool all_fields(Visit visit)
 {
-    return Schema<R>::each(visit);
+    return Schema<R>::all(visit, std::make_index_sequence<Schema<R>::field_count>{});
+}
+
+template <class R, class Visit> constexpr void for_each_field(Visit visit)
+{
+    all_fields<R>([&](auto field) {
+        visit(field);
+        return true;
+    });
 }
 
 template <class R> constexpr bool is_present(const R &record, unsigned bit)
@@ -147,49 +155,54 @@ template <class R> constexpr void set_present(R &record, unsigned bit, bool pres
     byte = static_cast<uint8_t>(present ? byte | mask : byte & ~mask);
 }
 
+template <class R> using Presence = std::conditional_t<sizeof(R::presence) == 1, uint8_t, uint16_t>;
+
 // The presence bits as one number; bits that belong to no field don't count.
-template <class R> constexpr uint64_t presence_of(const R &record)
+template <class R> constexpr Presence<R> presence_of(const R &record)
 {
-    uint64_t bits = 0;
+    unsigned bits = 0;
     for (std::size_t i = 0; i < sizeof record.presence; ++i) {
-        bits |= uint64_t{record.presence[i]} << (8 * i);
+        bits |= unsigned{record.presence[i]} << (8 * i);
     }
-    return bits & ((uint64_t{1} << Schema<R>::field_count) - 1);
+    return static_cast<Presence<R>>(bits & ((1U << Schema<R>::field_count) - 1));
 }
 
-template <class R> constexpr void set_presence(R &record, uint64_t bits)
+template <class R> constexpr void set_presence(R &record, Presence<R> bits)
 {
     for (std::size_t i = 0; i < sizeof record.presence; ++i) {
         record.presence[i] = static_cast<uint8_t>(bits >> (8 * i));
     }
 }
 
-// Clears every field, and frees nothing. (Field by field, since compilers make a slow string instruction of `record =
-// {}`.)
-template <class R> [[gnu::always_inline]] inline constexpr void clear_fields(R &record)
+template <IsRecord R> constexpr void clear_fields(R &record);
+
+template <class F, IsRecord R> constexpr void clear_field(F field, R &record)
 {
-    each_field<R>([&]<class F, unsigned>() __attribute__((always_inline)) {
-        if constexpr (F::kind == Kind::Record) {
-            clear_fields(F::value(record));
-        } else {
-            F::value(record) = {};
-            if constexpr (F::is_array) {
-                F::count(record) = 0;
-            }
-        }
-        return true;
-    });
+    if constexpr (field.is_record) {
+        clear_fields(field.value(record));
+    } else {
+        field.value(record) = {};
+    }
+    if constexpr (field.is_array) {
+        field.count(record) = 0;
+    }
+}
+
+// Clears every field, and frees nothing.
+template <IsRecord R> constexpr void clear_fields(R &record)
+{
+    for_each_field<R>([&](auto field) { clear_field(field, record); });
     set_presence(record, 0);
 }
 
 // Is any field of the record there, at any depth of nested records? Elements of arrays don't count.
 template <class R> constexpr bool has_any_field(const R &record)
 {
-    return !each_field<R>([&]<class F, unsigned bit>() {
-        if constexpr (F::kind == Kind::Record) {
-            return !is_present(record, bit) && !has_any_field(F::value(record));
+    return !all_fields<R>([&](auto field) {
+        if constexpr (field.is_record) {
+            return !is_present(record, field.bit) && !has_any_field(field.value(record));
         } else {
-            return !is_present(record, bit);
+            return !is_present(record, field.bit);
         }
     });
 }
@@ -200,9 +213,9 @@ template <auto Member> struct MemberTag;
 template <auto Member> constexpr unsigned bit_of()
 {
     unsigned found = 0;
-    const bool missing = each_field<typename MemberOf<Member>::Record>([&]<class F, unsigned bit>() {
-        found = bit;
-        return !std::is_same_v<MemberTag<F::member>, MemberTag<Member>>;
+    const bool missing = all_fields<typename MemberOf<Member>::Record>([&](auto field) {
+        found = field.bit;
+        return !std::is_same_v<MemberTag<field.member>, MemberTag<Member>>;
     });
     return missing ? ~0U : found;
 }
@@ -234,12 +247,11 @@ template <class R> struct Layout {
     static constexpr Layout of_schema()
     {
         Layout layout;
-        each_field<R>([&]<class F, unsigned>() {
-            layout.template add<typename F::Type>();
-            if constexpr (F::is_array) {
+        for_each_field<R>([&](auto field) {
+            layout.template add<typename decltype(field)::Type>();
+            if constexpr (field.is_array) {
                 layout.template add<uint32_t>();
             }
-            return true;
         });
         for (std::size_t i = 0; i < sizeof(R::presence); ++i) {
             layout.template add<uint8_t>();

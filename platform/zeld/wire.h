@@ -1,34 +1,54 @@
-// The frame around an encoded record; docs/encoding.md has the whole grammar.
+// What the encoder and the decoder agree on; docs/encoding.md has the whole grammar.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include "checksum.h"
+#include "schema.h"
+
+#include <bit>
+#include <cstring>
 
 namespace zeld
 {
 
-// magic (8), version (2), kind (2), length of the whole (4), checksum (16); then the record.
-inline constexpr std::size_t HEADER_SIZE = 32;
-inline constexpr std::size_t CHECKSUM_AT = 16;
+// Before the record: magic, version, kind, and the size of the whole encoding. After it: the checksum of all that.
 inline constexpr uint8_t MAGIC[8] = {'S', 'W', 'P', 'R', 'O', 'F', '\r', '\n'};
 inline constexpr uint16_t VERSION = 1;
-
 enum class RootKind : uint16_t { Sdr = 1, SdrExt = 2 };
+inline constexpr std::size_t HEADER_SIZE = sizeof MAGIC + sizeof VERSION + sizeof(RootKind) + sizeof(uint32_t);
 
 // Readers measure a file in a signed 32-bit number and ask for one byte more.
-inline constexpr uint64_t MAX_ENCODING = INT32_MAX - 1;
+inline constexpr std::size_t MAX_ENCODING = INT32_MAX - 1;
 
-static_assert(sizeof(std::size_t) == 8,
-              "sizes of arrays and texts are multiplied and added without looking for overflow");
+// The length of a null text.
+inline constexpr uint32_t NULL_TEXT = UINT32_MAX;
 
-struct Checksum {
-    uint64_t sum;
-    uint64_t mixed;
-    bool operator==(const Checksum &) const = default;
-};
+static_assert(sizeof(std::size_t) == 8, "sums and products of lengths are not checked for overflow");
 
-// The checksum of an encoding of at least HEADER_SIZE bytes, over all of it but the checksum's own 16 bytes. On the way
-// it finds out whether a zero stands in the record's bytes, where none belongs.
-Checksum checksum_of(const uint8_t *encoding, std::size_t size, bool &has_zero);
+// Numbers are little-endian on every host.
+template <IsNumber T> T little_endian(T value)
+{
+    if constexpr (std::endian::native == std::endian::little || sizeof value == 1) {
+        return value;
+    } else {
+        T swapped = 0;
+        for (std::size_t i = 0; i < sizeof value; ++i) {
+            swapped = static_cast<T>(swapped << 8 | (value >> 8 * i & 0xff));
+        }
+        return swapped;
+    }
+}
+
+template <IsNumber T> void store(uint8_t *at, T value)
+{
+    value = little_endian(value);
+    std::memcpy(at, &value, sizeof value);
+}
+
+template <IsNumber T> T load(const uint8_t *at)
+{
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return little_endian(value);
+}
 
 } // namespace zeld

@@ -152,7 +152,7 @@ void Collector::compare_lists(const std::string &what, const std::vector<T> &fro
 
 void Collector::compare_texts(const std::string &what, const char *from, const char *to)
 {
-    if (zeld::order_of_texts(from, to) != 0) {
+    if (zeld::order_of(from, to) != 0) {
         add(Change::Changed, what, "", from_to(shown(from), shown(to)));
     }
 }

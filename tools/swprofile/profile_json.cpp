@@ -14,7 +14,7 @@ namespace
 {
 
 // The key of a field: its label in lower case, with '_' for blanks; or what it was called first.
-template <class F> std::string key_of()
+template <class F> std::string key_of(F)
 {
     constexpr auto is = []<auto Member>()
     {
@@ -77,36 +77,35 @@ Json image_json(const inst_swp_package &image)
 }
 
 // Sets json's field; those of a nested record as json's own, but for an image.
-template <class F, class Record> void put_field(Json &json, const Record &record)
+template <class F, class Record> void put_field(Json &json, F field, const Record &record)
 {
-    const auto &value = F::value(record);
+    const auto &value = field.value(record);
     using Value = typename F::Type;
     if constexpr (std::is_same_v<Value, inst_swp_package>) {
-        json[key_of<F>()] = image_json(value);
-    } else if constexpr (F::kind == zeld::Kind::Record) {
+        json[key_of(field)] = image_json(value);
+    } else if constexpr (field.is_record) {
         put_fields(json, value);
-    } else if constexpr (F::is_array) {
-        Json &array = json[key_of<F>()] = Json::array();
-        for (uint32_t i = 0; value != nullptr && i < F::count(record); ++i) {
+    } else if constexpr (field.is_array) {
+        Json &array = json[key_of(field)] = Json::array();
+        for (uint32_t i = 0; value != nullptr && i < field.count(record); ++i) {
             array.push_back(json_of(value[i]));
         }
-    } else if constexpr (F::kind == zeld::Kind::String) {
-        json[key_of<F>()] = text_json(value);
+    } else if constexpr (std::is_same_v<Value, char *>) {
+        json[key_of(field)] = text_json(value);
     } else if constexpr (std::is_same_v<Value, uint8_t>) {
-        json[key_of<F>()] = value != 0;
+        json[key_of(field)] = value != 0;
     } else {
-        json[key_of<F>()] = value;
+        json[key_of(field)] = value;
     }
 }
 
 // Sets json's fields to those of the record that are there.
 template <class Record> void put_fields(Json &json, const Record &record)
 {
-    zeld::each_field<Record>([&]<class F, unsigned>() {
-        if (record::has<F::member>(record)) {
-            put_field<F>(json, record);
+    zeld::for_each_field<Record>([&](auto field) {
+        if (record::has<field.member>(record)) {
+            put_field(json, field, record);
         }
-        return true;
     });
 }
 
