@@ -9,12 +9,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <malloc.h>
 #include <random>
 #include <string>
 #include <vector>
@@ -323,6 +321,11 @@ void add(const char *operation, uint32_t packages, const Side &ours, const Side 
     }
 }
 
+void add_fetch(uint32_t packages)
+{
+    add("fetch", packages, {&Subject::fetch_and_free}, {&Subject::fetch_floor_and_free});
+}
+
 void add_all(uint32_t packages)
 {
     const Step decode_and_free = [](Subject &s) {
@@ -350,7 +353,7 @@ void add_all(uint32_t packages)
     add("add with SPs", packages, {&Subject::add_package, &Subject::put_service_packs, &Subject::remove_package},
         {deep_copy});
     add("add for node", packages, {&Subject::add_for_node, &Subject::store}, {&Subject::fetch_and_store_floor});
-    add("fetch", packages, {&Subject::fetch_and_free}, {&Subject::fetch_floor_and_free});
+    add_fetch(packages);
     add("add stored", packages, {&Subject::add_to_stored, &Subject::store},
         {&Subject::rebuild_stored_floor, &Subject::store});
     add("remove stored", packages, {&Subject::remove_from_stored, &Subject::add_to_stored},
@@ -412,13 +415,11 @@ int main(int argc, char **argv)
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
         return 2;
     }
-    // The heap keeps what is freed, so that neither side of a pair pays for memory that the other one gave back.
-    mallopt(M_TRIM_THRESHOLD, INT_MAX);
-    mallopt(M_MMAP_THRESHOLD, INT_MAX);
     const inst_pkg_fmt_info format = {"bench", 1};
     if (verd_inst_ldpath_lib_init(0, &format) != 0) {
         return 1;
     }
+    add_fetch(1);
     for (const uint32_t packages : {100U, 500U, 5000U, 50000U}) {
         add_all(packages);
     }

@@ -1,7 +1,11 @@
 // The stand-ins for the platform's libraries, where the store's users can tell.
 #include "support/repository_test.h"
 
+#include "vestra.h"
+
 #include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
 
 namespace
 {
@@ -43,6 +47,75 @@ TEST_F(PlatformTest, TheLogFollowsNoLink)
     fs::create_symlink("/tmp/victim", "/install_repo/log/install.log");
     EXPECT_EQ(std::system(SWPROFILE " list >/dev/null"), 0);
     EXPECT_EQ(fs::file_size("/tmp/victim"), 0U);
+}
+
+int give_descriptor_to_another_file(const fs::path &path)
+{
+    int fd = 3;
+    while (!fs::equivalent(path, "/proc/self/fd/" + std::to_string(fd))) {
+        ++fd;
+    }
+    const int other = open("/tmp/other", O_RDWR | O_CREAT, 0600);
+    dup2(other, fd);
+    close(other);
+    return fd;
+}
+
+// The log stays open, and yet every line is in the current file: after the log was removed, after it has grown to 16
+// MiB, and after the process has got its descriptor's number for another file.
+TEST_F(PlatformTest, TheLogStaysOpen)
+{
+    const std::string path = "/install_repo/log/install.log";
+    auto *const log = reinterpret_cast<void (*)(const char *, ...)>(dlsym(RTLD_NEXT, "instcomm_log"));
+    const auto open_files = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+    instcomm_util_init(0, 0);
+    const auto before = open_files();
+    log("one\n");
+    fs::remove_all("/install_repo/log");
+    log("two\n");
+    log("three\n");
+    const std::string lines = read_file(path);
+    EXPECT_TRUE(lines.find("two") < lines.find("three\n") && lines.find("one") == lines.npos) << lines;
+
+    fs::resize_file(path, 16 << 20);
+    log("four\n");
+    EXPECT_EQ(fs::file_size(path + ".1"), 16U << 20);
+    EXPECT_TRUE(read_file(path).ends_with("] four\n"));
+    EXPECT_LT(fs::file_size(path), 100U);
+
+    const int fd = give_descriptor_to_another_file(path);
+    log("five\n");
+    EXPECT_EQ(fs::file_size("/tmp/other"), 0U);
+    EXPECT_TRUE(read_file(path).ends_with("] five\n"));
+    EXPECT_EQ(open_files(), before);
+    close(fd);
+    instcomm_util_init(0, 0);
+}
+
+TEST_F(PlatformTest, TheTraceIsARing)
+{
+    auto *const trace = reinterpret_cast<decltype(&vestra_internal)>(dlsym(RTLD_NEXT, "vestra_internal"));
+    auto *const open_trace =
+        reinterpret_cast<decltype(&vestra_open_internal)>(dlsym(RTLD_NEXT, "vestra_open_internal"));
+    const std::string path = "/install_repo/log/ring.vestra";
+    uint64_t handle = 0;
+    ASSERT_EQ(open_trace(&handle, "ring", 3, 384, "path", "id", 0), 0);
+    for (const char *const text : {"one", "two", "three", "four"}) {
+        trace(handle, 0, 4, 1, "s", "%s", text);
+    }
+    std::string ring = read_file(path);
+    EXPECT_EQ(ring.size(), 4096U + 3 * 384);
+    EXPECT_TRUE(ring.find("four") < ring.find("two") && ring.find("one") == ring.npos);
+
+    fs::resize_file(path, 0);
+    trace(handle, 0, 4, 1, "s", "%s", "five");
+    ring = read_file(path);
+    EXPECT_TRUE(ring.starts_with("VESTRA1\n") && ring.find("five") < 4096 + 384);
+
+    const int fd = give_descriptor_to_another_file(path);
+    trace(handle, 0, 4, 1, "s", "%s", "six");
+    EXPECT_EQ(fs::file_size("/tmp/other"), 0U);
+    close(fd);
 }
 
 TEST_F(PlatformTest, Commands)

@@ -31,13 +31,13 @@ extern inst_pkg_fmt_info g_inst_pkg_fmt_info;
 extern uint16_t g_inst_common_debug_verbosity_level; /* 0: no DEBUG lines; lines have thresholds of 1 to 4 */
 extern int32_t g_inst_common_debug_prefix;           /* 0 time; 1 and pid, tid; else and function, line */
 
-/* Prepare this layer. Returns 0; it has nothing that can fail. */
+/* Open the install log for the life of the process. Returns 0, even if the log cannot be opened. */
 uint64_t instcomm_util_init(uint64_t context, uint64_t reserved);
 
 /*
  * Append one line with time and process id to "/install_repo/log/install.log", in one write, errno preserved. A
  * message without its newline gets one. Null strings print as "(null)". Where the log can't be written, the line is
- * dropped.
+ * dropped. A log of 16 MiB is renamed to "install.log.1", replacing the previous one, and a new log is begun.
  */
 void instcomm_log(const char *format, ...) __attribute__((format(printf, 1, 2)));
 

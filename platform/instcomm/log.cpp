@@ -1,5 +1,8 @@
+#include "log.h"
+
 #include "instcomm.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -7,6 +10,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +20,9 @@ namespace
 constexpr char LOG_DIRECTORY[] = "/install_repo/log";
 constexpr char LOG_FILE[] = "/install_repo/log/install.log";
 
+constexpr char ROTATED_LOG_FILE[] = "/install_repo/log/install.log.1";
+constexpr off_t ROTATION_SIZE = 16 << 20;
+
 int open_log()
 {
     constexpr int HOW = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -24,6 +31,73 @@ int open_log()
         fd = open(LOG_FILE, HOW, 0644);
     }
     return fd;
+}
+
+bool is_large(const struct stat &file)
+{
+    return S_ISREG(file.st_mode) && file.st_size >= ROTATION_SIZE;
+}
+
+// Renames a log that has grown large. The lock makes sure that of several processes only one does, since the others
+// find another file under the name.
+void rotate(int fd)
+{
+    struct stat file;
+    struct stat named;
+    if (flock(fd, LOCK_EX) == 0 && fstat(fd, &file) == 0 && is_large(file) && lstat(LOG_FILE, &named) == 0 &&
+        named.st_dev == file.st_dev && named.st_ino == file.st_ino) {
+        static_cast<void>(std::rename(LOG_FILE, ROTATED_LOG_FILE));
+    }
+}
+
+int open_current_log()
+{
+    const int fd = open_log();
+    struct stat file;
+    if (fd < 0 || fstat(fd, &file) != 0 || !is_large(file)) {
+        return fd;
+    }
+    rotate(fd);
+    close(fd);
+    return open_log();
+}
+
+// The descriptor that stays open from instcomm_util_init() on, so that a message costs two system calls instead of
+// four. Before each use it is compared with the file that was opened: a process may have closed it and got the same
+// number for another file. Threads that replace it at the same time find a mismatch at worst, and open the log for
+// themselves.
+struct {
+    std::atomic<int> fd{-1};
+    std::atomic<dev_t> device;
+    std::atomic<ino_t> inode;
+} kept;
+
+void keep(int fd)
+{
+    struct stat file;
+    if (fd >= 0 && fstat(fd, &file) == 0) {
+        kept.device = file.st_dev;
+        kept.inode = file.st_ino;
+        kept.fd = fd;
+    }
+}
+
+// The kept descriptor, open for the current log, or -1.
+int kept_log()
+{
+    const int fd = kept.fd;
+    struct stat file;
+    if (fd < 0 || fstat(fd, &file) != 0 || file.st_dev != kept.device || file.st_ino != kept.inode) {
+        return -1;
+    }
+    if (file.st_nlink != 0 && !is_large(file)) {
+        return fd;
+    }
+    const int current = open_current_log(); // the log was removed or has to be rotated
+    const int replaced = current < 0 ? -1 : dup3(current, fd, O_CLOEXEC);
+    close(current);
+    keep(replaced);
+    return replaced;
 }
 
 // "2026-11-24 19:01:32.123 [4711] ", of the size returned.
@@ -64,9 +138,10 @@ __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_li
     if (line[size - 1] != '\n') {
         line[size++] = '\n';
     }
-    const int fd = open_log();
-    if (fd >= 0) {
-        static_cast<void>(!write(fd, line, size));
+    const int kept_fd = kept_log();
+    const int fd = kept_fd >= 0 ? kept_fd : open_current_log();
+    static_cast<void>(!write(fd, line, size));
+    if (fd >= 0 && fd != kept_fd) {
         close(fd);
     }
     if (line != small) {
@@ -75,6 +150,16 @@ __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_li
 }
 
 } // namespace
+
+void instcomm::keep_log_open()
+{
+    if (kept_log() >= 0) {
+        return;
+    }
+    const int fd = open_current_log();
+    keep(fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)); // a process may have closed its standard streams
+    close(fd);
+}
 
 extern "C" void instcomm_log(const char *format, ...)
 {

@@ -101,20 +101,30 @@ void open_ring(Trace &trace)
     }
 }
 
-// Takes the place of the next record. A ring that somebody has emptied begins anew.
-bool take_place(const Trace &trace, off_t &place)
+bool is_our_file(const Trace &trace)
 {
     struct stat file;
-    if (fstat(trace.fd, &file) != 0 || file.st_dev != trace.device || file.st_ino != trace.inode) {
-        return false;
+    return fstat(trace.fd, &file) == 0 && file.st_dev == trace.device && file.st_ino == trace.inode;
+}
+
+// Takes the place of the next record. The magic is read along with the counter. If it is missing, somebody has emptied
+// the ring, which is begun again, or the descriptor has become another file's, where nothing must be written.
+bool take_place(const Trace &trace, off_t &place)
+{
+    struct {
+        char magic[sizeof MAGIC];
+        uint64_t next;
+    } start;
+    static_assert(offsetof(RingHeader, magic) == 0 && offsetof(RingHeader, next) == sizeof start.magic);
+    if (pread(trace.fd, &start, sizeof start, 0) != sizeof start ||
+        std::memcmp(start.magic, MAGIC, sizeof MAGIC) != 0) {
+        start.next = 0;
+        if (!is_our_file(trace) || !write_header(trace.fd, trace.header)) {
+            return false;
+        }
     }
-    constexpr off_t AT = offsetof(RingHeader, next);
-    uint64_t number = 0;
-    if (pread(trace.fd, &number, sizeof number, AT) != sizeof number && !write_header(trace.fd, trace.header)) {
-        return false;
-    }
-    const uint64_t next = number + 1;
-    if (pwrite(trace.fd, &next, sizeof next, AT) != sizeof next) {
+    const uint64_t number = start.next++;
+    if (pwrite(trace.fd, &start.next, sizeof start.next, offsetof(RingHeader, next)) != sizeof start.next) {
         return false;
     }
     place = static_cast<off_t>(HEADER_SIZE + number % trace.header.records * trace.header.record_size);

@@ -1,4 +1,4 @@
-// XXH3 from its own header, inlined into each file that is compiled for other instructions.
+// XXH3, inlined from its own header into each file that is compiled for a set of instructions.
 #pragma once
 
 #include "checksum.h"

@@ -7,7 +7,7 @@ namespace zeld
 namespace
 {
 
-// Each copy() builds a value from another one. On failure it leaves what can be released.
+// Each copy() makes a deep copy of a value. After a failure the copy is incomplete, but can be released.
 template <IsNumber T> Status copy(T &copied, T number, zeld_allocator)
 {
     copied = number;
@@ -31,7 +31,7 @@ template <IsNumber T> Status copy(T &copied, T number, zeld_allocator)
 
 template <IsRecord R> Status copy(R &copied, const R &record, zeld_allocator allocate);
 
-// On failure the copy counts the elements that were begun.
+// On failure, the count includes the element that failed, so that releasing the record frees what it owns.
 template <class T>
 Status copy_array(T *&copied, uint32_t &copied_count, const T *array, uint32_t count, zeld_allocator allocate)
 {
@@ -54,16 +54,15 @@ Status copy_array(T *&copied, uint32_t &copied_count, const T *array, uint32_t c
     return status;
 }
 
-// Every field is set: to its value, or cleared if it is absent or something failed before. Numbers are copied as they
-// stand, whatever their bits say.
+// Sets every field: to a copy, or cleared if it is absent or copying has failed already. Numbers are copied even if
+// their bits are clear.
 template <IsRecord R> Status copy(R &copied, const R &record, zeld_allocator allocate)
 {
     const auto bits = presence_of(record);
     set_presence(copied, bits);
     Status status = OK;
     for_each_field<R>([&](auto field) {
-        const bool is_copied = field.is_number || field.is_record || (bits >> field.bit & 1) != 0;
-        if (!is_copied || status != OK) {
+        if (!(field.is_number || field.is_visited(bits)) || status != OK) {
             clear_field(field, copied);
         } else if constexpr (field.is_array) {
             status = copy_array(field.value(copied), field.count(copied), field.value(record), field.count(record),

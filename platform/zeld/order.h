@@ -1,5 +1,5 @@
-// An order of records: by what is there, then field by field. Those are equal that hold the same; a nested record holds
-// what its fields hold, whatever its own bit says. Some of the fields may be selected:
+// A total order of records: by the presence of their fields, then by the fields' values. The own bit of a nested record
+// is ignored. The comparison can be restricted to some fields:
 //
 //     order_of(a, b) == 0
 //     order_of<Only<&inst_sw_profile_info::version>>(a, b) == 0
@@ -27,7 +27,7 @@ template <IsNumber T> int order_of(T a, T b)
     return (a > b) - (a < b);
 }
 
-// Null before all.
+// A null text comes first.
 inline int order_of(const char *a, const char *b)
 {
     return a == nullptr || b == nullptr ? (a != nullptr) - (b != nullptr) : std::strcmp(a, b);
@@ -35,7 +35,7 @@ inline int order_of(const char *a, const char *b)
 
 template <class Selection = AllBut<>, IsRecord R> int order_of(const R &a, const R &b);
 
-// A null array is an empty one.
+// A null array counts as empty.
 template <class T> int order_of_arrays(const T *a, uint32_t a_count, const T *b, uint32_t b_count)
 {
     const uint32_t count = a == nullptr ? 0 : a_count;
@@ -57,7 +57,7 @@ template <class Selection, IsRecord R> int order_of(const R &a, const R &b)
     };
     const auto order_values = [&](auto field) {
         if constexpr (Selection::template takes<field.member>) {
-            if (field.is_record || is_present(a, field.bit)) {
+            if (field.is_visited(presence_of(a))) {
                 if constexpr (field.is_array) {
                     order = order_of_arrays(field.value(a), field.count(a), field.value(b), field.count(b));
                 } else {

@@ -1,4 +1,4 @@
-// Releasing what a record owns, also one that was built only in part.
+// Freeing the memory that a record owns, even if decoding or copying it has failed halfway.
 #pragma once
 
 #include "schema.h"
@@ -8,10 +8,11 @@
 namespace zeld
 {
 
-// What a record operation returns, 0 for success; zeld.h tells callers.
+// Result of a record operation; zeld.h documents the values.
 enum Status : int32_t { OK = 0, NULL_ARGUMENT = 1, BAD_ENCODING = 2, NO_MEMORY = 3 };
 
-// The owner of what release() is given is about to end, or to be cleared: pointers to freed memory stay in it.
+// Each release() frees what a value owns. It leaves dangling pointers; call it only before the value is freed or
+// cleared.
 inline void release(char *text, zeld_deallocator deallocate)
 {
     deallocate(text);
@@ -29,12 +30,11 @@ template <class T> void release_array(T *array, uint32_t count, zeld_deallocator
     }
 }
 
-// Frees every field that is present.
 template <IsRecord R> void release(const R &record, zeld_deallocator deallocate)
 {
     const auto bits = presence_of(record);
     for_each_field<R>([&](auto field) {
-        if (field.is_record || (bits >> field.bit & 1) != 0) {
+        if (field.is_visited(bits)) {
             if constexpr (field.is_array) {
                 release_array(field.value(record), field.count(record), deallocate);
             } else if constexpr (!field.is_number) {

@@ -1,7 +1,6 @@
-// One compile-time schema per record: the fields in the order of their presence bits, each with the label that people
-// read, from which its key in JSON is made, too. Everything that walks a record (the codec, copies, releases,
-// comparisons, the accessors of the profile library, what is shown as text and as JSON) is driven by it, so that a
-// field is described here and nowhere else.
+// One compile-time schema per record: its fields in the order of their presence bits, each with a label for people,
+// from which its JSON key is derived. Everything that walks through a record uses it (encode, decode, duplicate,
+// release, compare, accessors, rendering as text and JSON), so a field is described here and nowhere else.
 #pragma once
 
 #include <cstddef>
@@ -52,6 +51,9 @@ template <Label Name, auto Member, auto Count = nullptr> struct Field {
 
 template <class F, unsigned Bit> struct Numbered : F {
     static constexpr unsigned bit = Bit;
+
+    // A nested record is visited in any case: its own bit does not say whether its fields are present.
+    static constexpr bool is_visited(unsigned presence) { return F::is_record || (presence >> Bit & 1) != 0; }
 };
 
 template <class... Fields> struct FieldList {
@@ -128,8 +130,8 @@ struct Schema<inst_sw_profile_sdr_ext>
                 Field<"Encoded bytes at creation", &inst_sw_profile_sdr_ext::sdr_sw_profile_len>> {
 };
 
-// Calls visit(field) for each field of a record type in order, until a call returns false. A field is an object without
-// content: its type has the label, the bit and the members.
+// Calls visit(field) for each field of a record type in order, until a call returns false. `field` is an empty object;
+// its type has the label, the bit and the members.
 template <class R, class Visit> constexpr bool all_fields(Visit visit)
 {
     return Schema<R>::all(visit, std::make_index_sequence<Schema<R>::field_count>{});
@@ -157,7 +159,7 @@ template <class R> constexpr void set_present(R &record, unsigned bit, bool pres
 
 template <class R> using Presence = std::conditional_t<sizeof(R::presence) == 1, uint8_t, uint16_t>;
 
-// The presence bits as one number; bits that belong to no field don't count.
+// The presence bits as one number, without the bits that belong to no field.
 template <class R> constexpr Presence<R> presence_of(const R &record)
 {
     unsigned bits = 0;
@@ -188,14 +190,14 @@ template <class F, IsRecord R> constexpr void clear_field(F field, R &record)
     }
 }
 
-// Clears every field, and frees nothing.
+// Clears every field. Frees nothing.
 template <IsRecord R> constexpr void clear_fields(R &record)
 {
     for_each_field<R>([&](auto field) { clear_field(field, record); });
     set_presence(record, 0);
 }
 
-// Is any field of the record there, at any depth of nested records? Elements of arrays don't count.
+// Whether any field of the record is present, at any depth of nested records. Array elements are not searched.
 template <class R> constexpr bool has_any_field(const R &record)
 {
     return !all_fields<R>([&](auto field) {
@@ -220,8 +222,8 @@ template <auto Member> constexpr unsigned bit_of()
     return missing ? ~0U : found;
 }
 
-// Every member of a record stands in its schema, so that a member added without its line doesn't compile. Size and
-// number are both compared: a small member can hide in padding, and a number says nothing of order and types.
+// A member without its line in the schema must not compile. Both size and number of members are compared: a small
+// member can hide in padding, and the number does not depend on order and types.
 struct AnyMember {
     template <class T> constexpr operator T() const;
 };

@@ -1,4 +1,4 @@
-// What the encoder and the decoder agree on; docs/encoding.md has the whole grammar.
+// The parts of the format that encoder and decoder share; docs/encoding.md has the grammar.
 #pragma once
 
 #include "checksum.h"
@@ -10,13 +10,14 @@
 namespace zeld
 {
 
-// Before the record: magic, version, kind, and the size of the whole encoding. After it: the checksum of all that.
+// Before the record: magic, version, kind, and the size of the whole encoding. After it: the checksum of all bytes
+// before.
 inline constexpr uint8_t MAGIC[8] = {'S', 'W', 'P', 'R', 'O', 'F', '\r', '\n'};
 inline constexpr uint16_t VERSION = 1;
 enum class RootKind : uint16_t { Sdr = 1, SdrExt = 2 };
 inline constexpr std::size_t HEADER_SIZE = sizeof MAGIC + sizeof VERSION + sizeof(RootKind) + sizeof(uint32_t);
 
-// Readers measure a file in a signed 32-bit number and ask for one byte more.
+// The library's reader keeps the file size, and one byte more, in a signed 32-bit number.
 inline constexpr std::size_t MAX_ENCODING = INT32_MAX - 1;
 
 // The length of a null text.

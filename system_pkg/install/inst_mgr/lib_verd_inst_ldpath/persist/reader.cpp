@@ -35,8 +35,12 @@ struct Stream {
     }
 };
 
+// The block for the record is allocated before the decoder's texts: behind them it would keep them from the end of the
+// heap, where freeing them is cheaper. Its failure is reported after decoding.
 uint64_t decode(const void *bytes, uint32_t count, inst_sw_profile_sdr_ext **record_out)
 {
+    Owned<inst_sw_profile_sdr_ext> copy(
+        static_cast<inst_sw_profile_sdr_ext *>(std::calloc(1, sizeof(inst_sw_profile_sdr_ext))));
     inst_sw_profile_sdr_ext record = {};
     const int32_t status = zeld_inst_sw_profile_sdr_ext_decode_ext(&record, bytes, count, std::malloc, 0);
     if (status != 0) {
@@ -44,14 +48,13 @@ uint64_t decode(const void *bytes, uint32_t count, inst_sw_profile_sdr_ext **rec
         zeld_inst_sw_profile_sdr_ext_free_ext(&record, std::free, 0);
         return INSTMGR_RC_INVALID_DATA;
     }
-    auto *const copy = static_cast<inst_sw_profile_sdr_ext *>(std::calloc(1, sizeof(inst_sw_profile_sdr_ext)));
-    if (copy == nullptr) {
+    if (copy.ptr == nullptr) {
         REPORT("Error! Can't allocate sdr_sw_profile copy buffer\n");
         zeld_inst_sw_profile_sdr_ext_free_ext(&record, std::free, 0);
         return INST_RC_NO_MEMORY;
     }
-    *copy = record; // what it owns moves with it
-    *record_out = copy;
+    *copy.ptr = record; // what it owns moves with it
+    *record_out = copy.release();
     return 0;
 }
 
