@@ -232,9 +232,28 @@ inst_sw_profile_sdr_ext *new_profile_with_locations()
     return profile;
 }
 
+// States that differ although they look alike: set bits of nested records, null and empty texts, empty arrays, zeros.
+inst_sw_profile_sdr_ext *new_profile_of_odd_states()
+{
+    inst_sw_profile_sdr_ext *const profile = new_profile(0);
+    inst_sw_profile_info &body = profile->sdr_sw_profile.sw_profile;
+    record::set<&inst_sw_profile_sdr::sdr_key>(profile->sdr_sw_profile, nullptr);
+    record::set<&inst_sw_profile_sdr::sw_profile>(profile->sdr_sw_profile, body);
+    record::set<&inst_sw_profile_sdr::loc_profiles>(profile->sdr_sw_profile, nullptr, 0);
+    record::set<&inst_sw_profile_info::lv_name>(body, strdup(""));
+    record::set<&inst_sw_profile_info::image>(body, body.image);
+    record::set<&inst_sw_profile_info::packages>(body, nullptr, 0);
+    record::set<&inst_sw_profile_info::version>(body, strdup("\xc3\xa9"));
+    record::set<&inst_sw_profile_info::is_single_initrd_supported>(body, 0);
+    record::set<&inst_swp_package::pkg_marker>(body.image, 2);
+    record::set<&inst_swp_package::extra_value>(body.image, 0);
+    return profile;
+}
+
 constexpr Golden GOLDEN[] = {
     {"empty", [] { return static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext))); }},
     {"admin", new_admin_profile},
+    {"odd-states", new_profile_of_odd_states},
     {"qx-every-field", new_full_profile},
     {"qx-locations", new_profile_with_locations},
     {"qx-300-packages", new_profile_of_many_packages},
