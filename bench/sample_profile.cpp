@@ -1,7 +1,6 @@
 #include "sample_profile.h"
 
 #include "instcomm.h"
-#include "zeld/record_fields.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -38,19 +37,19 @@ inst_swp_package sample_package(Random &random, uint32_t number)
 {
     inst_swp_package package = {};
     char **const list = static_cast<char **>(std::calloc(bench::SAMPLE_FILES, sizeof(char *)));
-    record::set<&inst_swp_package::name>(package, new_name(random, 45, number));
+    inst_swp_package_set_name(&package, new_name(random, 45, number));
     for (uint32_t i = 0; i < bench::SAMPLE_FILES; ++i) {
         list[i] = new_name(random, 40, number);
     }
-    record::set<&inst_swp_package::files>(package, list, bench::SAMPLE_FILES);
+    inst_swp_package_set_files(&package, list, bench::SAMPLE_FILES);
     if (bench::has_second_name(number)) {
-        record::set<&inst_swp_package::aux_name>(package, new_name(random, 30, number));
+        inst_swp_package_set_aux_name(&package, new_name(random, 30, number));
     }
-    record::set<&inst_swp_package::pkg_value>(package, random());
-    record::set<&inst_swp_package::pkg_type>(package, 1 + number % 5);
-    record::set<&inst_swp_package::pkg_marker>(package, number % 2 != 0);
-    record::set<&inst_swp_package::is_sp_pkg>(package, 1);
-    record::set<&inst_swp_package::extra_value>(package, static_cast<uint32_t>(random()));
+    inst_swp_package_set_pkg_value(&package, random());
+    inst_swp_package_set_pkg_type(&package, 1 + number % 5);
+    inst_swp_package_set_pkg_marker(&package, number % 2 != 0);
+    inst_swp_package_set_is_sp_pkg(&package, 1);
+    inst_swp_package_set_extra_value(&package, static_cast<uint32_t>(random()));
     return package;
 }
 
@@ -61,16 +60,16 @@ inst_sw_profile_sdr_ext *new_sample_profile(uint32_t packages)
     Random random;
     auto *const profile = static_cast<inst_sw_profile_sdr_ext *>(std::calloc(1, sizeof(inst_sw_profile_sdr_ext)));
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
-    record::set<&inst_sw_profile_sdr::vm_type>(sdr, 3U);
-    record::set<&inst_sw_profile_sdr::sdr_key>(sdr, strdup("default-sdr"));
-    record::set<&inst_sw_profile_info::version>(sdr.sw_profile, strdup("1.4.0"));
-    record::set<&inst_swp_package::name>(sdr.sw_profile.image, strdup("qx-image-1.4.0.iso"));
+    inst_sw_profile_sdr_set_vm_type(&sdr, 3U);
+    inst_sw_profile_sdr_set_sdr_key(&sdr, strdup("default-sdr"));
+    inst_sw_profile_info_set_version(&sdr.sw_profile, strdup("1.4.0"));
+    inst_swp_package_set_name(&sdr.sw_profile.image, strdup("qx-image-1.4.0.iso"));
 
     auto *const list = static_cast<inst_swp_package *>(std::calloc(packages, sizeof(inst_swp_package)));
     for (uint32_t i = 0; i < packages; ++i) {
         list[i] = sample_package(random, i);
     }
-    record::set<&inst_sw_profile_info::packages>(sdr.sw_profile, list, packages);
+    inst_sw_profile_info_set_packages(&sdr.sw_profile, list, packages);
     return profile;
 }
 
@@ -84,8 +83,8 @@ sp_detail sample_service_pack(uint32_t number, const char *rpm)
     std::snprintf(name, sizeof name, "qx-service-pack-%u", number);
     auto *const rpms = static_cast<char **>(std::calloc(1, sizeof(char *)));
     rpms[0] = strdup(rpm);
-    record::set<&sp_detail::sp_name>(pack, strdup(name));
-    record::set<&sp_detail::sp_rpms>(pack, rpms, 1);
+    sp_detail_set_sp_name(&pack, strdup(name));
+    sp_detail_set_sp_rpms(&pack, rpms, 1);
     return pack;
 }
 
@@ -107,8 +106,8 @@ void set_service_packs(inst_sw_profile_info &body, uint32_t first, uint32_t coun
         details[i] = sample_service_pack(first + i, "other-1.0-r1");
         names[i] = strdup(details[i].sp_name);
     }
-    record::set<&inst_sw_profile_info::sp_names>(body, names, count);
-    record::set<&inst_sw_profile_info::sp_details>(body, details, count);
+    inst_sw_profile_info_set_sp_names(&body, names, count);
+    inst_sw_profile_info_set_sp_details(&body, details, count);
 }
 
 void ServicePackSource::make(uint32_t first, uint32_t count, const char *rpm)
@@ -118,7 +117,7 @@ void ServicePackSource::make(uint32_t first, uint32_t count, const char *rpm)
     for (uint32_t i = 0; i < count; ++i) {
         packs[i] = sample_service_pack(first + i, rpm);
     }
-    record::set<&serv_packs::service_packs>(*set, packs, count);
+    serv_packs_set_service_packs(set, packs, count);
 }
 
 } // namespace bench

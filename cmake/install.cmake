@@ -9,6 +9,7 @@ install(FILES
     platform/include/instcomm.h
     platform/include/vestra.h
     platform/include/zeld.h
+    platform/include/zeld_fields.h
     system_pkg/install/inst_mgr/lib_verd_inst_ldpath/include/verd_inst_ldpath.h
     TYPE INCLUDE)
 install(FILES docs/man/swprofile.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

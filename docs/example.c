@@ -13,9 +13,8 @@ static uint64_t create(void)
     char name[] = "qx-routing-1.4.0-r1";
 
     inst_swp_package package = {0};
-    package.name = name;
-    package.pkg_type = VERD_SWP_PKG_BASE;
-    package.presence[0] = 1u << 0 | 1u << 4; /* its fields 0 and 4, name and pkg_type, are there */
+    inst_swp_package_set_name(&package, name);
+    inst_swp_package_set_pkg_type(&package, VERD_SWP_PKG_BASE);
 
     swprofile_create_request request = {0};
     request.sdr_key = sdr_key;
@@ -43,8 +42,9 @@ int main(void)
     rc = inst_ldpath_get_swprofile("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &profile, &reasons);
     if (rc == 0) {
         const inst_sw_profile_info *body = &profile->sdr_sw_profile.sw_profile;
-        printf("%s: %" PRIu32 " package, the first is %s\n", body->image.name, body->packages_count,
-               body->packages[0].name);
+        inst_swp_package *packages = NULL;
+        const uint32_t count = inst_sw_profile_info_get_packages(body, &packages);
+        printf("%s: %" PRIu32 " package, the first is %s\n", body->image.name, count, packages[0].name);
     } else {
         fprintf(stderr, "can't fetch the profile: 0x%016" PRIx64 " %s\n", rc, reasons == NULL ? "" : reasons);
     }

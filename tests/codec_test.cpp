@@ -112,13 +112,13 @@ TEST_F(CodecTest, OddStates)
 {
     inst_sw_profile_sdr_ext odd = {};
     inst_sw_profile_info &body = odd.sdr_sw_profile.sw_profile;
-    EXPECT_FALSE(record::has<&inst_sw_profile_sdr_ext::sdr_sw_profile>(odd));
-    record::set<&inst_swp_package::pkg_type>(body.image, 0);
-    EXPECT_TRUE(record::has<&inst_sw_profile_info::image>(body));
-    EXPECT_TRUE(record::has<&inst_sw_profile_sdr_ext::sdr_sw_profile>(odd)); // through all levels
-    EXPECT_FALSE(zeld::is_present(body, 1));
-    record::set<&inst_sw_profile_info::lv_name>(body, nullptr);
-    record::set<&inst_sw_profile_info::packages>(body, nullptr, 1000000);
+    EXPECT_FALSE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&odd));
+    inst_swp_package_set_pkg_type(&body.image, 0);
+    EXPECT_TRUE(inst_sw_profile_info_has_image(&body));
+    EXPECT_TRUE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&odd)); // through all levels
+    EXPECT_EQ(body.presence[0] & 2, 0);
+    inst_sw_profile_info_set_lv_name(&body, nullptr);
+    inst_sw_profile_info_set_packages(&body, nullptr, 1000000);
     body.sp_names = reinterpret_cast<char **>(8);
     body.sp_names_count = 1;
     EXPECT_TRUE(survives(odd));
@@ -127,7 +127,7 @@ TEST_F(CodecTest, OddStates)
     inst_swp_package package = {};
     package.name = reinterpret_cast<char *>(8);
     package.pkg_type = 5;
-    record::set<&inst_swp_package::files>(package, nullptr, 1000000);
+    inst_swp_package_set_files(&package, nullptr, 1000000);
     inst_swp_package copy;
     ASSERT_EQ(zeld_inst_swp_package_duplicate(&copy, &package, malloc, 0), 0);
     EXPECT_EQ(copy.name, nullptr);
@@ -144,7 +144,7 @@ TEST_F(CodecTest, TextsOfAnyLengthAndWithoutNul)
     for (const std::size_t length : {0U, 1U, 7U, 15U, 16U, 17U, 31U, 32U, 33U, 64U, 300000U}) {
         inst_sw_profile_sdr_ext profile = {};
         std::string text(length, 'x');
-        record::set<&inst_sw_profile_info::version>(profile.sdr_sw_profile.sw_profile, text.data());
+        inst_sw_profile_info_set_version(&profile.sdr_sw_profile.sw_profile, text.data());
         const std::string bytes = encoding_of(profile);
         inst_sw_profile_sdr_ext decoded;
         ASSERT_EQ(decode(decoded, bytes), 0) << length;
@@ -181,7 +181,7 @@ struct Golden {
 inst_sw_profile_sdr_ext *new_profile(uint32_t vm_type)
 {
     auto *const profile = static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)));
-    record::set<&inst_sw_profile_sdr::vm_type>(profile->sdr_sw_profile, vm_type);
+    inst_sw_profile_sdr_set_vm_type(&profile->sdr_sw_profile, vm_type);
     return profile;
 }
 
@@ -189,22 +189,22 @@ inst_sw_profile_sdr_ext *new_admin_profile()
 {
     inst_sw_profile_sdr_ext *const profile = new_profile(VERD_VM_ADMIN);
     inst_sw_profile_info &body = profile->sdr_sw_profile.sw_profile;
-    record::set<&inst_sw_profile_info::lv_name>(body, nullptr);
+    inst_sw_profile_info_set_lv_name(&body, nullptr);
     body.image = new_package("kelo-1.4.iso", {"kelo-base-1.4-r0"}, 0);
-    record::set<&inst_sw_profile_info::version>(body, strdup("1.4"));
+    inst_sw_profile_info_set_version(&body, strdup("1.4"));
     put_package(body, new_package("tp-ssh-9.1-r1"));
-    record::set<&inst_sw_profile_sdr_ext::sdr_sw_profile_len>(*profile, 0x1234);
+    inst_sw_profile_sdr_ext_set_sdr_sw_profile_len(profile, 0x1234);
     return profile;
 }
 
 inst_sw_profile_sdr_ext *new_profile_of_many_packages()
 {
     inst_sw_profile_sdr_ext *const profile = new_profile(VERD_VM_QX);
-    record::set<&inst_sw_profile_sdr::sdr_key>(profile->sdr_sw_profile, strdup("default-sdr"));
+    inst_sw_profile_sdr_set_sdr_key(&profile->sdr_sw_profile, strdup("default-sdr"));
     for (uint32_t i = 1; i <= 300; ++i) {
         const std::string name = "qx-package-" + std::to_string(i) + "-1.0-r" + std::to_string(i * i);
         inst_swp_package package = new_package(name.c_str(), {(name + ".rpm").c_str()}, i % 5 + 1);
-        record::set<&inst_swp_package::pkg_value>(package, i * uint64_t{0x0123456789abcdef});
+        inst_swp_package_set_pkg_value(&package, i * uint64_t{0x0123456789abcdef});
         put_package(profile->sdr_sw_profile.sw_profile, package);
     }
     return profile;
@@ -217,18 +217,18 @@ inst_sw_profile_sdr_ext *new_profile_with_locations()
     auto *const locations = static_cast<inst_sw_profile_loc *>(calloc(2, sizeof(inst_sw_profile_loc)));
     auto *const nodes = static_cast<inst_node_loc *>(calloc(3, sizeof(inst_node_loc)));
     for (uint32_t i = 0; i < 3; ++i) {
-        record::set<&inst_node_loc::loc_id_1>(nodes[i], 0);
-        record::set<&inst_node_loc::loc_id_2>(nodes[i], i + 1);
-        record::set<&inst_node_loc::loc_id_3>(nodes[i], 0);
+        inst_node_loc_set_loc_id_1(&nodes[i], 0);
+        inst_node_loc_set_loc_id_2(&nodes[i], i + 1);
+        inst_node_loc_set_loc_id_3(&nodes[i], 0);
     }
     auto *const last = static_cast<inst_node_loc *>(malloc(sizeof(inst_node_loc)));
     *last = nodes[2];
-    record::set<&inst_sw_profile_loc::node_locs>(locations[0], nodes, 2);
-    record::set<&inst_sw_profile_loc::node_locs>(locations[1], last, 1);
+    inst_sw_profile_loc_set_node_locs(&locations[0], nodes, 2);
+    inst_sw_profile_loc_set_node_locs(&locations[1], last, 1);
     locations[0].sw_profile.image = new_package("qx-image-1.6.0.iso", {}, 0);
-    record::set<&inst_sw_profile_info::version>(locations[0].sw_profile, strdup("1.6.0"));
+    inst_sw_profile_info_set_version(&locations[0].sw_profile, strdup("1.6.0"));
     put_package(locations[1].sw_profile, new_package("qx-debug-1.6.0-r1", {"qx-debug-1.6.0-r1.rpm"}));
-    record::set<&inst_sw_profile_sdr::loc_profiles>(profile->sdr_sw_profile, locations, 2);
+    inst_sw_profile_sdr_set_loc_profiles(&profile->sdr_sw_profile, locations, 2);
     return profile;
 }
 
@@ -237,16 +237,16 @@ inst_sw_profile_sdr_ext *new_profile_of_odd_states()
 {
     inst_sw_profile_sdr_ext *const profile = new_profile(0);
     inst_sw_profile_info &body = profile->sdr_sw_profile.sw_profile;
-    record::set<&inst_sw_profile_sdr::sdr_key>(profile->sdr_sw_profile, nullptr);
-    record::set<&inst_sw_profile_sdr::sw_profile>(profile->sdr_sw_profile, body);
-    record::set<&inst_sw_profile_sdr::loc_profiles>(profile->sdr_sw_profile, nullptr, 0);
-    record::set<&inst_sw_profile_info::lv_name>(body, strdup(""));
-    record::set<&inst_sw_profile_info::image>(body, body.image);
-    record::set<&inst_sw_profile_info::packages>(body, nullptr, 0);
-    record::set<&inst_sw_profile_info::version>(body, strdup("\xc3\xa9"));
-    record::set<&inst_sw_profile_info::is_single_initrd_supported>(body, 0);
-    record::set<&inst_swp_package::pkg_marker>(body.image, 2);
-    record::set<&inst_swp_package::extra_value>(body.image, 0);
+    inst_sw_profile_sdr_set_sdr_key(&profile->sdr_sw_profile, nullptr);
+    inst_sw_profile_sdr_set_sw_profile(&profile->sdr_sw_profile, body);
+    inst_sw_profile_sdr_set_loc_profiles(&profile->sdr_sw_profile, nullptr, 0);
+    inst_sw_profile_info_set_lv_name(&body, strdup(""));
+    inst_sw_profile_info_set_image(&body, body.image);
+    inst_sw_profile_info_set_packages(&body, nullptr, 0);
+    inst_sw_profile_info_set_version(&body, strdup("\xc3\xa9"));
+    inst_sw_profile_info_set_is_single_initrd_supported(&body, 0);
+    inst_swp_package_set_pkg_marker(&body.image, 2);
+    inst_swp_package_set_extra_value(&body.image, 0);
     return profile;
 }
 

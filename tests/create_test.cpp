@@ -52,12 +52,12 @@ TEST_F(CreateTest, ABareRequest)
 
 TEST_F(CreateTest, ServicePacksNeedAMember)
 {
-    record::clear<&inst_swp_package::is_sp_pkg>(packages[1]);
+    inst_swp_package_clear_is_sp_pkg(&packages[1]);
     char plain[] = "image.iso";
     request.image = plain;
     const inst_sw_profile_info &body = created("no member of a service pack");
-    EXPECT_FALSE(record::has<&inst_sw_profile_info::sp_details>(body));
-    EXPECT_FALSE(record::has<&inst_sw_profile_info::sp_names>(body));
+    EXPECT_FALSE(inst_sw_profile_info_has_sp_details(&body));
+    EXPECT_FALSE(inst_sw_profile_info_has_sp_names(&body));
     EXPECT_STREQ(body.image.name, "image.iso");
 }
 

@@ -83,7 +83,7 @@ protected:
 
     void set_base_rpms(const std::vector<const char *> &names)
     {
-        record::set<&inst_swp_package::files>(body().image, new_list(names), static_cast<uint32_t>(names.size()));
+        inst_swp_package_set_files(&body().image, new_list(names), static_cast<uint32_t>(names.size()));
     }
 
     inst_sw_profile_sdr_ext *profile = nullptr;
@@ -101,7 +101,7 @@ TEST_F(EditTest, OldRules)
 
     given({new_package("none-1-1", {}, 4), new_package("mod-1-1", {"kernel-modules-1-1"}, 4),
            new_package("krn-1-1", {"qx-kernel-1-1"}, 4)});
-    record::clear<&inst_swp_package::pkg_type>(body().packages[2]); // judged by the one before
+    inst_swp_package_clear_pkg_type(&body().packages[2]); // judged by the one before
     put_package(body(), new_package(nullptr, {nullptr}, 4));
     add("krn-2-1", 7, {"/x/qx-kernel-2-1.x86_64.rpm"});
     add("rt-1-1", 7, {"/x/qx-kernel-rt-2-1.x86_64.rpm"}); // another class goes beside it
@@ -246,9 +246,9 @@ TEST_F(EditTest, Removing)
     given({new_package("a-1-1")});
     set_base_rpms({"base-1-1"});
     remove("a-1-1");
-    EXPECT_FALSE(record::has<&inst_sw_profile_info::packages>(body()));
+    EXPECT_FALSE(inst_sw_profile_info_has_packages(&body()));
     remove("base-1-1");
-    EXPECT_TRUE(record::has<&inst_swp_package::files>(body().image));
+    EXPECT_TRUE(inst_swp_package_has_files(&body().image));
     EXPECT_EQ(body().image.files, nullptr);
 }
 

@@ -200,7 +200,7 @@ const Operation OPERATIONS[] = {
      [](Outcome &o) {
          inst_sw_profile_info &body = changed->sdr_sw_profile.sw_profile;
          o.rc = inst_ldpath_untag_sp_pkg_in_swp(&body, sp_list());
-         EXPECT_EQ(record::has<&inst_swp_package::is_sp_pkg>(body.packages[2]), o.rc != 0);
+         EXPECT_EQ(inst_swp_package_has_is_sp_pkg(&body.packages[2]), o.rc != 0);
      }},
     {"add to the stored", Operation::Stores,
      [](Outcome &o) {
@@ -293,7 +293,7 @@ protected:
             changed->sdr_sw_profile.sw_profile.sp_names_count = 1; // the other is null
         } else if (operation.kind == Operation::Edits && !operation.from_nothing) {
             inst_swp_package member = new_package("gamma-1-1");
-            record::set<&inst_swp_package::is_sp_pkg>(member, 1);
+            inst_swp_package_set_is_sp_pkg(&member, 1);
             put_package(changed->sdr_sw_profile.sw_profile, member);
         }
         offer = std::make_unique<Offer>();

@@ -123,8 +123,8 @@ TEST_F(FrameTest, ErrorTextTellsTheChainAndKeepsToItsBound)
 TEST_F(FrameTest, NodeLocationLists)
 {
     inst_node_loc nodes[2] = {};
-    record::set<&inst_node_loc::loc_id_1>(nodes[0], 1);
-    record::set<&inst_node_loc::loc_id_3>(nodes[1], 3);
+    inst_node_loc_set_loc_id_1(&nodes[0], 1);
+    inst_node_loc_set_loc_id_3(&nodes[1], 3);
     inst_node_loc *copy = nodes;
     EXPECT_EQ(verd_inst_dup_node_loc_list(2, nodes, nullptr), INST_RC_INVALID_ARG);
     EXPECT_EQ(verd_inst_dup_node_loc_list(0, nullptr, &copy), 0U);

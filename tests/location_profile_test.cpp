@@ -30,7 +30,7 @@ protected:
     {
         Fetched profile;
         profile.ptr = static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)));
-        record::set<&inst_sw_profile_sdr::sdr_key>(profile.ptr->sdr_sw_profile, strdup("default-sdr"));
+        inst_sw_profile_sdr_set_sdr_key(&profile.ptr->sdr_sw_profile, strdup("default-sdr"));
         for (const inst_swp_package &package : packages) {
             put_package(profile.body(), package);
         }
@@ -51,7 +51,7 @@ protected:
         std::vector<inst_node_loc> list;
         for (const uint32_t id : ids) {
             inst_node_loc node = {};
-            record::set<&inst_node_loc::loc_id_2>(node, id);
+            inst_node_loc_set_loc_id_2(&node, id);
             list.push_back(node);
         }
         return list;

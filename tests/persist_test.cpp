@@ -154,7 +154,7 @@ TEST_F(PersistTest, StoringUsesTheKeyOfTheRecord)
     EXPECT_STREQ(fetched.body().lv_name, "part2");
 
     std::free(sdr.sdr_key);
-    record::clear<&inst_sw_profile_sdr::sdr_key>(sdr);
+    inst_sw_profile_sdr_clear_sdr_key(&sdr);
     store_as("without a key, Admin", profile, 1, VERD_SWP_COMMITTED, VERD_VM_ADMIN);
     EXPECT_EQ(sdr.sw_profile.lv_name, former);
     store_as("without a key, QX", profile, 0, VERD_SWP_ACTIVE, VERD_VM_QX);

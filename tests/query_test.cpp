@@ -45,7 +45,7 @@ struct Answer {
 inst_node_loc node_of(uint32_t id)
 {
     inst_node_loc node = {};
-    record::set<&inst_node_loc::loc_id_1>(node, id);
+    inst_node_loc_set_loc_id_1(&node, id);
     return node;
 }
 
@@ -68,7 +68,7 @@ protected:
         std::free(profile.body().version);
         profile.body().version = strdup(version);
         inst_free_string_list(profile.body().sp_names_count, profile.body().sp_names);
-        record::set<&Info::sp_names>(profile.body(), new_list(packs), static_cast<uint32_t>(packs.size()));
+        inst_sw_profile_info_set_sp_names(&profile.body(), new_list(packs), static_cast<uint32_t>(packs.size()));
         ASSERT_EQ(inst_write_sdr_swprofile_to_file2(key, 0, state, vm_type, profile.ptr, nullptr), 0U);
         hooks::reset();
     }
@@ -141,7 +141,7 @@ TEST_F(QueryTest, WhatAFetchedProfileHolds)
     Fetched empty = {static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)))};
     std::swap(profile.ptr, empty.ptr);
     ask_all("no SDR profile");
-    record::set<&inst_sw_profile_sdr::vm_type>(profile.ptr->sdr_sw_profile, 3);
+    inst_sw_profile_sdr_set_vm_type(&profile.ptr->sdr_sw_profile, 3);
     ask_all("no VM profile");
     inst_ldpath_free_swprofile_ext(&profile.ptr);
     ask_all("nothing");
@@ -254,9 +254,9 @@ TEST_F(QueryTest, SoftwareOfNodes)
         sdr.loc_profiles[i] = {};
         auto *const node = static_cast<inst_node_loc *>(malloc(sizeof(inst_node_loc)));
         *node = node_of(1);
-        record::set<&inst_sw_profile_loc::node_locs>(sdr.loc_profiles[i], node, 1);
+        inst_sw_profile_loc_set_node_locs(&sdr.loc_profiles[i], node, 1);
     }
-    record::set<&Info::version>(sdr.loc_profiles[2].sw_profile, strdup("3"));
+    inst_sw_profile_info_set_version(&sdr.loc_profiles[2].sw_profile, strdup("3"));
     const auto store_admin = [&](uint8_t is_local) {
         ASSERT_EQ(inst_write_sdr_swprofile_to_file2(nullptr, is_local, 2, VERD_VM_ADMIN, profile.ptr, nullptr), 0U);
     };
@@ -269,7 +269,7 @@ TEST_F(QueryTest, SoftwareOfNodes)
     is_listed("listed", 1);
     is_listed("not listed", 5);
     std::free(profile.body().version);
-    record::clear<&Info::version>(profile.body());
+    inst_sw_profile_info_clear_version(&profile.body());
     store_admin(0);
     version("both none", 5, nullptr);
     version("one", 5, "1");

@@ -26,7 +26,7 @@ protected:
                const ServicePacks &packs, bool has_details = true)
     {
         Fetched profile = {static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)))};
-        record::set<&inst_sw_profile_sdr::sdr_key>(profile.ptr->sdr_sw_profile, strdup("default-sdr"));
+        inst_sw_profile_sdr_set_sdr_key(&profile.ptr->sdr_sw_profile, strdup("default-sdr"));
         profile.body().image = new_package("image.iso", base_rpms, 0);
         for (const char *const name : packages) {
             put_package(profile.body(), new_package(name));
@@ -37,10 +37,10 @@ protected:
             for (uint32_t i = 0; i < copy.set->service_packs_count; ++i) {
                 names.push_back(copy.set->service_packs[i].sp_name);
             }
-            record::set<&Info::sp_names>(profile.body(), new_list(names), static_cast<uint32_t>(names.size()));
+            inst_sw_profile_info_set_sp_names(&profile.body(), new_list(names), static_cast<uint32_t>(names.size()));
             if (has_details) {
-                record::set<&Info::sp_details>(profile.body(), std::exchange(copy.set->service_packs, nullptr),
-                                               std::exchange(copy.set->service_packs_count, 0));
+                inst_sw_profile_info_set_sp_details(&profile.body(), std::exchange(copy.set->service_packs, nullptr),
+                                                    std::exchange(copy.set->service_packs_count, 0));
             }
         }
         ASSERT_EQ(store(profile.ptr), 0U);
@@ -64,7 +64,7 @@ protected:
         for (const std::string &line : content_of(after.body())) {
             tell_line(line);
         }
-        tell_line(record::has<&Info::sp_names>(after.body()) ? "has names" : "no names");
+        tell_line(inst_sw_profile_info_has_sp_names(&after.body()) ? "has names" : "no names");
     }
 
     void add(
@@ -275,10 +275,10 @@ TEST_F(StoredEditTest, Members)
     EXPECT_EQ(is_tagged, 1);
     EXPECT_EQ(body.packages[3].is_sp_pkg, 1);
     EXPECT_EQ(body.packages[4].is_sp_pkg, 1);
-    EXPECT_FALSE(record::has<&inst_swp_package::is_sp_pkg>(body.packages[1]));
+    EXPECT_FALSE(inst_swp_package_has_is_sp_pkg(&body.packages[1]));
     EXPECT_EQ(inst_ldpath_untag_sp_pkg_in_swp(&body, packs.set), 0U);
-    EXPECT_FALSE(record::has<&inst_swp_package::is_sp_pkg>(body.packages[3]));
-    EXPECT_FALSE(record::has<&inst_swp_package::is_sp_pkg>(body.packages[4]));
+    EXPECT_FALSE(inst_swp_package_has_is_sp_pkg(&body.packages[3]));
+    EXPECT_FALSE(inst_swp_package_has_is_sp_pkg(&body.packages[4]));
     EXPECT_EQ(body.packages[0].is_sp_pkg, 1); // no third-party package
 
     const std::vector<const char *> names = {"gamma-1.0-r1", "z", nullptr};

@@ -11,6 +11,7 @@
 #ifndef ZELD_H
 #define ZELD_H
 
+#include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -99,6 +100,23 @@ typedef struct inst_sw_profile_sdr_ext {
     uint32_t sdr_sw_profile_len; /* bytes that sdr_sw_profile took, encoded alone, when the profile was created */
     uint8_t presence[1];
 } inst_sw_profile_sdr_ext;
+
+/*
+ * Accessors. zeld_fields.h defines them as inline functions, for every field of every record; R is the record, F the
+ * field:
+ *
+ *   void     R_set_F(R *, value)             a number, a text, or a nested record by value
+ *   void     R_set_F(R *, elements, count)   an array
+ *   bool     R_has_F(const R *)              is it present? A nested record is if its bit is set or any of its fields
+ * is void     R_clear_F(R *)                  zeroes it, nested records with all their fields, and makes it absent
+ *   uint32_t R_get_F(const R *, elements *)  an array: returns the count and stores the elements, unless the pointer
+ * for them is null; 0 and null if it is absent bool     R_has_any(const R *)            is any field present? void
+ * R_clear(R *)                    clears every field
+ *
+ * So inst_swp_package_set_name(&package, name), or inst_sw_profile_info_get_packages(&body, &packages). A record owns
+ * the memory that is set and frees it with its own; set and clear copy nothing and free nothing.
+ */
+#include "zeld_fields.h"
 
 typedef void *(*zeld_allocator)(size_t);
 typedef void (*zeld_deallocator)(void *);

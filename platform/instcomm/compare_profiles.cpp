@@ -1,6 +1,5 @@
 #include "instcomm.h"
 #include "zeld/order.h"
-#include "zeld/record_fields.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -9,10 +8,14 @@ namespace
 {
 
 using Info = inst_sw_profile_info;
+using InfoFields = zeld::Schema<inst_sw_profile_info>;
 using Location = inst_sw_profile_loc;
+using LocationFields = zeld::Schema<inst_sw_profile_loc>;
 using Sdr = inst_sw_profile_sdr;
+using SdrFields = zeld::Schema<inst_sw_profile_sdr>;
 using Ext = inst_sw_profile_sdr_ext;
-using zeld::AllBut;
+using ExtFields = zeld::Schema<inst_sw_profile_sdr_ext>;
+using zeld::Except;
 using zeld::Only;
 using zeld::order_of;
 
@@ -54,7 +57,7 @@ void sort(Sorted *sorted, const inst_swp_package *packages, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
         const inst_swp_package &package = packages[i];
-        sorted[i] = {record::has<&inst_swp_package::name>(package) ? hash_of(package.name) : 0, &package};
+        sorted[i] = {inst_swp_package_has_name(&package) ? hash_of(package.name) : 0, &package};
     }
     std::sort(sorted, sorted + count);
 }
@@ -63,9 +66,9 @@ bool Comparison::packages_differ(const Info &a, const Info &b)
 {
     inst_swp_package *of_a = nullptr;
     inst_swp_package *of_b = nullptr;
-    const uint32_t count = record::get<&Info::packages>(a, &of_a);
-    if (!in_any_order || count == 0 || count != record::get<&Info::packages>(b, &of_b)) {
-        return order_of<Only<&Info::packages>>(a, b) != 0;
+    const uint32_t count = inst_sw_profile_info_get_packages(&a, &of_a);
+    if (!in_any_order || count == 0 || count != inst_sw_profile_info_get_packages(&b, &of_b)) {
+        return order_of<Only<InfoFields::packages_field>>(a, b) != 0;
     }
     const auto sorted_a = static_cast<Sorted *>(std::malloc(2 * std::size_t{count} * sizeof(Sorted)));
     if (sorted_a == nullptr) {
@@ -86,20 +89,22 @@ bool Comparison::packages_differ(const Info &a, const Info &b)
 // Names the first part that differs; null when none does.
 const char *Comparison::body_difference(const Info &a, const Info &b)
 {
-    if ((parts & IMAGE) != 0 && order_of<Only<&Info::image>>(a, b) != 0) {
+    if ((parts & IMAGE) != 0 && order_of<Only<InfoFields::image_field>>(a, b) != 0) {
         return "image";
     }
-    if ((parts & VERSION) != 0 && order_of<Only<&Info::version>>(a, b) != 0) {
+    if ((parts & VERSION) != 0 && order_of<Only<InfoFields::version_field>>(a, b) != 0) {
         return "version";
     }
     if ((parts & PACKAGES) != 0 && packages_differ(a, b)) {
         return "packages";
     }
-    if ((parts & SERVICE_PACKS) != 0 && order_of<Only<&Info::sp_names, &Info::sp_details>>(a, b) != 0) {
+    if ((parts & SERVICE_PACKS) != 0 &&
+        order_of<Only<InfoFields::sp_names_field, InfoFields::sp_details_field>>(a, b) != 0) {
         return "service packs";
     }
-    using Others = AllBut<&Info::lv_name, &Info::image, &Info::version, &Info::packages, &Info::sp_names,
-                          &Info::sp_details>; // lv_name names the partition
+    using Others = Except<InfoFields::lv_name_field, InfoFields::image_field, InfoFields::version_field,
+                          InfoFields::packages_field, InfoFields::sp_names_field,
+                          InfoFields::sp_details_field>; // lv_name names the partition
     return (parts & OTHERS) != 0 && order_of<Others>(a, b) != 0 ? "other fields of the body" : nullptr;
 }
 
@@ -107,12 +112,12 @@ bool Comparison::locations_differ(const Sdr &a, const Sdr &b)
 {
     Location *of_a = nullptr;
     Location *of_b = nullptr;
-    const uint32_t count = record::get<&Sdr::loc_profiles>(a, &of_a);
-    bool differ = record::has<&Sdr::loc_profiles>(a) != record::has<&Sdr::loc_profiles>(b) ||
-                  count != record::get<&Sdr::loc_profiles>(b, &of_b);
+    const uint32_t count = inst_sw_profile_sdr_get_loc_profiles(&a, &of_a);
+    bool differ = inst_sw_profile_sdr_has_loc_profiles(&a) != inst_sw_profile_sdr_has_loc_profiles(&b) ||
+                  count != inst_sw_profile_sdr_get_loc_profiles(&b, &of_b);
     Comparison whole = {ALL, in_any_order};
     for (uint32_t i = 0; i < count && !differ; ++i) {
-        differ = order_of<AllBut<&Location::sw_profile>>(of_a[i], of_b[i]) != 0 ||
+        differ = order_of<Except<LocationFields::sw_profile_field>>(of_a[i], of_b[i]) != 0 ||
                  whole.body_difference(of_a[i].sw_profile, of_b[i].sw_profile) != nullptr;
     }
     is_out_of_memory = is_out_of_memory || whole.is_out_of_memory;
@@ -129,8 +134,9 @@ const char *Comparison::difference(const Ext &a, const Ext &b)
     if ((parts & LOCATIONS) != 0 && locations_differ(of_a, of_b)) {
         return "location profiles";
     }
-    const bool others_differ = order_of<AllBut<&Ext::sdr_sw_profile, &Ext::sdr_sw_profile_len>>(a, b) != 0 ||
-                               order_of<AllBut<&Sdr::sw_profile, &Sdr::loc_profiles>>(of_a, of_b) != 0;
+    const bool others_differ =
+        order_of<Except<ExtFields::sdr_sw_profile_field, ExtFields::sdr_sw_profile_len_field>>(a, b) != 0 ||
+        order_of<Except<SdrFields::sw_profile_field, SdrFields::loc_profiles_field>>(of_a, of_b) != 0;
     return (parts & OTHERS) != 0 && others_differ ? "other fields" : nullptr;
 }
 

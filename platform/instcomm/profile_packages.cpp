@@ -1,5 +1,4 @@
 #include "instcomm.h"
-#include "zeld/record_fields.h"
 
 #include <cstdlib>
 
@@ -10,14 +9,13 @@ extern "C" uint64_t instcomm_ldpath_get_pkgs_info_from_swprofile(const inst_sw_p
         return INSTCOMM_RC_INVALID_ARG;
     }
     inst_swp_package *packages = nullptr;
-    const uint32_t package_count =
-        record::get<&inst_sw_profile_info::packages>(profile->sdr_sw_profile.sw_profile, &packages);
+    const uint32_t package_count = inst_sw_profile_info_get_packages(&profile->sdr_sw_profile.sw_profile, &packages);
     const auto names = static_cast<char **>(std::calloc(std::size_t{package_count} + 1, sizeof(char *)));
     if (names == nullptr) {
         return INSTCOMM_RC_NO_MEMORY;
     }
     for (uint32_t i = 0; i < package_count; ++i) {
-        names[i] = record::has<&inst_swp_package::name>(packages[i]) ? packages[i].name : nullptr;
+        names[i] = inst_swp_package_has_name(&packages[i]) ? packages[i].name : nullptr;
     }
     const uint64_t rc = inst_dup_string_list(package_count, names, pkg_names, err);
     std::free(names);

@@ -2,7 +2,7 @@
 // schema of the records leads through it and has the labels.
 #include "instcomm.h"
 
-#include "zeld/record_fields.h"
+#include "zeld/schema.h"
 
 #include <cinttypes>
 #include <cstdarg>
@@ -90,12 +90,6 @@ void put_text(const Page &page, const char *text)
 
 template <class R> void put_fields(const Page &page, const R &record);
 
-// A number, 0 when it is absent.
-template <auto Member> record::Value<Member> present(const record::Record<Member> &of)
-{
-    return record::has<Member>(of) ? of.*Member : 0;
-}
-
 // Each entry has a line with its number, type and name, and below what else it holds.
 void put_table(const Page &page, const inst_swp_package *packages, uint32_t count)
 {
@@ -106,17 +100,17 @@ void put_table(const Page &page, const inst_swp_package *packages, uint32_t coun
     for (uint32_t i = 0; i < count; ++i) {
         inst_swp_package rest = packages[i];
         char type[12] = "-";
-        if (record::has<&inst_swp_package::pkg_type>(rest)) {
+        if (inst_swp_package_has_pkg_type(&rest)) {
             std::snprintf(type, sizeof type, "%" PRIu32, rest.pkg_type);
         }
         page.start_line();
         page.put("%5" PRIu32 "  %4s  %2s  ", i + 1, type,
-                 present<&inst_swp_package::is_sp_pkg>(rest) != 0 ? "SP" : "-");
-        put_text(page, record::has<&inst_swp_package::name>(rest) ? rest.name : "-");
+                 inst_swp_package_has_is_sp_pkg(&rest) && rest.is_sp_pkg != 0 ? "SP" : "-");
+        put_text(page, inst_swp_package_has_name(&rest) ? rest.name : "-");
         page.end_line();
-        record::clear<&inst_swp_package::name>(rest);
-        record::clear<&inst_swp_package::pkg_type>(rest);
-        record::clear<&inst_swp_package::is_sp_pkg>(rest);
+        inst_swp_package_clear_name(&rest);
+        inst_swp_package_clear_pkg_type(&rest);
+        inst_swp_package_clear_is_sp_pkg(&rest);
         put_fields(Page{page.out, page.depth + 9}, rest);
     }
 }
@@ -125,8 +119,9 @@ void put_table(const Page &page, const inst_node_loc *nodes, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
         page.start_line();
-        page.put("%" PRIu32 "/%" PRIu32 "/%" PRIu32 "\n", present<&inst_node_loc::loc_id_1>(nodes[i]),
-                 present<&inst_node_loc::loc_id_2>(nodes[i]), present<&inst_node_loc::loc_id_3>(nodes[i]));
+        page.put("%" PRIu32 "/%" PRIu32 "/%" PRIu32 "\n", inst_node_loc_has_loc_id_1(&nodes[i]) ? nodes[i].loc_id_1 : 0,
+                 inst_node_loc_has_loc_id_2(&nodes[i]) ? nodes[i].loc_id_2 : 0,
+                 inst_node_loc_has_loc_id_3(&nodes[i]) ? nodes[i].loc_id_3 : 0);
     }
 }
 
@@ -171,7 +166,7 @@ template <class F, class R> void put_field(const Page &page, F field, const R &r
 template <class R> void put_fields(const Page &page, const R &record)
 {
     zeld::for_each_field<R>([&](auto field) {
-        if (record::has<field.member>(record)) {
+        if (field.is_present(record)) {
             put_field(page, field, record);
         }
     });

@@ -1,7 +1,6 @@
 #include "package_name.h"
 
 #include "instcomm.h"
-#include "zeld/record_fields.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -13,7 +12,7 @@ namespace
 bool delivers(const service_pack &pack, std::string_view package)
 {
     char **rpms = nullptr;
-    const uint32_t count = record::get<&service_pack::sp_rpms>(pack, &rpms);
+    const uint32_t count = sp_detail_get_sp_rpms(&pack, &rpms);
     for (uint32_t i = 0; i < count; ++i) {
         if (rpms[i] != nullptr && instcomm::without_architecture(rpms[i]) == package) {
             return true;
@@ -37,7 +36,7 @@ struct Found {
 
     uint64_t add(const service_pack &pack)
     {
-        if (!record::has<&service_pack::sp_name>(pack) || pack.sp_name == nullptr) {
+        if (!sp_detail_has_sp_name(&pack) || pack.sp_name == nullptr) {
             return INSTCOMM_RC_INVALID_DATA; // can't be recorded
         }
         names[count] = strdup(pack.sp_name);
@@ -67,7 +66,7 @@ struct Found {
 uint64_t find_packs(const serv_packs &source, const char *package, Found &found)
 {
     service_pack *packs = nullptr;
-    const uint32_t count = record::get<&serv_packs::service_packs>(source, &packs);
+    const uint32_t count = serv_packs_get_service_packs(&source, &packs);
     if (count == 0) {
         return 0;
     }
@@ -124,12 +123,12 @@ uint64_t instcomm_get_rpms_from_sp_list(const serv_packs *sp_list, char ***rpms,
         return INSTCOMM_RC_INVALID_ARG;
     }
     service_pack *packs = nullptr;
-    const uint32_t pack_count = record::get<&serv_packs::service_packs>(*sp_list, &packs);
+    const uint32_t pack_count = serv_packs_get_service_packs(sp_list, &packs);
     char **all = nullptr;
     uint32_t all_count = 0;
     for (uint32_t i = 0; i < pack_count; ++i) {
         char **of_pack = nullptr;
-        const uint32_t rpm_count = record::get<&service_pack::sp_rpms>(packs[i], &of_pack);
+        const uint32_t rpm_count = sp_detail_get_sp_rpms(&packs[i], &of_pack);
         const uint64_t rc = instcomm_add_to_list(&all, &all_count, of_pack, rpm_count);
         if (rc != 0) {
             inst_free_string_list(all_count, all);
@@ -144,16 +143,16 @@ uint64_t instcomm_get_rpms_from_sp_list(const serv_packs *sp_list, char ***rpms,
 uint64_t instmgr_show_serv_pack(const serv_packs *sp_list, const char *caller)
 {
     service_pack *packs = nullptr;
-    const uint32_t count = sp_list == nullptr ? 0 : record::get<&serv_packs::service_packs>(*sp_list, &packs);
+    const uint32_t count = sp_list == nullptr ? 0 : serv_packs_get_service_packs(sp_list, &packs);
     if (count == 0) {
         instcomm_log("%s: no service packs\n", caller);
     }
     for (uint32_t i = 0; i < count; ++i) {
         char **rpms = nullptr;
-        const uint32_t rpm_count = record::get<&service_pack::sp_rpms>(packs[i], &rpms);
+        const uint32_t rpm_count = sp_detail_get_sp_rpms(&packs[i], &rpms);
         char text[512];
         inst_print_list(text, sizeof text, rpms, rpm_count);
-        const bool has_name = record::has<&service_pack::sp_name>(packs[i]) && packs[i].sp_name != nullptr;
+        const bool has_name = sp_detail_has_sp_name(&packs[i]) && packs[i].sp_name != nullptr;
         const char *const name = has_name ? packs[i].sp_name : "(null)";
         instcomm_log("%s: service pack %s delivers %s\n", caller, name, text);
     }

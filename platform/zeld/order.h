@@ -2,8 +2,8 @@
 // is ignored. The comparison can be restricted to some fields:
 //
 //     order_of(a, b) == 0
-//     order_of<Only<&inst_sw_profile_info::version>>(a, b) == 0
-//     order_of<AllBut<&inst_sw_profile_info::lv_name>>(a, b) == 0
+//     order_of<Only<Schema<inst_sw_profile_info>::version_field>>(a, b) == 0
+//     order_of<Except<Schema<inst_sw_profile_info>::lv_name_field>>(a, b) == 0
 #pragma once
 
 #include "schema.h"
@@ -13,12 +13,12 @@
 namespace zeld
 {
 
-template <auto... Members> struct Only {
-    template <auto Member> static constexpr bool takes = (std::is_same_v<MemberTag<Member>, MemberTag<Members>> || ...);
+template <class... Fields> struct Only {
+    template <class Field> static constexpr bool takes = (std::is_same_v<Field, Fields> || ...);
 };
 
-template <auto... Members> struct AllBut {
-    template <auto Member> static constexpr bool takes = !Only<Members...>::template takes<Member>;
+template <class... Fields> struct Except {
+    template <class Field> static constexpr bool takes = !Only<Fields...>::template takes<Field>;
 };
 
 // Each returns a negative number, 0 or a positive one.
@@ -33,7 +33,7 @@ inline int order_of(const char *a, const char *b)
     return a == nullptr || b == nullptr ? (a != nullptr) - (b != nullptr) : std::strcmp(a, b);
 }
 
-template <class Selection = AllBut<>, IsRecord R> int order_of(const R &a, const R &b);
+template <class Selection = Except<>, IsRecord R> int order_of(const R &a, const R &b);
 
 // A null array counts as empty.
 template <class T> int order_of_arrays(const T *a, uint32_t a_count, const T *b, uint32_t b_count)
@@ -50,13 +50,13 @@ template <class Selection, IsRecord R> int order_of(const R &a, const R &b)
 {
     int order = 0;
     const auto order_presence = [&](auto field) {
-        if constexpr (Selection::template takes<field.member> && !field.is_record) {
-            order = order_of(Presence<R>{is_present(a, field.bit)}, Presence<R>{is_present(b, field.bit)});
+        if constexpr (Selection::template takes<decltype(field)> && !field.is_record) {
+            order = order_of(uint8_t{field.is_present(a)}, uint8_t{field.is_present(b)});
         }
         return order == 0;
     };
     const auto order_values = [&](auto field) {
-        if constexpr (Selection::template takes<field.member>) {
+        if constexpr (Selection::template takes<decltype(field)>) {
             if (field.is_visited(presence_of(a))) {
                 if constexpr (field.is_array) {
                     order = order_of_arrays(field.value(a), field.count(a), field.value(b), field.count(b));

@@ -1,14 +1,13 @@
-// One compile-time schema per record: its fields in the order of their presence bits, each with a label for people,
-// from which its JSON key is derived. Everything that walks through a record uses it (encode, decode, duplicate,
-// release, compare, accessors, rendering as text and JSON), so a field is described here and nowhere else.
+// The fields of each record as types, made from the lists in zeld_fields.h, for everything that walks through a record:
+// encode, decode, duplicate, release, compare and render.
 #pragma once
+
+#include "zeld.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
 #include <utility>
-
-#include "zeld.h"
 
 namespace zeld
 {
@@ -18,123 +17,62 @@ concept IsNumber = std::is_unsigned_v<T>;
 template <class T>
 concept IsRecord = std::is_class_v<T>;
 
-template <auto Member> struct MemberOf;
-template <class R, class T, T R::*Member> struct MemberOf<Member> {
-    using Record = R;
+template <class T, unsigned Bit, bool IsArray> struct Field {
     using Type = T;
-};
-
-template <std::size_t Size> struct Label {
-    char text[Size];
-
-    constexpr Label(const char (&label)[Size])
-    {
-        for (std::size_t i = 0; i < Size; ++i) {
-            text[i] = label[i];
-        }
-    }
-};
-
-// A field is a number, a text, a nested record, or an array of texts or records: a pointer and its count.
-template <Label Name, auto Member, auto Count = nullptr> struct Field {
-    using Type = typename MemberOf<Member>::Type;
-    static constexpr const char *label = Name.text;
-    static constexpr auto member = Member;
-    static constexpr bool is_array = !std::is_null_pointer_v<decltype(Count)>;
-    static constexpr bool is_record = IsRecord<Type>;
-    static constexpr bool is_number = IsNumber<Type>;
-    static_assert(is_array || is_record || is_number || std::is_same_v<Type, char *>);
-
-    template <class R> static constexpr auto &value(R &record) { return record.*Member; }
-    template <class R> static constexpr auto &count(R &record) { return record.*Count; }
-};
-
-template <class F, unsigned Bit> struct Numbered : F {
     static constexpr unsigned bit = Bit;
+    static constexpr bool is_array = IsArray;
+    static constexpr bool is_record = IsRecord<T>;
+    static constexpr bool is_number = IsNumber<T>;
+    static_assert(is_array || is_record || is_number || std::is_same_v<T, char *>, "a field of no known kind");
 
     // A nested record is visited in any case: its own bit does not say whether its fields are present.
-    static constexpr bool is_visited(unsigned presence) { return F::is_record || (presence >> Bit & 1) != 0; }
+    static constexpr bool is_visited(unsigned presence) { return is_record || (presence >> Bit & 1) != 0; }
 };
 
-template <class... Fields> struct FieldList {
-    static constexpr unsigned field_count = sizeof...(Fields);
-
-    template <class Visit, std::size_t... I> static constexpr bool all(Visit visit, std::index_sequence<I...>)
-    {
-        return (visit(Numbered<Fields, I>{}) && ...);
+#define ZELD_FIELD_MEMBERS(R, name, text)                                                                              \
+    static constexpr const char *label = text;                                                                         \
+    static constexpr auto &value(auto &record)                                                                         \
+    {                                                                                                                  \
+        return record.name;                                                                                            \
+    }                                                                                                                  \
+    static bool is_present(const R &record)                                                                            \
+    {                                                                                                                  \
+        return R##_has_##name(&record);                                                                                \
     }
-};
 
-template <class Record> struct Schema;
+#define ZELD_FIELD(R, bit, type, name, text)                                                                           \
+    struct name##_field : Field<type, bit, false> {                                                                    \
+        ZELD_FIELD_MEMBERS(R, name, text)                                                                              \
+    };
 
-template <>
-struct Schema<inst_node_loc> : FieldList<Field<"First id", &inst_node_loc::loc_id_1>,  //
-                                         Field<"Second id", &inst_node_loc::loc_id_2>, //
-                                         Field<"Third id", &inst_node_loc::loc_id_3>> {
-};
+#define ZELD_ARRAY_FIELD(R, bit, type, name, text)                                                                     \
+    struct name##_field : Field<type *, bit, true> {                                                                   \
+        ZELD_FIELD_MEMBERS(R, name, text)                                                                              \
+        static constexpr auto &count(auto &record) { return record.name##_count; }                                     \
+    };
 
-template <>
-struct Schema<sp_detail> : FieldList<Field<"Name", &sp_detail::sp_name>, //
-                                     Field<"RPMs", &sp_detail::sp_rpms, &sp_detail::sp_rpms_count>> {
-};
+#define ZELD_AND_ONE(R, bit, type, name, text) +1
+#define ZELD_AND_VISIT(R, bit, type, name, text) &&visit(name##_field{})
 
-template <>
-struct Schema<serv_packs>
-    : FieldList<Field<"Service packs", &serv_packs::service_packs, &serv_packs::service_packs_count>> {
-};
+// Schema<R> has a type name_field for every field `name` of record R.
+template <class R> struct Schema;
 
-template <>
-struct Schema<inst_swp_package>
-    : FieldList<Field<"Name", &inst_swp_package::name>,                                                             //
-                Field<"RPMs", &inst_swp_package::files, &inst_swp_package::files_count>,                            //
-                Field<"Second name", &inst_swp_package::aux_name>,                                                  //
-                Field<"Value", &inst_swp_package::pkg_value>,                                                       //
-                Field<"Type", &inst_swp_package::pkg_type>,                                                         //
-                Field<"Marker", &inst_swp_package::pkg_marker>,                                                     //
-                Field<"Extra list", &inst_swp_package::extra_list, &inst_swp_package::extra_list_count>,            //
-                Field<"Second extra list", &inst_swp_package::extra_list_2, &inst_swp_package::extra_list_2_count>, //
-                Field<"Service pack member", &inst_swp_package::is_sp_pkg>,                                         //
-                Field<"Extra value", &inst_swp_package::extra_value>> {
-};
+#define ZELD_SCHEMA(R)                                                                                                 \
+    template <> struct Schema<R> {                                                                                     \
+        ZELD_FIELDS_##R(ZELD_FIELD, ZELD_FIELD, ZELD_ARRAY_FIELD);                                                     \
+        static constexpr unsigned field_count = 0 ZELD_FIELDS_##R(ZELD_AND_ONE, ZELD_AND_ONE, ZELD_AND_ONE);           \
+        static constexpr bool all_fields(auto visit)                                                                   \
+        {                                                                                                              \
+            return true ZELD_FIELDS_##R(ZELD_AND_VISIT, ZELD_AND_VISIT, ZELD_AND_VISIT);                               \
+        }                                                                                                              \
+    };
 
-template <>
-struct Schema<inst_sw_profile_info>
-    : FieldList<Field<"Logical volume", &inst_sw_profile_info::lv_name>,                                             //
-                Field<"Image", &inst_sw_profile_info::image>,                                                        //
-                Field<"Packages", &inst_sw_profile_info::packages, &inst_sw_profile_info::packages_count>,           //
-                Field<"Version", &inst_sw_profile_info::version>,                                                    //
-                Field<"Service packs", &inst_sw_profile_info::sp_details, &inst_sw_profile_info::sp_details_count>,  //
-                Field<"Service pack names", &inst_sw_profile_info::sp_names, &inst_sw_profile_info::sp_names_count>, //
-                Field<"Single initrd", &inst_sw_profile_info::is_single_initrd_supported>> {
-};
+ZELD_RECORDS(ZELD_SCHEMA)
 
-template <>
-struct Schema<inst_sw_profile_loc>
-    : FieldList<Field<"Nodes", &inst_sw_profile_loc::node_locs, &inst_sw_profile_loc::node_locs_count>, //
-                Field<"Software", &inst_sw_profile_loc::sw_profile>> {
-};
-
-template <>
-struct Schema<inst_sw_profile_sdr>
-    : FieldList<
-          Field<"VM type", &inst_sw_profile_sdr::vm_type>,     //
-          Field<"SDR", &inst_sw_profile_sdr::sdr_key>,         //
-          Field<"Software", &inst_sw_profile_sdr::sw_profile>, //
-          Field<"Location profiles", &inst_sw_profile_sdr::loc_profiles, &inst_sw_profile_sdr::loc_profiles_count>> {
-};
-
-template <>
-struct Schema<inst_sw_profile_sdr_ext>
-    : FieldList<Field<"Software profile", &inst_sw_profile_sdr_ext::sdr_sw_profile>, //
-                Field<"Extension value", &inst_sw_profile_sdr_ext::ext_value>,       //
-                Field<"Encoded bytes at creation", &inst_sw_profile_sdr_ext::sdr_sw_profile_len>> {
-};
-
-// Calls visit(field) for each field of a record type in order, until a call returns false. `field` is an empty object;
-// its type has the label, the bit and the members.
+// Calls visit(field) for each field of a record type in order, until a call returns false. `field` is an empty object.
 template <class R, class Visit> constexpr bool all_fields(Visit visit)
 {
-    return Schema<R>::all(visit, std::make_index_sequence<Schema<R>::field_count>{});
+    return Schema<R>::all_fields(visit);
 }
 
 template <class R, class Visit> constexpr void for_each_field(Visit visit)
@@ -143,18 +81,6 @@ template <class R, class Visit> constexpr void for_each_field(Visit visit)
         visit(field);
         return true;
     });
-}
-
-template <class R> constexpr bool is_present(const R &record, unsigned bit)
-{
-    return ((record.presence[bit / 8] >> (bit % 8)) & 1U) != 0;
-}
-
-template <class R> constexpr void set_present(R &record, unsigned bit, bool present)
-{
-    const auto mask = static_cast<uint8_t>(1U << (bit % 8));
-    uint8_t &byte = record.presence[bit / 8];
-    byte = static_cast<uint8_t>(present ? byte | mask : byte & ~mask);
 }
 
 template <class R> using Presence = std::conditional_t<sizeof(R::presence) == 1, uint8_t, uint16_t>;
@@ -197,33 +123,8 @@ template <IsRecord R> constexpr void clear_fields(R &record)
     set_presence(record, 0);
 }
 
-// Whether any field of the record is present, at any depth of nested records. Array elements are not searched.
-template <class R> constexpr bool has_any_field(const R &record)
-{
-    return !all_fields<R>([&](auto field) {
-        if constexpr (field.is_record) {
-            return !is_present(record, field.bit) && !has_any_field(field.value(record));
-        } else {
-            return !is_present(record, field.bit);
-        }
-    });
-}
-
-template <auto Member> struct MemberTag;
-
-// The bit of a member, found through the member itself.
-template <auto Member> constexpr unsigned bit_of()
-{
-    unsigned found = 0;
-    const bool missing = all_fields<typename MemberOf<Member>::Record>([&](auto field) {
-        found = field.bit;
-        return !std::is_same_v<MemberTag<field.member>, MemberTag<Member>>;
-    });
-    return missing ? ~0U : found;
-}
-
-// A member without its line in the schema must not compile. Both size and number of members are compared: a small
-// member can hide in padding, and the number does not depend on order and types.
+// A member that is missing in its list must not compile. Both the number and the size of the members are compared: a
+// small member can hide in padding, and the number does not depend on order and types.
 struct AnyMember {
     template <class T> constexpr operator T() const;
 };
@@ -239,6 +140,7 @@ template <class R, std::size_t... I> constexpr bool has_members(std::index_seque
 template <class R> struct Layout {
     std::size_t end = 0;
     std::size_t members = 0;
+    bool has_bits_in_order = true;
 
     template <class T> constexpr void add()
     {
@@ -246,14 +148,16 @@ template <class R> struct Layout {
         ++members;
     }
 
-    static constexpr Layout of_schema()
+    static constexpr Layout of_list()
     {
         Layout layout;
+        unsigned bit = 0;
         for_each_field<R>([&](auto field) {
             layout.template add<typename decltype(field)::Type>();
             if constexpr (field.is_array) {
                 layout.template add<uint32_t>();
             }
+            layout.has_bits_in_order = layout.has_bits_in_order && field.bit == bit++;
         });
         for (std::size_t i = 0; i < sizeof(R::presence); ++i) {
             layout.template add<uint8_t>();
@@ -263,17 +167,14 @@ template <class R> struct Layout {
     }
 };
 
-template <class R> constexpr bool is_covered()
-{
-    constexpr auto layout = Layout<R>::of_schema();
-    return layout.end == sizeof(R) && Schema<R>::field_count <= 8 * sizeof(R::presence) &&
-           has_members<R>(std::make_index_sequence<layout.members>{}) &&
-           !has_members<R>(std::make_index_sequence<layout.members + 1>{});
-}
+#define ZELD_CHECK_LIST(R)                                                                                             \
+    static_assert(has_members<R>(std::make_index_sequence<Layout<R>::of_list().members>{}) &&                          \
+                      !has_members<R>(std::make_index_sequence<Layout<R>::of_list().members + 1>{}),                   \
+                  #R ": ZELD_FIELDS_" #R " does not list as many members as the struct has");                          \
+    static_assert(Layout<R>::of_list().end == sizeof(R), #R ": ZELD_FIELDS_" #R " has other types than the struct");   \
+    static_assert(Layout<R>::of_list().has_bits_in_order, #R ": the bits in ZELD_FIELDS_" #R " are not 0, 1, 2, ..."); \
+    static_assert(Schema<R>::field_count <= 8 * sizeof(R::presence), #R ": more fields than presence bits");
 
-static_assert(is_covered<inst_node_loc>() && is_covered<sp_detail>() && is_covered<serv_packs>() &&
-              is_covered<inst_swp_package>() && is_covered<inst_sw_profile_info>() &&
-              is_covered<inst_sw_profile_loc>() && is_covered<inst_sw_profile_sdr>() &&
-              is_covered<inst_sw_profile_sdr_ext>());
+ZELD_RECORDS(ZELD_CHECK_LIST)
 
 } // namespace zeld

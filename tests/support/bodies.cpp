@@ -27,30 +27,30 @@ ServicePacks::ServicePacks(std::initializer_list<Pack> packs)
     service_pack *next = array;
     for (const Pack &pack : packs) {
         if (pack.name != nullptr) {
-            record::set<&service_pack::sp_name>(*next, strdup(pack.name));
+            sp_detail_set_sp_name(next, strdup(pack.name));
         }
-        record::set<&service_pack::sp_rpms>(*next, new_list(pack.rpms), static_cast<uint32_t>(pack.rpms.size()));
+        sp_detail_set_sp_rpms(next, new_list(pack.rpms), static_cast<uint32_t>(pack.rpms.size()));
         ++next;
     }
-    record::set<&serv_packs::service_packs>(*set, array, static_cast<uint32_t>(packs.size()));
+    serv_packs_set_service_packs(set, array, static_cast<uint32_t>(packs.size()));
 }
 
 void put_package(inst_sw_profile_info &body, const inst_swp_package &package)
 {
     inst_swp_package *packages = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
     packages = static_cast<inst_swp_package *>(realloc(packages, (count + 1) * sizeof *packages));
     packages[count] = package;
-    record::set<&inst_sw_profile_info::packages>(body, packages, count + 1);
+    inst_sw_profile_info_set_packages(&body, packages, count + 1);
 }
 
 Lines content_of(const inst_sw_profile_info &body)
 {
     Lines lines;
     inst_swp_package *packages = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
     if (count == 0) {
-        lines.push_back(record::has<&inst_sw_profile_info::packages>(body) ? "packages: there, empty" : "no packages");
+        lines.push_back(inst_sw_profile_info_has_packages(&body) ? "packages: there, empty" : "no packages");
     }
     for (uint32_t i = 0; i < count; ++i) {
         const inst_swp_package &package = packages[i];
@@ -59,7 +59,7 @@ Lines content_of(const inst_sw_profile_info &body)
                         (package.pkg_value != 0 ? ", value " + std::to_string(package.pkg_value) : "") +
                         (package.files_count != 0 ? ", files:" + joined(package.files, package.files_count) : ""));
     }
-    if (record::has<&inst_swp_package::files>(body.image)) {
+    if (inst_swp_package_has_files(&body.image)) {
         lines.push_back("base RPMs:" + joined(body.image.files, body.image.files_count));
     }
     for (uint32_t i = 0; i < std::max(body.sp_names_count, body.sp_details_count); ++i) {

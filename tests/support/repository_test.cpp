@@ -58,37 +58,37 @@ std::string size_text(const fs::directory_entry &file)
     return error ? ", unreadable" : ", " + std::to_string(size) + " bytes";
 }
 
-template <auto Member> void set_list(record::Record<Member> &record, const std::vector<const char *> &texts)
+template <class Record>
+void set_list(void (*set)(Record *, char **, uint32_t), Record &record, const std::vector<const char *> &texts)
 {
-    record::set<Member>(record, new_list(texts), static_cast<uint32_t>(texts.size()));
+    set(&record, new_list(texts), static_cast<uint32_t>(texts.size()));
 }
 
 void fill_body(inst_sw_profile_info &body)
 {
-    using Info = inst_sw_profile_info;
     auto *const packages = static_cast<inst_swp_package *>(calloc(2, sizeof(inst_swp_package)));
     packages[0] = new_package("alpha-1.0-r1", {"alpha-1.0-r1.rpm", nullptr, ""}, 5);
     inst_swp_package &package = packages[0];
-    record::set<&inst_swp_package::aux_name>(package, strdup("second"));
-    record::set<&inst_swp_package::pkg_value>(package, UINT64_MAX);
-    record::set<&inst_swp_package::pkg_marker>(package, 1);
-    set_list<&inst_swp_package::extra_list>(package, {"extra"});
-    set_list<&inst_swp_package::extra_list_2>(package, {});
-    record::set<&inst_swp_package::is_sp_pkg>(package, 1);
-    record::set<&inst_swp_package::extra_value>(package, 1);
+    inst_swp_package_set_aux_name(&package, strdup("second"));
+    inst_swp_package_set_pkg_value(&package, UINT64_MAX);
+    inst_swp_package_set_pkg_marker(&package, 1);
+    set_list(inst_swp_package_set_extra_list, package, {"extra"});
+    set_list(inst_swp_package_set_extra_list_2, package, {});
+    inst_swp_package_set_is_sp_pkg(&package, 1);
+    inst_swp_package_set_extra_value(&package, 1);
     packages[1] = new_package("beta-2.0-r1");
 
     auto *const details = static_cast<sp_detail *>(calloc(2, sizeof(sp_detail)));
-    record::set<&sp_detail::sp_name>(details[0], strdup("SP1"));
-    set_list<&sp_detail::sp_rpms>(details[0], {"alpha-1.0-r1", "gamma-1.0-r1"});
+    sp_detail_set_sp_name(&details[0], strdup("SP1"));
+    set_list(sp_detail_set_sp_rpms, details[0], {"alpha-1.0-r1", "gamma-1.0-r1"});
 
-    record::set<&Info::lv_name>(body, strdup("lv0"));
-    record::set<&Info::version>(body, strdup("1.4.0"));
+    inst_sw_profile_info_set_lv_name(&body, strdup("lv0"));
+    inst_sw_profile_info_set_version(&body, strdup("1.4.0"));
     body.image = new_package("image.iso", {"base.rpm"}, 0);
-    record::set<&Info::packages>(body, packages, 2);
-    record::set<&Info::sp_details>(body, details, 2);
-    set_list<&Info::sp_names>(body, {"SP1", nullptr});
-    record::set<&Info::is_single_initrd_supported>(body, 1);
+    inst_sw_profile_info_set_packages(&body, packages, 2);
+    inst_sw_profile_info_set_sp_details(&body, details, 2);
+    set_list(inst_sw_profile_info_set_sp_names, body, {"SP1", nullptr});
+    inst_sw_profile_info_set_is_single_initrd_supported(&body, 1);
 }
 
 } // namespace
@@ -122,12 +122,12 @@ inst_swp_package new_package(const char *name, const std::vector<const char *> &
 {
     inst_swp_package package = {};
     if (name != nullptr) {
-        record::set<&inst_swp_package::name>(package, strdup(name));
+        inst_swp_package_set_name(&package, strdup(name));
     }
     if (!files.empty()) {
-        set_list<&inst_swp_package::files>(package, files);
+        set_list(inst_swp_package_set_files, package, files);
     }
-    record::set<&inst_swp_package::pkg_type>(package, type);
+    inst_swp_package_set_pkg_type(&package, type);
     return package;
 }
 
@@ -135,21 +135,21 @@ inst_sw_profile_sdr_ext *new_full_profile()
 {
     auto *const profile = static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)));
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
-    record::set<&inst_sw_profile_sdr::vm_type>(sdr, VERD_VM_QX);
-    record::set<&inst_sw_profile_sdr::sdr_key>(sdr, strdup("default-sdr"));
+    inst_sw_profile_sdr_set_vm_type(&sdr, VERD_VM_QX);
+    inst_sw_profile_sdr_set_sdr_key(&sdr, strdup("default-sdr"));
     fill_body(sdr.sw_profile);
 
     auto *const locations = static_cast<inst_sw_profile_loc *>(calloc(1, sizeof(inst_sw_profile_loc)));
     auto *const nodes = static_cast<inst_node_loc *>(calloc(2, sizeof(inst_node_loc)));
-    record::set<&inst_node_loc::loc_id_1>(nodes[0], UINT32_MAX);
-    record::set<&inst_node_loc::loc_id_3>(nodes[0], 64);
-    record::set<&inst_sw_profile_loc::node_locs>(locations[0], nodes, 2);
+    inst_node_loc_set_loc_id_1(&nodes[0], UINT32_MAX);
+    inst_node_loc_set_loc_id_3(&nodes[0], 64);
+    inst_sw_profile_loc_set_node_locs(&locations[0], nodes, 2);
     fill_body(locations[0].sw_profile);
-    record::set<&inst_sw_profile_sdr::loc_profiles>(sdr, locations, 1);
+    inst_sw_profile_sdr_set_loc_profiles(&sdr, locations, 1);
 
-    zeld::set_presence(*profile, 7); // the bit of a nested record is its own
-    profile->ext_value = 5;
-    profile->sdr_sw_profile_len = 99;
+    inst_sw_profile_sdr_ext_set_sdr_sw_profile(profile, sdr); // the bit of a nested record is its own
+    inst_sw_profile_sdr_ext_set_ext_value(profile, 5);
+    inst_sw_profile_sdr_ext_set_sdr_sw_profile_len(profile, 99);
     return profile;
 }
 
@@ -157,8 +157,8 @@ inst_sw_profile_sdr_ext *new_profile_of_size(uint32_t bytes)
 {
     auto *const profile = static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)));
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
-    record::set<&inst_sw_profile_sdr::sdr_key>(sdr, strdup("default-sdr"));
-    record::set<&inst_sw_profile_info::version>(sdr.sw_profile, strdup(""));
+    inst_sw_profile_sdr_set_sdr_key(&sdr, strdup("default-sdr"));
+    inst_sw_profile_info_set_version(&sdr.sw_profile, strdup(""));
     std::string text;
     for (std::size_t size; (size = encoding_of(*profile).size()) != bytes;) {
         text.resize(text.size() + bytes - size, 'x');
@@ -177,13 +177,13 @@ std::string encoding_of(const inst_sw_profile_sdr_ext &profile)
 
 CreateRequest::CreateRequest()
 {
-    record::set<&inst_swp_package::name>(packages[0], names[0]);
-    record::set<&inst_swp_package::name>(packages[1], names[1]);
-    record::set<&inst_swp_package::is_sp_pkg>(packages[1], 1);
-    record::set<&service_pack::sp_name>(packs[0], pack_names[0]);
-    record::set<&service_pack::sp_rpms>(packs[0], rpms, 1);
-    record::set<&service_pack::sp_name>(packs[1], pack_names[1]);
-    record::set<&serv_packs::service_packs>(set, packs, 2);
+    inst_swp_package_set_name(&packages[0], names[0]);
+    inst_swp_package_set_name(&packages[1], names[1]);
+    inst_swp_package_set_is_sp_pkg(&packages[1], 1);
+    sp_detail_set_sp_name(&packs[0], pack_names[0]);
+    sp_detail_set_sp_rpms(&packs[0], rpms, 1);
+    sp_detail_set_sp_name(&packs[1], pack_names[1]);
+    serv_packs_set_service_packs(&set, packs, 2);
 }
 
 void RepositoryTest::SetUp()

@@ -4,7 +4,6 @@
 #include "support/hooks.h"
 
 #include "verd_inst_ldpath.h"
-#include "zeld/record_fields.h"
 
 #include <gtest/gtest.h>
 

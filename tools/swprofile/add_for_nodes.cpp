@@ -7,8 +7,6 @@
 #include "request.h"
 #include "service_pack_set.h"
 
-#include "zeld/record_fields.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -75,7 +73,7 @@ void prepare_bundle(const Options &options)
 std::set<std::string> packages_of(const inst_sw_profile_info &body)
 {
     inst_swp_package *packages = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
     std::set<std::string> names;
     for (uint32_t i = 0; i < count; ++i) {
         names.insert(shown(packages[i].name));
@@ -86,7 +84,7 @@ std::set<std::string> packages_of(const inst_sw_profile_info &body)
 std::set<std::string> packages_and_base_rpms_of(const inst_sw_profile_info &body)
 {
     char **rpms = nullptr;
-    const uint32_t count = record::get<&inst_swp_package::files>(body.image, &rpms);
+    const uint32_t count = inst_swp_package_get_files(&body.image, &rpms);
     std::set<std::string> names = packages_of(body);
     for (uint32_t i = 0; i < count; ++i) {
         names.insert(shown(rpms[i]));

@@ -6,8 +6,6 @@
 #include "places.h"
 #include "profile_json.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -109,8 +107,8 @@ void check_service_packs(Check &check, const fs::path &bin, const inst_sw_profil
 {
     char **names = nullptr;
     sp_detail *details = nullptr;
-    const uint32_t name_count = record::get<&inst_sw_profile_info::sp_names>(body, &names);
-    const uint32_t detail_count = record::get<&inst_sw_profile_info::sp_details>(body, &details);
+    const uint32_t name_count = inst_sw_profile_info_get_sp_names(&body, &names);
+    const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, &details);
     if (!are_paired(names, name_count, details, detail_count)) {
         check.add(bin, "the names of service packs don't agree with their details" +
                            (nodes.empty() ? "" : ", on nodes " + nodes));

@@ -5,8 +5,6 @@
 #include "request.h"
 #include "service_pack_set.h"
 
-#include "zeld/record_fields.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <deque>
@@ -66,19 +64,19 @@ private:
     inst_swp_package package_of(PackageInput &input)
     {
         inst_swp_package package = {};
-        record::set<&inst_swp_package::name>(package, input.name.data());
-        record::set<&inst_swp_package::pkg_type>(package, input.type);
+        inst_swp_package_set_name(&package, input.name.data());
+        inst_swp_package_set_pkg_type(&package, input.type);
         if (!input.files.empty()) {
-            record::set<&inst_swp_package::files>(package, list_of(input.files), count_of(input.files));
+            inst_swp_package_set_files(&package, list_of(input.files), count_of(input.files));
         }
         if (!input.aux_name.empty()) {
-            record::set<&inst_swp_package::aux_name>(package, input.aux_name.data());
+            inst_swp_package_set_aux_name(&package, input.aux_name.data());
         }
         if (input.value != 0) {
-            record::set<&inst_swp_package::pkg_value>(package, input.value);
+            inst_swp_package_set_pkg_value(&package, input.value);
         }
         if (input.is_service_pack_member) {
-            record::set<&inst_swp_package::is_sp_pkg>(package, 1);
+            inst_swp_package_set_is_sp_pkg(&package, 1);
         }
         return package;
     }

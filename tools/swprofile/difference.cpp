@@ -4,11 +4,12 @@
 #include "nodes.h"
 
 #include "instcomm.h"
-#include "zeld/order.h"
-#include "zeld/record_fields.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <numeric>
+#include <set>
 #include <string_view>
 #include <unordered_map>
 
@@ -19,13 +20,69 @@ using Info = inst_sw_profile_info;
 using Package = inst_swp_package;
 using Sdr = inst_sw_profile_sdr;
 using Ext = inst_sw_profile_sdr_ext;
-using zeld::AllBut;
-using zeld::Only;
-using zeld::order_of;
 
-template <auto... Members, class R> bool differ(const R &from, const R &to)
+// Names of the fields that differ, by their presence or their value; the own bit of a nested record is ignored.
+using Names = std::set<std::string_view>;
+
+bool is_same(const char *a, const char *b)
 {
-    return order_of<Only<Members...>>(from, to) != 0;
+    return a == nullptr || b == nullptr ? a == b : std::strcmp(a, b) == 0;
+}
+
+bool is_same(uint64_t a, uint64_t b)
+{
+    return a == b;
+}
+
+#define DECLARE_DIFFERENCES(R)                                                                                         \
+    Names differing_fields(const R &a, const R &b);                                                                    \
+    [[maybe_unused]] bool is_same(const R &a, const R &b)                                                              \
+    {                                                                                                                  \
+        return differing_fields(a, b).empty();                                                                         \
+    }
+ZELD_RECORDS(DECLARE_DIFFERENCES)
+
+template <class T> bool is_same_array(const T *a, uint32_t a_count, const T *b, uint32_t b_count)
+{
+    return std::equal(a, a + a_count, b, b + b_count, [](const T &one, const T &other) { return is_same(one, other); });
+}
+
+#define COMPARE_VALUE(R, bit, type, name, label)                                                                       \
+    if (R##_has_##name(&a) != R##_has_##name(&b) || (R##_has_##name(&a) && !is_same(a.name, b.name))) {                \
+        names.insert(#name);                                                                                           \
+    }
+#define COMPARE_RECORD(R, bit, type, name, label)                                                                      \
+    if (!is_same(a.name, b.name)) {                                                                                    \
+        names.insert(#name);                                                                                           \
+    }
+#define COMPARE_ARRAY(R, bit, type, name, label)                                                                       \
+    {                                                                                                                  \
+        type *of_a = nullptr;                                                                                          \
+        type *of_b = nullptr;                                                                                          \
+        const uint32_t a_count = R##_get_##name(&a, &of_a);                                                            \
+        const uint32_t b_count = R##_get_##name(&b, &of_b);                                                            \
+        if (R##_has_##name(&a) != R##_has_##name(&b) || !is_same_array(of_a, a_count, of_b, b_count)) {                \
+            names.insert(#name);                                                                                       \
+        }                                                                                                              \
+    }
+#define DEFINE_DIFFERENCES(R)                                                                                          \
+    Names differing_fields(const R &a, const R &b)                                                                     \
+    {                                                                                                                  \
+        Names names;                                                                                                   \
+        ZELD_FIELDS_##R(COMPARE_VALUE, COMPARE_RECORD, COMPARE_ARRAY) return names;                                    \
+    }
+ZELD_RECORDS(DEFINE_DIFFERENCES)
+
+// Takes the name out of the set, and returns whether it was there.
+bool take(Names &names, std::string_view name)
+{
+    return names.erase(name) != 0;
+}
+
+bool take_all(Names &names, std::initializer_list<std::string_view> taken)
+{
+    return std::accumulate(taken.begin(), taken.end(), false,
+                           [&](bool any, std::string_view name) { return take(names, name) || any; });
 }
 
 std::string from_to(const std::string &from, const std::string &to)
@@ -54,41 +111,38 @@ std::string key_of(const inst_sw_profile_loc &location)
     return nodes.empty() ? "none" : nodes;
 }
 
-template <auto Member> auto elements_of(const record::Record<Member> &record)
+template <class T, class Record> std::vector<T> elements_of(const Record &record, uint32_t (*get)(const Record *, T **))
 {
-    record::Value<Member> array = nullptr;
-    const uint32_t count = record::get<Member>(record, &array);
-    return std::vector<std::decay_t<decltype(*array)>>(array, array + count);
+    T *array = nullptr;
+    const uint32_t count = get(&record, &array);
+    return {array, array + count};
 }
 
 std::string type_text(const Package &package)
 {
-    return record::has<&Package::pkg_type>(package) ? std::to_string(package.pkg_type) : "-";
+    return inst_swp_package_has_pkg_type(&package) ? std::to_string(package.pkg_type) : "-";
 }
 
 // What has become of a package that is in both.
 std::string package_change(const Package &from, const Package &to)
 {
     std::string how;
-    if (order_of(from, to) == 0) {
-        return how;
-    }
+    Names names = differing_fields(from, to);
     const auto add = [&](bool is_different, const std::string &text) {
         how += !is_different ? "" : (how.empty() ? "" : ", ") + text;
     };
-    add(differ<&Package::pkg_type>(from, to), "type " + from_to(type_text(from), type_text(to)));
-    add(differ<&Package::files>(from, to), "RPMs");
-    add(differ<&Package::is_sp_pkg>(from, to), "membership of service packs");
-    add(differ<&Package::pkg_value>(from, to), "value");
-    using Others =
-        AllBut<&Package::name, &Package::pkg_type, &Package::files, &Package::is_sp_pkg, &Package::pkg_value>;
-    add(order_of<Others>(from, to) != 0, "other fields");
+    take(names, "name");
+    add(take(names, "pkg_type"), "type " + from_to(type_text(from), type_text(to)));
+    add(take(names, "files"), "RPMs");
+    add(take(names, "is_sp_pkg"), "membership of service packs");
+    add(take(names, "pkg_value"), "value");
+    add(!names.empty(), "other fields");
     return how;
 }
 
 std::string pack_change(const sp_detail &from, const sp_detail &to)
 {
-    return order_of(from, to) != 0 ? "RPMs" : "";
+    return is_same(from, to) ? "" : "RPMs";
 }
 
 std::string text_change(const char *, const char *)
@@ -152,30 +206,32 @@ void Collector::compare_lists(const std::string &what, const std::vector<T> &fro
 
 void Collector::compare_texts(const std::string &what, const char *from, const char *to)
 {
-    if (zeld::order_of(from, to) != 0) {
+    if (!is_same(from, to)) {
         add(Change::Changed, what, "", from_to(shown(from), shown(to)));
     }
 }
 
 void Collector::compare_bodies(const Info &from, const Info &to)
 {
+    Names names = differing_fields(from, to);
     compare_texts("image", from.image.name, to.image.name);
-    compare_lists("base RPM", elements_of<&Package::files>(from.image), elements_of<&Package::files>(to.image),
-                  text_change);
+    compare_lists("base RPM", elements_of(from.image, inst_swp_package_get_files),
+                  elements_of(to.image, inst_swp_package_get_files), text_change);
     compare_texts("version", from.version, to.version);
-    compare_lists("package", elements_of<&Info::packages>(from), elements_of<&Info::packages>(to), package_change);
+    compare_lists("package", elements_of(from, inst_sw_profile_info_get_packages),
+                  elements_of(to, inst_sw_profile_info_get_packages), package_change);
     const std::size_t before_packs = changes.size();
-    compare_lists("service pack", elements_of<&Info::sp_details>(from), elements_of<&Info::sp_details>(to),
-                  pack_change);
+    compare_lists("service pack", elements_of(from, inst_sw_profile_info_get_sp_details),
+                  elements_of(to, inst_sw_profile_info_get_sp_details), pack_change);
     const bool is_told = std::any_of(changes.begin() + static_cast<std::ptrdiff_t>(before_packs), changes.end(),
                                      [](const Change &change) { return change.kind != Change::Changed; });
-    if (differ<&Info::sp_names>(from, to) && !is_told) {
+    if (take(names, "sp_names") && !is_told) {
         add(Change::Changed, "names of service packs", "");
     }
-    using Others =
-        AllBut<&Info::lv_name, &Info::image, &Info::packages, &Info::version, &Info::sp_details, &Info::sp_names>;
-    if (order_of<Others>(from, to) != 0 ||
-        order_of<AllBut<&Package::name, &Package::files>>(from.image, to.image) != 0) {
+    take_all(names, {"lv_name", "image", "packages", "version", "sp_details"});
+    Names of_image = differing_fields(from.image, to.image);
+    take_all(of_image, {"name", "files"});
+    if (!names.empty() || !of_image.empty()) {
         add(Change::Changed, "other fields", "");
     }
 }
@@ -193,20 +249,24 @@ std::vector<Change> changes_between(const Ext &from, const Ext &to)
     const Sdr &current = to.sdr_sw_profile;
     Collector main = {changes, ""};
     main.compare_bodies(old.sw_profile, current.sw_profile);
-    main.compare_lists("location profile", elements_of<&Sdr::loc_profiles>(old),
-                       elements_of<&Sdr::loc_profiles>(current),
+    main.compare_lists("location profile", elements_of(old, inst_sw_profile_sdr_get_loc_profiles),
+                       elements_of(current, inst_sw_profile_sdr_get_loc_profiles),
                        [&](const inst_sw_profile_loc &a, const inst_sw_profile_loc &b) -> std::string {
                            Collector location = {changes, key_of(a)};
                            location.compare_bodies(a.sw_profile, b.sw_profile);
-                           return order_of<AllBut<&inst_sw_profile_loc::sw_profile>>(a, b) != 0 ? "other fields" : "";
+                           Names names = differing_fields(a, b);
+                           take(names, "sw_profile");
+                           return names.empty() ? "" : "other fields";
                        });
-    if (elements_of<&Sdr::loc_profiles>(old).empty()) { // what the first ones hold
-        for (const inst_sw_profile_loc &location : elements_of<&Sdr::loc_profiles>(current)) {
+    if (elements_of(old, inst_sw_profile_sdr_get_loc_profiles).empty()) { // what the first ones hold
+        for (const inst_sw_profile_loc &location : elements_of(current, inst_sw_profile_sdr_get_loc_profiles)) {
             Collector{changes, key_of(location)}.compare_bodies({}, location.sw_profile);
         }
     }
-    if (order_of<AllBut<&Ext::sdr_sw_profile, &Ext::sdr_sw_profile_len>>(from, to) != 0 ||
-        order_of<AllBut<&Sdr::sw_profile, &Sdr::loc_profiles>>(old, current) != 0 || changes.empty()) {
+    Names names = differing_fields(from, to);
+    names.merge(differing_fields(old, current));
+    take_all(names, {"sdr_sw_profile", "sdr_sw_profile_len", "sw_profile", "loc_profiles"});
+    if (!names.empty() || changes.empty()) {
         main.add(Change::Changed, "other fields of the profile", "");
     }
     return changes;

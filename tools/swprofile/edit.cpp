@@ -4,8 +4,6 @@
 #include "request.h"
 #include "service_pack_set.h"
 
-#include "zeld/record_fields.h"
-
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
@@ -32,13 +30,14 @@ void tell_left_members(const inst_sw_profile_sdr_ext &before, const inst_sw_prof
 {
     using Info = inst_sw_profile_info;
     const Info &body = after.sdr_sw_profile.sw_profile;
-    if (record::has<&Info::sp_names>(body) || !record::has<&Info::sp_names>(before.sdr_sw_profile.sw_profile)) {
+    if (inst_sw_profile_info_has_sp_names(&body) ||
+        !inst_sw_profile_info_has_sp_names(&before.sdr_sw_profile.sw_profile)) {
         return;
     }
     inst_swp_package *packages = nullptr;
-    const uint32_t count = record::get<&Info::packages>(body, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
     const auto left = std::count_if(packages, packages + count, [](const inst_swp_package &package) {
-        return record::has<&inst_swp_package::is_sp_pkg>(package);
+        return inst_swp_package_has_is_sp_pkg(&package);
     });
     if (left != 0) {
         std::fprintf(stderr, "swprofile: note: no service pack is left; packages that stay marked as members: %td\n",

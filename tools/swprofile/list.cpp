@@ -6,8 +6,6 @@
 #include "profile_json.h"
 #include "table.h"
 
-#include "zeld/record_fields.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>

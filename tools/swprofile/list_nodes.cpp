@@ -4,8 +4,6 @@
 #include "profile_json.h"
 #include "table.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstdio>
 
 namespace
@@ -19,7 +17,7 @@ struct Options {
 std::string packages_text(const inst_sw_profile_info &body)
 {
     inst_swp_package *packages = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
     std::string text;
     for (uint32_t i = 0; i < count; ++i) {
         text += i == 0 ? "" : " ";

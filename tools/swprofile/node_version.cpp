@@ -3,8 +3,6 @@
 #include "nodes.h"
 #include "selector.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstdio>
 
 namespace
@@ -40,7 +38,7 @@ void print_version(const inst_node_loc &node)
 {
     const Profile profile = fetch_admin();
     const inst_sw_profile_loc *const location = location_of(*profile, node);
-    const bool has_own = location != nullptr && record::has<&inst_sw_profile_info::version>(location->sw_profile);
+    const bool has_own = location != nullptr && inst_sw_profile_info_has_version(&location->sw_profile);
     const inst_sw_profile_info &body = has_own ? location->sw_profile : profile->sdr_sw_profile.sw_profile;
     std::printf("%s\n", shown(body.version).c_str());
 }

@@ -2,8 +2,6 @@
 
 #include "names.h"
 
-#include "zeld/record_fields.h"
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -44,9 +42,9 @@ std::optional<inst_node_loc> parse_node(const std::string &text)
         return std::nullopt;
     }
     inst_node_loc node = {};
-    record::set<&inst_node_loc::loc_id_1>(node, ids[0]);
-    record::set<&inst_node_loc::loc_id_2>(node, ids[1]);
-    record::set<&inst_node_loc::loc_id_3>(node, ids[2]);
+    inst_node_loc_set_loc_id_1(&node, ids[0]);
+    inst_node_loc_set_loc_id_2(&node, ids[1]);
+    inst_node_loc_set_loc_id_3(&node, ids[2]);
     return node;
 }
 
@@ -92,7 +90,7 @@ CLI::Option *add_node_option(CLI::App &command, std::vector<inst_node_loc> &node
 std::vector<const inst_sw_profile_loc *> locations_of(const inst_sw_profile_sdr_ext &profile)
 {
     inst_sw_profile_loc *locations = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(profile.sdr_sw_profile, &locations);
+    const uint32_t count = inst_sw_profile_sdr_get_loc_profiles(&profile.sdr_sw_profile, &locations);
     std::vector<const inst_sw_profile_loc *> found;
     for (uint32_t i = 0; i < count; ++i) {
         found.push_back(&locations[i]);
@@ -103,7 +101,7 @@ std::vector<const inst_sw_profile_loc *> locations_of(const inst_sw_profile_sdr_
 std::vector<inst_node_loc> nodes_of(const inst_sw_profile_loc &location)
 {
     inst_node_loc *nodes = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_loc::node_locs>(location, &nodes);
+    const uint32_t count = inst_sw_profile_loc_get_node_locs(&location, &nodes);
     return {nodes, nodes + count};
 }
 

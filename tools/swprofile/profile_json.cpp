@@ -5,38 +5,27 @@
 #include "names.h"
 #include "nodes.h"
 
-#include "zeld/record_fields.h"
-
 #include <cctype>
 #include <cstdio>
 
 namespace
 {
 
-// The key of a field: its label in lower case, with '_' for blanks; or what it was called first.
-template <class F> std::string key_of(F)
+// The key of a field: its label in lower case, with '_' for blanks, except for some older ones.
+std::string key_of(const std::string &name, const char *label)
 {
-    constexpr auto is = []<auto Member>()
-    {
-        return std::is_same_v<zeld::MemberTag<F::member>, zeld::MemberTag<Member>>;
-    };
-    if (is.template operator()<&inst_swp_package::files>()) {
-        return "files";
+    if (name == "files" || name == "aux_name" || name == "lv_name") {
+        return name;
     }
-    if (is.template operator()<&inst_swp_package::aux_name>()) {
-        return "aux_name";
-    }
-    if (is.template operator()<&inst_sw_profile_info::lv_name>()) {
-        return "lv_name";
-    }
-    std::string key = F::label;
+    std::string key = label;
     for (char &letter : key) {
         letter = letter == ' ' ? '_' : static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
     }
     return key;
 }
 
-template <class Record> void put_fields(Json &json, const Record &record);
+#define DECLARE_PUT_FIELDS(R) void put_fields(Json &json, const R &record);
+ZELD_RECORDS(DECLARE_PUT_FIELDS)
 
 template <class Record> Json json_of(const Record &record)
 {
@@ -76,44 +65,69 @@ Json image_json(const inst_swp_package &image)
     return json;
 }
 
-// Sets json's field; those of a nested record as json's own, but for an image.
-template <class F, class Record> void put_field(Json &json, F field, const Record &record)
+void put_value(Json &json, const std::string &key, const char *text)
 {
-    const auto &value = field.value(record);
-    using Value = typename F::Type;
-    if constexpr (std::is_same_v<Value, inst_swp_package>) {
-        json[key_of(field)] = image_json(value);
-    } else if constexpr (field.is_record) {
-        put_fields(json, value);
-    } else if constexpr (field.is_array) {
-        Json &array = json[key_of(field)] = Json::array();
-        for (uint32_t i = 0; value != nullptr && i < field.count(record); ++i) {
-            array.push_back(json_of(value[i]));
-        }
-    } else if constexpr (std::is_same_v<Value, char *>) {
-        json[key_of(field)] = text_json(value);
-    } else if constexpr (std::is_same_v<Value, uint8_t>) {
-        json[key_of(field)] = value != 0;
-    } else {
-        json[key_of(field)] = value;
+    json[key] = text_json(text);
+}
+
+void put_value(Json &json, const std::string &key, uint8_t flag)
+{
+    json[key] = flag != 0;
+}
+
+void put_value(Json &json, const std::string &key, uint64_t number)
+{
+    json[key] = number;
+}
+
+void put_value(Json &json, const std::string &key, uint32_t number)
+{
+    json[key] = number;
+}
+
+void put_value(Json &json, const std::string &key, const inst_swp_package &image)
+{
+    json[key] = image_json(image);
+}
+
+// The fields of a nested record become the outer record's own.
+template <class Record>
+requires std::is_class_v<Record>
+void put_value(Json &json, const std::string &, const Record &record)
+{
+    put_fields(json, record);
+}
+
+template <class T> void put_array(Json &json, const std::string &key, const T *elements, uint32_t count)
+{
+    Json &array = json[key] = Json::array();
+    for (uint32_t i = 0; elements != nullptr && i < count; ++i) {
+        array.push_back(json_of(elements[i]));
     }
 }
 
-// Sets json's fields to those of the record that are there.
-template <class Record> void put_fields(Json &json, const Record &record)
-{
-    zeld::for_each_field<Record>([&](auto field) {
-        if (record::has<field.member>(record)) {
-            put_field(json, field, record);
-        }
-    });
-}
+#define PUT_VALUE(R, bit, type, name, label)                                                                           \
+    if (R##_has_##name(&record)) {                                                                                     \
+        put_value(json, key_of(#name, label), record.name);                                                            \
+    }
+#define PUT_ARRAY(R, bit, type, name, label)                                                                           \
+    if (R##_has_##name(&record)) {                                                                                     \
+        put_array(json, key_of(#name, label), record.name, record.name##_count);                                       \
+    }
+#define DEFINE_PUT_FIELDS(R)                                                                                           \
+    [[maybe_unused]] void put_fields(Json &json, const R &record)                                                      \
+    {                                                                                                                  \
+        ZELD_FIELDS_##R(PUT_VALUE, PUT_VALUE, PUT_ARRAY)                                                               \
+    }
+
+// Sets json's fields to those of the record that are present.
+ZELD_RECORDS(DEFINE_PUT_FIELDS)
 
 // Which profile it is.
 Json head_json(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
 {
     Json json = {{"schema", JSON_SCHEMA}};
-    if (record::has<&inst_sw_profile_sdr::sdr_key>(profile.sdr_sw_profile)) {
+    if (inst_sw_profile_sdr_has_sdr_key(&profile.sdr_sw_profile)) {
         json["sdr"] = text_json(profile.sdr_sw_profile.sdr_key);
     }
     json["vm_type"] = vm_type_name(profile.sdr_sw_profile.vm_type);

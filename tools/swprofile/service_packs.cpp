@@ -4,8 +4,6 @@
 #include "string_list.h"
 #include "table.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstdio>
 
 namespace
@@ -25,7 +23,7 @@ struct FreeSet {
 std::vector<service_pack> packs_of(const serv_packs *set)
 {
     service_pack *packs = nullptr;
-    const uint32_t count = set == nullptr ? 0 : record::get<&serv_packs::service_packs>(*set, &packs);
+    const uint32_t count = set == nullptr ? 0 : serv_packs_get_service_packs(set, &packs);
     return {packs, packs + count};
 }
 

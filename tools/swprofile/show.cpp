@@ -5,8 +5,6 @@
 #include "profile_json.h"
 #include "table.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstdio>
 
 namespace
@@ -27,7 +25,7 @@ std::string count_of(uint32_t count, const char *noun)
 void print_packages(const inst_sw_profile_info &body)
 {
     inst_swp_package *packages = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
     if (count == 0) {
         return;
     }
@@ -42,7 +40,7 @@ void print_packages(const inst_sw_profile_info &body)
 void print_service_packs(const inst_sw_profile_info &body)
 {
     sp_detail *packs = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::sp_details>(body, &packs);
+    const uint32_t count = inst_sw_profile_info_get_sp_details(&body, &packs);
     if (count == 0) {
         return;
     }

@@ -3,8 +3,6 @@
 #include "frame/report.h"
 #include "location/vm_types.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstring>
 
 TRACE_SITES_BEGIN(add_image_location)
@@ -18,7 +16,7 @@ constexpr char ADD[] = "inst_ldpath_add_image_location";
 bool has_image(const inst_sw_profile_loc &location, const char *image_name)
 {
     const inst_swp_package &image = location.sw_profile.image;
-    return record::has<&inst_swp_package::name>(image) && image.name != nullptr &&
+    return inst_swp_package_has_name(&image) && image.name != nullptr &&
            std::strncmp(image.name, image_name, std::strlen(image_name)) == 0;
 }
 
@@ -26,7 +24,7 @@ bool has_image(const inst_sw_profile_loc &location, const char *image_name)
 uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const char *image_name, NodeList &nodes)
 {
     inst_sw_profile_loc *locations = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(sdr, &locations);
+    const uint32_t count = inst_sw_profile_sdr_get_loc_profiles(&sdr, &locations);
     for (uint32_t i = 0; i < count; ++i) {
         if (has_image(locations[i], image_name)) {
             return append_nodes(locations[i], nodes);
@@ -38,8 +36,8 @@ uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const char *image_name, Node
 uint64_t add_location(inst_sw_profile_sdr &sdr, const char *image_name, const char *version, NodeList &nodes)
 {
     NewLocation location;
-    record::set<&inst_sw_profile_info::version>(location.body(), strdup(text_or_null(version)));
-    record::set<&inst_swp_package::name>(location.body().image, strdup(image_name));
+    inst_sw_profile_info_set_version(&location.body(), strdup(text_or_null(version)));
+    inst_swp_package_set_name(&location.body().image, strdup(image_name));
     if (location.body().version == nullptr || location.body().image.name == nullptr) {
         return INST_RC_NO_MEMORY;
     }
@@ -55,7 +53,7 @@ uint64_t add_image(const ProfileEdit &edit, const inst_node_loc *node_locs, uint
     if (rc != 0) {
         return rc;
     }
-    rc = record::get<&inst_sw_profile_sdr::loc_profiles>(profile.sdr(), nullptr) != 0
+    rc = inst_sw_profile_sdr_get_loc_profiles(&profile.sdr(), nullptr) != 0
              ? add_to_locations(profile.sdr(), image_name, nodes)
              : add_location(profile.sdr(), image_name, version, nodes);
     return rc != 0 ? rc : store_edited_profile(edit, profile);

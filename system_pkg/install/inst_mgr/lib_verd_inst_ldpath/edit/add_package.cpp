@@ -109,12 +109,12 @@ bool build_packages(const inst_sw_profile_info &body, const NewPackage &package,
     }
     inst_swp_package &entry = packages.entries[packages.count++];
     if (package.file_count != 0) {
-        record::set<&inst_swp_package::files>(entry, std::exchange(names.list, nullptr), names.count);
+        inst_swp_package_set_files(&entry, std::exchange(names.list, nullptr), names.count);
     }
     if (package.value != 0) {
-        record::set<&inst_swp_package::pkg_value>(entry, package.value);
+        inst_swp_package_set_pkg_value(&entry, package.value);
     }
-    record::set<&inst_swp_package::pkg_type>(entry, instcomm_inst_pkg_type_to_swp_type(package.type));
+    inst_swp_package_set_pkg_type(&entry, instcomm_inst_pkg_type_to_swp_type(package.type));
     return true;
 }
 
@@ -122,7 +122,7 @@ void commit(inst_sw_profile_info &body, const NewPackage &package, PackageArray 
 {
     inst_swp_package &entry = packages.entries[packages.count - 1];
     if (merged.count != 0) {
-        record::set<&inst_swp_package::is_sp_pkg>(entry, 1);
+        inst_swp_package_set_is_sp_pkg(&entry, 1);
         REPORT("SPINFO: %s is sp pkg\n", package.name);
         REPORT_SP_DEBUG("SPDEBUG: Final sp count %u\n", merged.count);
         for (uint32_t i = 0; i < merged.count; ++i) {
@@ -130,7 +130,7 @@ void commit(inst_sw_profile_info &body, const NewPackage &package, PackageArray 
         }
         replace_service_packs(body, merged);
     }
-    record::set<&inst_swp_package::name>(entry, package.name);
+    inst_swp_package_set_name(&entry, package.name);
     if (package.file_count != 0) {
         inst_free_string_list(package.file_count, package.files);
     }
@@ -156,7 +156,7 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
         return INSTMGR_DUP_SWPROFILE_PKG;
     }
     PackageArray packages;
-    const std::size_t room = std::size_t{record::get<&inst_sw_profile_info::packages>(body, nullptr)} + 1;
+    const std::size_t room = std::size_t{inst_sw_profile_info_get_packages(&body, nullptr)} + 1;
     if (rc != 0 || !make_room(packages, room)) {
         REPORT("Error! Can't allocate file_list\n"); // also what a name that can't be split ends with
         return rc != 0 ? rc : INST_RC_NO_MEMORY;

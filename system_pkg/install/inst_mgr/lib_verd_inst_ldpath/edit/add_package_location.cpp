@@ -5,8 +5,6 @@
 #include "location/package_source.h"
 #include "location/vm_types.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstring>
 
 TRACE_SITES_BEGIN(add_package_location)
@@ -70,7 +68,7 @@ uint64_t add_to_body(inst_sw_profile_info &body, const Package &package, OwnedSt
 uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const Package &package, NodeList &nodes, bool &is_duplicate)
 {
     inst_sw_profile_loc *locations = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(sdr, &locations);
+    const uint32_t count = inst_sw_profile_sdr_get_loc_profiles(&sdr, &locations);
     for (uint32_t i = 0; i < count; ++i) {
         OwnedStringList superseded;
         if (make_replacement_list(superseded, locations[i].sw_profile) != 0) {
@@ -157,7 +155,7 @@ uint64_t add_package(const ProfileEdit &edit, const inst_node_loc *node_locs, ui
     bool is_duplicate = false;
     if (num_loc == 0) {
         rc = add_to_main_body(profile.sdr(), package, is_duplicate);
-    } else if (record::get<&inst_sw_profile_sdr::loc_profiles>(profile.sdr(), nullptr) != 0) {
+    } else if (inst_sw_profile_sdr_get_loc_profiles(&profile.sdr(), nullptr) != 0) {
         rc = add_to_locations(profile.sdr(), package, nodes, is_duplicate);
     } else {
         rc = add_location(profile.sdr(), package, nodes);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "frame/owned.h"
+#include "zeld.h"
 
-#include "zeld/record_fields.h"
+#include "frame/owned.h"
 
 #include <algorithm>
 #include <cstring>
@@ -23,7 +23,7 @@ inline bool build_index(DetailIndex &index, const sp_detail *details, uint32_t c
     }
     index.sorted.ptr = sorted;
     for (uint32_t i = 0; i < count; ++i) {
-        if (record::has<&sp_detail::sp_name>(details[i]) && details[i].sp_name != nullptr) {
+        if (sp_detail_has_sp_name(&details[i]) && details[i].sp_name != nullptr) {
             sorted[index.count++] = &details[i];
         }
     }

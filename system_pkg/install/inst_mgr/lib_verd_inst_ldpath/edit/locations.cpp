@@ -2,8 +2,6 @@
 
 #include "frame/report.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstdlib>
 #include <utility>
 
@@ -34,7 +32,7 @@ uint64_t begin_for_nodes(const ProfileEdit &edit, const inst_node_loc *node_locs
 uint64_t append_nodes(inst_sw_profile_loc &location, NodeList &nodes)
 {
     inst_node_loc *old = nullptr;
-    const uint32_t old_count = record::get<&inst_sw_profile_loc::node_locs>(location, &old);
+    const uint32_t old_count = inst_sw_profile_loc_get_node_locs(&location, &old);
     const std::size_t count = std::size_t{old_count} + nodes.count;
     auto *const longer = static_cast<inst_node_loc *>(std::calloc(count, sizeof(inst_node_loc)));
     if (longer == nullptr) {
@@ -50,7 +48,7 @@ uint64_t append_nodes(inst_sw_profile_loc &location, NodeList &nodes)
     std::free(old);
     std::free(std::exchange(nodes.nodes, nullptr));
     nodes.count = 0;
-    record::set<&inst_sw_profile_loc::node_locs>(location, longer, static_cast<uint32_t>(count));
+    inst_sw_profile_loc_set_node_locs(&location, longer, static_cast<uint32_t>(count));
     return 0;
 }
 
@@ -67,22 +65,21 @@ uint64_t attach_location(inst_sw_profile_sdr &sdr, NewLocation &location, NodeLi
         return INST_RC_NO_MEMORY;
     }
     *attached = std::exchange(location.location, inst_sw_profile_loc{});
-    record::set<&inst_sw_profile_loc::node_locs>(*attached, std::exchange(nodes.nodes, nullptr),
-                                                 std::exchange(nodes.count, 0));
+    inst_sw_profile_loc_set_node_locs(attached, std::exchange(nodes.nodes, nullptr), std::exchange(nodes.count, 0));
     drop_locations(sdr); // an empty list, if any
-    record::set<&inst_sw_profile_sdr::loc_profiles>(sdr, attached, 1);
+    inst_sw_profile_sdr_set_loc_profiles(&sdr, attached, 1);
     return 0;
 }
 
 void drop_locations(inst_sw_profile_sdr &sdr)
 {
     inst_sw_profile_loc *locations = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(sdr, &locations);
+    const uint32_t count = inst_sw_profile_sdr_get_loc_profiles(&sdr, &locations);
     for (uint32_t i = 0; i < count; ++i) {
         zeld_inst_sw_profile_loc_free_ext(&locations[i], std::free, 0);
     }
     std::free(locations);
-    record::clear<&inst_sw_profile_sdr::loc_profiles>(sdr);
+    inst_sw_profile_sdr_clear_loc_profiles(&sdr);
 }
 
 extern "C" uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local, int32_t state,
@@ -91,8 +88,7 @@ extern "C" uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8
     REPORT("Check if Location SWP exists in MSWP.\n");
     StoredProfile profile;
     const ProfileEdit edit = {__func__, sdr_key, is_local, state, vm_type};
-    return read_stored_profile(edit, profile) == 0 &&
-                   record::get<&inst_sw_profile_sdr::loc_profiles>(profile.sdr(), nullptr) != 0
+    return read_stored_profile(edit, profile) == 0 && inst_sw_profile_sdr_get_loc_profiles(&profile.sdr(), nullptr) != 0
                ? 1
                : 0;
 }

@@ -30,20 +30,19 @@ bool make_room(PackageArray &array, std::size_t capacity)
 
 void replace_packages(inst_sw_profile_info &body, PackageArray &array)
 {
-    using Info = inst_sw_profile_info;
     inst_swp_package *old = nullptr;
-    const uint32_t old_count = record::get<&Info::packages>(body, &old);
+    const uint32_t old_count = inst_sw_profile_info_get_packages(&body, &old);
     free_packages(old, old_count);
-    record::clear<&Info::packages>(body);
+    inst_sw_profile_info_clear_packages(&body);
     if (array.count != 0) {
-        record::set<&Info::packages>(body, std::exchange(array.entries, nullptr), std::exchange(array.count, 0));
+        inst_sw_profile_info_set_packages(&body, std::exchange(array.entries, nullptr), std::exchange(array.count, 0));
     }
 }
 
 bool is_base_rpm(const inst_swp_package &image, const char *name)
 {
     char **rpms = nullptr;
-    const uint32_t count = record::get<&inst_swp_package::files>(image, &rpms);
+    const uint32_t count = inst_swp_package_get_files(&image, &rpms);
     for (uint32_t i = 0; i < count; ++i) {
         if (is_same_name(rpms[i], name)) {
             return true;
@@ -55,7 +54,7 @@ bool is_base_rpm(const inst_swp_package &image, const char *name)
 bool is_package(const inst_sw_profile_info &body, const char *name)
 {
     inst_swp_package *packages = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
     for (uint32_t i = 0; i < count; ++i) {
         if (is_same_name(name_of(packages[i]), name)) {
             return true;
@@ -67,7 +66,7 @@ bool is_package(const inst_sw_profile_info &body, const char *name)
 Removal remove_packages(inst_sw_profile_info &body, const char *name)
 {
     PackageArray kept;
-    if (!make_room(kept, record::get<&inst_sw_profile_info::packages>(body, nullptr))) {
+    if (!make_room(kept, inst_sw_profile_info_get_packages(&body, nullptr))) {
         return Removal::NoList;
     }
     const auto is_kept = [name](const inst_swp_package &entry) { return !is_same_name(name_of(entry), name); };
@@ -81,7 +80,7 @@ Removal remove_packages(inst_sw_profile_info &body, const char *name)
 Removal remove_base_rpms(inst_swp_package &image, const char *name)
 {
     char **old = nullptr;
-    const uint32_t old_count = record::get<&inst_swp_package::files>(image, &old);
+    const uint32_t old_count = inst_swp_package_get_files(&image, &old);
     OwnedStringList kept;
     if (!make_room(kept, old_count)) {
         return Removal::NoList;
@@ -99,6 +98,6 @@ Removal remove_base_rpms(inst_swp_package &image, const char *name)
         return Removal::NoContent;
     }
     inst_free_string_list(old_count, old);
-    record::set<&inst_swp_package::files>(image, std::exchange(kept.list, nullptr), std::exchange(kept.count, 0));
+    inst_swp_package_set_files(&image, std::exchange(kept.list, nullptr), std::exchange(kept.count, 0));
     return Removal::Done;
 }

@@ -2,7 +2,7 @@
 // the old one when nothing failed. Until then the body is as it was.
 #pragma once
 
-#include "zeld/record_fields.h"
+#include "zeld.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -15,7 +15,7 @@ inline bool is_same_name(const char *a, const char *b)
 
 inline const char *name_of(const inst_swp_package &package)
 {
-    return record::has<&inst_swp_package::name>(package) ? package.name : nullptr;
+    return inst_swp_package_has_name(&package) ? package.name : nullptr;
 }
 
 // A package array that is being built; what it holds when it goes out of scope is freed.
@@ -36,7 +36,7 @@ bool make_room(PackageArray &array, std::size_t capacity);
 template <class Keep> bool copy_packages(PackageArray &array, const inst_sw_profile_info &body, Keep keep)
 {
     inst_swp_package *packages = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
     for (uint32_t i = 0; i < count; ++i) {
         if (keep(packages[i])) {
             if (zeld_inst_swp_package_duplicate(&array.entries[array.count], &packages[i], std::malloc, 0) != 0) {

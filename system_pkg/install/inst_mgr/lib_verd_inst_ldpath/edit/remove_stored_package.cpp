@@ -37,8 +37,8 @@ uint64_t read_profile(const ProfileEdit &edit, StoredProfile &profile, char **te
 // Which names of service packs will remain.
 uint64_t find_remaining(const Info &body, const OwnedStringList &removed, RemainingServicePacks &remaining)
 {
-    if (record::has<&Info::sp_names>(body)) {
-        REPORT_SP_DEBUG("SPDEBUG: %d Sp's already in swp \n", record::get<&Info::sp_names>(body, nullptr));
+    if (inst_sw_profile_info_has_sp_names(&body)) {
+        REPORT_SP_DEBUG("SPDEBUG: %d Sp's already in swp \n", inst_sw_profile_info_get_sp_names(&body, nullptr));
         if (!copy_remaining_names(body, removed, remaining)) {
             return INST_RC_NO_MEMORY;
         }
@@ -47,22 +47,22 @@ uint64_t find_remaining(const Info &body, const OwnedStringList &removed, Remain
             REPORT("sp_list_swp[%d] = %s\n", i, remaining.names.list[i]);
         }
     }
-    if (record::has<&Info::sp_details>(body)) {
+    if (inst_sw_profile_info_has_sp_details(&body)) {
         REPORT_SP_DEBUG("SPDEBUG: SP detailed info present in swp for %d Sp's\n",
-                        record::get<&Info::sp_details>(body, nullptr));
+                        inst_sw_profile_info_get_sp_details(&body, nullptr));
     }
     return 0;
 }
 
 uint64_t keep_remaining(Info &body, RemainingServicePacks &remaining)
 {
-    const uint32_t detail_count = record::get<&Info::sp_details>(body, nullptr);
+    const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, nullptr);
     if (remaining.names.count == 0) {
         clear_service_packs(body);
         REPORT("SPINFO: No SP left in swp\n");
         return 0;
     }
-    if (!record::has<&Info::sp_details>(body)) {
+    if (!inst_sw_profile_info_has_sp_details(&body)) {
         REPORT("SPERROR: Mismatch between sp_names and sp_detail in swp swp_sp_cnt = %d, swp_sp_det_cnt = %d\n",
                remaining.names.count, detail_count);
         return 0;

@@ -3,14 +3,12 @@
 #include "frame/report.h"
 #include "frame/text_list.h"
 
-#include "zeld/record_fields.h"
-
 TRACE_SITES_BEGIN(replacement_list)
 
 uint64_t make_replacement_list(OwnedStringList &list, const inst_sw_profile_info &body)
 {
-    const std::size_t room = std::size_t{record::get<&inst_sw_profile_info::packages>(body, nullptr)} +
-                             record::get<&inst_swp_package::files>(body.image, nullptr);
+    const std::size_t room = std::size_t{inst_sw_profile_info_get_packages(&body, nullptr)} +
+                             inst_swp_package_get_files(&body.image, nullptr);
     if (room == 0) {
         return 0;
     }

@@ -5,8 +5,6 @@
 #include "frame/owned.h"
 #include "verd_inst_ldpath.h"
 
-#include "zeld/record_fields.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -18,10 +16,10 @@ using Info = inst_sw_profile_info;
 void free_service_packs(const inst_sw_profile_info &body)
 {
     char **names = nullptr;
-    const uint32_t name_count = record::get<&Info::sp_names>(body, &names);
+    const uint32_t name_count = inst_sw_profile_info_get_sp_names(&body, &names);
     inst_free_string_list(name_count, names);
     sp_detail *details = nullptr;
-    const uint32_t detail_count = record::get<&Info::sp_details>(body, &details);
+    const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, &details);
     free_details(details, detail_count);
 }
 
@@ -71,8 +69,8 @@ uint64_t copy_those_of_body(const inst_sw_profile_info &body, const MergeMessage
 {
     char **names = nullptr;
     sp_detail *details = nullptr;
-    const uint32_t count = record::get<&Info::sp_names>(body, &names);
-    const uint32_t detail_count = record::get<&Info::sp_details>(body, &details);
+    const uint32_t count = inst_sw_profile_info_get_sp_names(&body, &names);
+    const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, &details);
     for (uint32_t i = 0; i < count; ++i) {
         bool detail_copied = false;
         if (!append(merged, names[i], i < detail_count ? &details[i] : nullptr, detail_copied)) {
@@ -114,7 +112,7 @@ uint64_t add_to_those_of_body(const inst_sw_profile_info &body, const ServicePac
 {
     messages.body_has_some();
     char **names = nullptr;
-    const uint32_t count = record::get<&Info::sp_names>(body, &names);
+    const uint32_t count = inst_sw_profile_info_get_sp_names(&body, &names);
     Owned<char *> new_names; // point at those added
     uint32_t new_count = 0;
     uint64_t rc = instcomm_match_lists(added.names, added.count, names, count, &new_names.ptr, &new_count);
@@ -157,12 +155,12 @@ uint64_t merge_service_packs(const inst_sw_profile_info &body, const ServicePack
                              const MergeMessages &messages, ServicePackLists &merged, char **text)
 {
     char **names = nullptr;
-    const uint32_t count = record::get<&Info::sp_names>(body, &names);
-    if (record::has<&Info::sp_names>(body)) {
+    const uint32_t count = inst_sw_profile_info_get_sp_names(&body, &names);
+    if (inst_sw_profile_info_has_sp_names(&body)) {
         messages.names_of_body(names, count);
     }
-    if (record::has<&Info::sp_details>(body)) {
-        messages.details_of_body(record::get<&Info::sp_details>(body, nullptr));
+    if (inst_sw_profile_info_has_sp_details(&body)) {
+        messages.details_of_body(inst_sw_profile_info_get_sp_details(&body, nullptr));
     }
     return count == 0 ? take_all(added, messages, merged, text)
                       : add_to_those_of_body(body, added, messages, merged, text);
@@ -179,13 +177,13 @@ void set_service_packs(inst_sw_profile_info &body, char **names, uint32_t name_c
                        uint32_t detail_count)
 {
     free_service_packs(body);
-    record::set<&Info::sp_names>(body, names, name_count);
-    record::set<&Info::sp_details>(body, details, detail_count);
+    inst_sw_profile_info_set_sp_names(&body, names, name_count);
+    inst_sw_profile_info_set_sp_details(&body, details, detail_count);
 }
 
 void clear_service_packs(inst_sw_profile_info &body)
 {
     free_service_packs(body);
-    record::clear<&Info::sp_names>(body);
-    record::clear<&Info::sp_details>(body);
+    inst_sw_profile_info_clear_sp_names(&body);
+    inst_sw_profile_info_clear_sp_details(&body);
 }

@@ -12,7 +12,7 @@ RemainingServicePacks::~RemainingServicePacks()
 bool copy_remaining_names(const Info &body, const OwnedStringList &removed, RemainingServicePacks &remaining)
 {
     char **of_body = nullptr;
-    const uint32_t count = record::get<&Info::sp_names>(body, &of_body);
+    const uint32_t count = inst_sw_profile_info_get_sp_names(&body, &of_body);
     if (inst_dup_string_list(count, of_body, &remaining.names.list, nullptr) != 0) {
         return false;
     }
@@ -26,7 +26,7 @@ bool copy_remaining_names(const Info &body, const OwnedStringList &removed, Rema
 bool make_room_for_details(const Info &body, RemainingServicePacks &remaining)
 {
     sp_detail *details = nullptr;
-    const uint32_t count = record::get<&Info::sp_details>(body, &details);
+    const uint32_t count = inst_sw_profile_info_get_sp_details(&body, &details);
     remaining.details = static_cast<sp_detail *>(std::calloc(remaining.names.count, sizeof(sp_detail)));
     return remaining.details != nullptr && build_index(remaining.of_body, details, count);
 }

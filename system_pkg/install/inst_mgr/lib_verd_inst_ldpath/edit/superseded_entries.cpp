@@ -6,8 +6,6 @@
 #include "frame/owned.h"
 #include "frame/report.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstring>
 
 TRACE_SITES_BEGIN(superseded_entries)
@@ -36,7 +34,7 @@ bool is_kernel_of_same_class(const inst_swp_package &entry, const NewPackage &pa
         static_cast<void>(instcomm_get_kernel_pkg_class(package.files[0], &new_class));
     }
     char **files = nullptr;
-    if (record::get<&inst_swp_package::files>(entry, &files) == 0 || files[0] == nullptr) {
+    if (inst_swp_package_get_files(&entry, &files) == 0 || files[0] == nullptr) {
         return false;
     }
     int existing_class = 0;
@@ -90,11 +88,11 @@ uint64_t scan_packages(const inst_sw_profile_info &body, const NewPackage &packa
                        Findings &findings, char **text)
 {
     inst_swp_package *entries = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(body, &entries);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &entries);
     uint32_t existing_type = 0; // an entry without a type is judged by the last one with a type
     for (uint32_t i = 0; i < count; ++i) {
         const char *const existing = name_of(entries[i]);
-        if (record::has<&inst_swp_package::pkg_type>(entries[i])) {
+        if (inst_swp_package_has_pkg_type(&entries[i])) {
             existing_type = entries[i].pkg_type;
         }
         if (existing == nullptr) {
@@ -122,7 +120,7 @@ uint64_t scan_packages(const inst_sw_profile_info &body, const NewPackage &packa
 uint64_t scan_base_rpms(const inst_swp_package &image, const BaseName &base, Findings &findings, char **text)
 {
     char **rpms = nullptr;
-    const uint32_t count = record::get<&inst_swp_package::files>(image, &rpms);
+    const uint32_t count = inst_swp_package_get_files(&image, &rpms);
     uint64_t rc = 0;
     for (uint32_t i = 0; i < count && rc == 0; ++i) {
         if (rpms[i] != nullptr) {

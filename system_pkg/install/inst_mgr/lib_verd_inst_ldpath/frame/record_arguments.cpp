@@ -2,8 +2,6 @@
 
 #include "frame/report.h"
 
-#include "zeld/record_fields.h"
-
 TRACE_SITES_BEGIN(record_arguments)
 
 bool is_null(const void *parameter, const char *function, int line)
@@ -16,11 +14,11 @@ bool is_null(const void *parameter, const char *function, int line)
 
 inst_sw_profile_info *body_of(inst_sw_profile_sdr_ext &profile, const char *function)
 {
-    if (!record::has<&inst_sw_profile_sdr_ext::sdr_sw_profile>(profile)) {
+    if (!inst_sw_profile_sdr_ext_has_sdr_sw_profile(&profile)) {
         REPORT("%s: SDR Profile is NULL\n", function);
         return nullptr;
     }
-    if (!record::has<&inst_sw_profile_sdr::sw_profile>(profile.sdr_sw_profile)) {
+    if (!inst_sw_profile_sdr_has_sw_profile(&profile.sdr_sw_profile)) {
         REPORT("%s: SW Profile is NULL\n", function);
         return nullptr;
     }

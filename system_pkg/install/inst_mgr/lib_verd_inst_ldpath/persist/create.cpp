@@ -6,8 +6,6 @@
 #include "location/vm_types.h"
 #include "persist/encode_buffer.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstring>
 #include <unistd.h>
 
@@ -47,34 +45,34 @@ void fill_image(inst_swp_package &image, const swprofile_create_request &request
 {
     if (request.image != nullptr) {
         char *const slash = std::strrchr(request.image, '/');
-        record::set<&inst_swp_package::name>(image, slash == nullptr ? request.image : slash + 1);
+        inst_swp_package_set_name(&image, slash == nullptr ? request.image : slash + 1);
     }
     if (request.image_aux_name != nullptr) {
-        record::set<&inst_swp_package::aux_name>(image, request.image_aux_name);
+        inst_swp_package_set_aux_name(&image, request.image_aux_name);
     }
     if (counts.image_rpms != 0) {
-        record::set<&inst_swp_package::files>(image, request.image_rpms, counts.image_rpms);
+        inst_swp_package_set_files(&image, request.image_rpms, counts.image_rpms);
     }
-    record::set<&inst_swp_package::pkg_type>(image, 0);
+    inst_swp_package_set_pkg_type(&image, 0);
 }
 
 // Points at the request's texts and arrays; the packages come later.
 void fill_record(inst_sw_profile_sdr &sdr, const swprofile_create_request &request, const Arrays &counts)
 {
     inst_sw_profile_info &body = sdr.sw_profile;
-    record::set<&inst_sw_profile_sdr::vm_type>(sdr, request.vm_type);
+    inst_sw_profile_sdr_set_vm_type(&sdr, request.vm_type);
     if (is_qx_based(request.vm_type)) {
-        record::set<&inst_sw_profile_sdr::sdr_key>(sdr, request.sdr_key);
+        inst_sw_profile_sdr_set_sdr_key(&sdr, request.sdr_key);
     }
-    record::set<&inst_sw_profile_info::lv_name>(body, request.lv_name);
+    inst_sw_profile_info_set_lv_name(&body, request.lv_name);
     fill_image(body.image, request, counts);
     if (request.version != nullptr) {
-        record::set<&inst_sw_profile_info::version>(body, request.version);
+        inst_sw_profile_info_set_version(&body, request.version);
     } else {
         REPORT("Error! Version information is NULL\n");
     }
     if (request.is_single_initrd_supported != 0) {
-        record::set<&inst_sw_profile_info::is_single_initrd_supported>(body, request.is_single_initrd_supported);
+        inst_sw_profile_info_set_is_single_initrd_supported(&body, request.is_single_initrd_supported);
     }
 }
 
@@ -118,7 +116,7 @@ uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &sour
 {
     service_pack *const packs = source.service_packs;
     const uint32_t count = packs == nullptr ? 0 : source.service_packs_count;
-    record::set<&inst_sw_profile_info::sp_details>(body, packs, count);
+    inst_sw_profile_info_set_sp_details(&body, packs, count);
 
     names.list = static_cast<char **>(std::calloc(count == 0 ? 1 : count, sizeof(char *)));
     if (names.list == nullptr) {
@@ -138,7 +136,7 @@ uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &sour
     for (uint32_t i = 0; i < count; ++i) {
         REPORT("SP[%d]: %s\n", i, names.list[i]);
     }
-    record::set<&inst_sw_profile_info::sp_names>(body, names.list, count);
+    inst_sw_profile_info_set_sp_names(&body, names.list, count);
     return 0;
 }
 
@@ -156,7 +154,7 @@ uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_crea
         REPORT("Error! encode buffer size is not sufficient\n");
         return INSTMGR_RC_INVALID_DATA;
     }
-    record::set<&inst_sw_profile_sdr_ext::sdr_sw_profile_len>(profile, length);
+    inst_sw_profile_sdr_ext_set_sdr_sw_profile_len(&profile, length);
     Owned<char> text;
     rc = inst_write_sdr_swprofile_to_file2(request.sdr_key, request.is_local, static_cast<int32_t>(request.part_type),
                                            request.vm_type, &profile, &text.ptr);
@@ -188,7 +186,7 @@ uint64_t create_profile(const swprofile_create_request &request)
         has_service_pack_package(request.packages, counts.packages) && request.serv_packs != nullptr;
 
     REPORT("Adding initial packages to SWP\n");
-    record::set<&inst_sw_profile_info::packages>(body, request.packages, counts.packages);
+    inst_sw_profile_info_set_packages(&body, request.packages, counts.packages);
 
     OwnedStringList sp_names; // all else that the record points at is the request's
     uint64_t rc = copy_optional_packages(request.packages, counts.packages);

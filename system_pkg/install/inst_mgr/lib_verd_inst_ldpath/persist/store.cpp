@@ -8,8 +8,6 @@
 #include "persist/encode_buffer.h"
 #include "persist/text_writer.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstring>
 #include <unistd.h>
 
@@ -157,10 +155,10 @@ uint64_t store_profile(inst_sw_profile_sdr_ext *profile, uint8_t is_local, int32
     }
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
     const char *sdr_key = nullptr;
-    if (record::has<&inst_sw_profile_sdr::sdr_key>(sdr)) {
+    if (inst_sw_profile_sdr_has_sdr_key(&sdr)) {
         sdr_key = sdr.sdr_key;
         if (part_short_name != nullptr) {
-            record::set<&inst_sw_profile_info::lv_name>(sdr.sw_profile, part_short_name);
+            inst_sw_profile_info_set_lv_name(&sdr.sw_profile, part_short_name);
         }
     }
     REPORT("Storing %s %s SW Profile for %s (key=%s), part_short_name=%s\n", scope_name(is_local),

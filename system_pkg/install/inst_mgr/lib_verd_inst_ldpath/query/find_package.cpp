@@ -7,8 +7,6 @@
 #include "frame/owned.h"
 #include "location/vm_types.h"
 
-#include "zeld/record_fields.h"
-
 #include <cstring>
 
 TRACE_SITES_BEGIN(find_package)
@@ -51,7 +49,7 @@ uint64_t fetch_active(const Search &search, StoredProfile &profile, char **text)
 template <class Found> uint64_t for_each_of_name(const inst_sw_profile_sdr &sdr, const char *name, Found found)
 {
     Package *packages = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::packages>(sdr.sw_profile, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&sdr.sw_profile, &packages);
     uint64_t rc = 0;
     for (uint32_t i = 0; i < count && rc == 0; ++i) {
         const char *const package_name = name_of(packages[i]);
@@ -119,7 +117,7 @@ uint64_t take_rpms(const Search &search, const Package &package, Rpms &rpms, cha
 {
     rpms.is_found = true;
     char **files = nullptr;
-    const uint32_t count = record::get<&Package::files>(package, &files);
+    const uint32_t count = inst_swp_package_get_files(&package, &files);
     if (count == 0) {
         return 0;
     }

@@ -4,8 +4,6 @@
 #include "frame/report.h"
 #include "frame/text_list.h"
 
-#include "zeld/record_fields.h"
-
 TRACE_SITES_BEGIN(image)
 
 namespace

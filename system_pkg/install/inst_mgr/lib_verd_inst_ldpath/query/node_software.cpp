@@ -4,8 +4,6 @@
 #include "frame/owned.h"
 #include "frame/report.h"
 
-#include "zeld/record_fields.h"
-
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -42,7 +40,7 @@ struct Node {
 bool lists(const Location &location, const Node &node)
 {
     inst_node_loc *nodes = nullptr;
-    const uint32_t count = record::get<&Location::node_locs>(location, &nodes);
+    const uint32_t count = inst_sw_profile_loc_get_node_locs(&location, &nodes);
     return std::any_of(nodes, nodes + count, [&](const inst_node_loc &listed) {
         return listed.loc_id_1 == node.loc_id_1 && listed.loc_id_2 == node.loc_id_2 && listed.loc_id_3 == node.loc_id_3;
     });
@@ -52,7 +50,7 @@ bool lists(const Location &location, const Node &node)
 const Location *find_location(const inst_sw_profile_sdr &sdr, const Node &node)
 {
     Location *locations = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_sdr::loc_profiles>(sdr, &locations);
+    const uint32_t count = inst_sw_profile_sdr_get_loc_profiles(&sdr, &locations);
     for (uint32_t i = 0; i < count; ++i) {
         if (lists(locations[i], node)) {
             return &locations[i];
@@ -68,7 +66,7 @@ const Info &versioned_body(const inst_sw_profile_sdr &sdr, const Node &node)
     if (location != nullptr) {
         REPORT("found entry in Master swp\n");
     }
-    if (location != nullptr && record::has<&Info::version>(location->sw_profile)) {
+    if (location != nullptr && inst_sw_profile_info_has_version(&location->sw_profile)) {
         return location->sw_profile;
     }
     REPORT("No entry found in Location swp or version not present in local sw profile(SMU), using default profile.\n");
@@ -90,7 +88,7 @@ uint64_t compare_version(const Node &node, const char *sw_version, bool &is_equa
         return rc;
     }
     const Info &body = versioned_body(profile.sdr(), node);
-    const char *const version = record::has<&Info::version>(body) ? body.version : nullptr;
+    const char *const version = inst_sw_profile_info_has_version(&body) ? body.version : nullptr;
     is_equal = are_same(version, sw_version);
     if (!is_equal) {
         REPORT("%s SW Profile compare: image %s != %s\n", function, text_or_null(version), text_or_null(sw_version));

@@ -5,8 +5,6 @@
 #include "frame/record_arguments.h"
 #include "frame/text_list.h"
 
-#include "zeld/record_fields.h"
-
 #include <span>
 
 TRACE_SITES_BEGIN(package_names)
@@ -23,7 +21,7 @@ enum Filter : uint32_t { HOST_SMUS_ONLY = 0, NO_HOST_SMUS = 1, NO_SERVICE_PACK_M
 std::span<const Package> packages_of(const Info &body)
 {
     Package *packages = nullptr;
-    const uint32_t count = record::get<&Info::packages>(body, &packages);
+    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
     return {packages, count};
 }
 
@@ -89,12 +87,12 @@ uint64_t get_file_list(inst_sw_profile_sdr_ext *profile, char ***file_list_out, 
 
 bool is_kept(const Package &package, uint32_t filter, bool skips_flagged)
 {
-    const bool is_host_smu = record::has<&Package::pkg_type>(package) && package.pkg_type == VERD_SWP_PKG_HOST_SMU;
-    const bool is_flagged = record::has<&Package::pkg_marker>(package) && package.pkg_marker != 0;
+    const bool is_host_smu = inst_swp_package_has_pkg_type(&package) && package.pkg_type == VERD_SWP_PKG_HOST_SMU;
+    const bool is_flagged = inst_swp_package_has_pkg_marker(&package) && package.pkg_marker != 0;
     const bool is_left_out = (filter == HOST_SMUS_ONLY && !is_host_smu) || (filter == NO_HOST_SMUS && is_host_smu) ||
                              (skips_flagged && is_flagged) ||
                              // the field's presence counts, not its value
-                             (filter == NO_SERVICE_PACK_MEMBERS && record::has<&Package::is_sp_pkg>(package));
+                             (filter == NO_SERVICE_PACK_MEMBERS && inst_swp_package_has_is_sp_pkg(&package));
     return !is_left_out;
 }
 
@@ -121,8 +119,8 @@ uint64_t list_kept(const Info &body, uint32_t filter, bool skips_flagged, OwnedS
 void hand_over_service_packs(const Info &body, serv_packs **sp_list_out)
 {
     sp_detail *details = nullptr;
-    const uint32_t count = record::get<&Info::sp_details>(body, &details);
-    if (sp_list_out != nullptr && record::has<&Info::sp_details>(body) && count != 0) {
+    const uint32_t count = inst_sw_profile_info_get_sp_details(&body, &details);
+    if (sp_list_out != nullptr && inst_sw_profile_info_has_sp_details(&body) && count != 0) {
         serv_packs *set = nullptr;
         static_cast<void>(instmgr_convert_sp_det_to_serv_pack(&set, details, count));
         if (set != nullptr) {
@@ -202,8 +200,8 @@ uint64_t inst_ldpath_get_swprofile_pkgs(inst_sw_profile_sdr_ext *profile, char *
     }
     char **names = nullptr;
     uint32_t name_count = 0;
-    if (record::has<&Info::sp_names>(*body)) {
-        name_count = record::get<&Info::sp_names>(*body, &names);
+    if (inst_sw_profile_info_has_sp_names(body)) {
+        name_count = inst_sw_profile_info_get_sp_names(body, &names);
         REPORT("SPINFO: SW Profile has  %d  SP\n", name_count);
     }
     const std::span<const Package> packages = packages_of(*body);

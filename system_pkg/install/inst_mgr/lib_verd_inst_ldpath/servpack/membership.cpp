@@ -50,7 +50,7 @@ bool belongs(const Package &package, const char *rpm)
 
 bool is_tagged(const Package &package)
 {
-    return record::has<&Package::is_sp_pkg>(package);
+    return inst_swp_package_has_is_sp_pkg(&package);
 }
 
 uint64_t get_rpms(const serv_packs *sp_list, OwnedStringList &rpms)
@@ -61,12 +61,12 @@ uint64_t get_rpms(const serv_packs *sp_list, OwnedStringList &rpms)
 // Nothing to do under the old package rules, or without packages.
 bool has_members(const inst_sw_profile_info &body)
 {
-    return g_inst_pkg_fmt_info.is_new_format != 0 && record::get<&inst_sw_profile_info::packages>(body, nullptr) != 0;
+    return g_inst_pkg_fmt_info.is_new_format != 0 && inst_sw_profile_info_get_packages(&body, nullptr) != 0;
 }
 
 bool make_reported_room(PackageArray &packages, const inst_sw_profile_info &body)
 {
-    const bool is_made = make_room(packages, record::get<&inst_sw_profile_info::packages>(body, nullptr));
+    const bool is_made = make_room(packages, inst_sw_profile_info_get_packages(&body, nullptr));
     if (!is_made) {
         REPORT("Error! Can't allocate file_list\n");
     }
@@ -90,7 +90,7 @@ bool tag(Package &package, const OwnedStringList &rpms)
         if (is_tagged(package)) {
             REPORT_SP_DEBUG("SPDEBUG: Package %s is a SP package!!\n", name);
         } else {
-            record::set<&Package::is_sp_pkg>(package, 1);
+            inst_swp_package_set_is_sp_pkg(&package, 1);
             REPORT_SP_DEBUG("SPDEBUG: Package %s is now tagged as a SP package.!!\n", name);
         }
         return true;
@@ -117,7 +117,7 @@ void untag(Package &package, char *const *rpms, uint32_t count)
         }
         REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", rpm);
         if (is_tagged(package)) {
-            record::clear<&Package::is_sp_pkg>(package);
+            inst_swp_package_clear_is_sp_pkg(&package);
             REPORT_SP_DEBUG("SPDEBUG: Package %s is now un-tagged as a SP package.!!\n", rpm);
         } else {
             REPORT("SPINFO: No action, rpm %s is not tagged to SP\n", rpm);
@@ -154,10 +154,10 @@ struct OwnedSet {
 bool is_whole(const serv_packs *set, const sp_detail *details, uint32_t detail_count)
 {
     service_pack *packs = nullptr;
-    const uint32_t count = set == nullptr ? 0 : record::get<&serv_packs::service_packs>(*set, &packs);
+    const uint32_t count = set == nullptr ? 0 : serv_packs_get_service_packs(set, &packs);
     return count == detail_count &&
            std::equal(packs, packs + count, details, [](const service_pack &pack, const sp_detail &detail) {
-               return zeld::presence_of(pack) == zeld::presence_of(detail);
+               return pack.presence[0] == detail.presence[0];
            });
 }
 
@@ -260,11 +260,11 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
     if (profile == nullptr || (rpms == nullptr && rpm_count != 0) || out_rpms == nullptr || out_count == nullptr) {
         return INST_RC_INVALID_ARG;
     }
-    if (!record::has<&inst_sw_profile_info::sp_details>(*profile)) {
+    if (!inst_sw_profile_info_has_sp_details(profile)) {
         return all_of(rpms, rpm_count, out_rpms, out_count);
     }
     sp_detail *details = nullptr;
-    const uint32_t count = record::get<&inst_sw_profile_info::sp_details>(*profile, &details);
+    const uint32_t count = inst_sw_profile_info_get_sp_details(profile, &details);
     return count == 0 ? 0 : those_not_in(details, count, rpms, rpm_count, out_rpms, out_count);
 }
 }

@@ -3,8 +3,6 @@
 #include "frame/record_arguments.h"
 #include "frame/text_list.h"
 
-#include "zeld/record_fields.h"
-
 TRACE_SITES_BEGIN(profile_service_packs)
 
 namespace
@@ -24,11 +22,11 @@ bool is_null_parameter(const void *parameter, int line, char **text)
 
 uint64_t copy_names(const Info &body, OwnedStringList &names, char **text)
 {
-    if (!record::has<&Info::sp_names>(body)) {
+    if (!inst_sw_profile_info_has_sp_names(&body)) {
         return 0;
     }
     char **of_body = nullptr;
-    const uint32_t count = record::get<&Info::sp_names>(body, &of_body);
+    const uint32_t count = inst_sw_profile_info_get_sp_names(&body, &of_body);
     REPORT_SP_DEBUG("SPDEBUG: %s SW Profile has %d SP's\n", GET_SPS, count);
     if (count == 0) {
         return 0;
@@ -49,11 +47,11 @@ uint64_t copy_names(const Info &body, OwnedStringList &names, char **text)
 
 uint64_t convert_details(const Info &body, serv_packs **sp_list_out)
 {
-    if (sp_list_out == nullptr || !record::has<&Info::sp_details>(body)) {
+    if (sp_list_out == nullptr || !inst_sw_profile_info_has_sp_details(&body)) {
         return 0;
     }
     sp_detail *details = nullptr;
-    const uint32_t count = record::get<&Info::sp_details>(body, &details);
+    const uint32_t count = inst_sw_profile_info_get_sp_details(&body, &details);
     REPORT_SP_DEBUG("SPDEBUG: %s %d sp's details are already in swp\n", GET_SPS, count);
     if (count == 0) {
         return 0;

@@ -3,8 +3,6 @@
 #include "frame/owned.h"
 #include "frame/report.h"
 
-#include "zeld/record_fields.h"
-
 TRACE_SITES_BEGIN(service_pack_sets)
 
 namespace
@@ -25,7 +23,7 @@ void copy_details(const char *function, serv_packs &set, const sp_detail *detail
             REPORT("SPERROR: %s Failed to duplicate sp_idx=%u ret=%d\n", function, i, status);
         }
     }
-    record::set<&serv_packs::service_packs>(set, array, count);
+    serv_packs_set_service_packs(&set, array, count);
 }
 
 } // namespace

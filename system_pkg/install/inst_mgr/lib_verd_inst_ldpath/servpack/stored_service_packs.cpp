@@ -7,8 +7,6 @@
 #include "frame/owned.h"
 #include "location/vm_types.h"
 
-#include "zeld/record_fields.h"
-
 TRACE_SITES_BEGIN(stored_service_packs)
 
 namespace
@@ -114,7 +112,7 @@ void untag(Info &body, serv_packs *sp_list)
 uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList &removed)
 {
     char **names = nullptr;
-    const uint32_t name_count = record::get<&Info::sp_names>(body, &names);
+    const uint32_t name_count = inst_sw_profile_info_get_sp_names(&body, &names);
     REPORT_SP_DEBUG("SPDEBUG: %d Sp's already in swp \n", name_count);
     show_names(names, name_count);
     RemainingServicePacks remaining;
@@ -123,8 +121,8 @@ uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList
     }
     REPORT_SP_DEBUG("SPDEBUG: Going to process new sp list having count = %d\n", remaining.names.count);
     show_names(remaining.names.list, remaining.names.count);
-    const uint32_t detail_count = record::get<&Info::sp_details>(body, nullptr);
-    if (record::has<&Info::sp_details>(body)) {
+    const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, nullptr);
+    if (inst_sw_profile_info_has_sp_details(&body)) {
         REPORT_SP_DEBUG("SPDEBUG: SP detailed info present in swp for %d Sp's\n", detail_count);
     }
     if (remaining.names.count == 0) {
@@ -133,7 +131,7 @@ uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList
         REPORT("SPINFO: %s Removed all sp in swp\n", REMOVE);
         return 0;
     }
-    if (!record::has<&Info::sp_details>(body)) {
+    if (!inst_sw_profile_info_has_sp_details(&body)) {
         REPORT("SPERROR: Mismatch between sp_names and sp_detail in swp total_sp_cnt = %d, swp_sp_det_cnt = %d\n",
                remaining.names.count, detail_count);
     } else {
@@ -161,7 +159,7 @@ uint64_t remove(const ProfileEdit &edit, serv_packs *sp_list)
     }
     StoredProfile profile;
     rc = read_stored_profile(edit, profile);
-    if (rc == 0 && record::has<&Info::sp_names>(profile.body())) {
+    if (rc == 0 && inst_sw_profile_info_has_sp_names(&profile.body())) {
         rc = remove_from_body(profile.body(), sp_list, removed);
     }
     return rc != 0 ? rc : store_edited_profile(edit, profile);
