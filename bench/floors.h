@@ -1,17 +1,19 @@
-// What an operation on a profile cannot do without: the same strings, arrays and system calls, and nothing else. Each
-// benchmark is compared with its floor.
+// Floors: what an operation on a profile cannot do without, with the same texts, arrays and system calls, and nothing
+// else.
 #pragma once
 
 #include "zeld.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 namespace bench
 {
 
-// The texts and numbers of a profile one after the other, and the sizes of the texts: what the floors of
-// encoding and decoding write and read. They know no format, find nothing absent and check nothing.
+// The texts and numbers of a sample profile one after the other, and the sizes of the texts: what the floors of
+// encoding and decoding write and read, without presence bits, lengths and checks. The floor of decoding knows the
+// sample's shape.
 struct PlainBytes {
     std::vector<uint8_t> bytes;
     std::vector<uint32_t> text_sizes;
@@ -20,7 +22,7 @@ struct PlainBytes {
 
 PlainBytes plain_bytes_of(const inst_sw_profile_sdr_ext &profile);
 
-// strlen and memcpy of each text and a store of each number.
+// strlen and memcpy of each text and a store of each number, into bytes of the right size.
 void encode_floor(const inst_sw_profile_sdr_ext &profile, PlainBytes &plain);
 
 // One malloc per text and array, memcpy of each text and a load of each number.

@@ -1,5 +1,5 @@
-// Measures the operations on profiles of 100 to 50 000 packages, each in turn with its floor, and prints a table of the
-// ratios.
+// Measures operations on profiles of 100 to 50 000 packages (a fetch also with 1) alternately with a baseline each, and
+// prints a table of the ratios. The baselines of the codec are floors: what it cannot do without.
 #include "floors.h"
 #include "sample_profile.h"
 
@@ -15,6 +15,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -27,7 +28,15 @@ constexpr char FLOOR_TXT_PATH[] = "/install_repo/gl/instdb/sdr/default-sdr/floor
 
 constexpr char NEW_PACKAGE[] = "qx-new-package-1.0.0-r0001";
 
-// A profile of one size and all that the benchmarks need of it.
+void require(bool is_done, const char *what)
+{
+    if (!is_done) {
+        std::fprintf(stderr, "swprofile_bench: %s failed\n", what);
+        std::exit(1);
+    }
+}
+
+// A profile of one size, and the buffers of the benchmarks.
 struct Subject {
     explicit Subject(uint32_t packages)
         : profile(new_sample_profile(packages)), plain(bench::plain_bytes_of(*profile)),
@@ -71,7 +80,7 @@ struct Subject {
     void duplicate_floor() { bench::duplicate_floor(body().packages, copies); }
     void free_copies_floor() { bench::free_floor(copies.data(), copies.size()); }
 
-    // What a decoder does to an encoding whose checksum is wrong: it goes over all bytes, and rejects them.
+    // Times the checksum: decoding an encoding with a wrong checksum reads every byte and rejects it.
     void checksum()
     {
         encoding.back() ^= 1;
@@ -96,20 +105,18 @@ struct Subject {
         std::free(packages);
     }
 
-    void copy_and_free_body() { free_packages(copy_of(body().packages, copies.size()), copies.size()); }
+    void copy_and_free_packages() { free_packages(copy_of(body().packages, copies.size()), copies.size()); }
 
     void store()
     {
-        if (inst_write_sdr_swprofile_to_file2(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, nullptr) != 0) {
-            std::fprintf(stderr, "can't store a profile; run this through scripts/sandbox\n");
-            std::exit(1);
-        }
+        require(inst_write_sdr_swprofile_to_file2(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, nullptr) == 0,
+                "storing");
     }
 
     void fetch_and_free()
     {
         inst_sw_profile_sdr_ext *fetched = nullptr;
-        inst_ldpath_get_swprofile(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched, nullptr);
+        require(inst_ldpath_get_swprofile(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched, nullptr) == 0, "fetching");
         inst_ldpath_free_swprofile_ext(&fetched);
     }
 
@@ -123,16 +130,15 @@ struct Subject {
 
     void add_package()
     {
-        if (inst_ldpath_add_pkg_in_swp(&body(), strdup(NEW_PACKAGE), 0, nullptr, 0, VERD_PKG_BASE, nullptr, nullptr, 0,
-                                       service_packs.source(), nullptr) != 0) {
-            std::fprintf(stderr, "can't add a package\n");
-            std::exit(1);
-        }
+        require(inst_ldpath_add_pkg_in_swp(&body(), strdup(NEW_PACKAGE), 0, nullptr, 0, VERD_PKG_BASE, nullptr, nullptr,
+                                           0, service_packs.source(), nullptr) == 0,
+                "adding");
     }
 
-    void remove_package() { inst_ldpath_remove_pkg_in_swp(&body(), NEW_PACKAGE, nullptr); }
+    void remove_package() { require(inst_ldpath_remove_pkg_in_swp(&body(), NEW_PACKAGE, nullptr) == 0, "removing"); }
 
-    // Service packs in the body and in the source of what is added, half of them the same; every one delivers it.
+    // Gives the body and the source service packs. Half of the names are in both; only the source's packs deliver
+    // NEW_PACKAGE.
     void put_service_packs()
     {
         const auto count = static_cast<uint32_t>(copies.size() * 2 / 5);
@@ -146,21 +152,23 @@ struct Subject {
     {
         const inst_node_loc node = {};
         const uint32_t type = 0; // no bundle
-        if (inst_ldpath_add_pkg_location(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, NEW_PACKAGE, 0, type, 0) != 0) {
-            std::fprintf(stderr, "can't add a package for a node\n");
-            std::exit(1);
-        }
+        require(inst_ldpath_add_pkg_location(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, NEW_PACKAGE, 0, type, 0) ==
+                    0,
+                "adding for a node");
     }
 
     void add_to_stored()
     {
-        inst_ldpath_add_swprofile_pkgs(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, nullptr, 0, 0, VERD_PKG_BASE,
-                                       0, nullptr);
+        require(inst_ldpath_add_swprofile_pkgs(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, nullptr, 0, 0,
+                                               VERD_PKG_BASE, 0, nullptr) == 0,
+                "adding to the stored profile");
     }
 
     void remove_from_stored()
     {
-        inst_ldpath_remove_swprofile_pkgs(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, nullptr, nullptr);
+        require(inst_ldpath_remove_swprofile_pkgs(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, nullptr, nullptr) ==
+                    0,
+                "removing from the stored profile");
     }
 
     void rebuild_stored_floor()
@@ -199,26 +207,28 @@ struct Subject {
         inst_free_string_list(count, list);
     }
 
-    void look_for_package()
+    void find_package()
     {
         uint8_t is_present = 0;
-        inst_swp_is_pkg_present(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, &is_present);
+        require(inst_swp_is_pkg_present(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, NEW_PACKAGE, &is_present) == 0,
+                "searching");
     }
 
-    // With the packages of another one in another order.
-    void compare_in_any_order()
+    void shuffle()
     {
-        if (turned == nullptr) {
-            turned = new_sample_profile(static_cast<uint32_t>(copies.size()));
-            inst_swp_package *const packages = turned->sdr_sw_profile.sw_profile.packages;
+        if (shuffled == nullptr) {
+            shuffled = new_sample_profile(static_cast<uint32_t>(copies.size()));
+            inst_swp_package *const packages = shuffled->sdr_sw_profile.sw_profile.packages;
             std::shuffle(packages, packages + copies.size(), std::minstd_rand());
         }
+    }
+
+    // Compares with the same packages in another order.
+    void compare_in_any_order()
+    {
         uint8_t is_match = 0;
-        instcomm_cmp_swprofile_ext(profile, turned, 0, nullptr, 0, 1, &is_match);
-        if (is_match == 0) {
-            std::fprintf(stderr, "profiles in another order don't match\n");
-            std::exit(1);
-        }
+        instcomm_cmp_swprofile_ext(profile, shuffled, 0, nullptr, 0, 1, &is_match);
+        require(is_match != 0, "comparing");
     }
 
     void fetch_both()
@@ -231,11 +241,11 @@ struct Subject {
     ~Subject()
     {
         inst_ldpath_free_swprofile_ext(&profile);
-        inst_ldpath_free_swprofile_ext(&turned);
+        inst_ldpath_free_swprofile_ext(&shuffled);
     }
 
     inst_sw_profile_sdr_ext *profile;
-    inst_sw_profile_sdr_ext *turned = nullptr;
+    inst_sw_profile_sdr_ext *shuffled = nullptr;
     bench::PlainBytes plain;
     std::vector<uint8_t> encoding;
     inst_sw_profile_sdr_ext decoded = {};
@@ -245,8 +255,8 @@ struct Subject {
 
 using Step = std::function<void(Subject &)>;
 
-// What is timed, and what is done before and after it untimed.
-struct Side {
+// A timed step, and what is done before and after it without being timed.
+struct TimedStep {
     Step step;
     Step before = {};
     Step after = {};
@@ -273,60 +283,57 @@ double quantile(std::vector<double> values, double share)
     return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
 }
 
-// An operation and its floor, in turn, so that both meet the same heap, caches and neighbours.
-void measure(benchmark::State &state, uint32_t packages, bool is_stored, const Side &ours, const Side &floor)
+struct Benchmark {
+    const char *operation;
+    TimedStep ours;
+    TimedStep baseline;
+    bool is_stored = false;    // needs the profile in its file
+    int iterations = 0;        // 0: as many as fit into the time
+    bool has_checksum = false; // on our side only
+};
+
+// Times an operation and its baseline alternately, so that both meet the same heap, caches and machine load.
+void measure(benchmark::State &state, uint32_t packages, const Benchmark &benchmark)
 {
     Subject subject(packages);
-    if (is_stored) {
+    if (benchmark.is_stored) {
         subject.store();
     }
+    const TimedStep checksum = {&Subject::checksum};
     std::vector<double> our_times;
-    std::vector<double> floor_times;
+    std::vector<double> baseline_times;
     std::vector<double> checksum_times;
     std::vector<double> ratios;
-    const Side checksum = {&Subject::checksum};
     for (auto iteration : state) {
         static_cast<void>(iteration);
         const bool ours_first = our_times.size() % 2 == 0;
-        const double first = (ours_first ? ours : floor).seconds(subject);
-        const double second = (ours_first ? floor : ours).seconds(subject);
+        const double first = (ours_first ? benchmark.ours : benchmark.baseline).seconds(subject);
+        const double second = (ours_first ? benchmark.baseline : benchmark.ours).seconds(subject);
         our_times.push_back(ours_first ? first : second);
-        floor_times.push_back(ours_first ? second : first);
-        checksum_times.push_back(checksum.seconds(subject));
-        ratios.push_back(our_times.back() / floor_times.back());
+        baseline_times.push_back(ours_first ? second : first);
+        checksum_times.push_back(benchmark.has_checksum ? checksum.seconds(subject) : 0);
+        ratios.push_back(our_times.back() / baseline_times.back());
         state.SetIterationTime(first + second);
     }
     state.counters["ours"] = quantile(our_times, 0.5) * 1e6;
-    state.counters["floor"] = quantile(floor_times, 0.5) * 1e6;
+    state.counters["baseline"] = quantile(baseline_times, 0.5) * 1e6;
     state.counters["checksum"] = quantile(checksum_times, 0.5) * 1e6;
     state.counters["low"] = quantile(ratios, 0.25);
     state.counters["high"] = quantile(ratios, 0.75);
 }
 
-bool is_any_of(const std::string &operation, std::initializer_list<const char *> others)
+void add(uint32_t packages, const Benchmark &added)
 {
-    return std::find(others.begin(), others.end(), operation) != others.end();
-}
-
-void add(const char *operation, uint32_t packages, const Side &ours, const Side &floor)
-{
-    const bool is_store = is_any_of(operation, {"store", "add for node", "add stored", "remove stored"});
-    const bool is_stored = is_store || is_any_of(operation, {"fetch", "has", "compare"});
-    const std::string name = std::string(operation) + "/" + std::to_string(packages);
-    auto *const registered = benchmark::RegisterBenchmark(
-        name.c_str(), [=](benchmark::State &state) { measure(state, packages, is_stored, ours, floor); });
+    const std::string name = std::string(added.operation) + "/" + std::to_string(packages);
+    auto *const registered =
+        benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &state) { measure(state, packages, added); });
     registered->UseManualTime();
-    if (is_store) {
-        registered->Iterations(9);
+    if (added.iterations != 0) {
+        registered->Iterations(added.iterations);
     }
 }
 
-void add_fetch(uint32_t packages)
-{
-    add("fetch", packages, {&Subject::fetch_and_free}, {&Subject::fetch_floor_and_free});
-}
-
-void add_all(uint32_t packages)
+std::vector<Benchmark> codec_benchmarks()
 {
     const Step decode_and_free = [](Subject &s) {
         s.decode();
@@ -336,62 +343,93 @@ void add_all(uint32_t packages)
         s.decode_floor();
         s.free_floor();
     };
-
-    add("checksum", packages, {&Subject::checksum}, {&Subject::encode_floor});
-    add("encode", packages, {&Subject::encode}, {&Subject::encode_floor});
-    add("decode", packages, {&Subject::decode, {}, &Subject::free_decoded},
-        {&Subject::decode_floor, {}, &Subject::free_floor});
-    add("free", packages, {&Subject::free_decoded, &Subject::decode}, {&Subject::free_floor, &Subject::decode_floor});
-    add("decode+free", packages, {decode_and_free}, {decode_and_free_floor});
-    add("duplicate", packages, {&Subject::duplicate, {}, &Subject::free_copies},
-        {&Subject::duplicate_floor, {}, &Subject::free_copies_floor});
-
-    // An edit is compared with one deep copy of the package array, and freeing it.
-    const Step deep_copy = &Subject::copy_and_free_body;
-    add("add", packages, {&Subject::add_package, {}, &Subject::remove_package}, {deep_copy});
-    add("remove", packages, {&Subject::remove_package, &Subject::add_package}, {deep_copy});
-    add("add with SPs", packages, {&Subject::add_package, &Subject::put_service_packs, &Subject::remove_package},
-        {deep_copy});
-    add("add for node", packages, {&Subject::add_for_node, &Subject::store}, {&Subject::fetch_and_store_floor});
-    add_fetch(packages);
-    add("add stored", packages, {&Subject::add_to_stored, &Subject::store},
-        {&Subject::rebuild_stored_floor, &Subject::store});
-    add("remove stored", packages, {&Subject::remove_from_stored, &Subject::add_to_stored},
-        {&Subject::rebuild_stored_floor, &Subject::add_to_stored});
-    add("file list", packages, {&Subject::list_files}, {&Subject::list_files_floor});
-    add("has", packages, {&Subject::look_for_package}, {&Subject::fetch_and_free});
-    add("compare", packages, {&Subject::compare_in_any_order}, {&Subject::fetch_both});
-    add("store", packages, {&Subject::store},
-        {[](Subject &s) { bench::store_floor(*s.profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH); }});
+    return {
+        // Beside the floor of encoding: the share that the checksum alone adds to the ratio of "encode".
+        {.operation = "checksum", .ours = {&Subject::checksum}, .baseline = {&Subject::encode_floor}},
+        {.operation = "encode", .ours = {&Subject::encode}, .baseline = {&Subject::encode_floor}, .has_checksum = true},
+        {.operation = "decode",
+         .ours = {&Subject::decode, {}, &Subject::free_decoded},
+         .baseline = {&Subject::decode_floor, {}, &Subject::free_floor},
+         .has_checksum = true},
+        {.operation = "free",
+         .ours = {&Subject::free_decoded, &Subject::decode},
+         .baseline = {&Subject::free_floor, &Subject::decode_floor}},
+        {.operation = "decode+free",
+         .ours = {decode_and_free},
+         .baseline = {decode_and_free_floor},
+         .has_checksum = true},
+        {.operation = "duplicate",
+         .ours = {&Subject::duplicate, {}, &Subject::free_copies},
+         .baseline = {&Subject::duplicate_floor, {}, &Subject::free_copies_floor}},
+    };
 }
 
-// The operations that go over all bytes of an encoding for its checksum, which their floors don't.
-bool has_checksum(const std::string &operation)
+// The baseline of an edit in memory is one deep copy of the packages, and freeing it; that of a stored edit adds a
+// fetch and a store; that of a query is a fetch.
+std::vector<Benchmark> library_benchmarks()
 {
-    return is_any_of(operation, {"encode", "decode", "decode+free"});
+    const Step deep_copy = &Subject::copy_and_free_packages;
+    const Step store_floor = [](Subject &s) { bench::store_floor(*s.profile, FLOOR_BIN_PATH, FLOOR_TXT_PATH); };
+    constexpr int STORES = 9;
+    return {
+        {.operation = "add", .ours = {&Subject::add_package, {}, &Subject::remove_package}, .baseline = {deep_copy}},
+        {.operation = "remove", .ours = {&Subject::remove_package, &Subject::add_package}, .baseline = {deep_copy}},
+        {.operation = "add with SPs",
+         .ours = {&Subject::add_package, &Subject::put_service_packs, &Subject::remove_package},
+         .baseline = {deep_copy}},
+        {.operation = "add for node",
+         .ours = {&Subject::add_for_node, &Subject::store},
+         .baseline = {&Subject::fetch_and_store_floor},
+         .is_stored = true,
+         .iterations = STORES},
+        {.operation = "add stored",
+         .ours = {&Subject::add_to_stored, &Subject::store},
+         .baseline = {&Subject::rebuild_stored_floor, &Subject::store},
+         .is_stored = true,
+         .iterations = STORES},
+        {.operation = "remove stored",
+         .ours = {&Subject::remove_from_stored, &Subject::add_to_stored},
+         .baseline = {&Subject::rebuild_stored_floor, &Subject::add_to_stored},
+         .is_stored = true,
+         .iterations = STORES},
+        {.operation = "file list", .ours = {&Subject::list_files}, .baseline = {&Subject::list_files_floor}},
+        {.operation = "has",
+         .ours = {&Subject::find_package},
+         .baseline = {&Subject::fetch_and_free},
+         .is_stored = true},
+        {.operation = "compare",
+         .ours = {&Subject::compare_in_any_order, &Subject::shuffle},
+         .baseline = {&Subject::fetch_both},
+         .is_stored = true},
+        {.operation = "store",
+         .ours = {&Subject::store},
+         .baseline = {store_floor},
+         .is_stored = true,
+         .iterations = STORES},
+    };
 }
 
-// A line for each pair as it is done.
+// Prints one line per benchmark when it ends.
 class RatioTable : public benchmark::BenchmarkReporter
 {
 public:
     bool ReportContext(const Context &) override
     {
-        std::printf("%-20s %11s %11s %7s   %-24s %s\n", "operation/packages", "ours, us", "floor, us", "ratio",
-                    "half of all pairs lie in", "to floor + checksum");
+        std::printf("%-20s %11s %12s %7s   %-24s %s\n", "operation/packages", "ours, us", "baseline, us", "ratio",
+                    "half of all pairs lie in", "to baseline + checksum");
         return true;
     }
 
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs) {
-            const std::string &name = run.run_name.function_name;
             const double ours = run.counters.at("ours");
-            const double floor = run.counters.at("floor");
-            std::printf("%-20s %11.1f %11.1f %7.3f   %.3f to %.3f", name.c_str(), ours, floor, ours / floor,
-                        run.counters.at("low").value, run.counters.at("high").value);
-            if (has_checksum(name.substr(0, name.find('/')))) {
-                std::printf(" %15.3f", ours / (floor + run.counters.at("checksum").value));
+            const double baseline = run.counters.at("baseline");
+            const double checksum = run.counters.at("checksum");
+            std::printf("%-20s %11.1f %12.1f %7.3f   %.3f to %.3f", run.run_name.function_name.c_str(), ours, baseline,
+                        ours / baseline, run.counters.at("low").value, run.counters.at("high").value);
+            if (checksum != 0) {
+                std::printf(" %15.3f", ours / (baseline + checksum));
             }
             std::printf("\n");
         }
@@ -407,9 +445,9 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "%s: run this through scripts/bench\n", argv[0]);
         return 2;
     }
-    char shortest[] = "--benchmark_min_time=1";
+    char min_time[] = "--benchmark_min_time=1";
     std::vector<char *> arguments(argv, argv + argc);
-    arguments.insert(arguments.begin() + 1, shortest);
+    arguments.insert(arguments.begin() + 1, min_time);
     int count = static_cast<int>(arguments.size());
     benchmark::Initialize(&count, arguments.data());
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
@@ -419,9 +457,19 @@ int main(int argc, char **argv)
     if (verd_inst_ldpath_lib_init(0, &format) != 0) {
         return 1;
     }
-    add_fetch(1);
+    const Benchmark fetch = {.operation = "fetch",
+                             .ours = {&Subject::fetch_and_free},
+                             .baseline = {&Subject::fetch_floor_and_free},
+                             .is_stored = true};
+    add(1, fetch);
     for (const uint32_t packages : {100U, 500U, 5000U, 50000U}) {
-        add_all(packages);
+        for (const Benchmark &added : codec_benchmarks()) {
+            add(packages, added);
+        }
+        add(packages, fetch);
+        for (const Benchmark &added : library_benchmarks()) {
+            add(packages, added);
+        }
     }
     RatioTable table;
     benchmark::RunSpecifiedBenchmarks(&table);

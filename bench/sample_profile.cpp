@@ -18,7 +18,7 @@ struct Random {
     uint32_t below(uint32_t limit) { return static_cast<uint32_t>(engine() % limit); }
 };
 
-// name-version-release, made up to its length by the name.
+// name-version-release; the name is padded to reach `length`.
 char *new_name(Random &random, std::size_t length, uint32_t number)
 {
     static const char *const stems[] = {"routing-", "forwarding-", "telemetry-", "multicast-", "security-"};

@@ -1,5 +1,5 @@
 // A realistic profile of any size: package names of 45 bytes, three RPM files of 40, a second name of 30 for every
-// third package, and all numbers set, those of 64 and 32 bits at random.
+// third package, and every number of a package set; pkg_value and extra_value are random.
 #pragma once
 
 #include "instcomm.h"
@@ -21,7 +21,7 @@ constexpr bool has_second_name(uint32_t package)
     return package % 3 == 0;
 }
 
-// Puts that many service packs, numbered from `first`, in the place of those in the body.
+// Replaces the body's service packs with `count` packs numbered from `first`.
 void set_service_packs(inst_sw_profile_info &body, uint32_t first, uint32_t count);
 
 // Service packs as a source for adding packages; none until they are made. Each delivers one RPM.

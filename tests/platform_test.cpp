@@ -1,4 +1,4 @@
-// The stand-ins for the platform's libraries, where the store's users can tell.
+// Behaviour of the platform stand-ins that the library's users can observe.
 #include "support/repository_test.h"
 
 #include "vestra.h"
@@ -49,7 +49,8 @@ TEST_F(PlatformTest, TheLogFollowsNoLink)
     EXPECT_EQ(fs::file_size("/tmp/victim"), 0U);
 }
 
-int give_descriptor_to_another_file(const fs::path &path)
+// Returns the descriptor, which the caller closes.
+int replace_descriptor_of(const fs::path &path)
 {
     int fd = 3;
     while (!fs::equivalent(path, "/proc/self/fd/" + std::to_string(fd))) {
@@ -61,8 +62,8 @@ int give_descriptor_to_another_file(const fs::path &path)
     return fd;
 }
 
-// The log stays open, and yet every line is in the current file: after the log was removed, after it has grown to 16
-// MiB, and after the process has got its descriptor's number for another file.
+// The log stays open, but every line goes to the current file: after the log is removed, after rotation at 16 MiB, and
+// after the descriptor is reused for another file.
 TEST_F(PlatformTest, TheLogStaysOpen)
 {
     const std::string path = "/install_repo/log/install.log";
@@ -83,13 +84,13 @@ TEST_F(PlatformTest, TheLogStaysOpen)
     EXPECT_TRUE(read_file(path).ends_with("] four\n"));
     EXPECT_LT(fs::file_size(path), 100U);
 
-    const int fd = give_descriptor_to_another_file(path);
+    const int fd = replace_descriptor_of(path);
     log("five\n");
     EXPECT_EQ(fs::file_size("/tmp/other"), 0U);
     EXPECT_TRUE(read_file(path).ends_with("] five\n"));
     EXPECT_EQ(open_files(), before);
     close(fd);
-    instcomm_util_init(0, 0);
+    instcomm_util_init(0, 0); // opens the log again for the next tests
 }
 
 TEST_F(PlatformTest, TheTraceIsARing)
@@ -112,7 +113,7 @@ TEST_F(PlatformTest, TheTraceIsARing)
     ring = read_file(path);
     EXPECT_TRUE(ring.starts_with("VESTRA1\n") && ring.find("five") < 4096 + 384);
 
-    const int fd = give_descriptor_to_another_file(path);
+    const int fd = replace_descriptor_of(path);
     trace(handle, 0, 4, 1, "s", "%s", "six");
     EXPECT_EQ(fs::file_size("/tmp/other"), 0U);
     close(fd);

@@ -25,15 +25,15 @@ constexpr off_t ROTATION_SIZE = 16 << 20;
 
 int open_log()
 {
-    constexpr int HOW = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    int fd = open(LOG_FILE, HOW, 0644);
+    constexpr int FLAGS = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    int fd = open(LOG_FILE, FLAGS, 0644);
     if (fd < 0 && errno == ENOENT && (mkdir(LOG_DIRECTORY, 0755) == 0 || errno == EEXIST)) {
-        fd = open(LOG_FILE, HOW, 0644);
+        fd = open(LOG_FILE, FLAGS, 0644);
     }
     return fd;
 }
 
-bool is_large(const struct stat &file)
+bool needs_rotation(const struct stat &file)
 {
     return S_ISREG(file.st_mode) && file.st_size >= ROTATION_SIZE;
 }
@@ -44,7 +44,7 @@ void rotate(int fd)
 {
     struct stat file;
     struct stat named;
-    if (flock(fd, LOCK_EX) == 0 && fstat(fd, &file) == 0 && is_large(file) && lstat(LOG_FILE, &named) == 0 &&
+    if (flock(fd, LOCK_EX) == 0 && fstat(fd, &file) == 0 && needs_rotation(file) && lstat(LOG_FILE, &named) == 0 &&
         named.st_dev == file.st_dev && named.st_ino == file.st_ino) {
         static_cast<void>(std::rename(LOG_FILE, ROTATED_LOG_FILE));
     }
@@ -54,7 +54,7 @@ int open_current_log()
 {
     const int fd = open_log();
     struct stat file;
-    if (fd < 0 || fstat(fd, &file) != 0 || !is_large(file)) {
+    if (fd < 0 || fstat(fd, &file) != 0 || !needs_rotation(file)) {
         return fd;
     }
     rotate(fd);
@@ -62,10 +62,9 @@ int open_current_log()
     return open_log();
 }
 
-// The descriptor that stays open from instcomm_util_init() on, so that a message costs two system calls instead of
-// four. Before each use it is compared with the file that was opened: a process may have closed it and got the same
-// number for another file. Threads that replace it at the same time find a mismatch at worst, and open the log for
-// themselves.
+// The descriptor stays open after instcomm_util_init(), so that a message needs no open and no close. The process may
+// close it and reuse the number, so each message compares device and inode first. If another thread replaces the
+// descriptor meanwhile, the comparison fails, and the message opens the log for itself.
 struct {
     std::atomic<int> fd{-1};
     std::atomic<dev_t> device;
@@ -90,18 +89,18 @@ int kept_log()
     if (fd < 0 || fstat(fd, &file) != 0 || file.st_dev != kept.device || file.st_ino != kept.inode) {
         return -1;
     }
-    if (file.st_nlink != 0 && !is_large(file)) {
+    if (file.st_nlink != 0 && !needs_rotation(file)) {
         return fd;
     }
     const int current = open_current_log(); // the log was removed or has to be rotated
-    const int replaced = current < 0 ? -1 : dup3(current, fd, O_CLOEXEC);
+    const int replaced = dup3(current, fd, O_CLOEXEC);
     close(current);
     keep(replaced);
     return replaced;
 }
 
-// "2026-11-24 19:01:32.123 [4711] ", of the size returned.
-std::size_t format_head(char *head, std::size_t size)
+// Writes a prefix such as "2026-11-24 19:01:32.123 [4711] " and returns its length.
+std::size_t format_prefix(char *head, std::size_t size)
 {
     timespec now = {};
     tm local = {};
@@ -117,7 +116,7 @@ std::size_t format_head(char *head, std::size_t size)
 __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_list arguments)
 {
     char small[1024];
-    const std::size_t head = format_head(small, sizeof small);
+    const std::size_t head = format_prefix(small, sizeof small);
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(small + head, sizeof small - head - 1, format, arguments);
@@ -130,7 +129,7 @@ __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_li
             std::memcpy(line, small, head);
             std::vsnprintf(line + head, size + 1 - head, format, again);
         } else {
-            line = small; // cut
+            line = small; // out of memory: truncated
             size = sizeof small - 2;
         }
     }
@@ -141,7 +140,7 @@ __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_li
     const int kept_fd = kept_log();
     const int fd = kept_fd >= 0 ? kept_fd : open_current_log();
     static_cast<void>(!write(fd, line, size));
-    if (fd >= 0 && fd != kept_fd) {
+    if (fd != kept_fd) {
         close(fd);
     }
     if (line != small) {

@@ -1,6 +1,7 @@
-// A ring file per trace: a header, then the records, the oldest overwritten first. All processes that trace append to
-// one ring; a counter in the header hands out the places. Nothing is locked, since a process that stops must not stop
-// the others: two that trace at the same instant may get one place, and a record be lost.
+// One ring file per trace: a header, then records of a fixed size; a new record overwrites the oldest. All processes
+// append to the same file, at the position that a counter in the header gives. Nothing is locked, so that a suspended
+// process cannot block the others. Two processes that append at the same instant may use the same position; then one
+// record is lost.
 #include "vestra.h"
 
 #include <cerrno>
@@ -23,14 +24,14 @@ constexpr char MAGIC[8] = {'V', 'E', 'S', 'T', 'R', 'A', '1', '\n'};
 
 struct RingHeader {
     char magic[8];
-    uint64_t next; // records appended so far
-    uint32_t records;
+    uint64_t appended; // number of records so far
+    uint32_t capacity; // in records
     uint32_t record_size;
-    char path[256]; // of the sources that the sites stand in
+    char path[256]; // of the traced sources
     char build_id[64];
 };
 
-// Arguments follow, as arg_types tells: numbers as they are, texts with their NUL.
+// The arguments follow, in the order of arg_types: numbers as they are, texts with their NUL.
 struct RecordHead {
     uint64_t seconds;
     uint32_t nanoseconds;
@@ -46,7 +47,7 @@ struct Trace {
     RingHeader header;
     int fd; // negative: nothing is written
     dev_t device;
-    ino_t inode; // of the ring: the descriptor may come to be somebody else's
+    ino_t inode; // identifies the ring file: the process may reuse the descriptor for another file
 };
 
 constexpr uint32_t MAX_TRACES = 8;
@@ -56,7 +57,7 @@ static_assert(sizeof(RecordHead) < MIN_RECORD);
 Trace traces[MAX_TRACES];
 uint32_t trace_count;
 
-bool copy_text(char *copy, std::size_t size, const char *text)
+bool copy_if_fits(char *copy, std::size_t size, const char *text)
 {
     const int length = std::snprintf(copy, size, "%s", text);
     return length >= 0 && static_cast<std::size_t>(length) < size;
@@ -67,15 +68,15 @@ bool write_header(int fd, const RingHeader &header)
     return pwrite(fd, &header, sizeof header, 0) == static_cast<ssize_t>(sizeof header);
 }
 
-// Is a ring of this form in the file? The counter may be anything.
-bool has_ring(int fd, const RingHeader &wanted)
+// Returns whether the file starts with this header. The counter is ignored.
+bool has_ring(int fd, const RingHeader &expected)
 {
-    RingHeader found;
-    if (pread(fd, &found, sizeof found, 0) != static_cast<ssize_t>(sizeof found)) {
+    RingHeader actual;
+    if (pread(fd, &actual, sizeof actual, 0) != static_cast<ssize_t>(sizeof actual)) {
         return false;
     }
-    found.next = wanted.next;
-    return std::memcmp(&found, &wanted, sizeof found) == 0;
+    actual.appended = expected.appended;
+    return std::memcmp(&actual, &expected, sizeof actual) == 0;
 }
 
 void open_ring(Trace &trace)
@@ -91,7 +92,7 @@ void open_ring(Trace &trace)
     close(fd);
     struct stat file;
     const bool is_usable = trace.fd >= 0 && fstat(trace.fd, &file) == 0 && S_ISREG(file.st_mode) &&
-                           (has_ring(trace.fd, trace.header) || // another form of ring is written over
+                           (has_ring(trace.fd, trace.header) || // a ring with another header is replaced
                             (ftruncate(trace.fd, 0) == 0 && write_header(trace.fd, trace.header)));
     if (is_usable) {
         trace.device = file.st_dev;
@@ -107,28 +108,24 @@ bool is_our_file(const Trace &trace)
     return fstat(trace.fd, &file) == 0 && file.st_dev == trace.device && file.st_ino == trace.inode;
 }
 
-// Takes the place of the next record. The magic is read along with the counter. If it is missing, somebody has emptied
-// the ring, which is begun again, or the descriptor has become another file's, where nothing must be written.
-bool take_place(const Trace &trace, off_t &place)
+// Reserves the next record and returns its offset, or -1. If the magic is missing, either the file was truncated or the
+// descriptor now refers to another file. A truncated file gets a new header; another file is not written.
+off_t reserve_record(const Trace &trace)
 {
-    struct {
-        char magic[sizeof MAGIC];
-        uint64_t next;
-    } start;
-    static_assert(offsetof(RingHeader, magic) == 0 && offsetof(RingHeader, next) == sizeof start.magic);
-    if (pread(trace.fd, &start, sizeof start, 0) != sizeof start ||
-        std::memcmp(start.magic, MAGIC, sizeof MAGIC) != 0) {
-        start.next = 0;
+    RingHeader header;
+    constexpr std::size_t PART = offsetof(RingHeader, capacity);
+    if (pread(trace.fd, &header, PART, 0) != PART || std::memcmp(header.magic, MAGIC, sizeof MAGIC) != 0) {
+        header.appended = 0;
         if (!is_our_file(trace) || !write_header(trace.fd, trace.header)) {
-            return false;
+            return -1;
         }
     }
-    const uint64_t number = start.next++;
-    if (pwrite(trace.fd, &start.next, sizeof start.next, offsetof(RingHeader, next)) != sizeof start.next) {
-        return false;
+    const uint64_t number = header.appended++;
+    constexpr off_t AT = offsetof(RingHeader, appended);
+    if (pwrite(trace.fd, &header.appended, sizeof header.appended, AT) != sizeof header.appended) {
+        return -1;
     }
-    place = static_cast<off_t>(HEADER_SIZE + number % trace.header.records * trace.header.record_size);
-    return true;
+    return static_cast<off_t>(HEADER_SIZE + number % trace.header.capacity * trace.header.record_size);
 }
 
 uint32_t put_arguments(char *at, std::size_t room, const char *arg_types, va_list arguments)
@@ -177,12 +174,12 @@ int vestra_open_internal(uint64_t *handle, const char *name, uint32_t records, u
     }
     Trace trace = {};
     trace.fd = -1;
-    trace.header.records = records;
+    trace.header.capacity = records;
     trace.header.record_size = record_size;
     std::memcpy(trace.header.magic, MAGIC, sizeof MAGIC);
-    if (!copy_text(trace.name, sizeof trace.name, name) ||
-        !copy_text(trace.header.path, sizeof trace.header.path, path) ||
-        !copy_text(trace.header.build_id, sizeof trace.header.build_id, build_id)) {
+    if (!copy_if_fits(trace.name, sizeof trace.name, name) ||
+        !copy_if_fits(trace.header.path, sizeof trace.header.path, path) ||
+        !copy_if_fits(trace.header.build_id, sizeof trace.header.build_id, build_id)) {
         return EINVAL;
     }
     open_ring(trace);
@@ -197,8 +194,8 @@ void vestra_internal(uint64_t handle, uint32_t site, uint32_t, uint32_t, const c
         return;
     }
     const Trace &trace = traces[handle - 1];
-    off_t place = 0;
-    if (trace.fd < 0 || !take_place(trace, place)) {
+    const off_t offset = trace.fd < 0 ? -1 : reserve_record(trace);
+    if (offset < 0) {
         return;
     }
     timespec now = {};
@@ -209,7 +206,7 @@ void vestra_internal(uint64_t handle, uint32_t site, uint32_t, uint32_t, const c
     head.pid = static_cast<uint32_t>(getpid());
     head.tid = static_cast<uint32_t>(gettid());
     head.site = site;
-    static_cast<void>(copy_text(head.arg_types, sizeof head.arg_types, arg_types));
+    static_cast<void>(copy_if_fits(head.arg_types, sizeof head.arg_types, arg_types));
 
     char record[MAX_RECORD] = {};
     const std::size_t size = trace.header.record_size;
@@ -218,6 +215,6 @@ void vestra_internal(uint64_t handle, uint32_t site, uint32_t, uint32_t, const c
     head.size = put_arguments(record + sizeof head, size - sizeof head, arg_types, arguments);
     va_end(arguments);
     std::memcpy(record, &head, sizeof head);
-    static_cast<void>(!pwrite(trace.fd, record, size, place)); // what can't be traced is dropped
+    static_cast<void>(!pwrite(trace.fd, record, size, offset)); // what can't be traced is dropped
 }
 }

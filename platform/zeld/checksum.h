@@ -11,6 +11,5 @@ namespace zeld
 using Checksum = std::array<uint8_t, 16>;
 
 Checksum checksum_of(const void *bytes, std::size_t size);
-Checksum checksum_with_avx2(const void *bytes, std::size_t size); // requires AVX2; twice as fast
 
 } // namespace zeld

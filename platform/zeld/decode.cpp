@@ -1,6 +1,9 @@
 #include "release.h"
 #include "wire.h"
 
+#include <bit>
+#include <cstdlib>
+
 namespace zeld
 {
 namespace
@@ -33,7 +36,7 @@ template <IsNumber T> const uint8_t *get(Reader &in, const uint8_t *at, T &numbe
 
 using Block = uint8_t __attribute__((vector_size(16)));
 
-// Copies a block and returns it compared with zero, byte by byte.
+// Copies a block and returns a mask with 0xff for each of its zero bytes.
 inline Block copy_block(char *to, const uint8_t *from)
 {
     Block block;
@@ -44,7 +47,7 @@ inline Block copy_block(char *to, const uint8_t *from)
 
 // Copies the bytes of a text and returns whether they contain a NUL. The last block may overlap the previous one.
 // Searching while copying makes decoding 15 % faster than memcpy() and memchr().
-inline bool copy_text(char *text, const uint8_t *bytes, std::size_t length)
+inline bool copy_and_find_nul(char *text, const uint8_t *bytes, std::size_t length)
 {
     if (length < sizeof(Block)) {
         std::memcpy(text, bytes, length);
@@ -59,10 +62,11 @@ inline bool copy_text(char *text, const uint8_t *bytes, std::size_t length)
     return (halves[0] | halves[1]) != 0;
 }
 
+// Inlined, since decoding takes 5 % longer otherwise.
 [[gnu::always_inline]] inline const uint8_t *get(Reader &in, const uint8_t *at, char *&text)
 {
     text = nullptr;
-    uint32_t length = 0;
+    TextLength length = 0;
     at = get(in, at, length);
     if (at == nullptr || length == NULL_TEXT) {
         return at;
@@ -75,7 +79,7 @@ inline bool copy_text(char *text, const uint8_t *bytes, std::size_t length)
         return in.fail(NO_MEMORY);
     }
     text[length] = '\0';
-    return copy_text(text, at, length) ? in.fail(BAD_ENCODING) : at + length;
+    return copy_and_find_nul(text, at, length) ? in.fail(BAD_ENCODING) : at + length;
 }
 
 template <IsRecord R> const uint8_t *get(Reader &in, const uint8_t *at, R &record);
@@ -83,7 +87,7 @@ template <IsRecord R> const uint8_t *get(Reader &in, const uint8_t *at, R &recor
 // The fewest bytes that a text or a record takes.
 template <class T> constexpr std::size_t min_size()
 {
-    std::size_t size = sizeof NULL_TEXT;
+    std::size_t size = sizeof(TextLength);
     if constexpr (IsRecord<T>) {
         size = sizeof(T::presence);
         for_each_field<T>([&](auto field) {
@@ -121,7 +125,7 @@ template <class T> const uint8_t *get_array(Reader &in, const uint8_t *at, T *&a
     return at;
 }
 
-// Sets every field: to its value, or cleared if it is absent or decoding has failed already.
+// Sets every field. Absent fields, and all fields after a failure, are cleared.
 template <IsRecord R> const uint8_t *get(Reader &in, const uint8_t *at, R &record)
 {
     Presence<R> bits = 0;
@@ -143,31 +147,31 @@ template <IsRecord R> const uint8_t *get(Reader &in, const uint8_t *at, R &recor
     return at;
 }
 
-// Magic, version, kind, length and checksum.
-bool is_whole(const uint8_t *bytes, uint32_t size, RootKind kind)
+// Checks the header and the checksum.
+bool is_whole(const uint8_t *bytes, std::size_t size)
 {
-    if (size < HEADER_SIZE + sizeof(Checksum) || size > MAX_ENCODING || std::memcmp(bytes, MAGIC, sizeof MAGIC) != 0) {
+    if (size < sizeof(Header) + sizeof(Checksum) || size > MAX_ENCODING) {
         return false;
     }
-    const uint8_t *const header = bytes + sizeof MAGIC;
     const std::size_t end = size - sizeof(Checksum);
-    return load<uint16_t>(header) == VERSION && load<uint16_t>(header + 2) == static_cast<uint16_t>(kind) &&
-           load<uint32_t>(header + 4) == size &&
+    return std::memcmp(bytes, header_of(RootKind::SdrExt, size).data(), sizeof(Header)) == 0 &&
            std::memcmp(bytes + end, checksum_of(bytes, end).data(), sizeof(Checksum)) == 0;
 }
 
-template <class R> Status decode(RootKind kind, R *record, const void *encoding, uint32_t size, zeld_allocator allocate)
+Status decode(inst_sw_profile_sdr_ext *record, const uint8_t *bytes, std::size_t size, zeld_allocator allocate)
 {
     if (record == nullptr) {
         return NULL_ARGUMENT;
     }
-    const auto *const bytes = static_cast<const uint8_t *>(encoding);
-    if (bytes == nullptr || allocate == nullptr || !is_whole(bytes, size, kind)) {
-        clear_fields(*record);
-        return bytes == nullptr || allocate == nullptr ? NULL_ARGUMENT : BAD_ENCODING;
+    clear_fields(*record);
+    if (bytes == nullptr || allocate == nullptr) {
+        return NULL_ARGUMENT;
+    }
+    if (!is_whole(bytes, size)) {
+        return BAD_ENCODING;
     }
     Reader in = {bytes + size - sizeof(Checksum), allocate};
-    const uint8_t *const end = get(in, bytes + HEADER_SIZE, *record);
+    const uint8_t *const end = get(in, bytes + sizeof(Header), *record);
     if (end != nullptr && end != in.end) {
         in.fail(BAD_ENCODING);
     }
@@ -183,5 +187,5 @@ template <class R> Status decode(RootKind kind, R *record, const void *encoding,
 extern "C" int32_t zeld_inst_sw_profile_sdr_ext_decode_ext(inst_sw_profile_sdr_ext *record, const void *bytes,
                                                            uint32_t count, zeld_allocator allocator, uint64_t)
 {
-    return zeld::decode(zeld::RootKind::SdrExt, record, bytes, count, allocator);
+    return zeld::decode(record, static_cast<const uint8_t *>(bytes), count, allocator);
 }

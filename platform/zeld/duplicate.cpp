@@ -1,5 +1,6 @@
 #include "release.h"
 
+#include <cstdlib>
 #include <cstring>
 
 namespace zeld
@@ -8,35 +9,35 @@ namespace
 {
 
 // Each copy() makes a deep copy of a value. After a failure the copy is incomplete, but can be released.
-template <IsNumber T> Status copy(T &copied, T number, zeld_allocator)
+template <IsNumber T> Status copy(T &target, T number, zeld_allocator)
 {
-    copied = number;
+    target = number;
     return OK;
 }
 
-[[gnu::always_inline]] inline Status copy(char *&copied, const char *text, zeld_allocator allocate)
+[[gnu::always_inline]] inline Status copy(char *&target, const char *text, zeld_allocator allocate)
 {
-    copied = nullptr;
+    target = nullptr;
     if (text == nullptr) {
         return OK;
     }
     const std::size_t size = std::strlen(text) + 1;
-    copied = static_cast<char *>(allocate(size));
-    if (copied == nullptr) {
+    target = static_cast<char *>(allocate(size));
+    if (target == nullptr) {
         return NO_MEMORY;
     }
-    std::memcpy(copied, text, size);
+    std::memcpy(target, text, size);
     return OK;
 }
 
-template <IsRecord R> Status copy(R &copied, const R &record, zeld_allocator allocate);
+template <IsRecord R> Status copy(R &target, const R &record, zeld_allocator allocate);
 
 // On failure, the count includes the element that failed, so that releasing the record frees what it owns.
 template <class T>
-Status copy_array(T *&copied, uint32_t &copied_count, const T *array, uint32_t count, zeld_allocator allocate)
+Status copy_array(T *&target, uint32_t &target_count, const T *array, uint32_t count, zeld_allocator allocate)
 {
-    copied = nullptr;
-    copied_count = 0;
+    target = nullptr;
+    target_count = 0;
     if (array == nullptr || count == 0) {
         return OK;
     }
@@ -49,26 +50,26 @@ Status copy_array(T *&copied, uint32_t &copied_count, const T *array, uint32_t c
     for (; begun < count && status == OK; ++begun) {
         status = copy(elements[begun], array[begun], allocate);
     }
-    copied = elements;
-    copied_count = begun;
+    target = elements;
+    target_count = begun;
     return status;
 }
 
-// Sets every field: to a copy, or cleared if it is absent or copying has failed already. Numbers are copied even if
-// their bits are clear.
-template <IsRecord R> Status copy(R &copied, const R &record, zeld_allocator allocate)
+// Sets every field. Absent fields, and all fields after a failure, are cleared, except numbers, which are copied even
+// if their bits are clear.
+template <IsRecord R> Status copy(R &target, const R &record, zeld_allocator allocate)
 {
     const auto bits = presence_of(record);
-    set_presence(copied, bits);
+    set_presence(target, bits);
     Status status = OK;
     for_each_field<R>([&](auto field) {
         if (!(field.is_number || field.is_visited(bits)) || status != OK) {
-            clear_field(field, copied);
+            clear_field(field, target);
         } else if constexpr (field.is_array) {
-            status = copy_array(field.value(copied), field.count(copied), field.value(record), field.count(record),
+            status = copy_array(field.value(target), field.count(target), field.value(record), field.count(record),
                                 allocate);
         } else {
-            status = copy(field.value(copied), field.value(record), allocate);
+            status = copy(field.value(target), field.value(record), allocate);
         }
     });
     return status;
@@ -79,8 +80,8 @@ template <class R> Status duplicate(R *target, const R *record, zeld_allocator a
     if (target == nullptr) {
         return NULL_ARGUMENT;
     }
+    clear_fields(*target);
     if (record == nullptr || allocate == nullptr) {
-        clear_fields(*target);
         return NULL_ARGUMENT;
     }
     const Status status = copy(*target, *record, allocate);

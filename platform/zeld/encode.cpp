@@ -29,11 +29,11 @@ template <IsNumber T> std::size_t put(Buffer out, std::size_t at, T number)
         return put(out, at, NULL_TEXT);
     }
     const std::size_t length = std::strlen(text);
-    if (out.has_room(at, sizeof NULL_TEXT + length)) [[likely]] {
-        store(out.bytes + at, static_cast<uint32_t>(length));
-        std::memcpy(out.bytes + at + sizeof NULL_TEXT, text, length);
+    if (out.has_room(at, sizeof(TextLength) + length)) [[likely]] {
+        store(out.bytes + at, static_cast<TextLength>(length));
+        std::memcpy(out.bytes + at + sizeof(TextLength), text, length);
     }
-    return at + sizeof NULL_TEXT + length;
+    return at + sizeof(TextLength) + length;
 }
 
 template <IsRecord R> std::size_t put(Buffer out, std::size_t at, const R &record);
@@ -70,16 +70,14 @@ template <class R> uint32_t encode(RootKind kind, const R *record, void *buffer,
         return 0;
     }
     const Buffer out = {static_cast<uint8_t *>(buffer), buffer == nullptr ? 0 : buffer_size};
-    const std::size_t end = put(out, HEADER_SIZE, *record);
+    const std::size_t end = put(out, sizeof(Header), *record);
     const std::size_t size = end + sizeof(Checksum);
     if (size > MAX_ENCODING) {
         return 0;
     }
     if (size <= out.size) {
-        std::memcpy(out.bytes, MAGIC, sizeof MAGIC);
-        std::size_t at = put(out, sizeof MAGIC, VERSION);
-        at = put(out, at, static_cast<uint16_t>(kind));
-        put(out, at, static_cast<uint32_t>(size));
+        const Header header = header_of(kind, size);
+        std::memcpy(out.bytes, header.data(), sizeof header);
         const Checksum checksum = checksum_of(out.bytes, end);
         std::memcpy(out.bytes + end, checksum.data(), sizeof checksum);
     }

@@ -51,7 +51,7 @@ template <class Selection, IsRecord R> int order_of(const R &a, const R &b)
     int order = 0;
     const auto order_presence = [&](auto field) {
         if constexpr (Selection::template takes<decltype(field)> && !field.is_record) {
-            order = order_of(uint8_t{field.is_present(a)}, uint8_t{field.is_present(b)});
+            order = order_of(field.is_present(a), field.is_present(b));
         }
         return order == 0;
     };

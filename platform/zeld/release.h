@@ -3,8 +3,6 @@
 
 #include "schema.h"
 
-#include <cstdlib>
-
 namespace zeld
 {
 

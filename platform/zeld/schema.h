@@ -123,8 +123,8 @@ template <IsRecord R> constexpr void clear_fields(R &record)
     set_presence(record, 0);
 }
 
-// A member that is missing in its list must not compile. Both the number and the size of the members are compared: a
-// small member can hide in padding, and the number does not depend on order and types.
+// A member that is missing in its list must not compile. The number of members finds a small one that hides in padding;
+// the size finds a wrong type.
 struct AnyMember {
     template <class T> constexpr operator T() const;
 };
