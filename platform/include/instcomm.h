@@ -31,7 +31,7 @@ extern inst_pkg_fmt_info g_inst_pkg_fmt_info;
 extern uint16_t g_inst_common_debug_verbosity_level; /* 0: no DEBUG lines; lines have thresholds of 1 to 4 */
 extern int32_t g_inst_common_debug_prefix;           /* 0 time; 1 and pid, tid; else and function, line */
 
-/* Open the install log for the life of the process. Returns 0, even if the log cannot be opened. */
+/* Prepare this layer. Returns 0; it has nothing that can fail. */
 uint64_t instcomm_util_init(uint64_t context, uint64_t reserved);
 
 /*

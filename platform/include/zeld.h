@@ -2,9 +2,9 @@
  * The software-profile records, and the operations on them: encode, decode, duplicate, free.
  *
  * Every record ends in presence bytes: bit i (byte i / 8, least significant bit first) belongs to field i, counted
- * from 0 in the order of the struct, an array and its count being one field. A field whose bit is clear is absent: it
- * is not encoded, not copied and not freed, whatever its members hold. A nested record is the exception: it is there
- * when its own bit is set or when any of its fields is. Copies of a record keep its numbers as they stand.
+ * from 0 in the order of the struct, an array and its count being one field. A field whose bit is clear is absent,
+ * whatever its members contain: a text or an array is not encoded, copied or freed; a number is not encoded, but
+ * duplicates keep it. A nested record is the exception: it is present if its own bit is set or any of its fields is.
  *
  * Strings end in NUL. All memory that a record owns comes from malloc.
  */
@@ -101,21 +101,23 @@ typedef struct inst_sw_profile_sdr_ext {
     uint8_t presence[1];
 } inst_sw_profile_sdr_ext;
 
+/* clang-format off */
 /*
- * Accessors. zeld_fields.h defines them as inline functions, for every field of every record; R is the record, F the
- * field:
+ * Accessors. zeld_fields.h defines these inline functions for every field F of every record R:
  *
- *   void     R_set_F(R *, value)             a number, a text, or a nested record by value
- *   void     R_set_F(R *, elements, count)   an array
- *   bool     R_has_F(const R *)              is it present? A nested record is if its bit is set or any of its fields
- * is void     R_clear_F(R *)                  zeroes it, nested records with all their fields, and makes it absent
- *   uint32_t R_get_F(const R *, elements *)  an array: returns the count and stores the elements, unless the pointer
- * for them is null; 0 and null if it is absent bool     R_has_any(const R *)            is any field present? void
- * R_clear(R *)                    clears every field
+ *   void     R_set_F(R *, value)            a number, a text, or a nested record by value
+ *   void     R_set_F(R *, elements, count)  an array
+ *   bool     R_has_F(const R *)             is it present? A nested record is if its bit is set or any of its fields is
+ *   void     R_clear_F(R *)                 zeroes it, nested records with all their fields, and makes it absent
+ *   uint32_t R_get_F(const R *, elements *) an array: returns the count and stores the elements, unless the pointer
+ *                                           for them is null; 0 and null if it is absent
+ *   bool     R_has_any(const R *)           is any field present?
+ *   void     R_clear(R *)                   clears every field
  *
- * So inst_swp_package_set_name(&package, name), or inst_sw_profile_info_get_packages(&body, &packages). A record owns
- * the memory that is set and frees it with its own; set and clear copy nothing and free nothing.
+ * Examples: inst_swp_package_set_name(&package, name), inst_sw_profile_info_get_packages(&body, &packages). A record
+ * owns the memory that is set, and its free operation frees it. set and clear copy nothing and free nothing.
  */
+/* clang-format on */
 #include "zeld_fields.h"
 
 typedef void *(*zeld_allocator)(size_t);
@@ -156,8 +158,9 @@ int32_t zeld_serv_packs_duplicate(serv_packs *dst, const serv_packs *src, zeld_a
                                   uint64_t allocator_argument);
 
 /*
- * Free everything that a record owns, not the record itself, and clear it, so that a second call is harmless. A null
- * record is fine. Arguments after the deallocator are ignored.
+ * Free everything that a record owns, not the record itself, and clear it, so that a second call is harmless. The
+ * deallocator is called with null for null texts. With a null record or deallocator nothing happens. Arguments after
+ * the deallocator are ignored.
  */
 void zeld_inst_swp_package_free_ext(inst_swp_package *record, zeld_deallocator deallocator, ...);
 void zeld_inst_node_loc_free_ext(inst_node_loc *record, zeld_deallocator deallocator, ...);

@@ -1,8 +1,5 @@
-#include "log.h"
-
 #include "instcomm.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -33,70 +30,32 @@ int open_log()
     return fd;
 }
 
-bool needs_rotation(const struct stat &file)
-{
-    return S_ISREG(file.st_mode) && file.st_size >= ROTATION_SIZE;
-}
-
-// Renames a log that has grown large. The lock makes sure that of several processes only one does, since the others
-// find another file under the name.
+// Renames a log that has reached the rotation size. Under the lock, only the first process still finds its own file
+// under the name; the others do nothing. Nobody waits for the lock: anybody may hold it.
 void rotate(int fd)
 {
     struct stat file;
     struct stat named;
-    if (flock(fd, LOCK_EX) == 0 && fstat(fd, &file) == 0 && needs_rotation(file) && lstat(LOG_FILE, &named) == 0 &&
-        named.st_dev == file.st_dev && named.st_ino == file.st_ino) {
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        return;
+    }
+    if (fstat(fd, &file) == 0 && S_ISREG(file.st_mode) && lstat(LOG_FILE, &named) == 0 && named.st_dev == file.st_dev &&
+        named.st_ino == file.st_ino) {
         static_cast<void>(std::rename(LOG_FILE, ROTATED_LOG_FILE));
     }
+    flock(fd, LOCK_UN);
 }
 
+// A log is opened for each message: a descriptor that stayed open could become another file's.
 int open_current_log()
 {
     const int fd = open_log();
-    struct stat file;
-    if (fd < 0 || fstat(fd, &file) != 0 || !needs_rotation(file)) {
+    if (lseek(fd, 0, SEEK_END) < ROTATION_SIZE) {
         return fd;
     }
     rotate(fd);
     close(fd);
     return open_log();
-}
-
-// The descriptor stays open after instcomm_util_init(), so that a message needs no open and no close. The process may
-// close it and reuse the number, so each message compares device and inode first. If another thread replaces the
-// descriptor meanwhile, the comparison fails, and the message opens the log for itself.
-struct {
-    std::atomic<int> fd{-1};
-    std::atomic<dev_t> device;
-    std::atomic<ino_t> inode;
-} kept;
-
-void keep(int fd)
-{
-    struct stat file;
-    if (fd >= 0 && fstat(fd, &file) == 0) {
-        kept.device = file.st_dev;
-        kept.inode = file.st_ino;
-        kept.fd = fd;
-    }
-}
-
-// The kept descriptor, open for the current log, or -1.
-int kept_log()
-{
-    const int fd = kept.fd;
-    struct stat file;
-    if (fd < 0 || fstat(fd, &file) != 0 || file.st_dev != kept.device || file.st_ino != kept.inode) {
-        return -1;
-    }
-    if (file.st_nlink != 0 && !needs_rotation(file)) {
-        return fd;
-    }
-    const int current = open_current_log(); // the log was removed or has to be rotated
-    const int replaced = dup3(current, fd, O_CLOEXEC);
-    close(current);
-    keep(replaced);
-    return replaced;
 }
 
 // Writes a prefix such as "2026-11-24 19:01:32.123 [4711] " and returns its length.
@@ -137,10 +96,9 @@ __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_li
     if (line[size - 1] != '\n') {
         line[size++] = '\n';
     }
-    const int kept_fd = kept_log();
-    const int fd = kept_fd >= 0 ? kept_fd : open_current_log();
-    static_cast<void>(!write(fd, line, size));
-    if (fd != kept_fd) {
+    const int fd = open_current_log();
+    if (fd >= 0) {
+        static_cast<void>(!write(fd, line, size));
         close(fd);
     }
     if (line != small) {
@@ -149,16 +107,6 @@ __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_li
 }
 
 } // namespace
-
-void instcomm::keep_log_open()
-{
-    if (kept_log() >= 0) {
-        return;
-    }
-    const int fd = open_current_log();
-    keep(fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)); // a process may have closed its standard streams
-    close(fd);
-}
 
 extern "C" void instcomm_log(const char *format, ...)
 {

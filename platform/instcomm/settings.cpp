@@ -1,7 +1,5 @@
 #include "instcomm.h"
 
-#include "log.h"
-
 extern "C" {
 
 inst_pkg_fmt_info g_inst_pkg_fmt_info;
@@ -10,7 +8,6 @@ int32_t g_inst_common_debug_prefix;
 
 uint64_t instcomm_util_init(uint64_t, uint64_t)
 {
-    instcomm::keep_log_open();
     return 0;
 }
 }

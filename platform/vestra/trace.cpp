@@ -102,27 +102,21 @@ void open_ring(Trace &trace)
     }
 }
 
-bool is_our_file(const Trace &trace)
-{
-    struct stat file;
-    return fstat(trace.fd, &file) == 0 && file.st_dev == trace.device && file.st_ino == trace.inode;
-}
-
-// Reserves the next record and returns its offset, or -1. If the magic is missing, either the file was truncated or the
-// descriptor now refers to another file. A truncated file gets a new header; another file is not written.
+// Reserves the next record and returns its offset, or -1 if the descriptor has become another file's. A ring that was
+// truncated gets a new header.
 off_t reserve_record(const Trace &trace)
 {
-    RingHeader header;
-    constexpr std::size_t PART = offsetof(RingHeader, capacity);
-    if (pread(trace.fd, &header, PART, 0) != PART || std::memcmp(header.magic, MAGIC, sizeof MAGIC) != 0) {
-        header.appended = 0;
-        if (!is_our_file(trace) || !write_header(trace.fd, trace.header)) {
-            return -1;
-        }
+    struct stat file;
+    if (fstat(trace.fd, &file) != 0 || file.st_dev != trace.device || file.st_ino != trace.inode) {
+        return -1;
     }
-    const uint64_t number = header.appended++;
     constexpr off_t AT = offsetof(RingHeader, appended);
-    if (pwrite(trace.fd, &header.appended, sizeof header.appended, AT) != sizeof header.appended) {
+    uint64_t number = 0;
+    if (pread(trace.fd, &number, sizeof number, AT) != sizeof number && !write_header(trace.fd, trace.header)) {
+        return -1;
+    }
+    const uint64_t appended = number + 1;
+    if (pwrite(trace.fd, &appended, sizeof appended, AT) != sizeof appended) {
         return -1;
     }
     return static_cast<off_t>(HEADER_SIZE + number % trace.header.capacity * trace.header.record_size);

@@ -6,6 +6,10 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
+#include <cstring>
+
+static_assert(XXH_VERSION_NUMBER >= 800, "XXH3 computes other checksums before version 0.8.0");
+
 namespace zeld
 {
 
@@ -20,7 +24,9 @@ zeld::Checksum xxh3_128(const void *bytes, std::size_t size)
 {
     XXH128_canonical_t canonical;
     XXH128_canonicalFromHash(&canonical, XXH3_128bits(bytes, size));
-    return std::to_array(canonical.digest);
+    zeld::Checksum checksum;
+    std::memcpy(&checksum, canonical.digest, sizeof checksum);
+    return checksum;
 }
 
 } // namespace

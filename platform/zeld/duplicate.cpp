@@ -80,8 +80,8 @@ template <class R> Status duplicate(R *target, const R *record, zeld_allocator a
     if (target == nullptr) {
         return NULL_ARGUMENT;
     }
-    clear_fields(*target);
     if (record == nullptr || allocate == nullptr) {
+        clear_fields(*target);
         return NULL_ARGUMENT;
     }
     const Status status = copy(*target, *record, allocate);
