@@ -1,7 +1,6 @@
 #include "edit/locations.h"
 #include "frame/enumerations.h"
 #include "frame/report.h"
-#include "location/vm_types.h"
 
 #include <cstring>
 
@@ -69,8 +68,8 @@ extern "C" uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t 
         REPORT("Error! image_name is NULL\n");
         return INST_RC_INVALID_ARG;
     }
-    REPORT("Adding image to %s %s SW Profile for %s (key=%s) image_name=%s, num_loc=%d \n", scope_name(is_local),
-           state_name(state), vm_type_name(vm_type), text_or_null(sdr_key), image_name, num_loc);
+    REPORT("Adding image to %s %s SW Profile for %s (key=%s) image_name=%s, num_loc=%d \n", verd_scope_name(is_local),
+           verd_state_name(state), verd_vm_type_name(vm_type), text_or_null(sdr_key), image_name, num_loc);
     const ProfileEdit edit = {ADD, sdr_key, is_local, state, vm_type};
     return add_image(edit, node_locs, num_loc, image_name, version);
 }

@@ -3,7 +3,6 @@
 #include "frame/enumerations.h"
 #include "frame/marker_files.h"
 #include "location/package_source.h"
-#include "location/vm_types.h"
 
 #include <cstring>
 
@@ -181,8 +180,9 @@ extern "C" uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is
         REPORT("Error! pkg_name is NULL\n");
         return INST_RC_INVALID_ARG;
     }
-    REPORT("Adding pkg to %s %s SW Profile for %s (key=%s) pkg_name=%s, num_loc=%d pkg_type=%d\n", scope_name(is_local),
-           state_name(state), vm_type_name(vm_type), text_or_null(sdr_key), pkg_name, num_loc, pkg_type);
+    REPORT("Adding pkg to %s %s SW Profile for %s (key=%s) pkg_name=%s, num_loc=%d pkg_type=%d\n",
+           verd_scope_name(is_local), verd_state_name(state), verd_vm_type_name(vm_type), text_or_null(sdr_key),
+           pkg_name, num_loc, pkg_type);
     respawn_if_ordered();
     static_cast<void>(instmgr_show_serv_pack(reinterpret_cast<const serv_packs *>(sp_source), ADD));
     const ProfileEdit edit = {ADD, sdr_key, is_local, state, vm_type};

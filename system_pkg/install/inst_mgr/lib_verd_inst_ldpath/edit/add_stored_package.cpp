@@ -4,7 +4,6 @@
 #include "frame/error_text.h"
 #include "frame/report.h"
 #include "frame/text_list.h"
-#include "location/vm_types.h"
 
 #include <cstring>
 
@@ -137,8 +136,9 @@ extern "C" uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t 
     } else {
         char shown[128];
         inst_print_list(shown, sizeof shown, rpms, num_rpms);
-        REPORT("Adding to %s %s SW Profile for %s (key=%s) pkg_name=%s, num_rpms=%d (%s)\n", scope_name(is_local),
-               state_name(part_type), vm_type_name(vm_type), text_or_null(sdr_key), pkg_name, num_rpms, shown);
+        REPORT("Adding to %s %s SW Profile for %s (key=%s) pkg_name=%s, num_rpms=%d (%s)\n", verd_scope_name(is_local),
+               verd_state_name(part_type), verd_vm_type_name(vm_type), text_or_null(sdr_key), pkg_name, num_rpms,
+               shown);
         const uint32_t rpm_count = rpms == nullptr ? 0 : num_rpms;
         rc = add_and_store({__func__, sdr_key, is_local, part_type, vm_type},
                            {pkg_name, rpms, rpm_count, pkg_value, pkg_type, sp_source}, &text);

@@ -5,7 +5,6 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
-#include "location/vm_types.h"
 
 TRACE_SITES_BEGIN(remove_stored_package)
 
@@ -152,8 +151,8 @@ uint64_t remove_package(const ProfileEdit &edit, const char *pkg_name, serv_pack
         instcomm_strip_arch_from_package_name(stripped.ptr);
     }
     const char *const name = stripped.ptr == nullptr ? pkg_name : stripped.ptr;
-    REPORT("Removing from %s %s SW Profile for %s (key=%s), pkg_name=%s\n", scope_name(edit.is_local),
-           state_name(edit.state), vm_type_name(edit.vm_type), text_or_null(edit.sdr_key), name);
+    REPORT("Removing from %s %s SW Profile for %s (key=%s), pkg_name=%s\n", verd_scope_name(edit.is_local),
+           verd_state_name(edit.state), verd_vm_type_name(edit.vm_type), text_or_null(edit.sdr_key), name);
     OwnedStringList removed;
     if (sp_list != nullptr) {
         static_cast<void>(instmgr_show_serv_pack(sp_list, REMOVE));

@@ -1,4 +1,4 @@
-// States, scopes and package types, and the names that messages and file names give them.
+// Package types and scopes, as some operations and messages see them.
 #pragma once
 
 #include "verd_inst_ldpath.h"
@@ -8,26 +8,6 @@ constexpr bool comes_as_bundle(uint32_t pkg_type, bool is_new_format)
 {
     return pkg_type == VERD_PKG_SMU || pkg_type == VERD_PKG_KERNEL ||
            (is_new_format && (pkg_type == VERD_PKG_HOST_SMU || pkg_type == VERD_PKG_BASE));
-}
-
-// "committed", "active", "prepared", or "unknown".
-constexpr const char *state_name(int32_t part_type)
-{
-    switch (part_type) {
-    case VERD_SWP_COMMITTED:
-        return "committed";
-    case VERD_SWP_ACTIVE:
-        return "active";
-    case VERD_SWP_PREPARED:
-        return "prepared";
-    default:
-        return "unknown";
-    }
-}
-
-constexpr const char *scope_name(uint8_t is_local)
-{
-    return is_local != 0 ? "local" : "global";
 }
 
 // Some messages call the global profile the master.

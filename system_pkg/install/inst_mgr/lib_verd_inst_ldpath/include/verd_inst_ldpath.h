@@ -67,6 +67,9 @@ enum { VERD_PKG_SMU = 4, VERD_PKG_HOST_SMU = 6, VERD_PKG_KERNEL = 7, VERD_PKG_BA
 /* Profile package types, as stored in a package entry. */
 enum { VERD_SWP_PKG_BASE = 1, VERD_SWP_PKG_KERNEL = 4, VERD_SWP_PKG_HOST_SMU = 5 };
 
+/* Names of VM types, states and result codes, and the directories of the repository. */
+#include "verd_inst_ldpath_text.h"
+
 /* The handle of this library's trace, "verd_inst_ldpath"; 0 until initialised. */
 extern uint64_t verd_inst_ldpath_vestra_hdl;
 

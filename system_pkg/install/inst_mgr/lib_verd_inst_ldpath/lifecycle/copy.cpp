@@ -2,7 +2,6 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "lifecycle/state_transition.h"
-#include "location/vm_types.h"
 
 #include <cstring>
 
@@ -16,8 +15,8 @@ constexpr TransitionMessages MESSAGES = {
     .no_file_name =
         [](const Transition &transition, const StateFiles &files, uint64_t rc, char **text) {
             REPORT("Error! inst_get_sdr_swprofile_file failed, %lx\n", rc);
-            error_text_add(text, "Failed to get %s software profile filename for %s\n", state_name(files.state),
-                           vm_type_name(transition.vm_type));
+            error_text_add(text, "Failed to get %s software profile filename for %s\n", verd_state_name(files.state),
+                           verd_vm_type_name(transition.vm_type));
         },
     .not_checked =
         [](const StateFiles &files, uint64_t rc, char **text) {

@@ -4,7 +4,6 @@
 #include "lifecycle/remove_file.h"
 #include "location/flat_copy.h"
 #include "location/path_text.h"
-#include "location/vm_types.h"
 
 TRACE_SITES_BEGIN(delete)
 
@@ -84,7 +83,7 @@ uint64_t delete_state(const StateToDelete &state, const char *sdr_key, uint8_t i
 
 uint64_t delete_all_states(const char *sdr_key, uint8_t is_local, uint32_t vm_type)
 {
-    if (is_qx_based(vm_type) && sdr_key == nullptr) {
+    if (verd_vm_type_has_sdr(vm_type) && sdr_key == nullptr) {
         REPORT("Error! sdr_key is NULL\n");
         return INST_RC_INVALID_ARG;
     }

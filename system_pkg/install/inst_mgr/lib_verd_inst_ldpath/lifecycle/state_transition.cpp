@@ -51,7 +51,7 @@ uint64_t transfer_twin(const Transition &transition, const TransitionMessages &m
 
 uint64_t transfer_flat_copies(const Transition &transition, const TransitionMessages &messages, char **text)
 {
-    if (!has_flat_copies(transition.sdr_key, transition.is_local, transition.vm_type)) {
+    if (!verd_has_flat_copies(transition.sdr_key, transition.is_local, transition.vm_type)) {
         return 0;
     }
     uint64_t rc = transfer_flat_copy(transition.from.bin.ptr, transition.to.bin.ptr, messages, text);

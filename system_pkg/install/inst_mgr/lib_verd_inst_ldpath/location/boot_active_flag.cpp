@@ -2,7 +2,6 @@
 #include "frame/debug_line.h"
 #include "location/path_text.h"
 #include "location/repository.h"
-#include "location/vm_types.h"
 
 TRACE_SITES_BEGIN(boot_active_flag)
 
@@ -29,7 +28,7 @@ void compose_path(char (&path)[repository::PATH_SIZE], const char *sdr_key, uint
 extern "C" uint64_t inst_get_boot_active_swp_flag(const char *sdr_key, char **swprofile_file_p, uint8_t is_local,
                                                   uint32_t vm_type)
 {
-    if (is_local == 0 && is_qx_based(vm_type) && sdr_key == nullptr) {
+    if (is_local == 0 && verd_vm_type_has_sdr(vm_type) && sdr_key == nullptr) {
         REPORT("Error! sdr_key for QX based VM is NULL\n");
         return INST_RC_INVALID_ARG;
     }

@@ -4,7 +4,6 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
-#include "location/vm_types.h"
 
 #include <cstring>
 #include <sys/stat.h>
@@ -59,7 +58,7 @@ uint64_t check_file(const char *swprofile_file, uint8_t *exists, char **text)
 uint64_t check_profile(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type, uint8_t *exists,
                        char **text)
 {
-    if (is_qx_based(vm_type) && is_local == 0 && sdr_key == nullptr) {
+    if (verd_vm_type_has_sdr(vm_type) && is_local == 0 && sdr_key == nullptr) {
         REPORT("Error! sdr_key is NULL\n");
         return INST_RC_INVALID_ARG;
     }

@@ -6,7 +6,6 @@
 #include "frame/owned.h"
 #include "location/path_text.h"
 #include "location/repository.h"
-#include "location/vm_types.h"
 
 #include <cstring>
 
@@ -15,6 +14,31 @@ TRACE_SITES_BEGIN(file_naming)
 namespace
 {
 
+// What the names of the profile files of each VM type begin with. The global profile of the LC QX type is the same file
+// as that of the QX type.
+struct ProfileFiles {
+    uint32_t vm_type;
+    const char *local; // null if the VM type has no profiles
+    const char *global;
+};
+
+constexpr ProfileFiles PROFILE_FILES[] = {
+    {VERD_VM_ADMIN, "kelo-swprofile", "kelo-master-swprofile"},
+    {VERD_VM_QX, "qx-swprofile", "qx-swprofile"},
+    {VERD_VM_LC_QX, "qx-lcp-swprofile", "qx-swprofile"},
+    {VERD_VM_UVF, "uvf-swprofile", "uvf-swprofile"},
+};
+
+constexpr ProfileFiles files_of_vm_type(uint32_t vm_type)
+{
+    for (const ProfileFiles &files : PROFILE_FILES) {
+        if (files.vm_type == vm_type) {
+            return files;
+        }
+    }
+    return {vm_type, nullptr, nullptr};
+}
+
 constexpr char BINARY_EXTENSION[] = ".bin";
 constexpr char TEXT_EXTENSION[] = ".txt";
 
@@ -22,20 +46,22 @@ constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while getting QX
 constexpr char NULL_POINTER_TXT[] = "Hit an unexpected NULL pointer while getting QX software profile txt file\n";
 
 // The directory of the profiles that aren't an SDR's ends in '/' and gets another one; other tools compare the texts.
-void compose_path(char (&path)[repository::PATH_SIZE], const VmType &type, const char *sdr_key, uint8_t is_local,
+void compose_path(char (&path)[repository::PATH_SIZE], uint32_t vm_type, const char *sdr_key, uint8_t is_local,
                   int32_t part_type)
 {
+    const bool has_sdr = verd_vm_type_has_sdr(vm_type);
+    const ProfileFiles files = files_of_vm_type(vm_type);
     const char *const directory =
-        type.is_per_sdr ? (is_local != 0 ? repository::LOCAL_SDR_DIRECTORY : repository::GLOBAL_SDR_DIRECTORY)
-                        : (is_local != 0 ? repository::LOCAL_DIRECTORY : repository::GLOBAL_DIRECTORY);
-    format_cut(path, sizeof path, "%s%s/%s-%s%s", directory, type.is_per_sdr ? sdr_key : "",
-               is_local != 0 ? type.local_files : type.global_files, state_name(part_type), BINARY_EXTENSION);
+        has_sdr ? (is_local != 0 ? repository::LOCAL_SDR_DIRECTORY : repository::GLOBAL_SDR_DIRECTORY)
+                : (is_local != 0 ? repository::LOCAL_DIRECTORY : repository::GLOBAL_DIRECTORY);
+    format_cut(path, sizeof path, "%s%s/%s-%s%s", directory, has_sdr ? sdr_key : "",
+               is_local != 0 ? files.local : files.global, verd_state_name(part_type), BINARY_EXTENSION);
 }
 
 uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                    char **text)
 {
-    if (is_local == 0 && is_qx_based(vm_type) && sdr_key == nullptr) {
+    if (is_local == 0 && verd_vm_type_has_sdr(vm_type) && sdr_key == nullptr) {
         REPORT("Error! sdr_key for QX based VM is NULL\n");
         error_text_add(text, NULL_POINTER);
         return INST_RC_INVALID_ARG;
@@ -54,20 +80,19 @@ uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_loca
         error_text_add(text, "Error as partition type is invalid\n");
         return INSTMGR_RC_INVALID_DATA;
     }
-    const VmType &type = find_vm_type(vm_type);
-    if (type.local_files == nullptr) {
-        REPORT("No software profile exists for VM %d (%s)\n", vm_type, scope_name(is_local));
+    if (files_of_vm_type(vm_type).local == nullptr) {
+        REPORT("No software profile exists for VM %d (%s)\n", vm_type, verd_scope_name(is_local));
         return INST_RC_NO_SWPROFILE;
     }
     char path[repository::PATH_SIZE];
-    compose_path(path, type, sdr_key, is_local, part_type);
+    compose_path(path, vm_type, sdr_key, is_local, part_type);
     const uint64_t rc = copy_path(path, swprofile_file_p);
     if (rc != 0) {
         REPORT("Unable to allocate memory for swprofile path\n");
         error_text_add(text, "Error as failed to allocate memory\n");
         return rc;
     }
-    REPORT("Software profile path for VM %d (%s), sdr %s is %s\n", vm_type, scope_name(is_local), sdr_key, path);
+    REPORT("Software profile path for VM %d (%s), sdr %s is %s\n", vm_type, verd_scope_name(is_local), sdr_key, path);
     return 0;
 }
 

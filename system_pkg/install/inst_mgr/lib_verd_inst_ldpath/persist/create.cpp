@@ -3,7 +3,6 @@
 #include "frame/owned.h"
 #include "frame/report.h"
 #include "location/repository.h"
-#include "location/vm_types.h"
 #include "persist/encode_buffer.h"
 
 #include <cstring>
@@ -29,8 +28,8 @@ void report_request(const swprofile_create_request &request, const Arrays &count
     inst_print_list(rpms, sizeof rpms, request.image_rpms, counts.image_rpms);
     REPORT("Creating %s %s SW Profile for %s (key=%s), lv_name=%s, image=%s, num_image_rpms=%d (%s), "
            "packages_count=%d, is_single_initrd_supported = %d \n",
-           scope_name(request.is_local), state_name(static_cast<int32_t>(request.part_type)),
-           vm_type_name(request.vm_type), text_or_null(request.sdr_key), text_or_null(request.lv_name),
+           verd_scope_name(request.is_local), verd_state_name(static_cast<int32_t>(request.part_type)),
+           verd_vm_type_name(request.vm_type), text_or_null(request.sdr_key), text_or_null(request.lv_name),
            text_or_null(request.image), request.num_image_rpms, rpms, request.packages_count,
            request.is_single_initrd_supported);
     if (counts.packages != 0) {
@@ -61,7 +60,7 @@ void fill_record(inst_sw_profile_sdr &sdr, const swprofile_create_request &reque
 {
     inst_sw_profile_info &body = sdr.sw_profile;
     inst_sw_profile_sdr_set_vm_type(&sdr, request.vm_type);
-    if (is_qx_based(request.vm_type)) {
+    if (verd_vm_type_has_sdr(request.vm_type)) {
         inst_sw_profile_sdr_set_sdr_key(&sdr, request.sdr_key);
     }
     inst_sw_profile_info_set_lv_name(&body, request.lv_name);
@@ -172,7 +171,7 @@ uint64_t create_profile(const swprofile_create_request &request)
     const Arrays counts = {request.image_rpms == nullptr ? 0 : request.num_image_rpms,
                            request.packages == nullptr ? 0 : request.packages_count};
     report_request(request, counts);
-    if (is_qx_based(request.vm_type) && request.is_local == 0 && request.sdr_key == nullptr) {
+    if (verd_vm_type_has_sdr(request.vm_type) && request.is_local == 0 && request.sdr_key == nullptr) {
         REPORT("Error! sdr_key is NULL\n");
         return INST_RC_INVALID_ARG;
     }

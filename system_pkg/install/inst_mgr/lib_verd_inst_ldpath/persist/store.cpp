@@ -3,7 +3,6 @@
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "location/flat_copy.h"
-#include "location/vm_types.h"
 #include "persist/binary_writer.h"
 #include "persist/encode_buffer.h"
 #include "persist/text_writer.h"
@@ -135,7 +134,7 @@ uint64_t write_profile(const char *sdr_key, uint8_t is_local, int32_t part_type,
         return rc;
     }
     sync();
-    if (has_flat_copies(sdr_key, is_local, vm_type)) {
+    if (verd_has_flat_copies(sdr_key, is_local, vm_type)) {
         rc = make_flat_copies(path.ptr, text);
         if (rc != 0) {
             return rc;
@@ -161,8 +160,9 @@ uint64_t store_profile(inst_sw_profile_sdr_ext *profile, uint8_t is_local, int32
             inst_sw_profile_info_set_lv_name(&sdr.sw_profile, part_short_name);
         }
     }
-    REPORT("Storing %s %s SW Profile for %s (key=%s), part_short_name=%s\n", scope_name(is_local),
-           state_name(part_type), vm_type_name(vm_type), text_or_null(sdr_key), text_or_null(part_short_name));
+    REPORT("Storing %s %s SW Profile for %s (key=%s), part_short_name=%s\n", verd_scope_name(is_local),
+           verd_state_name(part_type), verd_vm_type_name(vm_type), text_or_null(sdr_key),
+           text_or_null(part_short_name));
     const uint64_t rc = inst_write_sdr_swprofile_to_file2(sdr_key, is_local, part_type, vm_type, profile, text);
     if (rc != 0) {
         REPORT("%s: Error! Failed to write SW profile to file: %lx\n", STORE, rc);

@@ -2,7 +2,6 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
-#include "location/vm_types.h"
 #include "persist/reader.h"
 
 TRACE_SITES_BEGIN(fetch)
@@ -143,17 +142,17 @@ uint64_t inst_ldpath_get_sw_profile_if_exists(const char *sdr_key, uint8_t is_lo
         return rc;
     }
     if (exists == 0) {
-        REPORT("SPERROR: Src: %s %s %s  swp doesn't exist\n", vm_type_name(vm_type), local_or_master(is_local),
-               state_name(part_type));
+        REPORT("SPERROR: Src: %s %s %s  swp doesn't exist\n", verd_vm_type_name(vm_type), local_or_master(is_local),
+               verd_state_name(part_type));
         return INSTMGR_RC_SWPROFILE_NOT_FOUND;
     }
-    REPORT("SPINFO: Src: %s %s %s sw profile exists\n", vm_type_name(vm_type), local_or_master(is_local),
-           state_name(part_type));
+    REPORT("SPINFO: Src: %s %s %s sw profile exists\n", verd_vm_type_name(vm_type), local_or_master(is_local),
+           verd_state_name(part_type));
     inst_sw_profile_sdr_ext *profile = nullptr;
     rc = inst_ldpath_get_swprofile(sdr_key, is_local, part_type, vm_type, &profile, &text.ptr);
     if (rc != 0) {
-        REPORT("SPERROR: %s: failed to query %s %s %s sw profile, rc=%ld\n", __func__, vm_type_name(vm_type),
-               local_or_master(is_local), state_name(part_type), rc);
+        REPORT("SPERROR: %s: failed to query %s %s %s sw profile, rc=%ld\n", __func__, verd_vm_type_name(vm_type),
+               local_or_master(is_local), verd_state_name(part_type), rc);
         inst_ldpath_free_swprofile_ext(&profile);
         return rc;
     }

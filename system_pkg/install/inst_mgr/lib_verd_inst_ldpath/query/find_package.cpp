@@ -5,7 +5,6 @@
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
-#include "location/vm_types.h"
 
 #include <cstring>
 
@@ -24,15 +23,15 @@ struct Search {
     uint32_t vm_type;
     const char *pkg_name;
 
-    const char *scope() const { return scope_name(is_local); }
-    const char *state() const { return state_name(part_type); }
-    const char *vm() const { return vm_type_name(vm_type); }
+    const char *scope() const { return verd_scope_name(is_local); }
+    const char *state() const { return verd_state_name(part_type); }
+    const char *vm() const { return verd_vm_type_name(vm_type); }
     const char *key() const { return text_or_null(sdr_key); }
 };
 
 uint64_t check(const Search &search)
 {
-    if (is_qx_based(search.vm_type) && search.sdr_key == nullptr) {
+    if (verd_vm_type_has_sdr(search.vm_type) && search.sdr_key == nullptr) {
         REPORT("Error! sdr_key is NULL\n");
         return INST_RC_INVALID_ARG;
     }

@@ -5,7 +5,6 @@
 #include "frame/enumerations.h"
 #include "frame/marker_files.h"
 #include "frame/owned.h"
-#include "location/vm_types.h"
 
 TRACE_SITES_BEGIN(stored_service_packs)
 
@@ -173,8 +172,8 @@ uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, in
                                        uint64_t sp_source)
 {
     const uint8_t scope = is_local != 0 ? 1 : 0;
-    REPORT_SP_DEBUG("SPDEBUG: Adding sps in %s %s SW Profile for %s (key=%s), \n", scope_name(scope), state_name(state),
-                    vm_type_name(vm_type), text_or_null(sdr_key));
+    REPORT_SP_DEBUG("SPDEBUG: Adding sps in %s %s SW Profile for %s (key=%s), \n", verd_scope_name(scope),
+                    verd_state_name(state), verd_vm_type_name(vm_type), text_or_null(sdr_key));
     return add({__func__, sdr_key, scope, state, vm_type, DECODE_TEST_FILE}, sp_source);
 }
 
@@ -182,8 +181,8 @@ uint64_t inst_ldpath_remove_swprofile_sps(const char *sdr_key, int32_t is_local,
                                           serv_packs *sp_list)
 {
     const uint8_t scope = is_local != 0 ? 1 : 0;
-    REPORT("Removing sps from %s %s SW Profile for %s (key=%s), \n", scope_name(scope), state_name(state),
-           vm_type_name(vm_type), text_or_null(sdr_key));
+    REPORT("Removing sps from %s %s SW Profile for %s (key=%s), \n", verd_scope_name(scope), verd_state_name(state),
+           verd_vm_type_name(vm_type), text_or_null(sdr_key));
     return sp_list == nullptr ? 0 : remove({__func__, sdr_key, scope, state, vm_type}, sp_list);
 }
 }
