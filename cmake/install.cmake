@@ -11,6 +11,7 @@ install(FILES
     platform/include/zeld.h
     platform/include/zeld_fields.h
     system_pkg/install/inst_mgr/lib_verd_inst_ldpath/include/verd_inst_ldpath.h
+    system_pkg/install/inst_mgr/lib_verd_inst_ldpath/include/verd_inst_ldpath_text.h
     TYPE INCLUDE)
 install(FILES docs/man/swprofile.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/man/verd_inst_ldpath.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)

@@ -25,24 +25,45 @@ TEST_F(CommandTest, CheckFindsWhatIsWrong)
     write_file("/install_repo/gl/instdb/sdr/x", "");
     const Ran found = run("check");
     EXPECT_EQ(found.code, 1);
-    EXPECT_EQ(
-        found.out,
-        "/install_repo/gl/instdb/sdr/x: no SDR's directory\n"
-        "/install_repo/gl/instdb//kelo-master-swprofile-active.bin: damaged: not a whole, unchanged profile\n"
-        "/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.txt: the readable twin tells something else "
-        "than the profile\n"
-        "/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin: empty, which counts as absent\n"
-        "/install_repo/gl/instdb/sdr/other/qx-swprofile-active.bin: names another SDR: default-sdr\n"
-        "/install_repo/gl/instdb/sdr/other/qx-swprofile-active.bin: the names of service packs don't agree with "
-        "their details\n"
-        "/install_repo/gl/instdb/sdr/other/qx-swprofile-active.bin: the names of service packs don't agree with "
-        "their details, on nodes 4294967295/0/64 0/0/0\n" +
-            local + "committed.bin: not a regular file\n/install_repo/local/qx-swprofile-active.bin: not the same as " +
-            local + "active.bin\n/install_repo/local/qx-swprofile-active.txt: missing: the flat copy of " + local +
-            "active.txt\n" + local +
-            "prepared.txt: the readable twin of no profile\n"
-            "/install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-activ: belongs to no profile\n");
+    const std::string global = "/install_repo/gl/instdb/";
+    EXPECT_EQ(found.out,
+              global + "sdr/x: not the directory of an SDR\n" + global +
+                  "/kelo-master-swprofile-active.bin: damaged: truncated or corrupted\n" + global +
+                  "sdr/default-sdr/uvf-swprofile-active.txt: the text twin differs from the profile\n" + global +
+                  "sdr/default-sdr/uvf-swprofile-prepared.bin: empty, which counts as absent\n" + global +
+                  "sdr/other/qx-swprofile-active.bin: names another SDR: default-sdr\n" + global +
+                  "sdr/other/qx-swprofile-active.bin: the names of service packs do not agree with their details\n" +
+                  global +
+                  "sdr/other/qx-swprofile-active.bin: the names of service packs do not agree with their details, on "
+                  "nodes 4294967295/0/64 0/0/0\n" +
+                  local +
+                  "committed.bin: not a regular file\n/install_repo/local/qx-swprofile-active.bin: the flat copy "
+                  "differs from " +
+                  local + "active.bin\n/install_repo/local/qx-swprofile-active.txt: the flat copy of " + local +
+                  "active.txt is missing\n" + local + "prepared.txt: a text twin without its profile\n" + global +
+                  "sdr/default-sdr/qx-swprofile-activ: belongs to no profile\n");
     EXPECT_EQ(json_of("check --json")["findings"].size(), 12U);
+    EXPECT_EQ(json_of("check --json")["findings"][2]["code"], "twin-differs");
+    EXPECT_EQ(run("check --vm uvf").code, 1); // every profile that matches
+    EXPECT_EQ(run("check --sdr other").code, 1);
+    EXPECT_EQ(run("check --vm uvf --local").code, 3);
+
+    const std::string empty = global + "sdr/default-sdr/uvf-swprofile-prepared.bin";
+    EXPECT_EQ(run("repair --dry-run").out,
+              "would repair " + global +
+                  "sdr/default-sdr/uvf-swprofile-active.txt: the text twin differs from the "
+                  "profile\nwould repair /install_repo/local/qx-swprofile-active.bin: the flat "
+                  "copy differs from " +
+                  local +
+                  "active.bin\nwould repair "
+                  "/install_repo/local/qx-swprofile-active.txt: the flat copy of " +
+                  local + "active.txt is missing\nwould repair " + local +
+                  "prepared.txt: a text twin without its profile\n");
+    const Ran repaired = run("repair"); // not the rest
+    EXPECT_EQ(repaired.code, 1);
+    EXPECT_NE(repaired.err.find(empty + ": empty"), std::string::npos) << repaired.err;
+    EXPECT_EQ(json_of("check --json")["findings"].size(), 8U);
+    EXPECT_EQ(run("repair --local --state prepared").out, "nothing to repair\n");
 }
 
 // Every call into the system of a promotion and of a copy fails once, as if the process had been killed before it. What
@@ -84,12 +105,13 @@ TEST_F(CommandTest, WhatBrokenTransitionsLeaveIsFoundAndMended)
                 }
                 broken.push_back(step);
                 if (fs::exists(local + "prepared.bin")) {
+                    run("repair --local --state prepared"); // its twin may be gone
                     EXPECT_EQ(run(is_promotion ? "promote --local" : "copy --local --from 3 --to 2").code, 0) << step;
                 } else {
                     Fetched profile;
                     EXPECT_EQ(inst_ldpath_get_swprofile("default-sdr", 1, 2, 3, &profile.ptr, nullptr), 0U) << step;
                     EXPECT_EQ(inst_ldpath_store_sdr_swprofile(profile.ptr, 1, 2, nullptr, 3, nullptr), 0U) << step;
-                    run("delete --local --state prepared --yes"); // what is left of it, if anything is
+                    run("repair --local"); // what is left of the prepared one, if anything is
                 }
                 const Ran checked = run("check");
                 EXPECT_EQ(checked.code, 0) << step << "\n" << checked.out;
@@ -111,17 +133,18 @@ TEST_F(CommandTest, ListTellsEveryProfilesHealth)
     write_file("/install_repo/gl/instdb/sdr/-rf/qx-swprofile-prepared.bin", "");
     const Ran listed = run("list");
     EXPECT_EQ(listed.code, 0);
-    EXPECT_NE(listed.err.find("no SDR's: /install_repo/gl/instdb/sdr/-rf"), std::string::npos);
+    EXPECT_NE(listed.err.find("not the directory of an SDR: /install_repo/gl/instdb/sdr/-rf"), std::string::npos);
     std::vector<std::string> rows;
     const nlohmann::json json = json_of("list --json");
     for (const auto &profile : json["profiles"]) {
-        rows.push_back(profile["scope"].get<std::string>() + " " + profile["sdr"].dump() + " " +
+        rows.push_back(profile["scope"].get<std::string>() + " " +
+                       (profile.contains("sdr") ? profile["sdr"].dump() : "") + " " +
                        profile["vm_type"].get<std::string>() + " " + profile["state"].get<std::string>() + " " +
                        profile["health"].get<std::string>());
     }
-    EXPECT_EQ(rows, (Lines{"global null Admin active ok", "global \"a\" QX committed ok",
-                           "global \"a\" UVF active undecodable", "global \"b\" QX active ok",
-                           "global \"b\" QX prepared empty", "local \"default-sdr\" LC QX active ok"}));
+    EXPECT_EQ(rows, (Lines{"global  Admin active ok", "global \"a\" QX committed ok", "global \"a\" UVF active damaged",
+                           "global \"b\" QX active ok", "global \"b\" QX prepared empty",
+                           "local \"default-sdr\" LC QX active ok"}));
 }
 
 } // namespace

@@ -1,0 +1,106 @@
+#include "support/traced_process.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/user.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+[[noreturn]] void become(const std::vector<std::string> &arguments)
+{
+    std::vector<char *> argv;
+    for (const std::string &argument : arguments) {
+        argv.push_back(const_cast<char *>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    const int out = open("/tmp/out", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int err = open("/tmp/err", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    raise(SIGSTOP);
+    execv(argv[0], argv.data());
+    _exit(127);
+}
+
+// Replaces the call by one that does not exist; its result is set when it returns.
+void skip_call(pid_t child)
+{
+    user_regs_struct registers;
+    ptrace(PTRACE_GETREGS, child, nullptr, &registers);
+    registers.orig_rax = static_cast<unsigned long long>(-1);
+    ptrace(PTRACE_SETREGS, child, nullptr, &registers);
+}
+
+void set_result(pid_t child, int err)
+{
+    user_regs_struct registers;
+    ptrace(PTRACE_GETREGS, child, nullptr, &registers);
+    registers.rax = static_cast<unsigned long long>(-err);
+    ptrace(PTRACE_SETREGS, child, nullptr, &registers);
+}
+
+long call_of(pid_t child)
+{
+    user_regs_struct registers;
+    ptrace(PTRACE_GETREGS, child, nullptr, &registers);
+    return static_cast<long>(registers.orig_rax);
+}
+
+} // namespace
+
+TracedRun run_traced(const std::vector<std::string> &arguments,
+                     const std::function<Intervention(const SystemCall &)> &at_call)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        become(arguments);
+    }
+    TracedRun run = {};
+    waitpid(child, &run.status, 0);
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    bool is_armed = false;
+    bool is_entry = true;
+    int failure = 0;
+    long signal = 0;
+    while (ptrace(PTRACE_SYSCALL, child, nullptr, signal) == 0 && waitpid(child, &run.status, 0) == child &&
+           WIFSTOPPED(run.status)) {
+        signal = 0;
+        if (WSTOPSIG(run.status) != (SIGTRAP | 0x80)) {
+            signal = WSTOPSIG(run.status) == SIGTRAP ? 0 : WSTOPSIG(run.status); // SIGTRAP: of execv()
+            continue;
+        }
+        if (!is_entry && failure != 0) {
+            set_result(child, failure);
+            failure = 0;
+        }
+        const bool was_entry = is_entry;
+        is_entry = !is_entry;
+        if (!was_entry) {
+            continue;
+        }
+        const long id = call_of(child);
+        is_armed = is_armed || id == SYS_flock;
+        if (!is_armed) {
+            continue;
+        }
+        const Intervention done = at_call({++run.calls, id});
+        if (done.kind == Intervention::KILL) {
+            kill(child, SIGKILL);
+        } else if (done.kind == Intervention::SIGNAL) {
+            kill(child, done.value);
+        } else if (done.kind == Intervention::FAIL) {
+            failure = done.value;
+            skip_call(child);
+        }
+    }
+    return run;
+}

@@ -1,0 +1,25 @@
+// Runs a program and stops it at every system call, to kill it, to make the call fail, or to send a signal.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+struct SystemCall {
+    int number; // of the call after the program has been armed, from 1
+    long id;    // SYS_write, ...
+};
+
+struct Intervention {
+    enum { NONE, KILL, FAIL, SIGNAL } kind = NONE;
+    int value = 0; // errno or signal
+};
+
+struct TracedRun {
+    int status; // as of waitpid()
+    int calls;  // system calls after it has been armed
+};
+
+// The program is armed with its first flock(): what comes before is start-up. Its children are not traced.
+TracedRun run_traced(const std::vector<std::string> &arguments,
+                     const std::function<Intervention(const SystemCall &)> &at_call);

@@ -1,0 +1,278 @@
+#include "json/read_json.h"
+
+#include "profile/names.h"
+#include "profile/nodes.h"
+#include "profile/options.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <set>
+
+namespace
+{
+
+// A value of a file, and where it is.
+struct Value {
+    const Json &json;
+    std::string where;
+
+    [[noreturn]] void reject(const std::string &fault) const
+    {
+        throw Failure(INVALID_DATA, "cannot use the file", {where + ": " + fault});
+    }
+
+    std::string text() const
+    {
+        if (!json.is_string()) {
+            reject("must be a text");
+        }
+        const std::string text = json.get<std::string>();
+        if (text.find('\0') != std::string::npos) {
+            reject("has a NUL");
+        }
+        return text;
+    }
+
+    // A text that `parse` understands.
+    template <class Parse> auto parsed(Parse parse) const
+    {
+        const auto value = parse(json.is_number() ? json.dump() : text());
+        if (!value) {
+            reject("unknown value " + shown(json.dump().c_str()));
+        }
+        return *value;
+    }
+
+    uint64_t number(uint64_t limit) const
+    {
+        if (!json.is_number_unsigned() || json.get<uint64_t>() > limit) {
+            reject("must be a number from 0 to " + std::to_string(limit));
+        }
+        return json.get<uint64_t>();
+    }
+
+    bool flag() const
+    {
+        if (!json.is_boolean()) {
+            reject("must be true or false");
+        }
+        return json.get<bool>();
+    }
+};
+
+using Readers = std::map<std::string, std::function<void(const Value &)>>;
+
+void read_object(const Value &value, const Readers &readers)
+{
+    if (!value.json.is_object()) {
+        value.reject("must be an object");
+    }
+    for (const auto &[key, field] : value.json.items()) {
+        const auto reader = readers.find(key);
+        if (reader == readers.end()) {
+            value.reject("unknown field '" + shown(key.c_str()) + "'");
+        }
+        reader->second(Value{field, value.where + "." + key});
+    }
+}
+
+// Everything that is read into a record comes from malloc, since the record owns it.
+void *allocated(std::size_t count, std::size_t size)
+{
+    void *const memory = std::calloc(count == 0 ? 1 : count, size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+char *new_text(const Value &value)
+{
+    if (value.json.is_null()) {
+        return nullptr;
+    }
+    const std::string text = value.text();
+    return static_cast<char *>(std::memcpy(allocated(text.size() + 1, 1), text.c_str(), text.size() + 1));
+}
+
+#define DECLARE_READERS(R) void add_readers(Readers &readers, R &record);
+ZELD_RECORDS(DECLARE_READERS)
+
+void read_value(const Value &value, char *&text)
+{
+    text = new_text(value);
+}
+
+void read_value(const Value &value, uint8_t &flag)
+{
+    flag = value.flag() ? 1 : 0;
+}
+
+void read_value(const Value &value, uint64_t &number)
+{
+    number = value.number(UINT64_MAX);
+}
+
+void read_value(const Value &value, uint32_t &number)
+{
+    if (value.where.ends_with(".vm_type")) {
+        number = value.parsed(parse_vm_type);
+    } else if (value.where.ends_with(".type")) {
+        number = value.parsed(parse_package_type);
+    } else {
+        number = static_cast<uint32_t>(value.number(UINT32_MAX));
+    }
+}
+
+void read_value(const Value &value, inst_node_loc &node)
+{
+    node = value.parsed(parse_node);
+}
+
+template <class Record>
+requires std::is_class_v<Record>
+void read_value(const Value &value, Record &record)
+{
+    Readers readers;
+    add_readers(readers, record);
+    read_object(value, readers);
+}
+
+// The array counts the elements that were begun, so that a record with a fault in its middle can be freed.
+template <class T> void read_array(const Value &value, T *&elements, uint32_t &count)
+{
+    if (!value.json.is_array()) {
+        value.reject("must be a list");
+    }
+    elements = static_cast<T *>(allocated(value.json.size(), sizeof(T)));
+    for (const Json &element : value.json) {
+        const std::string where = value.where + "[" + std::to_string(count) + "]";
+        read_value(Value{element, where}, elements[count++]);
+    }
+}
+
+// A field is marked as present before it is read, so that what has been read of it is freed with the record.
+#define ADD_VALUE_READER(R, bit, type, name, label)                                                                    \
+    readers[json_key(#name, label)] = [&record](const Value &value) {                                                  \
+        R##_set_##name(&record, {});                                                                                   \
+        read_value(value, record.name);                                                                                \
+    };
+#define ADD_ARRAY_READER(R, bit, type, name, label)                                                                    \
+    readers[json_key(#name, label)] = [&record](const Value &value) {                                                  \
+        R##_set_##name(&record, nullptr, 0);                                                                           \
+        read_array(value, record.name, record.name##_count);                                                           \
+    };
+#define ADD_RECORD_READERS(R, bit, type, name, label) add_nested(readers, json_key(#name, label), record.name);
+
+// An image is an object; the fields of other nested records are the outer record's own.
+void add_nested(Readers &readers, const std::string &key, inst_swp_package &image)
+{
+    readers[key] = [&image](const Value &value) { read_value(value, image); };
+}
+
+template <class Record> void add_nested(Readers &readers, const std::string &, Record &record)
+{
+    add_readers(readers, record);
+}
+
+#define DEFINE_READERS(R)                                                                                              \
+    [[maybe_unused]] void add_readers(Readers &readers, R &record)                                                     \
+    {                                                                                                                  \
+        ZELD_FIELDS_##R(ADD_VALUE_READER, ADD_RECORD_READERS, ADD_ARRAY_READER)                                        \
+    }
+ZELD_RECORDS(DEFINE_READERS)
+
+std::optional<bool> parse_scope(const std::string &text)
+{
+    return text == "local" || text == "global" ? std::optional(text == "local") : std::nullopt;
+}
+
+std::optional<std::string> parse_key(const std::string &text)
+{
+    return key_fault(text).empty() ? std::optional(text) : std::nullopt;
+}
+
+} // namespace
+
+Json read_json(const std::string &file)
+{
+    std::ifstream opened(file);
+    std::istream &stream = file == "-" ? std::cin : opened;
+    if (file != "-" && (!opened || std::filesystem::is_directory(file))) {
+        throw Failure(FAILED, "cannot read the file " + shown(file.c_str()),
+                      {opened ? "it is a directory" : std::strerror(errno)});
+    }
+    // A key that is given twice would hide the first one's value.
+    std::vector<std::set<std::string>> keys;
+    std::string repeated;
+    const auto watch = [&](int, Json::parse_event_t event, Json &value) {
+        if (event == Json::parse_event_t::object_start) {
+            keys.emplace_back();
+        } else if (event == Json::parse_event_t::object_end) {
+            keys.pop_back();
+        } else if (event == Json::parse_event_t::key && !keys.back().insert(value.get<std::string>()).second) {
+            repeated = value.get<std::string>();
+        }
+        return true;
+    };
+    const Value whole = {Json(), file};
+    Json json;
+    try {
+        json = Json::parse(stream, watch);
+    } catch (const Json::exception &error) {
+        const std::string what = error.what();
+        const std::size_t line = what.find("at line"); // after the parser's own names
+        whole.reject("not JSON: " + shown(what.substr(line == what.npos ? what.find("] ") + 2 : line).c_str()));
+    }
+    if (!repeated.empty()) {
+        whole.reject("'" + shown(repeated.c_str()) + "' is given twice");
+    }
+    return json;
+}
+
+Profile profile_of(const Json &json, const std::string &source, Place &place)
+{
+    auto *const record = static_cast<inst_sw_profile_sdr_ext *>(allocated(1, sizeof(inst_sw_profile_sdr_ext)));
+    Profile profile(record);
+    Readers readers;
+    add_readers(readers, *record);
+    readers["schema"] = [](const Value &value) {
+        if (value.number(UINT32_MAX) != JSON_SCHEMA) {
+            value.reject("this swprofile knows schema " + std::to_string(JSON_SCHEMA));
+        }
+    };
+    readers["path"] = [](const Value &) {};
+    readers["sdr"] = [&](const Value &value) { place.sdr = value.parsed(parse_key); };
+    readers["vm_type"] = [&](const Value &value) { place.vm_type = value.parsed(parse_vm_type); };
+    readers["state"] = [&](const Value &value) { place.state = value.parsed(parse_state); };
+    readers["scope"] = [&](const Value &value) { place.is_local = value.parsed(parse_scope); };
+    read_object(Value{json, source}, readers);
+    return profile;
+}
+
+ServicePacks read_service_packs(const std::string &file)
+{
+    const Json json = read_json(file);
+    const Value value = {json, file};
+    if (json.is_object() && json.contains("service_packs")) {
+        value.reject("must be a list, such as its \"service_packs\"");
+    }
+    ServicePacks set(static_cast<serv_packs *>(allocated(1, sizeof(serv_packs))));
+    serv_packs_set_service_packs(set.get(), nullptr, 0);
+    read_array(value, set->service_packs, set->service_packs_count);
+    std::set<std::string> names;
+    for (uint32_t i = 0; i < set->service_packs_count; ++i) {
+        const char *const name = set->service_packs[i].sp_name;
+        if (name == nullptr || !name_fault(name).empty()) {
+            value.reject("a service pack " + (name == nullptr ? "has no name" : name_fault(name)));
+        }
+        if (!names.insert(name).second) {
+            value.reject("the service pack is given twice: " + std::string(name));
+        }
+    }
+    return set;
+}

@@ -1,0 +1,22 @@
+// Differences between two profiles, for people and scripts.
+#pragma once
+
+#include "json/profile_json.h"
+
+#include <string>
+#include <vector>
+
+struct Difference {
+    enum Kind : char { Added = '+', Removed = '-', Changed = '~' } kind;
+    std::string what;  // "package", "version", ...
+    std::string name;  // which one, or ""
+    std::string how;   // how it has changed, or ""
+    std::string nodes; // those of the location profile, or ""
+};
+
+// In the order of the profiles. lv_name and sdr_sw_profile_len are not compared.
+std::vector<Difference> differences(const inst_sw_profile_sdr_ext &from, const inst_sw_profile_sdr_ext &to);
+
+std::string text_of(const Difference &difference);                  // "+ package x"
+void print_differences(const std::vector<Difference> &differences); // one per line
+Json difference_json(const Difference &difference);

@@ -1,0 +1,22 @@
+// Names that come from outside, and how texts of a profile are printed.
+#pragma once
+
+#include <optional>
+#include <string>
+
+// What is wrong with a name, an SDR key, or a text of printable ASCII; "" if nothing is.
+std::string name_fault(const std::string &name);
+std::string key_fault(const std::string &key);
+std::string text_fault(const std::string &text);
+
+// The same for a package, which must be name-version-release.
+std::string package_fault(const std::string &name);
+
+// Can the new package rules split this name?
+bool is_name_version_release(const char *name);
+
+// The text with everything except printable ASCII escaped; "-" for null.
+std::string shown(const char *text);
+
+// "lc-qx" for "LC QX": a name as it is typed as an option's value.
+std::string option_name(std::string name);

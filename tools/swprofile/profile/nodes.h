@@ -1,0 +1,28 @@
+// Nodes and location profiles, as the command reads and shows them.
+#pragma once
+
+#include "profile/arrays.h"
+
+#include <CLI/CLI.hpp>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+std::string node_text(const inst_node_loc &node);             // "0/1/0"
+std::string nodes_text(std::span<const inst_node_loc> nodes); // "0/1/0 0/2/0"
+
+// "A/B/C": three numbers.
+std::optional<inst_node_loc> parse_node(const std::string &text);
+
+// What is wrong with the text of a node; "" if nothing is.
+std::string node_fault(const std::string &text);
+
+// Adds the option --node, repeated for each node. A text that is no node, and a node given twice, are rejected.
+CLI::Option *add_node_option(CLI::App &command, std::vector<inst_node_loc> &nodes);
+
+// The first location profile that lists the node; null if none does.
+const inst_sw_profile_loc *location_of(const inst_sw_profile_sdr_ext &profile, const inst_node_loc &node);
+
+// The nodes that are not among the others.
+std::vector<inst_node_loc> nodes_without(std::span<const inst_node_loc> nodes, std::span<const inst_node_loc> others);

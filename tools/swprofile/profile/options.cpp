@@ -1,0 +1,155 @@
+#include "profile/options.h"
+
+#include "profile/names.h"
+
+#include <charconv>
+#include <span>
+#include <utility>
+
+namespace
+{
+
+bool is_meant(const std::string &text, const char *name, int64_t value)
+{
+    return option_name(text) == option_name(name) || text == std::to_string(value);
+}
+
+// An option whose text is parsed; `values` lists what it takes.
+template <class T>
+CLI::Option *add_parsed(CLI::App &command, const std::string &flag, T &target,
+                        std::optional<T> (*parse)(const std::string &), const std::string &what,
+                        const std::string &values, const std::string &by_default)
+{
+    return command
+        .add_option_function<std::string>(
+            flag, [&target, parse](const std::string &text) { target = *parse(text); },
+            what + ": " + values + (by_default.empty() ? "" : " [" + by_default + "]"))
+        ->check([=](const std::string &text) {
+            return parse(text) ? std::string()
+                               : "unknown " + what + " '" + shown(text.c_str()) + "' (use " + values + ")";
+        });
+}
+
+// "admin, qx, lc-qx or uvf".
+std::string vm_type_values()
+{
+    const std::vector<uint32_t> types = vm_types();
+    std::string values;
+    for (const uint32_t &type : types) {
+        values += &type == &types.front() ? "" : &type == &types.back() ? " or " : ", ";
+        values += option_name(verd_vm_type_name(type));
+    }
+    return values;
+}
+
+std::optional<uint32_t> parse_number(const std::string &text)
+{
+    uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+using TypeName = std::pair<const char *, uint32_t>;
+
+std::optional<uint32_t> parse_type(std::span<const TypeName> names, const std::string &text)
+{
+    for (const auto &[name, type] : names) {
+        if (text == name) {
+            return type;
+        }
+    }
+    return parse_number(text);
+}
+
+constexpr TypeName PACKAGE_TYPES[] = {
+    {"base", VERD_SWP_PKG_BASE}, {"kernel", VERD_SWP_PKG_KERNEL}, {"host-smu", VERD_SWP_PKG_HOST_SMU}};
+constexpr TypeName INSTALL_TYPES[] = {
+    {"smu", VERD_PKG_SMU}, {"host-smu", VERD_PKG_HOST_SMU}, {"kernel", VERD_PKG_KERNEL}, {"base", VERD_PKG_BASE}};
+
+std::optional<uint32_t> parse_install_type(const std::string &text)
+{
+    return parse_type(INSTALL_TYPES, text);
+}
+
+} // namespace
+
+std::optional<uint32_t> parse_vm_type(const std::string &text)
+{
+    for (uint32_t number = 1; verd_find_vm_type(number) != nullptr; ++number) {
+        if (is_meant(text, verd_vm_type_name(number), number)) {
+            return number;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<int32_t> parse_state(const std::string &text)
+{
+    for (const int32_t state : STATES) {
+        if (is_meant(text, verd_state_name(state), state)) {
+            return state;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string package_type_text(uint32_t type)
+{
+    for (const auto &[name, number] : PACKAGE_TYPES) {
+        if (number == type) {
+            return name;
+        }
+    }
+    return std::to_string(type);
+}
+
+std::optional<uint32_t> parse_package_type(const std::string &text)
+{
+    return parse_type(PACKAGE_TYPES, text);
+}
+
+CLI::Option *add_state_option(CLI::App &command, const std::string &flag, int32_t &state)
+{
+    return add_parsed(command, flag, state, parse_state, "state", "committed, active or prepared",
+                      state == 0 ? "" : verd_state_name(state));
+}
+
+void add_scope_option(CLI::App &command, Selector &selector)
+{
+    CLI::Option *const local = command.add_flag("--local", selector.is_local, "the repository of this node");
+    command
+        .add_flag_callback(
+            "--global", [&selector] { selector.is_local = false; }, "the global install database (default)")
+        ->excludes(local);
+}
+
+void add_profile_options(CLI::App &command, Selector &selector)
+{
+    command.add_option("--sdr", selector.sdr, "name of the SDR; not used for Admin profiles")
+        ->capture_default_str()
+        ->check(key_fault);
+    add_parsed(command, "--vm", selector.vm_type, parse_vm_type, "VM type", vm_type_values(),
+               selector.vm_type == 0 ? "" : option_name(verd_vm_type_name(selector.vm_type)));
+    add_scope_option(command, selector);
+}
+
+void add_selector_options(CLI::App &command, Selector &selector)
+{
+    add_profile_options(command, selector);
+    add_state_option(command, "--state", selector.state);
+}
+
+void add_json_option(CLI::App &command, bool &is_json)
+{
+    command.add_flag("--json", is_json, "print JSON, schema 1");
+}
+
+void add_install_type_option(CLI::App &command, uint32_t &type)
+{
+    add_parsed(command, "--type", type, parse_install_type, "type", "smu, host-smu, kernel, base or a number", "base");
+}
+
+bool is_given(const CLI::App &command, const std::string &flag)
+{
+    return command.count(flag) != 0;
+}

@@ -1,0 +1,30 @@
+// The options by which every subcommand selects a profile, and parsing of what several subcommands take.
+#pragma once
+
+#include "profile/selector.h"
+
+#include <CLI/CLI.hpp>
+
+#include <optional>
+#include <string>
+
+// A name or a number, in upper or lower case; a dash may replace a blank.
+std::optional<uint32_t> parse_vm_type(const std::string &text);
+std::optional<int32_t> parse_state(const std::string &text);
+
+// The type of a package as a profile records it: "base", "kernel", "host-smu", or a number.
+std::string package_type_text(uint32_t type);
+std::optional<uint32_t> parse_package_type(const std::string &text);
+
+CLI::Option *add_state_option(CLI::App &command, const std::string &flag, int32_t &state);
+void add_scope_option(CLI::App &command, Selector &selector);
+void add_profile_options(CLI::App &command, Selector &selector);  // SDR, VM type and scope
+void add_selector_options(CLI::App &command, Selector &selector); // and state
+
+void add_json_option(CLI::App &command, bool &is_json);
+
+// --type: what is installed, which determines the recorded type.
+void add_install_type_option(CLI::App &command, uint32_t &type);
+
+// Was an option given on the command line?
+bool is_given(const CLI::App &command, const std::string &flag);

@@ -1,0 +1,19 @@
+// The places where profiles can be: every state of every profile of the SDRs that have a directory.
+#pragma once
+
+#include "profile/selector.h"
+
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+// In the order in which they are listed. `no_sdr` is called for each entry among the directories of SDRs that is none.
+std::vector<Selector> all_places(const std::function<void(const std::filesystem::path &)> &no_sdr);
+
+// Does something have this name, even a dangling link?
+bool name_exists(const std::filesystem::path &path);
+
+std::string content_of(const std::filesystem::path &path);
+
+// In bytes; 0 if the file does not exist.
+uint64_t size_of(const std::filesystem::path &path);

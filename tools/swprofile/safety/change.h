@@ -1,0 +1,69 @@
+// A change of profiles that is done completely or not at all. Every subcommand that changes something goes through one.
+#pragma once
+
+#include "profile/selector.h"
+#include "safety/journal.h"
+#include "safety/lock.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class Change
+{
+public:
+    // Locks the scope of the profile, and undoes there what an interrupted change has left. The local scope is locked
+    // as well if wanted: for operations that touch flat copies, whatever the profile's scope.
+    Change(const Selector &selector, bool is_dry_run, bool includes_local = false);
+    Change(const Change &) = delete;
+    Change &operator=(const Change &) = delete;
+    ~Change();
+
+    // Calls `look` with every record before it is stored. It may change the record, or reject it by a Failure.
+    using Look = std::function<void(inst_sw_profile_sdr_ext &)>;
+    void before_each_store(const Look &look) { looks = look; }
+
+    // Runs an operation of the library. If it succeeds, the files of the `changed` profiles must agree afterwards. If
+    // it fails, or a signal has arrived, all files are put back, and a Failure says so. `what` completes "cannot ...".
+    using Operation = std::function<uint64_t(ErrorText &)>;
+    void run(const std::string &what, const std::vector<Selector> &changed, const Operation &operation);
+
+    // Saves files that are about to change, after having checked that there is space for the copies and for `growth`
+    // more bytes. Stores of records do it by themselves.
+    void prepare(const std::vector<std::filesystem::path> &files, uint64_t growth);
+
+    // Puts a prepared file back as it was.
+    void put_back(const std::filesystem::path &file);
+
+    // What the library is about to store. Returns a result code; unless it is 0, nothing may be stored.
+    uint64_t prepare_store(const Selector &stored, inst_sw_profile_sdr_ext &record);
+
+    bool is_dry_run() const { return dry_run; }
+
+    // In a dry run, the directory in which bundles are unpacked instead of the work area; it is removed in the end.
+    std::filesystem::path unpack_directory;
+
+    static Change *current(); // null if there is none
+
+private:
+    struct Scope {
+        std::filesystem::path directory;
+        ScopeLock lock;
+        Journal journal;
+    };
+
+    void add_scope(bool is_local);
+    void check_space(const Scope &scope, const std::vector<std::filesystem::path> &files, uint64_t growth) const;
+    void finish(const std::vector<Selector> &changed);
+    void undo(Failure &failure);
+
+    const bool dry_run;
+    Look looks;
+    std::optional<Failure> rejection;
+    std::vector<std::unique_ptr<Scope>> scopes;
+    std::vector<ReadLock> read_locks; // of a dry run
+};
+
+// Adds --dry-run, --wait and --no-wait.
+void add_change_options(CLI::App &command, bool &is_dry_run);

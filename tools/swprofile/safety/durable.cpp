@@ -1,0 +1,124 @@
+#include "safety/durable.h"
+
+#include "profile/failure.h"
+#include "profile/repository.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+[[noreturn]] void fail(const std::string &what, const fs::path &file)
+{
+    const int err = errno;
+    throw Failure(FAILED, "cannot " + what + " " + file.string(), {std::strerror(err)});
+}
+
+class File
+{
+public:
+    File(const fs::path &name, int flags) : path(name), fd(::open(name.c_str(), flags | O_CLOEXEC, 0600))
+    {
+        if (fd < 0) {
+            fail("open", path);
+        }
+    }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+    ~File() { close(fd); }
+
+    void write(const std::string &content) const
+    {
+        for (std::size_t done = 0; done < content.size();) {
+            const ssize_t written = ::write(fd, content.data() + done, content.size() - done);
+            if (written < 0 && errno != EINTR) {
+                fail("write", path);
+            }
+            done += written < 0 ? 0 : static_cast<std::size_t>(written);
+        }
+    }
+
+    void sync() const
+    {
+        if (fsync(fd) != 0 && errno != EINVAL && errno != EROFS) { // file systems without it
+            fail("sync", path);
+        }
+    }
+
+    void copy_attributes(const struct stat &of) const
+    {
+        static_cast<void>(!fchown(fd, of.st_uid, of.st_gid)); // allowed to root only
+        const timespec times[] = {of.st_atim, of.st_mtim};
+        if (fchmod(fd, of.st_mode & 07777) != 0 || futimens(fd, times) != 0) {
+            fail("set the mode of", path);
+        }
+    }
+
+private:
+    const fs::path &path;
+    const int fd;
+};
+
+} // namespace
+
+void make_directory(const fs::path &directory)
+{
+    if (mkdir(directory.c_str(), 0700) != 0) {
+        fail("create", directory);
+    }
+}
+
+void copy_durably(const fs::path &from, const fs::path &to)
+{
+    struct stat status = {};
+    if (stat(from.c_str(), &status) != 0) {
+        fail("examine", from);
+    }
+    const std::string content = content_of(from);
+    if (content.size() != static_cast<std::size_t>(status.st_size)) {
+        throw Failure(FAILED, "cannot read " + from.string());
+    }
+    const File file(to, O_WRONLY | O_CREAT | O_EXCL);
+    file.write(content);
+    file.copy_attributes(status);
+    file.sync();
+}
+
+void write_durably(const fs::path &path, const std::string &content)
+{
+    const File file(path, O_WRONLY | O_CREAT | O_EXCL);
+    file.write(content);
+    file.sync();
+}
+
+void rename_file(const fs::path &from, const fs::path &to)
+{
+    if (rename(from.c_str(), to.c_str()) != 0) {
+        fail("move a file to", to);
+    }
+}
+
+void move_durably(const fs::path &from, const fs::path &to)
+{
+    rename_file(from, to);
+    sync_directory(to.parent_path());
+    if (from.parent_path() != to.parent_path() && name_exists(from.parent_path())) {
+        sync_directory(from.parent_path());
+    }
+}
+
+void sync_file(const fs::path &file)
+{
+    File(file, O_RDONLY).sync();
+}
+
+void sync_directory(const fs::path &directory)
+{
+    File(directory, O_RDONLY | O_DIRECTORY).sync();
+}

@@ -1,0 +1,19 @@
+// File operations that have reached the disk when they return. Failures name the file and the cause.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+void make_directory(const std::filesystem::path &directory); // only its owner may enter it
+
+// Copies content, owner, mode and times; the target must not exist.
+void copy_durably(const std::filesystem::path &from, const std::filesystem::path &to);
+void write_durably(const std::filesystem::path &file, const std::string &content);
+
+void rename_file(const std::filesystem::path &from, const std::filesystem::path &to); // without syncing
+
+// Renames, and syncs both directories.
+void move_durably(const std::filesystem::path &from, const std::filesystem::path &to);
+
+void sync_file(const std::filesystem::path &file);
+void sync_directory(const std::filesystem::path &directory);

@@ -1,0 +1,95 @@
+// Functions of the library and of libc that the command defines itself. The library calls these, since the executable's
+// symbols precede those of shared libraries. So the library's own operations run, and the command sees each store
+// before it happens: to veto it, to save the files at stake, or, in a dry run, to report it only.
+#include "profile/failure.h"
+#include "safety/change.h"
+#include "safety/interruption.h"
+
+#include "verd_inst_ldpath.h"
+
+#include <chrono>
+#include <cstdarg>
+#include <cstring>
+#include <dlfcn.h>
+#include <thread>
+#include <unistd.h>
+
+namespace
+{
+
+template <class Function> Function *next(const char *name)
+{
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+extern "C" {
+
+// Every store of a profile ends here.
+uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
+                                           inst_sw_profile_sdr_ext *profile, char **error_message_out)
+{
+    Change *const change = Change::current();
+    if (change != nullptr && profile != nullptr) {
+        const Selector stored = {sdr_key == nullptr ? "" : sdr_key, vm_type, part_type, is_local != 0};
+        const uint64_t rc = change->prepare_store(stored, *profile);
+        if (rc != 0 || change->is_dry_run()) {
+            return rc;
+        }
+    }
+    auto *const write = next<decltype(inst_write_sdr_swprofile_to_file2)>("inst_write_sdr_swprofile_to_file2");
+    return write(sdr_key, is_local, part_type, vm_type, profile, error_message_out);
+}
+
+// The library sleeps before it tries again to write or remove a file. A signal ends the wait.
+unsigned int sleep(unsigned int seconds)
+{
+    using namespace std::chrono;
+    const auto start = steady_clock::now();
+    bool is_reported = false;
+    while (caught_signal() == 0 && steady_clock::now() - start < std::chrono::seconds(seconds)) {
+        std::this_thread::sleep_for(milliseconds(20));
+        if (!is_reported && steady_clock::now() - start > std::chrono::seconds(1)) {
+            note("waiting, since a profile file could not be written or removed; trying again soon");
+            is_reported = true;
+        }
+    }
+    return 0;
+}
+
+// Before a bundle is unpacked, the library empties the work area and makes a directory there. A dry run must not touch
+// it, and unpacks elsewhere.
+uint64_t inst_runcmd_outbuff(char **out, uint32_t *out_size, const char *format, ...)
+{
+    if (Change::current() != nullptr && Change::current()->is_dry_run()) {
+        return 0;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    char command[8192];
+    const int length = std::vsnprintf(command, sizeof command, format, arguments);
+    va_end(arguments);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof command) {
+        return INSTCOMM_RC_NO_MEMORY;
+    }
+    return next<decltype(inst_runcmd_outbuff)>("inst_runcmd_outbuff")(out, out_size, "%s", command);
+}
+
+char *mkdtemp(char *path_template) noexcept
+{
+    constexpr char ELSEWHERE[] = "/tmp/swprofile.XXXXXX";
+    Change *const change = Change::current();
+    const bool is_elsewhere = change != nullptr && change->is_dry_run() &&
+                              std::strncmp(path_template, VERD_WORK_AREA, std::strlen(VERD_WORK_AREA)) == 0;
+    if (is_elsewhere) {
+        static_assert(sizeof ELSEWHERE <= sizeof VERD_WORK_AREA + sizeof "smu.XXXXXX");
+        std::memcpy(path_template, ELSEWHERE, sizeof ELSEWHERE);
+    }
+    char *const made = next<char *(char *)>("mkdtemp")(path_template);
+    if (is_elsewhere && made != nullptr) {
+        change->unpack_directory = made;
+    }
+    return made;
+}
+}

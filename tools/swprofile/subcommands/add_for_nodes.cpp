@@ -1,0 +1,197 @@
+#include "profile/names.h"
+#include "profile/nodes.h"
+#include "subcommands/commands.h"
+#include "subcommands/edit.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct Options {
+    EditOptions edit;
+    std::string package;
+    uint32_t type = VERD_PKG_BASE;
+    std::vector<inst_node_loc> nodes;
+    bool is_for_all = false;
+    bool joins = false;
+};
+
+bool comes_as_bundle(const Options &options)
+{
+    return options.type == VERD_PKG_SMU || options.type == VERD_PKG_KERNEL ||
+           (options.edit.is_new_format && (options.type == VERD_PKG_HOST_SMU || options.type == VERD_PKG_BASE));
+}
+
+// NAME, NAME.tar, NAME.x86_64.rpm; but NAME0.tar, NAME.2.tar and NAME-x.tar are bundles of other packages.
+bool is_bundle_of(const std::string &package, const std::string &file)
+{
+    const std::string rest = file.substr(package.size());
+    return rest.empty() ||
+           (rest.size() > 1 && rest[0] == '.' && std::isalpha(static_cast<unsigned char>(rest[1])) != 0);
+}
+
+// There must be a bundle to unpack, and a directory for it. The library takes the first file whose name begins with the
+// package's, even if it is the bundle of another package.
+void prepare_bundle(const Options &options)
+{
+    setenv("LC_ALL", "C", 1); // the order of the library's ls
+    const std::string directory = VERD_PACKAGES_DIRECTORY;
+    std::set<std::string> files;
+    std::error_code error;
+    const fs::directory_iterator end;
+    for (fs::directory_iterator at(directory, error); !error && at != end; at.increment(error)) {
+        std::error_code ignored;
+        const std::string name = at->path().filename();
+        if (name.starts_with(options.package) && !at->is_directory(ignored)) {
+            files.insert(name);
+        }
+    }
+    if (files.empty()) {
+        throw Failure(FAILED, "there is no bundle of " + options.package,
+                      {"no file " + directory + options.package + "*"}, "ls " + directory);
+    }
+    const std::string taken = shown(files.begin()->c_str());
+    if (!is_bundle_of(options.package, *files.begin())) {
+        throw Failure(FAILED, "cannot find the bundle of " + options.package,
+                      {"the bundle of another package would be used: " + directory + taken}, "ls " + directory);
+    }
+    if (files.size() > 1) {
+        note("there are several bundles; this one is used: " + taken);
+    }
+    if (!options.edit.is_dry_run && !fs::create_directories(VERD_WORK_AREA, error) && error) {
+        throw Failure(FAILED, std::string("cannot create ") + VERD_WORK_AREA, {error.message()});
+    }
+}
+
+bool has_package(const inst_sw_profile_loc &location, const std::string &package)
+{
+    return std::ranges::any_of(packages_of(location.sw_profile),
+                               [&](const inst_swp_package &entry) { return shown(entry.name) == package; });
+}
+
+// The first location profile that has the package; null if none has it.
+const inst_sw_profile_loc *location_with(const std::string &package, const inst_sw_profile_sdr_ext &profile)
+{
+    for (const inst_sw_profile_loc &location : locations_of(profile)) {
+        if (has_package(location, package)) {
+            return &location;
+        }
+    }
+    return nullptr;
+}
+
+// The nodes whose location profile has the package.
+std::vector<inst_node_loc> nodes_with(const std::string &package, const inst_sw_profile_sdr_ext &profile)
+{
+    std::vector<inst_node_loc> nodes;
+    for (const inst_sw_profile_loc &location : locations_of(profile)) {
+        if (has_package(location, package)) {
+            const std::span<inst_node_loc> own = nodes_of(location);
+            nodes.insert(nodes.end(), own.begin(), own.end());
+        }
+    }
+    return nodes;
+}
+
+// Once there are location profiles, the library gives a package to nodes that were not asked for, and leaves out
+// others: nodes join the first location profile that has the package; if none has it, all get it, and the nodes join
+// none.
+void check_nodes(const Options &options, const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after)
+{
+    const std::vector<inst_node_loc> have_it = nodes_with(options.package, after);
+    const std::vector<inst_node_loc> others =
+        nodes_without(nodes_without(have_it, nodes_with(options.package, before)), options.nodes);
+    const std::vector<inst_node_loc> missing = nodes_without(options.nodes, have_it);
+    if (others.empty() && missing.empty()) {
+        return;
+    }
+    std::vector<std::string> reasons;
+    if (!others.empty()) {
+        reasons.push_back("nodes that would get it as well: " + nodes_text(others));
+    }
+    if (!missing.empty()) {
+        reasons.push_back("nodes that would not get it: " + nodes_text(missing));
+    }
+    if (!options.joins) {
+        reasons.emplace_back("--join adds it anyway");
+        throw Failure(FAILED,
+                      "the location profiles that exist do not allow " + options.package + " for these nodes only",
+                      reasons, options.edit.selector.command("nodes"));
+    }
+    std::for_each(reasons.begin(), reasons.end(), note);
+}
+
+// Other packages of the location profile that the nodes join.
+void report_joined(const Options &options, const inst_sw_profile_sdr_ext &before)
+{
+    const inst_sw_profile_loc *const joined = location_with(options.package, before);
+    if (joined != nullptr && joined->sw_profile.packages_count > 1) {
+        note("the nodes join the location profile of " + nodes_text(nodes_of(*joined)) + ", with all of its content");
+    }
+}
+
+void run(Options &options)
+{
+    if (options.nodes.empty() != options.is_for_all) {
+        throw Failure(USAGE, "for which nodes?", {"give --node for each node, or --all-nodes"});
+    }
+    const Selector &selector = options.edit.selector;
+    std::vector<inst_node_loc> nodes = options.nodes;
+    Edit edit = {options.edit, "add " + options.package + " to", true, [&](serv_packs *packs, ErrorText &) {
+                     if (nodes.empty() && !options.is_for_all) {
+                         return uint64_t{0};
+                     }
+                     return inst_ldpath_add_pkg_location(selector.sdr.c_str(), selector.is_local, selector.state,
+                                                         selector.vm_type, nodes.data(),
+                                                         static_cast<uint32_t>(nodes.size()), options.package.c_str(),
+                                                         0, options.type, reinterpret_cast<uint64_t>(packs));
+                 }};
+    edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
+        if (comes_as_bundle(options)) {
+            prepare_bundle(options);
+        }
+        if (const inst_sw_profile_loc *const joined = location_with(options.package, before)) {
+            nodes = nodes_without(nodes, nodes_of(*joined)); // or they would be listed twice
+        }
+    };
+    edit.look = [&](const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after) {
+        if (!options.is_for_all) {
+            check_nodes(options, before, after);
+            report_joined(options, before);
+        }
+    };
+    run_edit(edit);
+}
+
+} // namespace
+
+void add_add_for_nodes(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App *const add = command.add_subcommand("add-for-nodes", "Add a package for some nodes, or for all");
+    add->add_option("PACKAGE", options->package, "name-version-release")->required()->check(package_fault);
+    add_install_type_option(*add, options->type);
+    CLI::Option *const node = add_node_option(*add, options->nodes);
+    add->add_flag("--all-nodes", options->is_for_all, "for all nodes; deletes the location profiles")->excludes(node);
+    add->add_flag("--join", options->joins, "add it even if other nodes get it, or some of these do not")->needs(node);
+    add_rule_options(*add, options->edit, "JSON file of the service packs that deliver it");
+    add_edit_options(*add, options->edit);
+    add->footer(
+        "Types smu and kernel, and under the new rules host-smu and base, are bundles of RPMs: tar files in\n"
+        "/install_repo/gl/verdalis/ whose names begin with the package's. They are unpacked in /install_repo/tmp/,\n"
+        "whose content is deleted first. A dry run unpacks elsewhere.\n\n"
+        "The first nodes get a location profile of their own. Later, nodes can only join a location profile that has\n"
+        "the package; if none has it, all location profiles get it. If that gives the package to other nodes than "
+        "those\n"
+        "that were asked for, the command fails, unless --join is given.\n\n"
+        "Examples:\n"
+        "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
+        "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");
+    add->callback([options] { run(*options); });
+}

@@ -1,0 +1,145 @@
+#include "profile/findings.h"
+#include "profile/options.h"
+#include "profile/repository.h"
+#include "safety/journal.h"
+#include "safety/lock.h"
+#include "subcommands/commands.h"
+#include "subcommands/places.h"
+#include "json/profile_json.h"
+
+#include <cstdio>
+#include <map>
+#include <set>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct Check {
+    std::vector<Finding> findings;
+    std::size_t profiles = 0; // that exist
+
+    void add(const Selector &place)
+    {
+        const Inspection inspected = inspect(place);
+        profiles += inspected.exists ? 1 : 0;
+        findings.insert(findings.end(), inspected.findings.begin(), inspected.findings.end());
+    }
+};
+
+// Files among the profiles that belong to none: anything in the directory of an SDR; elsewhere, what is named like a
+// profile.
+void check_directories(Check &check, const std::vector<Selector> &places)
+{
+    std::set<fs::path> known;
+    std::map<fs::path, bool> directories = {{scope_directory(true), false}}; // is it that of an SDR?
+    for (const Selector &place : places) {
+        for (const fs::path &file : place.files()) {
+            known.insert(file);
+        }
+        directories.emplace(place.files().front().parent_path(), verd_vm_type_has_sdr(place.vm_type));
+    }
+    for (const auto &[directory, is_sdr] : directories) {
+        std::error_code error;
+        for (const fs::directory_entry &entry : fs::directory_iterator(directory, error)) {
+            const std::string name = entry.path().filename();
+            const bool is_suspect =
+                is_sdr ? name != "qx_boot_active" : name.find("swprofile-") > 1 && name.find("swprofile-") != name.npos;
+            if (!known.contains(entry.path()) && is_suspect) {
+                check.findings.push_back({"unknown-file", entry.path(), "belongs to no profile"});
+            }
+        }
+        if (error && error != std::errc::no_such_file_or_directory) {
+            throw Failure(FAILED, "cannot read " + directory.string(), {error.message()});
+        }
+    }
+}
+
+// Every subcommand undoes an interrupted change if it may; this one could not.
+void check_journals(Check &check)
+{
+    for (const bool is_local : {false, true}) {
+        if (Journal(scope_directory(is_local)).is_open()) {
+            check.findings.push_back(
+                {"unfinished-change", scope_directory(is_local), "a change was interrupted and is not undone yet"});
+        }
+    }
+}
+
+void check_repository(Check &check)
+{
+    const std::vector<Selector> places = all_places([&](const fs::path &path) {
+        check.findings.push_back({"not-an-sdr", path, "not the directory of an SDR"});
+    });
+    for (const Selector &place : places) {
+        check.add(place);
+    }
+    check_directories(check, places);
+    check_journals(check);
+}
+
+void print(const Check &check, bool is_json)
+{
+    if (is_json) {
+        Json findings = Json::array();
+        for (const Finding &finding : check.findings) {
+            findings.push_back(
+                {{"code", finding.code}, {"path", text_json(finding.path.c_str())}, {"finding", finding.text}});
+        }
+        print_json({{"profile_count", check.profiles}, {"findings", findings}});
+        return;
+    }
+    for (const Finding &finding : check.findings) {
+        std::printf("%s\n", text_of(finding).c_str());
+    }
+    if (check.findings.empty()) {
+        std::printf("%zu profile%s checked, nothing found\n", check.profiles, check.profiles == 1 ? "" : "s");
+    }
+}
+
+void run(const PlaceFilter &filter, bool is_json)
+{
+    use_answer_codes();
+    const ReadLock lock;
+    Check check;
+    if (!filter.is_restricted()) {
+        check_repository(check);
+    } else {
+        for (const Selector &place : filter.places()) {
+            check.add(place);
+        }
+        if (check.profiles == 0 && check.findings.empty()) {
+            throw Failure(NO_PROFILE, "there is no such profile", {}, "swprofile list");
+        }
+    }
+    print(check, is_json);
+    answer(check.findings.empty());
+}
+
+} // namespace
+
+void add_check(CLI::App &command)
+{
+    struct Options {
+        PlaceFilter filter;
+        bool is_json = false;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App *const check =
+        command.add_subcommand("check", "List inconsistencies. Exit code 0: nothing found, 1: something found");
+    options->filter.add_options(*check);
+    add_json_option(*check, options->is_json);
+    add_wait_options(*check);
+    check->footer(
+        "Checks every profile of the repository, or every one that the options select. Codes of findings in JSON:\n"
+        "  empty not-regular damaged unreadable other-identity service-pack-names marks-without-service-pack\n"
+        "  twin-missing twin-differs twin-left-over copy-missing copy-differs copy-left-over\n"
+        "and of the whole repository: unknown-file not-an-sdr unfinished-change.\n"
+        "'repair' removes the findings about twins, flat copies and marks.\n\n"
+        "Examples:\n"
+        "  swprofile check\n"
+        "  swprofile check --state active\n"
+        "  swprofile check --json | jq -r '.findings[].path'");
+    check->callback([options] { run(options->filter, options->is_json); });
+}

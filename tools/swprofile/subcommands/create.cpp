@@ -1,0 +1,293 @@
+#include "profile/difference.h"
+#include "profile/findings.h"
+#include "profile/names.h"
+#include "profile/options.h"
+#include "safety/change.h"
+#include "subcommands/commands.h"
+#include "json/read_json.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <set>
+#include <sstream>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct NamedList {
+    std::string name;
+    std::vector<std::string> rpms;
+};
+
+struct Options {
+    Selector selector;
+    std::optional<std::string> file; // of --from
+    std::string image;
+    std::string image_aux_name;
+    std::vector<std::string> image_rpms;
+    std::string version;
+    std::string lv_name;
+    std::vector<NamedList> packages;
+    std::vector<NamedList> sp_packages;
+    std::vector<NamedList> service_packs;
+    bool is_single_initrd_supported = false;
+    bool is_replacing = false;
+    bool is_dry_run = false;
+};
+
+void set_text(Json &json, const char *key, const std::string &text)
+{
+    if (!text.empty()) {
+        json[key] = text;
+    }
+}
+
+void append(Json &json, const char *key, const std::vector<std::string> &texts)
+{
+    for (const std::string &text : texts) {
+        json[key].push_back(text);
+    }
+}
+
+void append(Json &json, const char *key, const std::vector<NamedList> &lists, const Json &common)
+{
+    for (const NamedList &list : lists) {
+        Json element = common;
+        element["name"] = list.name;
+        append(element, "rpms", list.rpms);
+        json[key].push_back(element);
+    }
+}
+
+// Options override what a file says, or are added to its lists.
+void apply_options(const Options &options, Json &json)
+{
+    set_text(json["image"], "name", fs::path(options.image).filename());
+    set_text(json["image"], "aux_name", options.image_aux_name);
+    append(json["image"], "rpms", options.image_rpms);
+    if (json["image"].is_null()) {
+        json.erase("image");
+    }
+    set_text(json, "version", options.version);
+    set_text(json, "lv_name", options.lv_name);
+    const std::string base = package_type_text(VERD_SWP_PKG_BASE);
+    append(json, "packages", options.packages, {{"type", base}});
+    append(json, "packages", options.sp_packages, {{"type", base}, {"service_pack_member", true}});
+    append(json, "service_packs", options.service_packs, Json::object());
+    if (options.is_single_initrd_supported) {
+        json["single_initrd"] = true;
+    }
+}
+
+// The names of service packs, if they are missing, are those of the details.
+void add_names(Json &json)
+{
+    if (json.contains("service_packs") && !json.contains("service_pack_names")) {
+        Json names = Json::array();
+        for (const Json &pack : json["service_packs"]) {
+            names.push_back(pack.is_object() && pack.contains("name") ? pack["name"] : Json());
+        }
+        json["service_pack_names"] = names;
+    }
+}
+
+void check_unique(const std::string &what, const std::vector<NamedList> &lists, const std::vector<NamedList> &more = {})
+{
+    std::set<std::string> names;
+    std::vector<NamedList> all = lists;
+    all.insert(all.end(), more.begin(), more.end());
+    for (const NamedList &list : all) {
+        if (!names.insert(list.name).second) {
+            throw Failure(INVALID_DATA, "the " + what + " is given twice", {list.name});
+        }
+    }
+}
+
+void check(const Options &options)
+{
+    check_unique("package", options.packages, options.sp_packages);
+    check_unique("service pack", options.service_packs);
+    if (options.sp_packages.empty() != options.service_packs.empty()) {
+        throw Failure(INVALID_DATA,
+                      options.sp_packages.empty() ? "service packs need a package that is a member"
+                                                  : "a member of a service pack needs its service pack",
+                      {"give both --sp-package and --service-pack"});
+    }
+    const fs::path image = options.image;
+    std::error_code error;
+    if (!image.empty() && !name_fault(image.filename()).empty()) {
+        throw Failure(INVALID_DATA, "cannot use the name of the image", {name_fault(image.filename())});
+    }
+    if (image.has_parent_path() && (!fs::is_regular_file(image, error) || fs::file_size(image, error) == 0)) {
+        throw Failure(INVALID_DATA, "the image is missing or empty: " + shown(image.c_str()));
+    }
+}
+
+// The profile to be stored; the place that a file names becomes that of the options, unless they give another one.
+Profile build_profile(const CLI::App &command, Options &options)
+{
+    check(options);
+    Json json = Json::object();
+    Place place;
+    if (options.file) {
+        json = read_json(*options.file);
+        profile_of(json, *options.file, place); // rejects what is no profile
+    }
+    apply_options(options, json);
+    add_names(json);
+    Profile profile = profile_of(json, options.file.value_or("options"), place);
+    Selector &selector = options.selector;
+    selector.sdr = is_given(command, "--sdr") ? selector.sdr : place.sdr.value_or(selector.sdr);
+    selector.vm_type = is_given(command, "--vm") ? selector.vm_type : place.vm_type.value_or(selector.vm_type);
+    selector.state = is_given(command, "--state") ? selector.state : place.state.value_or(selector.state);
+    if (!is_given(command, "--local") && !is_given(command, "--global")) {
+        selector.is_local = place.is_local.value_or(selector.is_local);
+    }
+    inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
+    if (sdr.sw_profile.image.name == nullptr) {
+        throw Failure(USAGE, "no image given", {"give --image, or an \"image\" with a \"name\" in the file"});
+    }
+    if (!inst_swp_package_has_pkg_type(&sdr.sw_profile.image)) {
+        inst_swp_package_set_pkg_type(&sdr.sw_profile.image, 0);
+    }
+    inst_sw_profile_sdr_set_vm_type(&sdr, selector.vm_type);
+    if (verd_vm_type_has_sdr(selector.vm_type)) {
+        inst_sw_profile_sdr_set_sdr_key(&sdr, strdup(selector.sdr.c_str()));
+    }
+    return profile;
+}
+
+// Without a file, the library's own creation runs. It also copies optional packages.
+uint64_t create(const Options &options, inst_sw_profile_sdr_ext &profile)
+{
+    inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
+    inst_sw_profile_info &body = sdr.sw_profile;
+    serv_packs packs = {};
+    serv_packs_set_service_packs(&packs, body.sp_details, body.sp_details_count);
+    std::string image = options.image;
+    swprofile_create_request request = {};
+    request.sdr_key = sdr.sdr_key;
+    request.is_local = options.selector.is_local;
+    request.part_type = static_cast<uint32_t>(options.selector.state);
+    request.lv_name = body.lv_name;
+    request.image = image.data();
+    request.image_rpms = body.image.files;
+    request.num_image_rpms = body.image.files_count;
+    request.vm_type = sdr.vm_type;
+    request.version = body.version;
+    request.image_aux_name = body.image.aux_name;
+    request.packages = body.packages;
+    request.packages_count = body.packages_count;
+    request.serv_packs = body.sp_details_count == 0 ? nullptr : &packs;
+    request.is_single_initrd_supported = body.is_single_initrd_supported;
+    return inst_ldpath_create_sdr_swprofile(&request);
+}
+
+void check_existing(const Options &options, const Inspection &existing)
+{
+    const Selector &selector = options.selector;
+    if (!existing.exists) {
+        return;
+    }
+    const bool is_empty = existing.profile == nullptr && existing.findings.front().code == "empty";
+    if (!options.is_replacing && !is_empty) {
+        throw Failure(FAILED, "the " + selector.describe() + " exists already",
+                      {selector.path(), "--replace replaces it"}, selector.command("show"));
+    }
+    selector.note_shared(existing.profile);
+}
+
+void run(const CLI::App &command, Options &options)
+{
+    const Profile profile = build_profile(command, options);
+    const Selector &selector = options.selector;
+    Change change(selector, options.is_dry_run);
+    selector.check_writable();
+    const Inspection existing = inspect(selector);
+    check_existing(options, existing);
+    change.run("create the " + selector.describe(), {selector}, [&](ErrorText &error) {
+        return !options.file ? create(options, *profile)
+                             : inst_ldpath_store_sdr_swprofile(profile.get(), selector.is_local, selector.state,
+                                                               nullptr, selector.vm_type, error.slot());
+    });
+    std::printf("%s the %s\n%s\n", options.is_dry_run ? "would create" : "created", selector.describe().c_str(),
+                selector.path().c_str());
+    if (existing.profile != nullptr) {
+        print_differences(differences(*existing.profile, *profile));
+    }
+}
+
+// Adds an option of the form "NAME" or "NAME=RPM,RPM,...", repeated for each name.
+void add_named_list_option(CLI::App &create, std::vector<NamedList> &lists, const std::string &option,
+                           std::string (*fault_of)(const std::string &), const std::string &help)
+{
+    create
+        .add_option_function<std::vector<std::string>>(
+            option,
+            [&lists, option, fault_of](const std::vector<std::string> &texts) {
+                for (const std::string &text : texts) {
+                    const std::size_t equals = text.find('=');
+                    NamedList list = {text.substr(0, equals), {}};
+                    std::string fault = fault_of(list.name);
+                    std::istringstream rpms(equals == text.npos ? "" : text.substr(equals + 1));
+                    for (std::string rpm; std::getline(rpms, rpm, ',');) {
+                        fault = fault.empty() ? name_fault(rpm) : fault;
+                        list.rpms.push_back(rpm);
+                    }
+                    if (!fault.empty()) {
+                        throw CLI::ValidationError(option, fault);
+                    }
+                    lists.push_back(list);
+                }
+            },
+            help)
+        ->allow_extra_args(false)
+        ->type_name("NAME[=RPM,...]");
+}
+
+} // namespace
+
+void add_create(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App *const create = command.add_subcommand("create", "Create a profile and store it");
+    create
+        ->add_option("--from", options->file,
+                     "JSON file such as 'show --json' prints, or - for standard input; command-line options override "
+                     "it, and packages and service packs are added to its own")
+        ->type_name("FILE");
+    add_selector_options(*create, options->selector);
+    create
+        ->add_option("--image", options->image,
+                     "image file; only its name is recorded. If you give a path, the file must exist")
+        ->check(text_fault);
+    create->add_option("--image-rpm", options->image_rpms, "an RPM inside the image; repeat for each")
+        ->allow_extra_args(false)
+        ->check(name_fault);
+    create->add_option("--image-aux-name", options->image_aux_name, "a second name of the image")->check(name_fault);
+    create->add_option("--version", options->version, "version of the software")->check(text_fault);
+    create->add_option("--lv", options->lv_name, "logical volume that contains the software")->check(name_fault);
+    add_named_list_option(*create, options->packages, "--package", package_fault,
+                          "a package and its RPM files; repeat for each");
+    add_named_list_option(*create, options->sp_packages, "--sp-package", package_fault,
+                          "the same, for a member of a service pack");
+    add_named_list_option(*create, options->service_packs, "--service-pack", name_fault,
+                          "a service pack and the RPMs that it delivers; repeat for each");
+    create->add_flag("--single-initrd", options->is_single_initrd_supported, "the software supports a single initrd");
+    create->add_flag("--replace", options->is_replacing, "replace an existing profile");
+    add_change_options(*create, options->is_dry_run);
+    create->footer(
+        "--from accepts everything that 'show --json' prints, location profiles included, so its output is a backup.\n"
+        "Without --from, packages are first copied from /misc/disk1/usb/opt_pkgs to /install_repo/gl/qx/, if the "
+        "former\n"
+        "exists. swprofile(1) documents the JSON fields.\n\n"
+        "Examples:\n"
+        "  swprofile create --image /images/qx-image-1.4.0.iso --version 1.4.0 --state prepared\n"
+        "  swprofile create --image qx-image-1.4.0.iso --package qx-routing-1.4.0-r1=qx-routing-1.4.0-r1.rpm\n"
+        "  swprofile show --json | swprofile create --from - --state prepared");
+    create->callback([options, create] { run(*create, *options); });
+}

@@ -1,0 +1,114 @@
+#include "subcommands/edit.h"
+
+#include "profile/arrays.h"
+#include "profile/findings.h"
+#include "profile/names.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace
+{
+
+// Under the new rules, the library splits every name of the body, and fails without naming the one that it cannot
+// split.
+void check_names(const Selector &selector, const inst_sw_profile_info &body)
+{
+    const std::span<char *> rpms = array_of(body.image, inst_swp_package_get_files);
+    std::vector<const char *> names(rpms.begin(), rpms.end());
+    std::ranges::transform(packages_of(body), std::back_inserter(names), &inst_swp_package::name);
+    for (const char *const name : names) {
+        if (name != nullptr && !is_name_version_release(name)) {
+            throw Failure(INVALID_DATA, "the new package rules need names of the form name-version-release",
+                          {"the " + selector.describe() + " has '" + shown(name) + "'"},
+                          selector.command("remove " + shown(name)));
+        }
+    }
+}
+
+// The differences of all stores: in a dry run, each store starts from the profile on disk.
+void add_differences(std::vector<Difference> &all, const std::vector<Difference> &added)
+{
+    for (const Difference &difference : added) {
+        const bool is_known = std::any_of(
+            all.begin(), all.end(), [&](const Difference &known) { return text_of(known) == text_of(difference); });
+        if (!is_known) {
+            all.push_back(difference);
+        }
+    }
+}
+
+// Without differences, prints that nothing changes.
+void print_result(const EditOptions &options, const std::vector<Difference> &result)
+{
+    const char *const verb = result.empty() ? (options.is_dry_run ? "would change nothing in" : "nothing changes in")
+                             : options.is_dry_run ? "would change"
+                                                  : "changed";
+    std::printf("%s the %s\n", verb, options.selector.describe().c_str());
+    print_differences(result);
+}
+
+} // namespace
+
+void add_edit_options(CLI::App &command, EditOptions &options)
+{
+    add_selector_options(command, options.selector);
+    add_change_options(command, options.is_dry_run);
+}
+
+void add_rule_options(CLI::App &command, EditOptions &options, const std::string &service_packs_help)
+{
+    CLI::Option *const new_format =
+        command.add_flag("--new-format", options.is_new_format, "apply the new package rules");
+    command.add_option("--service-packs", options.service_pack_file, service_packs_help)
+        ->type_name("FILE")
+        ->needs(new_format);
+}
+
+void add_ignore_missing_option(CLI::App &command, EditOptions &options)
+{
+    command.add_flag("--ignore-missing", options.ignores_missing, "succeed even if there is nothing to do");
+}
+
+void run_edit(const Edit &edit)
+{
+    const EditOptions &options = edit.options;
+    const Selector &selector = options.selector;
+    Change change(selector, options.is_dry_run);
+    const Profile before = fetch_own(selector);
+    selector.check_writable();
+    const ServicePacks packs = options.service_pack_file ? read_service_packs(*options.service_pack_file) : nullptr;
+    if (options.is_new_format && edit.adds_package) {
+        check_names(selector, before->sdr_sw_profile.sw_profile);
+    }
+    if (edit.check) {
+        edit.check(*before, packs.get());
+    }
+    std::vector<Difference> result;
+    change.before_each_store([&](inst_sw_profile_sdr_ext &record) {
+        if (edit.look) {
+            edit.look(*before, record);
+        }
+        const std::vector<Difference> found = differences(*before, record);
+        if (options.is_dry_run) {
+            add_differences(result, found);
+        } else {
+            result = found; // of the last store, before which the others are
+        }
+    });
+    g_inst_pkg_fmt_info.is_new_format = options.is_new_format ? 1 : 0;
+    change.run(edit.what + " the " + selector.describe(), {selector},
+               [&](ErrorText &error) { return edit.operation(packs.get(), error); });
+    if (result.empty() && edit.nothing && !options.ignores_missing) {
+        throw Failure(*edit.nothing);
+    }
+    print_result(options, result);
+}
+
+void unmark_after_last_service_pack(const inst_sw_profile_sdr_ext &before, inst_sw_profile_sdr_ext &after)
+{
+    const inst_sw_profile_info &body = before.sdr_sw_profile.sw_profile;
+    if (!service_packs_of(body).empty() || !service_pack_names_of(body).empty()) {
+        clear_marks_without_service_pack(after);
+    }
+}

@@ -1,0 +1,50 @@
+// What the subcommands that edit a stored profile have in common.
+#pragma once
+
+#include "profile/difference.h"
+#include "profile/options.h"
+#include "safety/change.h"
+#include "json/read_json.h"
+
+#include <functional>
+#include <string>
+
+struct EditOptions {
+    Selector selector;
+    bool is_new_format = false; // the new package rules
+    bool is_dry_run = false;
+    bool ignores_missing = false; // is it no failure if nothing changes?
+    std::optional<std::string> service_pack_file;
+};
+
+// Adds the selecting options, --dry-run and those about waiting.
+void add_edit_options(CLI::App &command, EditOptions &options);
+
+// --service-packs takes effect under the new package rules only.
+void add_rule_options(CLI::App &command, EditOptions &options, const std::string &service_packs_help);
+
+void add_ignore_missing_option(CLI::App &command, EditOptions &options);
+
+// An edit of a stored profile. `what` completes "cannot ... the active QX profile".
+struct Edit {
+    const EditOptions &options;
+    std::string what;
+    bool adds_package; // then the new rules split all names of the profile
+
+    // Calls the library with the service packs of the file; null if there are none.
+    std::function<uint64_t(serv_packs *, ErrorText &)> operation;
+
+    // Sees the profile before it is fetched again by the operation, and the record that is about to be stored; each may
+    // reject it by a Failure.
+    std::function<void(const inst_sw_profile_sdr_ext &before, serv_packs *)> check = {};
+    std::function<void(const inst_sw_profile_sdr_ext &before, inst_sw_profile_sdr_ext &after)> look = {};
+
+    // The failure if nothing changes, unless that is ignored. Without one, nothing to do is no failure.
+    std::optional<Failure> nothing = std::nullopt;
+};
+
+// Runs the edit and prints the differences that it has made, or would make in a dry run.
+void run_edit(const Edit &edit);
+
+// Unmarks all packages if the last service pack has been removed: the library leaves some of them marked.
+void unmark_after_last_service_pack(const inst_sw_profile_sdr_ext &before, inst_sw_profile_sdr_ext &after);

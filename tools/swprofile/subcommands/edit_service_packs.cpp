@@ -1,0 +1,91 @@
+#include "profile/arrays.h"
+#include "profile/names.h"
+#include "subcommands/commands.h"
+#include "subcommands/edit.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+
+bool has_service_pack(const inst_sw_profile_sdr_ext &profile, const char *name)
+{
+    return std::ranges::any_of(service_packs_of(profile.sdr_sw_profile.sw_profile), [name](const sp_detail &detail) {
+        return detail.sp_name != nullptr && std::strcmp(detail.sp_name, name) == 0;
+    });
+}
+
+void check_existing(const Selector &selector, const inst_sw_profile_sdr_ext &profile, const serv_packs *packs)
+{
+    for (const service_pack &removed : service_packs_of(packs)) {
+        if (!has_service_pack(profile, removed.sp_name)) {
+            throw Failure(FAILED,
+                          "there is no service pack " + shown(removed.sp_name) + " in the " + selector.describe(), {},
+                          selector.command("service-packs"));
+        }
+    }
+}
+
+void add(const EditOptions &options)
+{
+    const Selector &selector = options.selector;
+    Edit edit = {options, "add service packs to", false, [&](serv_packs *packs, ErrorText &) {
+                     return inst_ldpath_add_swprofile_sps(selector.sdr.c_str(), selector.is_local, selector.state,
+                                                          selector.vm_type, reinterpret_cast<uint64_t>(packs));
+                 }};
+    edit.nothing = Failure(
+        FAILED, "nothing to add to the " + selector.describe(),
+        {"no package of the profile is part of the name of an RPM of the service packs, or they are recorded already"},
+        selector.command("packages"));
+    run_edit(edit);
+}
+
+void remove(const EditOptions &options)
+{
+    const Selector &selector = options.selector;
+    Edit edit = {options, "remove service packs from", false, [&](serv_packs *packs, ErrorText &) {
+                     return inst_ldpath_remove_swprofile_sps(selector.sdr.c_str(), selector.is_local, selector.state,
+                                                             selector.vm_type, packs);
+                 }};
+    edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *packs) {
+        if (!options.ignores_missing) {
+            check_existing(selector, before, packs);
+        }
+    };
+    edit.look = unmark_after_last_service_pack;
+    run_edit(edit);
+}
+
+void add_subcommand(CLI::App &command, const char *name, const char *help, void (*run)(const EditOptions &))
+{
+    const auto options = std::make_shared<EditOptions>();
+    options->is_new_format = true; // the old package rules know no service packs
+    CLI::App *const subcommand = command.add_subcommand(name, help);
+    subcommand
+        ->add_option("FILE", options->service_pack_file,
+                     "JSON: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1.x86_64.rpm\"]}]")
+        ->required();
+    add_ignore_missing_option(*subcommand, *options);
+    add_edit_options(*subcommand, *options);
+    subcommand->footer(std::string("Example:\n  swprofile service-pack ") + name + " packs.json --dry-run");
+    subcommand->callback([options, run] { run(*options); });
+}
+
+} // namespace
+
+void add_service_pack(CLI::App &command)
+{
+    CLI::App *const pack =
+        command.add_subcommand("service-pack", "Record that service packs were installed or removed");
+    pack->require_subcommand(1);
+    add_subcommand(*pack, "add", "Record service packs, and mark their packages", add);
+    add_subcommand(*pack, "remove", "Remove service packs, and unmark what no other one delivers", remove);
+    pack->footer(
+        "A package is marked if its name is part of the name of one of the RPMs; nothing is recorded if no package\n"
+        "of the profile is. Removing one service pack unmarks third-party and host-OS packages only; removing the\n"
+        "last one unmarks all packages.\n\n"
+        "Examples:\n"
+        "  swprofile service-pack add packs.json --dry-run\n"
+        "  swprofile service-packs --json | jq .service_packs >packs.json");
+}

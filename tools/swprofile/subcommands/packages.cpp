@@ -1,0 +1,166 @@
+// The subcommands that print the image or packages of a profile.
+#include "profile/names.h"
+#include "profile/options.h"
+#include "profile/string_list.h"
+#include "safety/lock.h"
+#include "subcommands/commands.h"
+
+#include <cstdio>
+
+namespace
+{
+
+// As the library numbers them.
+enum Filter : uint32_t { HOST_SMUS = 0, NO_HOST_SMUS = 1, ALL = 2, NO_MEMBERS = 4 };
+
+struct Options {
+    Selector selector;
+    std::string package;
+    Filter filter = ALL;
+    bool skips_flagged = false;
+    bool is_json = false;
+};
+
+void print_image(const Options &options)
+{
+    const Profile profile = options.selector.fetch();
+    char *name = nullptr;
+    const uint64_t rc = inst_ldpath_get_swprofile_image(profile.get(), &name);
+    if (rc == INST_RC_NO_MEMORY) {
+        throw failure_of(rc, "cannot read the image");
+    }
+    if (name == nullptr) {
+        throw Failure(INVALID_DATA, "the " + options.selector.describe() + " has no image name");
+    }
+    std::printf("%s\n", shown(name).c_str());
+    std::free(name);
+}
+
+void print_packages(const Options &options)
+{
+    const Profile profile = options.selector.fetch();
+    char *image = nullptr;
+    StringList names;
+    const uint64_t rc = inst_ldpath_get_swprofile_img_pkgs(profile.get(), &image, &names.list, &names.count,
+                                                           options.filter, options.skips_flagged, nullptr);
+    std::free(image);
+    if (rc != 0) {
+        throw rc == INST_RC_INVALID_ARG
+            ? Failure(INVALID_DATA, "the image or a package of the " + options.selector.describe() + " has no name")
+            : failure_of(rc, "cannot list the packages");
+    }
+    print_list(names, "names", options.is_json);
+}
+
+bool find_rpms(const Selector &active, const std::string &name, StringList &rpms)
+{
+    uint8_t is_found = 0;
+    ErrorText error;
+    const uint64_t rc = inst_swp_get_package_rpms(active.sdr.c_str(), active.is_local, active.state, active.vm_type,
+                                                  name.c_str(), &is_found, &rpms.list, &rpms.count, error.slot());
+    if (rc != 0) {
+        throw active.fetch_failure(rc, error);
+    }
+    return is_found != 0;
+}
+
+void print_rpms(const Options &options)
+{
+    const Selector &active = options.selector;
+    active.check_readable();
+    StringList rpms;
+    std::string bare = options.package; // most stored names have no architecture
+    instcomm_strip_arch_from_package_name(bare.data());
+    if (!find_rpms(active, options.package, rpms) && !find_rpms(active, bare.c_str(), rpms)) {
+        throw Failure(FAILED, "there is no " + shown(bare.c_str()) + " in the " + active.describe(), {},
+                      active.command("packages"));
+    }
+    if (rpms.count == 0) {
+        note("no RPMs are recorded for it");
+    }
+    print_list(rpms, "rpms", options.is_json);
+}
+
+void answer_has(const Options &options)
+{
+    use_answer_codes();
+    const Selector &active = options.selector;
+    active.check_readable();
+    uint8_t is_present = 0;
+    const uint64_t rc = inst_swp_is_pkg_present(active.sdr.c_str(), active.is_local, active.state, active.vm_type,
+                                                options.package.c_str(), &is_present);
+    if (rc != 0) {
+        throw active.fetch_failure(rc, ErrorText());
+    }
+    std::printf("%s\n", is_present != 0 ? "yes" : "no");
+    answer(is_present != 0);
+}
+
+// Adds a subcommand that reads one profile. Those that name a package look at the active profile.
+CLI::App *add_query(CLI::App &command, const std::shared_ptr<Options> &options, const char *name, const char *help,
+                    const char *package_help, void (*run)(const Options &))
+{
+    CLI::App *const subcommand = command.add_subcommand(name, help);
+    if (package_help == nullptr) {
+        add_selector_options(*subcommand, options->selector);
+    } else {
+        subcommand->add_option("PACKAGE", options->package, package_help)->required()->check(name_fault);
+        add_profile_options(*subcommand, options->selector);
+    }
+    add_wait_options(*subcommand);
+    subcommand->callback([options, run] {
+        const ReadLock lock(options->selector.is_local);
+        run(*options);
+    });
+    return subcommand;
+}
+
+} // namespace
+
+void add_image(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    add_query(command, options, "image", "Print the name of a profile's image", nullptr, print_image)
+        ->footer("Example:\n"
+                 "  swprofile image --state prepared");
+}
+
+void add_packages(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App *const packages =
+        add_query(command, options, "packages", "Print the names of a profile's packages", nullptr, print_packages);
+    const auto add_filter = [&](const char *flag, Filter filter, const char *help) {
+        return packages->add_flag_callback(
+            flag, [options, filter] { options->filter = filter; }, help);
+    };
+    CLI::Option *const only = add_filter("--host-smus", HOST_SMUS, "host SMUs only");
+    CLI::Option *const none = add_filter("--no-host-smus", NO_HOST_SMUS, "all except host SMUs")->excludes(only);
+    add_filter("--no-members", NO_MEMBERS, "no members of service packs")->excludes(only)->excludes(none);
+    packages->add_flag("--skip-flagged", options->skips_flagged, "no packages that are marked to be skipped");
+    add_json_option(*packages, options->is_json);
+    packages->footer("In the order in which they were added.\n\n"
+                     "Examples:\n"
+                     "  swprofile packages\n"
+                     "  swprofile packages --vm admin --no-members\n"
+                     "  swprofile packages --state prepared --json | jq '.names | length'");
+}
+
+void add_rpms(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App *const rpms = add_query(command, options, "rpms", "Print the RPM files of an active package",
+                                     "name-version-release", print_rpms);
+    add_json_option(*rpms, options->is_json);
+    rpms->footer("Example:\n"
+                 "  swprofile rpms qx-routing-1.4.0-r1");
+}
+
+void add_has(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    add_query(command, options, "has", "Is a package active? Exit code 0: yes, 1: no",
+              "its name as stored; an architecture suffix is ignored", answer_has)
+        ->footer("Example:\n"
+                 "  if swprofile has qx-routing-1.4.0-r1 >/dev/null; then echo it runs; fi");
+}

@@ -1,0 +1,98 @@
+#include "profile/arrays.h"
+#include "profile/names.h"
+#include "profile/options.h"
+#include "profile/string_list.h"
+#include "profile/table.h"
+#include "safety/lock.h"
+#include "subcommands/commands.h"
+#include "json/read_json.h"
+
+#include <cstdio>
+
+namespace
+{
+
+struct Options {
+    Selector selector;
+    bool is_all = false;
+    bool includes_committed = false;
+    bool is_json = false;
+};
+
+void print_packs(std::span<service_pack> packs, bool is_json)
+{
+    if (is_json) {
+        Json json = Json::array();
+        for (const service_pack &pack : packs) {
+            json.push_back(service_pack_json(pack));
+        }
+        print_json({{"service_packs", json}});
+    } else if (packs.empty()) {
+        std::printf("no service packs\n");
+    } else {
+        std::vector<TableRow> rows = {{"SERVICE PACK", "RPMS"}};
+        for (const service_pack &pack : packs) {
+            rows.push_back({shown(pack.sp_name), std::to_string(pack.sp_rpms_count)});
+        }
+        std::printf("%s", format_table(rows).c_str());
+    }
+}
+
+void run_one(const Options &options)
+{
+    const ReadLock lock(options.selector.is_local);
+    const Profile profile = options.selector.fetch();
+    StringList names;
+    serv_packs *set = nullptr;
+    ErrorText error;
+    const uint64_t rc = inst_ldpath_get_swprofile_sps(profile.get(), &names.list, &names.count, &set, error.slot());
+    const ServicePacks owner(set);
+    const std::span<service_pack> packs = service_packs_of(set);
+    if (rc != 0) {
+        throw rc == INST_RC_INVALID_ARG
+            ? Failure(INVALID_DATA, "a service pack of the " + options.selector.describe() + " has no name")
+            : failure_of(rc, "cannot list the service packs", error);
+    }
+    print_packs(packs, options.is_json);
+}
+
+void run_all(const Options &options)
+{
+    const ReadLock lock;
+    const Selector &selector = options.selector;
+    StringList names;
+    const uint64_t rc =
+        inst_ldpath_get_all_swprofile_sps(selector.sdr.c_str(), options.includes_committed, &names.list, &names.count);
+    if (rc == INSTMGR_RC_SWPROFILE_NOT_FOUND) {
+        throw Failure(NO_PROFILE, "a required profile is missing",
+                      {"the global QX profile of " + selector.sdr + " and the global Admin profile, active" +
+                       (options.includes_committed ? " and committed" : "")},
+                      "swprofile list");
+    }
+    if (rc != 0) {
+        throw failure_of(rc, "cannot list the service packs");
+    }
+    print_list(names, "names", options.is_json);
+}
+
+} // namespace
+
+void add_service_packs(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App *const packs = command.add_subcommand("service-packs", "List the service packs of a profile, or all");
+    add_selector_options(*packs, options->selector);
+    CLI::Option *const all = packs->add_flag("--all", options->is_all,
+                                             "the names of those installed anywhere in the SDR: active QX and Admin");
+    for (const char *const flag : {"--vm", "--state", "--local", "--global"}) {
+        all->excludes(packs->get_option(flag));
+    }
+    packs->add_flag("--committed", options->includes_committed, "with --all: also the committed ones")->needs(all);
+    add_json_option(*packs, options->is_json);
+    add_wait_options(*packs);
+    packs->footer("Examples:\n"
+                  "  swprofile service-packs\n"
+                  "  swprofile service-packs --all --committed\n"
+                  "  swprofile service-packs --json | jq .service_packs >packs.json   # for add-for-nodes");
+    packs->callback([options] { options->is_all ? run_all(*options) : run_one(*options); });
+}

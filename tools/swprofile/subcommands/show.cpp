@@ -1,0 +1,105 @@
+#include "profile/names.h"
+#include "profile/nodes.h"
+#include "profile/options.h"
+#include "profile/table.h"
+#include "safety/lock.h"
+#include "subcommands/commands.h"
+#include "json/profile_json.h"
+
+#include <cstdio>
+
+namespace
+{
+
+struct Options {
+    Selector selector;
+    bool is_json = false;
+    bool is_text = false; // as in the twin
+};
+
+std::string count_of(uint32_t count, const char *noun)
+{
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+// A table after a blank line, unless it has a header only.
+void print_section(const std::vector<TableRow> &rows)
+{
+    if (rows.size() > 1) {
+        std::printf("\n%s", format_table(rows).c_str());
+    }
+}
+
+void print_packages(const inst_sw_profile_info &body)
+{
+    std::vector<TableRow> rows = {{"PACKAGE", "TYPE", "SP", "RPMS"}};
+    for (const inst_swp_package &package : packages_of(body)) {
+        rows.push_back({shown(package.name), package_type_text(package.pkg_type), package.is_sp_pkg != 0 ? "yes" : "-",
+                        std::to_string(package.files_count)});
+    }
+    print_section(rows);
+}
+
+void print_service_packs(const inst_sw_profile_info &body)
+{
+    std::vector<TableRow> rows = {{"SERVICE PACK", "RPMS"}};
+    for (const sp_detail &pack : service_packs_of(body)) {
+        rows.push_back({shown(pack.sp_name), std::to_string(pack.sp_rpms_count)});
+    }
+    print_section(rows);
+}
+
+void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
+{
+    const inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
+    const inst_sw_profile_info &body = sdr.sw_profile;
+    std::printf("%s\n\n", selector.describe().c_str());
+    std::printf("%s",
+                format_table({{"File", selector.path()},
+                              {"VM type", verd_vm_type_name(sdr.vm_type)},
+                              {"Image", shown(body.image.name) + "  (" + count_of(body.image.files_count, "RPM") + ")"},
+                              {"Version", shown(body.version)},
+                              {"Volume", shown(body.lv_name)},
+                              {"Content", count_of(body.packages_count, "package") + ", " +
+                                              count_of(body.sp_details_count, "service pack") + ", " +
+                                              count_of(sdr.loc_profiles_count, "location profile")}})
+                    .c_str());
+    print_packages(body);
+    print_service_packs(body);
+    for (const inst_sw_profile_loc &location : locations_of(profile)) {
+        std::printf("\nOn nodes %s: image %s\n", nodes_text(nodes_of(location)).c_str(),
+                    shown(location.sw_profile.image.name).c_str());
+        print_packages(location.sw_profile);
+    }
+}
+
+void run(const Options &options)
+{
+    const ReadLock lock(options.selector.is_local);
+    const Profile profile = options.selector.fetch();
+    if (options.is_json) {
+        print_json(profile_json(*profile, options.selector));
+    } else if (options.is_text) {
+        std::fputs(rendered_text(*profile).c_str(), stdout);
+    } else {
+        print_human(*profile, options.selector);
+    }
+}
+
+} // namespace
+
+void add_show(CLI::App &command)
+{
+    const auto options = std::make_shared<Options>();
+    CLI::App *const show = command.add_subcommand("show", "Show a profile");
+    add_selector_options(*show, options->selector);
+    add_json_option(*show, options->is_json);
+    show->add_flag("--text", options->is_text, "print every field, as the text twin does")
+        ->excludes(show->get_option("--json"));
+    add_wait_options(*show);
+    show->footer("Examples:\n"
+                 "  swprofile show\n"
+                 "  swprofile show --vm admin --local --state committed\n"
+                 "  swprofile show --json | jq -r '.packages[].name'");
+    show->callback([options] { run(*options); });
+}
