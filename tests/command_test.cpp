@@ -276,7 +276,8 @@ TEST_F(CommandTest, Edits)
         {"service-pack add /tmp/sp1.json", "~ package qx-tp-ssh-1-1: Service pack member: no -> yes\n"
                                            "~ package b-tp-1-1: Service pack member: no -> yes\n+ service pack SP1\n"},
         {"service-pack add /tmp/sp2.json", "+ service pack SP2\n"},
-        {"service-pack remove /tmp/sp1.json", "~ package b-tp-1-1: Service pack member: yes -> no\n- service pack SP1\n"},
+        {"service-pack remove /tmp/sp1.json",
+         "~ package b-tp-1-1: Service pack member: yes -> no\n- service pack SP1\n"},
         {"remove y-hostos-2-1.x86_64 --new-format", "- package y-hostos-2-1\n"},
         {"remove b-tp-1-1 --new-format --service-packs /tmp/sp2.json",
          "~ package qx-tp-ssh-1-1: Service pack member: yes -> no\n- package b-tp-1-1\n- service pack SP2\n"},

@@ -76,6 +76,14 @@ TEST_F(CreateTest, RefusedRequests)
     tell_create("too large a body");
 }
 
+TEST_F(CreateTest, AServicePackWithoutAName)
+{
+    packs[1].sp_name = nullptr;
+    EXPECT_EQ(inst_ldpath_create_sdr_swprofile(&request), INST_RC_INVALID_ARG);
+    EXPECT_EQ(hooks::lines().back(), "Error! Service pack 1 has no name");
+    EXPECT_FALSE(fs::exists(active_bin));
+}
+
 TEST_F(CreateTest, AServicePackNameThatCantBeCopied)
 {
     const std::string message = "SPERROR: FUNC: inst_ldpath_create_sdr_swprofile LINE: 2175 strdup failed ";

@@ -252,6 +252,21 @@ TEST_F(EditTest, Removing)
     EXPECT_EQ(body().image.files, nullptr);
 }
 
+// A caller that passes no count cannot know of names, and would not free them.
+TEST_F(EditTest, WithoutACountNoNamesAreStored)
+{
+    for (const bool is_new_format : {false, true}) {
+        g_inst_pkg_fmt_info.is_new_format = is_new_format ? 1 : 0;
+        forget_body();
+        put_package(body(), new_package("smu-1-1", {}, 5));
+        char *superseded[8] = {};
+        EXPECT_EQ(inst_ldpath_add_pkg_in_swp(&body(), strdup("smu-2-1"), 0, nullptr, 0, VERD_PKG_HOST_SMU, superseded,
+                                             nullptr, 0, 0, nullptr),
+                  0U);
+        EXPECT_EQ(superseded[0], nullptr);
+    }
+}
+
 TEST_F(EditTest, NullArguments)
 {
     given({new_package("smu-1-1", {}, 5)});

@@ -1,5 +1,6 @@
 // What operations make of functions that somebody has put before the library's and the platform's own, and which hand
 // out nothing.
+#include "support/bodies.h"
 #include "support/repository_test.h"
 
 namespace
@@ -51,6 +52,56 @@ TEST_F(InterposedTest, NoProfile)
                                          nullptr, nullptr, text);
     });
     EXPECT_EQ(is_found, 7);
+}
+
+TEST_F(InterposedTest, NoTwin)
+{
+    given_active_profile();
+    const Fetched profile = {new_full_profile()};
+    const std::vector<std::function<uint64_t()>> calls = {
+        [&] { return store(profile.ptr); },
+        [] { return inst_ldpath_swp_copy("default-sdr", 0, VERD_VM_QX, VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, nullptr); },
+        [&] { return inst_ldpath_delete_swprofile_file(active_bin.c_str()); },
+    };
+    for (const auto &call : calls) {
+        hooks::loses_twin = true;
+        EXPECT_EQ(call(), INST_RC_FAILED);
+    }
+}
+
+TEST_F(InterposedTest, NoAdminProfile)
+{
+    const Fetched profile = {new_full_profile()};
+    ASSERT_EQ(inst_write_sdr_swprofile_to_file2(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, profile.ptr, nullptr), 0U);
+    uint8_t answer = 7;
+    hooks::loses_profile = true; // the global one; there is no local one
+    EXPECT_EQ(instmgr_cmp_sw_version(1, 2, 3, "1", &answer), INSTMGR_RC_ERRNO(ENOENT));
+    EXPECT_EQ(answer, 1);
+    ASSERT_EQ(inst_write_sdr_swprofile_to_file2(nullptr, 1, VERD_SWP_ACTIVE, VERD_VM_ADMIN, profile.ptr, nullptr), 0U);
+    fs::remove("/install_repo/gl/instdb/kelo-master-swprofile-active.bin");
+    hooks::loses_profile = true; // the local one
+    EXPECT_EQ(instmgr_check_node_in_loc_mswp(1, 2, 3, &answer), INST_RC_FAILED);
+    EXPECT_EQ(answer, 0);
+}
+
+TEST_F(InterposedTest, NamesOfServicePacksWithoutDetails)
+{
+    g_inst_pkg_fmt_info.is_new_format = 1;
+    const ServicePacks packs{{"SP1", {"a-1-1"}}, {"SP2", {"b-1-1"}}};
+    const Fetched profile = {static_cast<inst_sw_profile_sdr_ext *>(std::calloc(1, sizeof(inst_sw_profile_sdr_ext)))};
+    const auto add = [&](const char *package, bool loses_details) {
+        hooks::loses_details = loses_details;
+        char *const name = strdup(package);
+        const uint64_t rc = inst_ldpath_add_pkg_in_swp(&profile.body(), name, 0, nullptr, 0, VERD_PKG_BASE, nullptr,
+                                                       nullptr, 0, packs.source(), nullptr);
+        if (rc != 0) {
+            std::free(name);
+        }
+        return rc;
+    };
+    EXPECT_EQ(add("a-1-1", true), INST_RC_FAILED); // no service packs yet
+    EXPECT_EQ(add("a-1-1", false), 0U);
+    EXPECT_EQ(add("b-1-1", true), INST_RC_FAILED);
 }
 
 TEST_F(InterposedTest, NoComparison)

@@ -230,6 +230,39 @@ TEST_F(LocationProfileTest, Failures)
          [](char **) { return inst_ldpath_add_pkg_location(nullptr, 0, 2, VERD_VM_QX, nullptr, 0, "a-1-1", 0, 8, 0); });
 }
 
+// When memory runs out, nodes that should join a location either do, or the result or the log says that they do not.
+TEST_F(LocationProfileTest, MemoryRunsOutWhileNodesJoin)
+{
+    const std::vector<inst_node_loc> first = nodes({1});
+    const std::vector<inst_node_loc> second = nodes({2});
+    const auto add_for = [&](const inst_node_loc &node) {
+        return inst_ldpath_add_pkg_location("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, "a-1-1", 0,
+                                            VERD_PKG_BASE, 0);
+    };
+    bool has_fired = true;
+    for (int nth = 1; has_fired; ++nth) {
+        given({});
+        ASSERT_EQ(add_for(first[0]), 0U);
+        hooks::reset();
+        hooks::fail(hooks::ALLOCATION, nth);
+        const uint64_t rc = add_for(second[0]);
+        has_fired = hooks::orders[hooks::ALLOCATION].fired;
+        hooks::disarm();
+        Fetched profile;
+        if (rc != 0 || fetch(profile) != 0) { // a store without memory to verify the file removes it
+            continue;
+        }
+        const bool is_joined = profile.ptr->sdr_sw_profile.loc_profiles[0].node_locs_count == 2;
+        const Lines lines = hooks::lines();
+        const bool is_reported = std::any_of(lines.begin(), lines.end(), [](const std::string &line) {
+            return line.starts_with("Failed to allocate memory for replace_pkgs") ||
+                   line.starts_with("Error! Failed to add package in swp.") ||
+                   line.find("Failed to store SW profile") != std::string::npos;
+        });
+        EXPECT_TRUE(is_joined || is_reported) << nth;
+    }
+}
+
 TEST_F(LocationProfileTest, AMarkerEndsTheProcess)
 {
     given({});

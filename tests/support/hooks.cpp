@@ -84,6 +84,8 @@ void reset()
     corrupts_reads = false;
     before_read = nullptr;
     loses_detail = false;
+    loses_details = false;
+    loses_twin = false;
     loses_path = false;
     loses_profile = false;
 }
@@ -176,6 +178,12 @@ extern "C" uint64_t instcomm_get_sp_names_from_rpm(uint64_t source, const char *
     if (std::exchange(loses_detail, false) && rc == 0) {
         zeld_sp_detail_free_ext(&(*details)[*count - 1], std::free);
     }
+    if (std::exchange(loses_details, false) && rc == 0) {
+        for (uint32_t i = 0; i < *count; ++i) {
+            zeld_sp_detail_free_ext(&(*details)[i], std::free);
+        }
+        std::free(std::exchange(*details, nullptr));
+    }
     return rc;
 }
 
@@ -190,12 +198,22 @@ extern "C" uint64_t inst_get_sdr_swprofile_file(const char *key, char **path, ui
     return rc;
 }
 
+extern "C" uint64_t inst_get_sdr_swprofile_txt_file(const char *bin, char **path, char **text)
+{
+    static auto *const original = next<decltype(inst_get_sdr_swprofile_txt_file)>("inst_get_sdr_swprofile_txt_file");
+    const uint64_t rc = original(bin, path, text);
+    if (std::exchange(loses_twin, false) && rc == 0) {
+        std::free(std::exchange(*path, nullptr));
+    }
+    return rc;
+}
+
 extern "C" uint64_t inst_ldpath_get_swprofile(const char *key, uint8_t is_local, int32_t state, uint32_t vm_type,
                                               inst_sw_profile_sdr_ext **profile, char **text)
 {
     static auto *const original = next<decltype(inst_ldpath_get_swprofile)>("inst_ldpath_get_swprofile");
     const uint64_t rc = original(key, is_local, state, vm_type, profile, text);
-    if (std::exchange(loses_profile, false) && rc == 0) {
+    if (rc == 0 && std::exchange(loses_profile, false)) {
         inst_ldpath_free_swprofile_ext(profile);
     }
     return rc;

@@ -68,6 +68,8 @@ inline std::size_t allocated; // bytes asked for
 inline bool corrupts_reads;   // changes a byte of whatever is read
 inline std::function<void()> before_read;
 inline bool loses_detail;  // the next search for service packs hands out a name without its detail
+inline bool loses_details; // the next search for service packs hands out names only
+inline bool loses_twin;    // the next naming of a text twin succeeds without a path
 inline bool loses_path;    // the next naming of a profile file succeeds without a path
 inline bool loses_profile; // the next fetch of any profile succeeds without one
 

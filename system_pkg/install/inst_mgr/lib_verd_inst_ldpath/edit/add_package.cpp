@@ -146,8 +146,8 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
     if (rc != 0) {
         return rc;
     }
-    // Names that the caller couldn't count are not told.
-    Findings findings = {is_new_format && replace_count == nullptr ? nullptr : replace_list};
+    // Without replace_count the caller cannot know how many names were stored, so none are.
+    Findings findings = {replace_count == nullptr ? nullptr : replace_list};
     rc = find_superseded(body, package, is_new_format ? &base : nullptr, findings, text);
     if ((is_new_format || findings.count != 0) && replace_list != nullptr && replace_count != nullptr) {
         *replace_count = findings.count;

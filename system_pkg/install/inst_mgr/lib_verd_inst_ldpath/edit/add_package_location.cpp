@@ -40,30 +40,52 @@ uint64_t unpack_bundle(Package &package)
     return rc;
 }
 
-// Adds copies of the package, which become the body's. `superseded` is to have room for all that it may supersede.
-uint64_t add_to_body(inst_sw_profile_info &body, const Package &package, OwnedStringList &superseded)
-{
-    Owned<char> name(strdup(package.name));
+// Copies that a body takes over when the package is added to it.
+struct Copies {
+    Owned<char> name;
     OwnedStringList files;
-    if (name.ptr == nullptr ||
-        inst_dup_string_list(package.files.count, package.files.list, &files.list, nullptr) != 0) {
+};
+
+uint64_t copy_package(const Package &package, Copies &copies)
+{
+    copies.name.ptr = strdup(package.name);
+    if (copies.name.ptr == nullptr ||
+        inst_dup_string_list(package.files.count, package.files.list, &copies.files.list, nullptr) != 0) {
         REPORT("Error! Can't allocate file_list\n");
         return INST_RC_NO_MEMORY;
     }
-    files.count = package.files.count;
+    copies.files.count = package.files.count;
+    return 0;
+}
+
+// `superseded` must have room for all that the package may supersede.
+uint64_t add_copies(inst_sw_profile_info &body, const Package &package, Copies &copies, OwnedStringList &superseded)
+{
     const uint64_t rc =
-        inst_ldpath_add_pkg_in_swp(&body, name.ptr, files.count, files.list, package.value, package.type,
-                                   superseded.list, &superseded.count, 0, package.sp_source, nullptr);
+        inst_ldpath_add_pkg_in_swp(&body, copies.name.ptr, copies.files.count, copies.files.list, package.value,
+                                   package.type, superseded.list, &superseded.count, 0, package.sp_source, nullptr);
     if (rc == 0) {
-        static_cast<void>(name.release());
-        files.list = nullptr;
+        static_cast<void>(copies.name.release());
+        copies.files.list = nullptr;
     }
     return rc;
 }
 
-// A location that has the package already gets the nodes; otherwise all locations have it in the end. An add that fails
-// leaves its location without the package; when there is no memory for the names of what it supersedes, the walk ends.
-// What has been added is stored. What the package supersedes in a location stays there.
+uint64_t add_to_body(inst_sw_profile_info &body, const Package &package, OwnedStringList &superseded)
+{
+    Copies copies;
+    const uint64_t rc = copy_package(package, copies);
+    return rc != 0 ? rc : add_copies(body, package, copies, superseded);
+}
+
+void report_failed_add(uint64_t rc)
+{
+    REPORT("Error! Failed to add package in swp.  %lx\n ", rc);
+}
+
+// If a location has the package already, it gets the nodes, and the walk ends. Otherwise every location gets the
+// package, except those whose add fails. Without memory for the names that the package supersedes, the walk ends, and
+// what was added is stored. Superseded packages stay in their locations.
 uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const Package &package, NodeList &nodes, bool &is_duplicate)
 {
     inst_sw_profile_loc *locations = nullptr;
@@ -73,17 +95,22 @@ uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const Package &package, Node
         if (make_replacement_list(superseded, locations[i].sw_profile) != 0) {
             return 0;
         }
-        is_duplicate = add_to_body(locations[i].sw_profile, package, superseded) == INSTMGR_DUP_SWPROFILE_PKG;
+        // Without copies, nobody knows whether this is the location that the nodes should join.
+        Copies copies;
+        uint64_t rc = copy_package(package, copies);
+        if (rc != 0) {
+            return rc;
+        }
+        rc = add_copies(locations[i].sw_profile, package, copies, superseded);
+        is_duplicate = rc == INSTMGR_DUP_SWPROFILE_PKG;
         if (is_duplicate) {
             return append_nodes(locations[i], nodes);
         }
+        if (rc == INST_RC_NO_MEMORY) { // the adding itself reports its other failures
+            report_failed_add(rc);
+        }
     }
     return 0;
-}
-
-void report_failed_add(uint64_t rc)
-{
-    REPORT("Error! Failed to add package in swp.  %lx\n ", rc);
 }
 
 // The first location profile. Its body is empty, so that nothing is there already, nor superseded.

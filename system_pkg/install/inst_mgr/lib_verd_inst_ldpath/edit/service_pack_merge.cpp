@@ -52,6 +52,10 @@ uint64_t take_all(const ServicePackLists &added, const MergeMessages &messages, 
         return INST_RC_NO_MEMORY;
     }
     for (uint32_t i = 0; i < added.count; ++i) {
+        if (added.details == nullptr) {
+            messages.detail_missing(added.names[i], text);
+            return INST_RC_FAILED;
+        }
         bool detail_copied = false;
         if (!append(merged, added.names[i], &added.details[i], detail_copied)) {
             if (!detail_copied) {
@@ -87,7 +91,7 @@ uint64_t append_new(char *const *names, uint32_t count, const ServicePackLists &
                     ServicePackLists &merged, char **text)
 {
     DetailIndex index;
-    if (!build_index(index, added.details, added.count)) {
+    if (!build_index(index, added.details, added.details == nullptr ? 0 : added.count)) {
         return INST_RC_NO_MEMORY;
     }
     for (uint32_t i = 0; i < count; ++i) {
@@ -118,6 +122,9 @@ uint64_t add_to_those_of_body(const inst_sw_profile_info &body, const ServicePac
     uint64_t rc = instcomm_match_lists(added.names, added.count, names, count, &new_names.ptr, &new_count);
     if (rc != 0) {
         return rc;
+    }
+    if (new_names.ptr == nullptr) {
+        new_count = 0;
     }
     if (new_count != 0) {
         messages.new_names(new_names.ptr, new_count);

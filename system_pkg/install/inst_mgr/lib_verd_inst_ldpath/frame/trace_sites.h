@@ -28,7 +28,7 @@ inline constexpr FileSites FILES[] = {
     {"text_writer", 4},
     {"reader", 10},
     {"store", 13},
-    {"create", 16},
+    {"create", 17},
     {"delete", 10},
     {"promote", 9},
     {"copy", 7},

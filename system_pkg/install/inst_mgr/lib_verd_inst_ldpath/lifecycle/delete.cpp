@@ -24,7 +24,7 @@ uint64_t delete_files(const char *swprofile_file)
     remove_if_there(swprofile_file);
     Owned<char> twin;
     Owned<char> text;
-    uint64_t rc = inst_get_sdr_swprofile_txt_file(swprofile_file, &twin.ptr, &text.ptr);
+    uint64_t rc = name_twin(swprofile_file, &twin.ptr, &text.ptr);
     if (rc != 0) {
         REPORT("Error! inst_get_sdr_swprofile_txt_file failed, %lx\n", rc);
         return rc;

@@ -4,6 +4,7 @@
 #include "lifecycle/remove_file.h"
 #include "location/existence.h"
 #include "location/flat_copy.h"
+#include "location/path_text.h"
 #include "verd_inst_ldpath.h"
 
 #include <cerrno>
@@ -13,9 +14,9 @@ namespace
 
 constexpr std::size_t COMMAND_SIZE = 200;
 
-uint64_t name_twin(StateFiles &files, const TransitionMessages &messages, char **text)
+uint64_t name_twin_of(StateFiles &files, const TransitionMessages &messages, char **text)
 {
-    const uint64_t rc = inst_get_sdr_swprofile_txt_file(files.bin.ptr, &files.twin.ptr, text);
+    const uint64_t rc = name_twin(files.bin.ptr, &files.twin.ptr, text);
     if (rc != 0) {
         messages.no_twin_name(files, rc, text);
     }
@@ -96,9 +97,9 @@ uint64_t transfer_in_shell(const char *from, const char *to, const TransitionMes
 
 uint64_t transfer_companions(Transition &transition, const TransitionMessages &messages, char **text)
 {
-    uint64_t rc = name_twin(transition.to, messages, text);
+    uint64_t rc = name_twin_of(transition.to, messages, text);
     if (rc == 0) {
-        rc = name_twin(transition.from, messages, text);
+        rc = name_twin_of(transition.from, messages, text);
     }
     if (rc == 0) {
         rc = transfer_twin(transition, messages, text);

@@ -15,3 +15,9 @@ uint64_t copy_path(const char *path, char **copy_p, std::size_t spare)
     **copy_p = '\0'; // some callers use what a refused copy leaves
     return strncpy_s(*copy_p, length + 1, path, length) == 0 ? 0 : INST_RC_INVALID_ARG;
 }
+
+uint64_t name_twin(const char *bin_path, char **twin_p, char **text)
+{
+    const uint64_t rc = inst_get_sdr_swprofile_txt_file(bin_path, twin_p, text);
+    return rc == 0 && *twin_p == nullptr ? INST_RC_FAILED : rc;
+}

@@ -109,6 +109,18 @@ uint64_t copy_optional_packages(const inst_swp_package *packages, uint32_t count
     return 0;
 }
 
+// A service pack without a name would be recorded, but every query of the profile's service packs would fail.
+bool have_names(const serv_packs &source)
+{
+    for (uint32_t i = 0; source.service_packs != nullptr && i < source.service_packs_count; ++i) {
+        if (source.service_packs[i].sp_name == nullptr) {
+            REPORT("Error! Service pack %u has no name\n", i);
+            return false;
+        }
+    }
+    return true;
+}
+
 // Records the service packs: their details as they are, their names in copies, which `names` owns. A result that has
 // failed already ends this once they are made.
 uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &source, uint64_t rc, OwnedStringList &names)
@@ -123,7 +135,7 @@ uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &sour
     }
     names.count = count;
     for (uint32_t i = 0; i < count; ++i) {
-        if (packs[i].sp_name != nullptr && (names.list[i] = strdup(packs[i].sp_name)) == nullptr) {
+        if ((names.list[i] = strdup(packs[i].sp_name)) == nullptr) {
             REPORT("SPERROR: FUNC: %s LINE: %d strdup failed \n", CREATE, STRDUP_LINE);
             return INSTMGR_RC_NO_MEMORY;
         }
@@ -183,6 +195,9 @@ uint64_t create_profile(const swprofile_create_request &request)
     fill_record(profile.sdr_sw_profile, request, counts);
     const bool has_service_packs =
         has_service_pack_package(request.packages, counts.packages) && request.serv_packs != nullptr;
+    if (has_service_packs && !have_names(*request.serv_packs)) {
+        return INST_RC_INVALID_ARG;
+    }
 
     REPORT("Adding initial packages to SWP\n");
     inst_sw_profile_info_set_packages(&body, request.packages, counts.packages);

@@ -3,6 +3,7 @@
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "location/flat_copy.h"
+#include "location/path_text.h"
 #include "persist/binary_writer.h"
 #include "persist/encode_buffer.h"
 #include "persist/text_writer.h"
@@ -95,7 +96,7 @@ uint64_t make_flat_copies(const char *bin_path, char **text)
         return rc;
     }
     Owned<char> txt_path;
-    rc = inst_get_sdr_swprofile_txt_file(bin_path, &txt_path.ptr, text);
+    rc = name_twin(bin_path, &txt_path.ptr, text);
     if (rc != 0) {
         REPORT("Error! inst_get_sdr_swprofile_txt_file failed, %lx\n", rc);
         error_text_add(text, "Failed to get SDR software profile txt file\n");

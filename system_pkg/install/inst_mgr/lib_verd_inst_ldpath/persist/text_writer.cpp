@@ -4,6 +4,7 @@
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "frame/report.h"
+#include "location/path_text.h"
 
 #include <cstring>
 #include <unistd.h>
@@ -31,7 +32,7 @@ uint64_t write_twin(const char *bin_file_path, const inst_sw_profile_sdr_ext *pr
         return INST_RC_INVALID_ARG;
     }
     Owned<char> path;
-    uint64_t rc = inst_get_sdr_swprofile_txt_file(bin_file_path, &path.ptr, text);
+    uint64_t rc = name_twin(bin_file_path, &path.ptr, text);
     if (rc != 0) {
         REPORT("Error! inst_get_sdr_swprofile_txt_file failed, %lx\n", rc);
         error_text_add(text, "Failed to get QX software profile txt file\n");

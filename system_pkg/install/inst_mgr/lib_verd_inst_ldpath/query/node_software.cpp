@@ -21,12 +21,15 @@ uint64_t fetch_admin_master(const char *function, StoredProfile &profile)
 {
     Owned<char> text;
     uint64_t rc = inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, &text.ptr);
-    if (rc == 0) {
+    if (rc == 0 && profile.record != nullptr) {
         return 0;
     }
     REPORT("WARNING! %s inst_ldpath_get_swprofile failed to get Master SWP, trying with local SWP, %lx\n", function,
            rc);
     rc = inst_ldpath_get_swprofile(nullptr, 1, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, &text.ptr);
+    if (rc == 0 && profile.record == nullptr) { // a function that interposes it found nothing
+        rc = INST_RC_FAILED;
+    }
     if (rc != 0) {
         REPORT("Error! %s inst_ldpath_get_swprofile failed to get Local SWP, %lx\n", function, rc);
     }

@@ -55,7 +55,11 @@ bool is_tagged(const Package &package)
 
 uint64_t get_rpms(const serv_packs *sp_list, OwnedStringList &rpms)
 {
-    return instcomm_get_rpms_from_sp_list(sp_list, &rpms.list, &rpms.count, 0, 0);
+    const uint64_t rc = instcomm_get_rpms_from_sp_list(sp_list, &rpms.list, &rpms.count, 0, 0);
+    if (rpms.list == nullptr) {
+        rpms.count = 0;
+    }
+    return rc;
 }
 
 // Nothing to do under the old package rules, or without packages.
@@ -238,7 +242,7 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
         REPORT("Error: Removing active sp rpms\n");
         return rc;
     }
-    if (unique_count == 0) {
+    if (unique.ptr == nullptr || unique_count == 0) {
         REPORT("INFO: No rpms to be un-tagged\n");
         return 0;
     }
