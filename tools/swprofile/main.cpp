@@ -1,6 +1,7 @@
 // swprofile: looks after software profiles from a terminal or a script.
 #include "profile/failure.h"
 #include "profile/names.h"
+#include "safety/change.h"
 #include "subcommands/commands.h"
 
 #include "verd_inst_ldpath.h"
@@ -54,9 +55,11 @@ void check_subcommand(const CLI::App &command, int argc, char **argv)
 }
 
 // Subcommands run while the command line is parsed.
-int run(CLI::App &command, int argc, char **argv)
+int run(int argc, char **argv)
 {
+    CLI::App command("Create, examine and change software profiles, the records of what each VM runs.", "swprofile");
     try {
+        describe_command(command);
         check_subcommand(command, argc, argv);
         command.parse(argc, argv);
         return DONE;
@@ -79,11 +82,10 @@ int main(int argc, char **argv)
     if (rc != 0) {
         return report(failure_of(rc, "cannot start"));
     }
-    CLI::App command("Create, examine and change software profiles, the records of what each VM runs.", "swprofile");
-    describe_command(command);
-    const int code = run(command, argc, argv);
+    const int code = run(argc, argv);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        return report(Failure(FAILED, "cannot write to standard output"));
+        const std::vector<std::string> done(Change::is_done() ? 1 : 0, "the change is done");
+        return report(Failure(FAILED, "cannot write to standard output", done));
     }
     return code;
 }

@@ -140,5 +140,12 @@ void print_json(const Json &json)
 {
     Json whole = {{"schema", JSON_SCHEMA}};
     whole.update(json);
-    std::printf("%s\n", whole.dump(2, ' ', true, Json::error_handler_t::replace).c_str());
+    std::string text;
+    try {
+        text = whole.dump(2, ' ', true);
+    } catch (const Json::exception &) {
+        note("bytes that are not UTF-8 are printed as U+FFFD");
+        text = whole.dump(2, ' ', true, Json::error_handler_t::replace);
+    }
+    std::printf("%s\n", text.c_str());
 }

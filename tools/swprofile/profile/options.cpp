@@ -3,15 +3,22 @@
 #include "profile/names.h"
 
 #include <charconv>
-#include <span>
 #include <utility>
 
 namespace
 {
 
-bool is_meant(const std::string &text, const char *name, int64_t value)
+using Names = std::vector<std::pair<std::string, uint32_t>>;
+
+// A name or its number, in upper or lower case; a dash may replace a blank.
+std::optional<uint32_t> find_name(const Names &names, const std::string &text)
 {
-    return option_name(text) == option_name(name) || text == std::to_string(value);
+    for (const auto &[name, number] : names) {
+        if (option_name(text) == option_name(name) || text == std::to_string(number)) {
+            return number;
+        }
+    }
+    return std::nullopt;
 }
 
 // An option whose text is parsed; `values` lists what it takes.
@@ -42,55 +49,44 @@ std::string vm_type_values()
     return values;
 }
 
-std::optional<uint32_t> parse_number(const std::string &text)
+// A name, or any number.
+std::optional<uint32_t> parse_type(const Names &names, const std::string &text)
 {
     uint32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+    const bool is_number = error == std::errc() && end == text.data() + text.size();
+    return is_number ? std::optional(number) : find_name(names, text);
 }
 
-using TypeName = std::pair<const char *, uint32_t>;
-
-std::optional<uint32_t> parse_type(std::span<const TypeName> names, const std::string &text)
-{
-    for (const auto &[name, type] : names) {
-        if (text == name) {
-            return type;
-        }
-    }
-    return parse_number(text);
-}
-
-constexpr TypeName PACKAGE_TYPES[] = {
+const Names PACKAGE_TYPES = {
     {"base", VERD_SWP_PKG_BASE}, {"kernel", VERD_SWP_PKG_KERNEL}, {"host-smu", VERD_SWP_PKG_HOST_SMU}};
-constexpr TypeName INSTALL_TYPES[] = {
-    {"smu", VERD_PKG_SMU}, {"host-smu", VERD_PKG_HOST_SMU}, {"kernel", VERD_PKG_KERNEL}, {"base", VERD_PKG_BASE}};
 
 std::optional<uint32_t> parse_install_type(const std::string &text)
 {
-    return parse_type(INSTALL_TYPES, text);
+    return parse_type(
+        {{"smu", VERD_PKG_SMU}, {"host-smu", VERD_PKG_HOST_SMU}, {"kernel", VERD_PKG_KERNEL}, {"base", VERD_PKG_BASE}},
+        text);
 }
 
 } // namespace
 
 std::optional<uint32_t> parse_vm_type(const std::string &text)
 {
+    Names names;
     for (uint32_t number = 1; verd_find_vm_type(number) != nullptr; ++number) {
-        if (is_meant(text, verd_vm_type_name(number), number)) {
-            return number;
-        }
+        names.emplace_back(verd_vm_type_name(number), number);
     }
-    return std::nullopt;
+    return find_name(names, text);
 }
 
 std::optional<int32_t> parse_state(const std::string &text)
 {
+    Names names;
     for (const int32_t state : STATES) {
-        if (is_meant(text, verd_state_name(state), state)) {
-            return state;
-        }
+        names.emplace_back(verd_state_name(state), state);
     }
-    return std::nullopt;
+    const std::optional<uint32_t> state = find_name(names, text);
+    return state ? std::optional(static_cast<int32_t>(*state)) : std::nullopt;
 }
 
 std::string package_type_text(uint32_t type)

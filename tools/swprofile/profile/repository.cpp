@@ -2,7 +2,6 @@
 
 #include "profile/names.h"
 
-#include <algorithm>
 #include <fstream>
 #include <set>
 #include <sstream>

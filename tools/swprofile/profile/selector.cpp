@@ -2,9 +2,6 @@
 
 #include "profile/names.h"
 
-#include <cctype>
-#include <utility>
-
 namespace fs = std::filesystem;
 
 namespace

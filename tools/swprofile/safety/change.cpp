@@ -18,23 +18,18 @@ namespace
 constexpr std::size_t TWIN_HEADER_SIZE = 256; // at most: title, time, and the name of the program
 
 Change *current_change = nullptr;
+bool is_any_done = false;
 
 bool is_below(const fs::path &file, const fs::path &directory)
 {
     return file.lexically_normal().string().starts_with(directory.string() + "/");
 }
 
-// The bytes by which the files grow when this record is stored: .bin, twin, and their flat copies.
-uint64_t growth_of(const std::vector<fs::path> &files, const inst_sw_profile_sdr_ext &record)
+std::string encoding_of(const inst_sw_profile_sdr_ext &record)
 {
-    const uint64_t sizes[] = {zeld_inst_sw_profile_sdr_ext_encode_ext(&record, nullptr, 0, 0, 0, 0),
-                              rendered_text(record).size() + TWIN_HEADER_SIZE};
-    uint64_t growth = 0;
-    for (std::size_t i = 0; i < files.size(); ++i) {
-        const uint64_t size = sizes[i % 2];
-        growth += size - std::min(size, size_of(files[i]));
-    }
-    return growth;
+    std::string bytes(zeld_inst_sw_profile_sdr_ext_encode_ext(&record, nullptr, 0, 0, 0, 0), '\0');
+    zeld_inst_sw_profile_sdr_ext_encode_ext(&record, bytes.data(), static_cast<uint32_t>(bytes.size()), 0, 0, 0);
+    return bytes;
 }
 
 } // namespace
@@ -44,11 +39,14 @@ Change *Change::current()
     return current_change;
 }
 
+bool Change::is_done()
+{
+    return is_any_done;
+}
+
 Change::Change(const Selector &selector, bool is_dry, bool includes_local) : dry_run(is_dry)
 {
-    if (!dry_run) {
-        catch_signals();
-    }
+    catch_signals();
     if (!selector.is_local) {
         add_scope(false);
     }
@@ -74,7 +72,11 @@ void Change::add_scope(bool is_local)
         return;
     }
     const fs::path directory = scope_directory(is_local);
-    scopes.emplace_back(new Scope{directory, {is_local, LockMode::EXCLUSIVE}, Journal(directory)});
+    std::error_code error;
+    if (!fs::create_directories(directory, error) && error) {
+        throw Failure(FAILED, "cannot create " + directory.string(), {error.message()});
+    }
+    scopes.emplace_back(new Scope{directory, {directory, LockMode::EXCLUSIVE}, Journal(directory)});
     scopes.back()->journal.recover();
 }
 
@@ -91,11 +93,15 @@ void Change::run(const std::string &what, const std::vector<Selector> &changed, 
             throw failure_of(rc, "cannot " + what, error);
         }
         if (!dry_run) {
-            finish(changed);
+            finish(changed, error);
         }
     } catch (Failure &failure) {
         undo(failure);
         throw;
+    } catch (const std::exception &error) {
+        Failure failure(FAILED, "cannot " + what, {error.what()});
+        undo(failure);
+        throw failure;
     }
 }
 
@@ -127,6 +133,13 @@ void Change::check_space(const Scope &scope, const std::vector<fs::path> &files,
     }
 }
 
+void Change::expect(const Selector &selector, const std::string &encoding)
+{
+    const std::string checksum = checksum_of(encoding);
+    checksums[selector.files().front()] = checksum;
+    scopes.front()->journal.expect(checksum);
+}
+
 void Change::put_back(const fs::path &file)
 {
     for (const std::unique_ptr<Scope> &scope : scopes) {
@@ -144,25 +157,53 @@ uint64_t Change::prepare_store(const Selector &stored, inst_sw_profile_sdr_ext &
             looks(record);
         }
         if (!dry_run) {
-            const std::vector<fs::path> files = stored.files();
-            prepare(files, growth_of(files, record));
+            const std::string encoding = encoding_of(record);
+            prepare(stored.files(), growth(stored, encoding.size(), rendered_text(record).size() + TWIN_HEADER_SIZE));
+            expect(stored, encoding);
         }
         return 0;
     } catch (const Failure &failure) { // the library is no place for exceptions
         rejection = failure;
-        return INST_RC_FAILED;
+    } catch (const std::exception &error) {
+        rejection = Failure(FAILED, "cannot store the " + stored.describe(), {error.what()});
+    }
+    return INST_RC_FAILED;
+}
+
+uint64_t Change::growth(const Selector &target, uint64_t bin_size, uint64_t twin_size)
+{
+    uint64_t sum = 0;
+    bool is_bin = true;
+    for (const fs::path &file : target.files()) { // each of both once more as a flat copy
+        const uint64_t size = is_bin ? bin_size : twin_size;
+        sum += size - std::min(size, size_of(file));
+        is_bin = !is_bin;
+    }
+    return sum;
+}
+
+void Change::check_result(const Selector &changed, const ErrorText &error) const
+{
+    std::vector<std::string> details = error.entries();
+    const fs::path bin = changed.files().front();
+    const auto expected = checksums.find(bin);
+    if (expected != checksums.end() && checksum_of(content_of(bin)) != expected->second) {
+        details.push_back("does not have the new content: " + bin.string());
+        throw Failure(FAILED, "cannot store the " + changed.describe(), details);
+    }
+    for (const Finding &finding : inspect(changed).findings) {
+        if (is_about_files(finding)) {
+            details.push_back(text_of(finding));
+            throw Failure(FAILED, "cannot store the " + changed.describe(), details);
+        }
     }
 }
 
-void Change::finish(const std::vector<Selector> &changed)
+void Change::finish(const std::vector<Selector> &changed, const ErrorText &error)
 {
     std::set<fs::path> directories;
     for (const Selector &selector : changed) {
-        for (const Finding &finding : inspect(selector).findings) {
-            if (is_about_files(finding)) {
-                throw Failure(FAILED, "cannot store the " + selector.describe(), {text_of(finding)});
-            }
-        }
+        check_result(selector, error);
         for (const fs::path &file : selector.files()) {
             if (name_exists(file)) {
                 sync_file(file);
@@ -174,12 +215,14 @@ void Change::finish(const std::vector<Selector> &changed)
     }
     std::for_each(directories.begin(), directories.end(), sync_directory);
     fail_if_interrupted();
-    // The scope of the profile comes last: until it ends, the change is undone.
+    // The scope of the profile comes last: until it ends, the change is undone. If it cannot end, the local one has
+    // ended with flat copies that are as they were.
     std::for_each(scopes.rbegin(), scopes.rend(), [](const std::unique_ptr<Scope> &scope) {
         if (scope->journal.is_open()) {
             scope->journal.keep();
         }
     });
+    is_any_done = true;
 }
 
 void Change::undo(Failure &failure)
@@ -193,7 +236,7 @@ void Change::undo(Failure &failure)
                 scope->journal.undo();
             }
         }
-        failure.details.emplace_back("nothing was changed");
+        failure.details.emplace_back("no profile was changed");
     } catch (const Failure &second) {
         failure.details.emplace_back(second.what());
         failure.details.insert(failure.details.end(), second.details.begin(), second.details.end());

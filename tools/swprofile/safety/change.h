@@ -6,6 +6,7 @@
 #include "safety/lock.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -24,14 +25,22 @@ public:
     using Look = std::function<void(inst_sw_profile_sdr_ext &)>;
     void before_each_store(const Look &look) { looks = look; }
 
-    // Runs an operation of the library. If it succeeds, the files of the `changed` profiles must agree afterwards. If
-    // it fails, or a signal has arrived, all files are put back, and a Failure says so. `what` completes "cannot ...".
+    // Runs an operation of the library. If it succeeds, the files of the `changed` profiles must agree afterwards, and
+    // have the content that was expected. If it fails, or a signal has arrived, all files are put back, and a Failure
+    // says so. `what` completes "cannot ...".
     using Operation = std::function<uint64_t(ErrorText &)>;
     void run(const std::string &what, const std::vector<Selector> &changed, const Operation &operation);
 
     // Saves files that are about to change, after having checked that there is space for the copies and for `growth`
     // more bytes. Stores of records do it by themselves.
     void prepare(const std::vector<std::filesystem::path> &files, uint64_t growth);
+
+    // After prepare(): the encoding that the profile's file must have in the end. Stores of records do it by
+    // themselves.
+    void expect(const Selector &selector, const std::string &encoding);
+
+    // The bytes by which the files of a profile grow with a .bin file and a twin of these sizes.
+    static uint64_t growth(const Selector &target, uint64_t bin_size, uint64_t twin_size);
 
     // Puts a prepared file back as it was.
     void put_back(const std::filesystem::path &file);
@@ -45,24 +54,27 @@ public:
     std::filesystem::path unpack_directory;
 
     static Change *current(); // null if there is none
+    static bool is_done();    // has a change been completed?
 
 private:
     struct Scope {
         std::filesystem::path directory;
-        ScopeLock lock;
+        DirectoryLock lock;
         Journal journal;
     };
 
     void add_scope(bool is_local);
     void check_space(const Scope &scope, const std::vector<std::filesystem::path> &files, uint64_t growth) const;
-    void finish(const std::vector<Selector> &changed);
+    void check_result(const Selector &changed, const ErrorText &error) const;
+    void finish(const std::vector<Selector> &changed, const ErrorText &error);
     void undo(Failure &failure);
 
     const bool dry_run;
     Look looks;
     std::optional<Failure> rejection;
-    std::vector<std::unique_ptr<Scope>> scopes;
-    std::vector<ReadLock> read_locks; // of a dry run
+    std::map<std::filesystem::path, std::string> checksums; // that are expected
+    std::vector<std::unique_ptr<Scope>> scopes;             // that of the profile first
+    std::vector<ReadLock> read_locks;                       // of a dry run
 };
 
 // Adds --dry-run, --wait and --no-wait.

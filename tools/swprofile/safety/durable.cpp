@@ -3,6 +3,7 @@
 #include "profile/failure.h"
 #include "profile/repository.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -44,6 +45,20 @@ public:
         }
     }
 
+    std::string read() const
+    {
+        std::string content;
+        char block[65536];
+        for (ssize_t count = 1; count != 0;) {
+            count = ::read(fd, block, sizeof block);
+            if (count < 0 && errno != EINTR) {
+                fail("read", path);
+            }
+            content.append(block, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        }
+        return content;
+    }
+
     void sync() const
     {
         if (fsync(fd) != 0 && errno != EINVAL && errno != EROFS) { // file systems without it
@@ -77,17 +92,26 @@ void make_directory(const fs::path &directory)
 void copy_durably(const fs::path &from, const fs::path &to)
 {
     struct stat status = {};
-    if (stat(from.c_str(), &status) != 0) {
+    struct stat target = {};
+    if (lstat(from.c_str(), &status) != 0 || stat(to.parent_path().c_str(), &target) != 0) {
         fail("examine", from);
     }
-    const std::string content = content_of(from);
-    if (content.size() != static_cast<std::size_t>(status.st_size)) {
-        throw Failure(FAILED, "cannot read " + from.string());
+    if (!S_ISREG(status.st_mode)) { // opening a FIFO would block
+        throw Failure(FAILED, "not a regular file: " + from.string());
     }
+    if (status.st_dev != target.st_dev) { // the copy could not be renamed back
+        throw Failure(FAILED, "cannot save " + from.string(), {"on another file system than " + to.string()});
+    }
+    const std::string content = read_file(from);
     const File file(to, O_WRONLY | O_CREAT | O_EXCL);
     file.write(content);
     file.copy_attributes(status);
     file.sync();
+}
+
+std::string read_file(const fs::path &path)
+{
+    return File(path, O_RDONLY).read();
 }
 
 void write_durably(const fs::path &path, const std::string &content)
@@ -95,6 +119,15 @@ void write_durably(const fs::path &path, const std::string &content)
     const File file(path, O_WRONLY | O_CREAT | O_EXCL);
     file.write(content);
     file.sync();
+}
+
+void remove_durably(const fs::path &path)
+{
+    if (unlink(path.c_str()) == 0) {
+        sync_directory(path.parent_path());
+    } else if (errno != ENOENT) {
+        fail("remove", path);
+    }
 }
 
 void rename_file(const fs::path &from, const fs::path &to)

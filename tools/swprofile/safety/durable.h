@@ -1,4 +1,5 @@
-// File operations that have reached the disk when they return. Failures name the file and the cause.
+// File operations. Those that are called durable have reached the disk when they return. Failures name the file and the
+// cause.
 #pragma once
 
 #include <filesystem>
@@ -6,10 +7,13 @@
 
 void make_directory(const std::filesystem::path &directory); // only its owner may enter it
 
-// Copies content, owner, mode and times; the target must not exist.
+std::string read_file(const std::filesystem::path &file);
+
+// Copies content, owner, mode and times of a regular file within a file system; the target must not exist.
 void copy_durably(const std::filesystem::path &from, const std::filesystem::path &to);
 void write_durably(const std::filesystem::path &file, const std::string &content);
 
+void remove_durably(const std::filesystem::path &file);                               // if it exists
 void rename_file(const std::filesystem::path &from, const std::filesystem::path &to); // without syncing
 
 // Renames, and syncs both directories.

@@ -7,10 +7,14 @@
 
 #include "verd_inst_ldpath.h"
 
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdarg>
 #include <cstring>
 #include <dlfcn.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -20,6 +24,18 @@ namespace
 template <class Function> Function *next(const char *name)
 {
     return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+bool is_dry_run()
+{
+    return Change::current() != nullptr && Change::current()->is_dry_run();
+}
+
+// Why a shell command may have failed.
+int likely_error()
+{
+    struct statvfs system = {};
+    return statvfs(VERD_GLOBAL_DIRECTORY, &system) == 0 && system.f_bavail == 0 ? ENOSPC : EIO;
 }
 
 } // namespace
@@ -47,7 +63,7 @@ unsigned int sleep(unsigned int seconds)
 {
     using namespace std::chrono;
     const auto start = steady_clock::now();
-    bool is_reported = false;
+    static bool is_reported = false;
     while (caught_signal() == 0 && steady_clock::now() - start < std::chrono::seconds(seconds)) {
         std::this_thread::sleep_for(milliseconds(20));
         if (!is_reported && steady_clock::now() - start > std::chrono::seconds(1)) {
@@ -58,11 +74,33 @@ unsigned int sleep(unsigned int seconds)
     return 0;
 }
 
+// The library copies and moves files by shell commands. Here, a signal of the terminal does not end them: the operation
+// in hand finishes, and the signal, which system() would ignore meanwhile, undoes the change.
+int system(const char *command)
+{
+    if (is_dry_run()) {
+        return 0;
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            std::signal(signal, SIG_IGN);
+        }
+        execl("/bin/sh", "sh", "-c", command, nullptr);
+        _exit(127);
+    }
+    int status = -1;
+    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    errno = status == 0 ? 0 : likely_error();
+    return status;
+}
+
 // Before a bundle is unpacked, the library empties the work area and makes a directory there. A dry run must not touch
 // it, and unpacks elsewhere.
 uint64_t inst_runcmd_outbuff(char **out, uint32_t *out_size, const char *format, ...)
 {
-    if (Change::current() != nullptr && Change::current()->is_dry_run()) {
+    if (is_dry_run()) {
         return 0;
     }
     va_list arguments;
@@ -79,16 +117,15 @@ uint64_t inst_runcmd_outbuff(char **out, uint32_t *out_size, const char *format,
 char *mkdtemp(char *path_template) noexcept
 {
     constexpr char ELSEWHERE[] = "/tmp/swprofile.XXXXXX";
-    Change *const change = Change::current();
-    const bool is_elsewhere = change != nullptr && change->is_dry_run() &&
-                              std::strncmp(path_template, VERD_WORK_AREA, std::strlen(VERD_WORK_AREA)) == 0;
+    const bool is_elsewhere =
+        is_dry_run() && std::strncmp(path_template, VERD_WORK_AREA, std::strlen(VERD_WORK_AREA)) == 0;
     if (is_elsewhere) {
         static_assert(sizeof ELSEWHERE <= sizeof VERD_WORK_AREA + sizeof "smu.XXXXXX");
         std::memcpy(path_template, ELSEWHERE, sizeof ELSEWHERE);
     }
     char *const made = next<char *(char *)>("mkdtemp")(path_template);
     if (is_elsewhere && made != nullptr) {
-        change->unpack_directory = made;
+        Change::current()->unpack_directory = made;
     }
     return made;
 }

@@ -16,7 +16,7 @@ void catch_signals()
 {
     struct sigaction action = {};
     action.sa_handler = [](int signal) { caught = signal; };
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         struct sigaction before = {};
         if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
             sigaction(signal, &action, nullptr);

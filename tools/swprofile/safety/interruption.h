@@ -1,7 +1,7 @@
 // Signals that ask the command to end: they are remembered, so that a step ends and the change is undone.
 #pragma once
 
-// From now on, SIGINT, SIGTERM and SIGHUP are remembered, unless they are ignored.
+// From now on, SIGINT, SIGTERM, SIGHUP and SIGPIPE are remembered, unless they are ignored.
 void catch_signals();
 
 // The signal that has arrived, or 0.

@@ -1,13 +1,11 @@
 #include "safety/journal.h"
 
-#include "profile/failure.h"
 #include "profile/repository.h"
 #include "safety/durable.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
+#include <cstdlib>
+#include <set>
 #include <sstream>
 #include <unistd.h>
 
@@ -21,6 +19,8 @@ constexpr char NEW[] = ".swprofile-undo.new";
 constexpr char ENDED[] = ".swprofile-undo.ended";
 constexpr char LIST[] = "journal";
 constexpr char FIRST_LINE[] = "swprofile undo journal 1";
+constexpr char LAST_LINE[] = "end";
+constexpr char EXPECTED[] = "expected.";
 
 constexpr char RESTORE[] = "restore";
 constexpr char REMOVE[] = "remove";
@@ -36,11 +36,24 @@ std::vector<fs::path> missing_directories(const fs::path &file)
     return missing;
 }
 
-void remove_file(const fs::path &file)
+// Unlike name_exists(), fails if that cannot be found out: then a saved copy must not be taken for one that is missing.
+bool is_there(const fs::path &file)
 {
-    if (unlink(file.c_str()) != 0 && errno != ENOENT) {
-        throw Failure(FAILED, "cannot remove " + file.string(), {std::strerror(errno)});
+    std::error_code error;
+    const fs::file_status status = fs::symlink_status(file, error);
+    if (status.type() == fs::file_type::none) {
+        throw Failure(FAILED, "cannot examine " + file.string(), {error.message()});
     }
+    return fs::exists(status);
+}
+
+bool is_whole(const std::string &encoding)
+{
+    inst_sw_profile_sdr_ext record = {};
+    const int32_t status = zeld_inst_sw_profile_sdr_ext_decode_ext(
+        &record, encoding.data(), static_cast<uint32_t>(encoding.size()), std::malloc, 0);
+    zeld_inst_sw_profile_sdr_ext_free_ext(&record, std::free);
+    return status == 0;
 }
 
 } // namespace
@@ -50,11 +63,6 @@ Journal::Journal(const fs::path &directory) : scope(directory) {}
 bool Journal::is_open() const
 {
     return name_exists(scope / OPEN);
-}
-
-bool Journal::exists() const
-{
-    return is_open() || name_exists(scope / NEW) || name_exists(scope / ENDED);
 }
 
 void Journal::open(const std::vector<fs::path> &files)
@@ -98,32 +106,33 @@ void Journal::write(const std::vector<Entry> &entries) const
             copy_durably(entry.path, directory / entry.copy);
         }
     }
-    write_durably(directory / LIST, list);
+    write_durably(directory / LIST, list + LAST_LINE + "\n");
     sync_directory(directory);
     move_durably(directory, scope / OPEN);
 }
 
 std::vector<Journal::Entry> Journal::read() const
 {
-    std::istringstream list(content_of(scope / OPEN / LIST));
+    std::istringstream list(read_file(scope / OPEN / LIST));
     std::string line;
     std::vector<Entry> entries;
     bool is_valid = std::getline(list, line) && line == FIRST_LINE;
-    while (is_valid && std::getline(list, line)) {
+    while (is_valid && std::getline(list, line) && line != LAST_LINE) {
         std::istringstream words(line);
         Entry entry;
         std::string copy;
-        is_valid = static_cast<bool>(words >> entry.action);
+        words >> entry.action;
         if (entry.action == RESTORE) {
             words >> copy;
             entry.copy = scope / OPEN / copy;
         }
         std::string path;
-        is_valid = is_valid && std::getline(words >> std::ws, path) && path.starts_with('/');
+        is_valid = std::getline(words >> std::ws, path) && path.starts_with('/') &&
+                   (entry.action == RESTORE || entry.action == REMOVE || entry.action == REMOVE_DIRECTORY);
         entry.path = path;
         entries.push_back(entry);
     }
-    if (!is_valid) {
+    if (!is_valid || line != LAST_LINE) {
         throw Failure(FAILED, "the undo journal cannot be used: " + (scope / OPEN).string(),
                       {"its list of files is damaged; put the saved files back by hand and remove the directory"});
     }
@@ -139,16 +148,25 @@ uint64_t Journal::space_for(const std::vector<fs::path> &files, uint64_t block_s
     return blocks * block_size;
 }
 
-void Journal::put_back(const fs::path &file)
+void Journal::expect(const std::string &checksum) const
+{
+    int number = 0;
+    while (is_there(scope / OPEN / (EXPECTED + std::to_string(number)))) {
+        ++number;
+    }
+    write_durably(scope / OPEN / (EXPECTED + std::to_string(number)), checksum);
+}
+
+void Journal::put_back(const fs::path &file) const
 {
     for (const Entry &entry : read()) {
-        if (entry.path == file && name_exists(entry.copy)) {
+        if (entry.path == file && entry.action == RESTORE && is_there(entry.copy)) {
             move_durably(entry.copy, file);
         }
     }
 }
 
-void Journal::keep()
+void Journal::keep() const
 {
     std::error_code ignored;
     fs::remove_all(scope / ENDED, ignored);
@@ -162,29 +180,64 @@ void Journal::keep()
     fs::remove_all(scope / ENDED, ignored);
 }
 
-void Journal::undo()
+void Journal::undo() const
 {
     for (const Entry &entry : read()) {
         if (entry.action == REMOVE) {
-            remove_file(entry.path);
+            remove_durably(entry.path);
         } else if (entry.action == REMOVE_DIRECTORY) {
             static_cast<void>(rmdir(entry.path.c_str())); // somebody else's files may be there by now
-        } else if (name_exists(entry.copy)) {             // otherwise it has been put back already
+        } else if (is_there(entry.copy)) {
             std::error_code ignored;
             fs::create_directories(entry.path.parent_path(), ignored);
             move_durably(entry.copy, entry.path);
+        } else if (!is_there(entry.path)) { // otherwise it has been put back already
+            throw Failure(FAILED, "cannot put back " + entry.path.string(),
+                          {"its saved copy is missing: " + entry.copy.string()});
         }
     }
     keep(); // what is there now
 }
 
-void Journal::recover()
+// A whole profile that the change has neither found nor written was stored by a process that knows no journal.
+bool Journal::has_foreign_profile() const
 {
-    if (is_open()) {
+    std::set<std::string> known;
+    const std::vector<Entry> entries = read();
+    for (const Entry &entry : entries) {
+        if (entry.action == RESTORE && is_there(entry.copy)) {
+            known.insert(checksum_of(read_file(entry.copy)));
+        }
+    }
+    for (int i = 0; is_there(scope / OPEN / (EXPECTED + std::to_string(i))); ++i) {
+        known.insert(read_file(scope / OPEN / (EXPECTED + std::to_string(i))));
+    }
+    return std::ranges::any_of(entries, [&](const Entry &entry) {
+        // If the copy was put back already, the file is what it was.
+        std::error_code ignored;
+        const bool can_be = entry.path.extension() == ".bin" && fs::is_regular_file(entry.path, ignored) &&
+                            (entry.action == REMOVE || (entry.action == RESTORE && is_there(entry.copy)));
+        const std::string content = can_be ? read_file(entry.path) : "";
+        return can_be && is_whole(content) && !known.contains(checksum_of(content));
+    });
+}
+
+void Journal::recover() const
+{
+    if (is_open() && has_foreign_profile()) {
+        keep();
+        note("a change was interrupted, and another program has stored profiles since; its files are kept, in " +
+             scope.string());
+    } else if (is_open()) {
         undo();
         note("undid a change that was interrupted, in " + scope.string());
     }
     std::error_code ignored;
     fs::remove_all(scope / NEW, ignored);
     fs::remove_all(scope / ENDED, ignored);
+}
+
+std::string checksum_of(const std::string &encoding)
+{
+    return encoding.substr(encoding.size() - std::min<std::size_t>(encoding.size(), 16));
 }

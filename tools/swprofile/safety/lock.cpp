@@ -1,10 +1,7 @@
 #include "safety/lock.h"
 
-#include "profile/failure.h"
 #include "safety/interruption.h"
 #include "safety/journal.h"
-
-#include "verd_inst_ldpath.h"
 
 #include <cerrno>
 #include <chrono>
@@ -20,31 +17,31 @@ namespace fs = std::filesystem;
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-std::optional<Seconds> longest_wait;
+std::optional<Seconds> longest_wait; // of the command, for all locks together
 
 // Polls, so that a signal and the end of the time are noticed.
-void lock(int fd, LockMode mode, const fs::path &directory)
+void lock(int fd, int operation, const fs::path &directory)
 {
-    constexpr Seconds SILENCE(0.5);
-    const auto start = Clock::now();
-    const int operation = (mode == LockMode::SHARED ? LOCK_SH : LOCK_EX) | LOCK_NB;
-    for (bool is_reported = false; flock(fd, operation) != 0;) {
+    static Seconds waited(0);
+    static bool is_reported = false;
+    const std::string holder = "another process that uses the profiles in " + directory.string();
+    while (flock(fd, operation | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             throw Failure(FAILED, "cannot lock " + directory.string(), {std::strerror(errno)});
         }
         fail_if_interrupted();
-        const Seconds waited = Clock::now() - start;
         if (longest_wait && waited >= *longest_wait) {
-            throw Failure(FAILED, "another swprofile is changing profiles in " + directory.string());
+            throw Failure(FAILED, "not waiting any longer for " + holder, {}, "fuser -v " + directory.string());
         }
-        if (!is_reported && waited >= SILENCE) {
-            note("waiting for another swprofile that is changing profiles in " + directory.string());
+        if (!is_reported && waited >= Seconds(0.5)) {
+            note("waiting for " + holder);
             is_reported = true;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        constexpr std::chrono::milliseconds PERIOD(5);
+        std::this_thread::sleep_for(PERIOD);
+        waited += PERIOD;
     }
 }
 
@@ -55,49 +52,52 @@ fs::path scope_directory(bool is_local)
     return fs::path(is_local ? VERD_LOCAL_DIRECTORY : VERD_GLOBAL_DIRECTORY).parent_path();
 }
 
-ScopeLock::ScopeLock(bool is_local, LockMode mode)
+Descriptor::Descriptor(const fs::path &directory, int flags)
+    : fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | flags))
 {
-    const fs::path directory = scope_directory(is_local);
-    std::error_code error;
-    if (mode == LockMode::EXCLUSIVE && !fs::create_directories(directory, error) && error) {
-        throw Failure(FAILED, "cannot create " + directory.string(), {error.message()});
-    }
-    // Not closed on exec: the shell commands of a change that was killed hold the lock until they end, so that the next
-    // change does not begin while they still move files.
-    fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY);
-    if (fd < 0) {
-        if (mode == LockMode::SHARED && (errno == ENOENT || errno == EACCES)) {
-            return;
-        }
-        throw Failure(FAILED, "cannot open " + directory.string(), {std::strerror(errno)});
-    }
-    try {
-        lock(fd, mode, directory);
-    } catch (...) {
-        close(fd);
-        throw;
-    }
 }
 
-ScopeLock::~ScopeLock()
+Descriptor::~Descriptor()
 {
     if (fd >= 0) {
         close(fd);
     }
 }
 
+// Not closed on exec: the shell commands of a change that was killed hold the lock until they end, so that the next
+// change does not begin while they still move files.
+DirectoryLock::DirectoryLock(const fs::path &directory, LockMode mode) : locked(directory, 0)
+{
+    const int err = errno;
+    if (locked.fd < 0 && mode == LockMode::SHARED && (err == ENOENT || err == EACCES)) {
+        return;
+    }
+    if (locked.fd < 0) {
+        throw Failure(FAILED, "cannot open " + directory.string(), {std::strerror(err)});
+    }
+    // Whoever waits keeps those who come later out of this queue, so that readers cannot keep a writer waiting.
+    const Descriptor queue(directory.parent_path(), O_CLOEXEC);
+    if (queue.fd >= 0 && (!longest_wait || longest_wait->count() > 0)) {
+        lock(queue.fd, LOCK_EX, directory);
+    }
+    lock(locked.fd, mode == LockMode::SHARED ? LOCK_SH : LOCK_EX, directory);
+}
+
 ReadLock::ReadLock(bool is_local)
 {
-    locks.push_back(std::make_unique<ScopeLock>(is_local, LockMode::SHARED));
-    if (Journal(scope_directory(is_local)).exists()) { // of a process that was killed, since it has no lock
+    Journal journal(scope_directory(is_local));
+    locks.push_back(std::make_unique<DirectoryLock>(scope_directory(is_local), LockMode::SHARED));
+    for (bool can_undo = true; can_undo && journal.is_open();) { // a process that was killed has left it
         locks.clear();
         try {
-            const ScopeLock exclusive(is_local, LockMode::EXCLUSIVE);
-            Journal(scope_directory(is_local)).recover();
+            const DirectoryLock exclusive(scope_directory(is_local), LockMode::EXCLUSIVE);
+            journal.recover();
         } catch (const Failure &failure) {
-            note("a change that was interrupted is not undone yet: " + std::string(failure.what()));
+            note("a change that was interrupted is not undone yet: " + std::string(failure.what()) +
+                 (failure.details.empty() ? "" : ": " + failure.details.front()));
+            can_undo = false;
         }
-        locks.push_back(std::make_unique<ScopeLock>(is_local, LockMode::SHARED));
+        locks.push_back(std::make_unique<DirectoryLock>(scope_directory(is_local), LockMode::SHARED));
     }
 }
 
@@ -107,16 +107,22 @@ ReadLock::ReadLock() : ReadLock(false)
     locks.push_back(std::move(local.locks.front()));
 }
 
+Profile fetch_locked(const Selector &selector)
+{
+    const ReadLock lock(selector.is_local);
+    return selector.fetch();
+}
+
 void add_wait_options(CLI::App &command)
 {
     CLI::Option *const wait = command
                                   .add_option_function<double>(
                                       "--wait", [](double seconds) { longest_wait = Seconds(seconds); },
-                                      "seconds to wait for another swprofile; by default as long as it takes")
+                                      "seconds to wait for other processes; by default as long as it takes")
                                   ->check(CLI::NonNegativeNumber)
                                   ->type_name("SECONDS");
     command
         .add_flag_callback(
-            "--no-wait", [] { longest_wait = Seconds(0); }, "fail if another swprofile is changing profiles")
+            "--no-wait", [] { longest_wait = Seconds(0); }, "fail if another process uses the profiles")
         ->excludes(wait);
 }

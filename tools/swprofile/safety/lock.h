@@ -1,10 +1,12 @@
-// Locks that keep changes of profiles apart. They are flocks on the directory of a scope, which vanish with the
-// process.
+// Locks that keep changes of profiles apart. They are flocks on directories, which vanish with the process.
 #pragma once
+
+#include "profile/selector.h"
 
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
+#include <memory>
 #include <vector>
 
 enum class LockMode { SHARED, EXCLUSIVE };
@@ -12,18 +14,23 @@ enum class LockMode { SHARED, EXCLUSIVE };
 // "/install_repo/local" or "/install_repo/gl/instdb".
 std::filesystem::path scope_directory(bool is_local);
 
-class ScopeLock
+struct Descriptor {
+    Descriptor(const std::filesystem::path &directory, int flags);
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    ~Descriptor();
+
+    const int fd; // negative if the directory cannot be opened
+};
+
+// Waits for the lock, up to the time that the options give. If the directory is missing, a shared lock locks nothing.
+class DirectoryLock
 {
 public:
-    // Waits for the lock, up to the time that the options give. A missing directory is created for an exclusive lock;
-    // for a shared one there is nothing to lock.
-    ScopeLock(bool is_local, LockMode mode);
-    ScopeLock(const ScopeLock &) = delete;
-    ScopeLock &operator=(const ScopeLock &) = delete;
-    ~ScopeLock();
+    DirectoryLock(const std::filesystem::path &directory, LockMode mode);
 
 private:
-    int fd = -1;
+    Descriptor locked;
 };
 
 // Holds scopes while profiles are read. A change that was interrupted is undone before, if this process may do so.
@@ -34,8 +41,11 @@ public:
     ReadLock(); // both scopes
 
 private:
-    std::vector<std::unique_ptr<ScopeLock>> locks;
+    std::vector<std::unique_ptr<DirectoryLock>> locks;
 };
+
+// Fetches a profile under a lock that has ended before the profile is printed, which may wait for a pager.
+Profile fetch_locked(const Selector &selector);
 
 // Adds --wait and --no-wait.
 void add_wait_options(CLI::App &command);

@@ -4,8 +4,8 @@
 #include "subcommands/edit.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <set>
 
 namespace
@@ -143,7 +143,7 @@ void run(Options &options)
     }
     const Selector &selector = options.edit.selector;
     std::vector<inst_node_loc> nodes = options.nodes;
-    Edit edit = {options.edit, "add " + options.package + " to", true, [&](serv_packs *packs, ErrorText &) {
+    Edit edit = {options.edit, "add " + options.package + " to", [&](serv_packs *packs, ErrorText &) {
                      if (nodes.empty() && !options.is_for_all) {
                          return uint64_t{0};
                      }
@@ -152,9 +152,20 @@ void run(Options &options)
                                                          static_cast<uint32_t>(nodes.size()), options.package.c_str(),
                                                          0, options.type, reinterpret_cast<uint64_t>(packs));
                  }};
+    std::optional<DirectoryLock> work_area; // which the scopes share
     edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
+        if (options.is_for_all || locations_of(before).empty()) {
+            check_names(options.edit, before.sdr_sw_profile.sw_profile);
+        } else {
+            for (const inst_sw_profile_loc &location : locations_of(before)) {
+                check_names(options.edit, location.sw_profile);
+            }
+        }
         if (comes_as_bundle(options)) {
             prepare_bundle(options);
+        }
+        if (comes_as_bundle(options) && !options.edit.is_dry_run) {
+            work_area.emplace(fs::path(VERD_WORK_AREA).parent_path(), LockMode::EXCLUSIVE);
         }
         if (const inst_sw_profile_loc *const joined = location_with(options.package, before)) {
             nodes = nodes_without(nodes, nodes_of(*joined)); // or they would be listed twice
@@ -173,16 +184,16 @@ void run(Options &options)
 
 void add_add_for_nodes(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const add = command.add_subcommand("add-for-nodes", "Add a package for some nodes, or for all");
-    add->add_option("PACKAGE", options->package, "name-version-release")->required()->check(package_fault);
-    add_install_type_option(*add, options->type);
-    CLI::Option *const node = add_node_option(*add, options->nodes);
-    add->add_flag("--all-nodes", options->is_for_all, "for all nodes; deletes the location profiles")->excludes(node);
-    add->add_flag("--join", options->joins, "add it even if other nodes get it, or some of these do not")->needs(node);
-    add_rule_options(*add, options->edit, "JSON file of the service packs that deliver it");
-    add_edit_options(*add, options->edit);
-    add->footer(
+    const auto [add, options] =
+        new_subcommand<Options>(command, "add-for-nodes", "Add a package for some nodes, or for all", run);
+    add.add_option("PACKAGE", options.package, "name-version-release")->required()->check(package_fault);
+    add_install_type_option(add, options.type);
+    CLI::Option *const node = add_node_option(add, options.nodes);
+    add.add_flag("--all-nodes", options.is_for_all, "for all nodes; deletes the location profiles")->excludes(node);
+    add.add_flag("--join", options.joins, "add it even if other nodes get it, or some of these do not")->needs(node);
+    add_rule_options(add, options.edit, "JSON file of the service packs that deliver it");
+    add_edit_options(add, options.edit);
+    add.footer(
         "Types smu and kernel, and under the new rules host-smu and base, are bundles of RPMs: tar files in\n"
         "/install_repo/gl/verdalis/ whose names begin with the package's. They are unpacked in /install_repo/tmp/,\n"
         "whose content is deleted first. A dry run unpacks elsewhere.\n\n"
@@ -193,5 +204,4 @@ void add_add_for_nodes(CLI::App &command)
         "Examples:\n"
         "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
         "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");
-    add->callback([options] { run(*options); });
 }

@@ -76,7 +76,6 @@ void check_repository(Check &check)
         check.add(place);
     }
     check_directories(check, places);
-    check_journals(check);
 }
 
 void print(const Check &check, bool is_json)
@@ -98,10 +97,9 @@ void print(const Check &check, bool is_json)
     }
 }
 
-void run(const PlaceFilter &filter, bool is_json)
+Check check_places(const PlaceFilter &filter)
 {
-    use_answer_codes();
-    const ReadLock lock;
+    const ReadLock lock; // not while findings are printed
     Check check;
     if (!filter.is_restricted()) {
         check_repository(check);
@@ -113,7 +111,20 @@ void run(const PlaceFilter &filter, bool is_json)
             throw Failure(NO_PROFILE, "there is no such profile", {}, "swprofile list");
         }
     }
-    print(check, is_json);
+    check_journals(check);
+    return check;
+}
+
+struct Options {
+    PlaceFilter filter;
+    bool is_json = false;
+};
+
+void run(const Options &options)
+{
+    use_answer_codes();
+    const Check check = check_places(options.filter);
+    print(check, options.is_json);
     answer(check.findings.empty());
 }
 
@@ -121,17 +132,12 @@ void run(const PlaceFilter &filter, bool is_json)
 
 void add_check(CLI::App &command)
 {
-    struct Options {
-        PlaceFilter filter;
-        bool is_json = false;
-    };
-    const auto options = std::make_shared<Options>();
-    CLI::App *const check =
-        command.add_subcommand("check", "List inconsistencies. Exit code 0: nothing found, 1: something found");
-    options->filter.add_options(*check);
-    add_json_option(*check, options->is_json);
-    add_wait_options(*check);
-    check->footer(
+    const auto [check, options] = new_subcommand<Options>(
+        command, "check", "List inconsistencies. Exit code 0: nothing found, 1: something found", run);
+    options.filter.add_options(check);
+    add_json_option(check, options.is_json);
+    add_wait_options(check);
+    check.footer(
         "Checks every profile of the repository, or every one that the options select. Codes of findings in JSON:\n"
         "  empty not-regular damaged unreadable other-identity service-pack-names marks-without-service-pack\n"
         "  twin-missing twin-differs twin-left-over copy-missing copy-differs copy-left-over\n"
@@ -141,5 +147,4 @@ void add_check(CLI::App &command)
         "  swprofile check\n"
         "  swprofile check --state active\n"
         "  swprofile check --json | jq -r '.findings[].path'");
-    check->callback([options] { run(options->filter, options->is_json); });
 }

@@ -6,7 +6,6 @@
 #include "subcommands/commands.h"
 #include "json/read_json.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -148,8 +147,8 @@ Profile build_profile(const CLI::App &command, Options &options)
         selector.is_local = place.is_local.value_or(selector.is_local);
     }
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
-    if (sdr.sw_profile.image.name == nullptr) {
-        throw Failure(USAGE, "no image given", {"give --image, or an \"image\" with a \"name\" in the file"});
+    if (!options.file && options.image.empty()) {
+        throw Failure(USAGE, "no image given", {"give --image, or a profile with --from"});
     }
     if (!inst_swp_package_has_pkg_type(&sdr.sw_profile.image)) {
         inst_swp_package_set_pkg_type(&sdr.sw_profile.image, 0);
@@ -157,6 +156,9 @@ Profile build_profile(const CLI::App &command, Options &options)
     inst_sw_profile_sdr_set_vm_type(&sdr, selector.vm_type);
     if (verd_vm_type_has_sdr(selector.vm_type)) {
         inst_sw_profile_sdr_set_sdr_key(&sdr, strdup(selector.sdr.c_str()));
+        if (sdr.sdr_key == nullptr) {
+            throw std::bad_alloc();
+        }
     }
     return profile;
 }

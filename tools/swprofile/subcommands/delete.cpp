@@ -101,10 +101,16 @@ void run(const Options &options)
     if (options.is_all == (options.state != 0)) {
         throw Failure(USAGE, "which state?", {"give --state or --all-states"});
     }
-    const Selector &selector = options.selector;
-    Change change(selector, options.is_dry_run, true);
     const std::vector<Selector> states = states_of(options);
+    const std::set<fs::path> asked = existing_files(states);
+    if (!options.is_dry_run && !options.is_sure && !asked.empty()) {
+        ask(asked); // without locks, since nobody may answer
+    }
+    Change change(options.selector, options.is_dry_run, true);
     const std::set<fs::path> files = existing_files(states);
+    if (!options.is_sure && files != asked) {
+        throw Failure(FAILED, "nothing was deleted", {"the files have changed meanwhile"}, "swprofile list");
+    }
     if (files.empty()) {
         throw Failure(NO_PROFILE, "there is no such profile", {"no file " + states.front().path()}, "swprofile list");
     }
@@ -112,9 +118,6 @@ void run(const Options &options)
         state.note_shared(inspect(state).profile);
     }
     if (!options.is_dry_run) {
-        if (!options.is_sure) {
-            ask(files);
-        }
         change.run("delete the profile", states, [&](ErrorText &) { return delete_files(states, change); });
     }
     for (const fs::path &file : files) {
@@ -126,16 +129,15 @@ void run(const Options &options)
 
 void add_delete(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const subcommand = command.add_subcommand("delete", "Delete one state of a profile, or all");
-    add_profile_options(*subcommand, options->selector);
-    CLI::Option *const state = add_state_option(*subcommand, "--state", options->state);
-    subcommand->add_flag("--all-states", options->is_all, "delete committed, active and prepared")->excludes(state);
-    subcommand->add_flag("--yes", options->is_sure, "do not ask for confirmation");
-    add_change_options(*subcommand, options->is_dry_run);
-    subcommand->footer("The global LC QX profile of an SDR is its global QX profile.\n\n"
-                       "Examples:\n"
-                       "  swprofile delete --state prepared\n"
-                       "  swprofile delete --sdr spare-sdr --all-states --yes");
-    subcommand->callback([options] { run(*options); });
+    const auto [subcommand, options] =
+        new_subcommand<Options>(command, "delete", "Delete one state of a profile, or all", run);
+    add_profile_options(subcommand, options.selector);
+    CLI::Option *const state = add_state_option(subcommand, "--state", options.state);
+    subcommand.add_flag("--all-states", options.is_all, "delete committed, active and prepared")->excludes(state);
+    subcommand.add_flag("--yes", options.is_sure, "do not ask for confirmation");
+    add_change_options(subcommand, options.is_dry_run);
+    subcommand.footer("The global LC QX profile of an SDR is its global QX profile.\n\n"
+                      "Examples:\n"
+                      "  swprofile delete --state prepared\n"
+                      "  swprofile delete --sdr spare-sdr --all-states --yes");
 }

@@ -18,9 +18,10 @@ void run(const Options &options)
 {
     use_answer_codes();
     const Selector other = options.from.with_state(options.to);
-    const ReadLock lock(other.is_local);
-    const Profile from = options.from.fetch();
-    const Profile to = other.fetch();
+    const auto [from, to] = [&] {
+        const ReadLock lock(other.is_local);
+        return std::pair(options.from.fetch(), other.fetch());
+    }();
     const std::vector<Difference> changes = differences(*from, *to);
     if (options.is_json) {
         Json list = Json::array();
@@ -42,21 +43,19 @@ void run(const Options &options)
 
 void add_diff(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    options->from.state = 0; // must be given
-    CLI::App *const diff =
-        command.add_subcommand("diff", "List the differences between two states. Exit code 0: none, 1: some");
-    add_state_option(*diff, "FROM", options->from.state)->required();
-    add_state_option(*diff, "TO", options->to)->required();
-    add_profile_options(*diff, options->from);
-    add_json_option(*diff, options->is_json);
-    add_wait_options(*diff);
-    diff->footer(
+    const auto [diff, options] = new_subcommand<Options>(
+        command, "diff", "List the differences between two states. Exit code 0: none, 1: some", run);
+    options.from.state = 0; // must be given
+    add_state_option(diff, "FROM", options.from.state)->required();
+    add_state_option(diff, "TO", options.to)->required();
+    add_profile_options(diff, options.from);
+    add_json_option(diff, options.is_json);
+    add_wait_options(diff);
+    diff.footer(
         "One line for each package, service pack, base RPM or location profile that was added (+), removed (-) or\n"
         "changed (~), and for image, version and other fields. The logical volume is not compared. Without\n"
         "differences, nothing is printed.\n\n"
         "Examples:\n"
         "  swprofile diff active prepared\n"
         "  swprofile diff committed active --vm admin --json | jq -r '.changes[].name'");
-    diff->callback([options] { run(*options); });
 }

@@ -10,22 +10,6 @@
 namespace
 {
 
-// Under the new rules, the library splits every name of the body, and fails without naming the one that it cannot
-// split.
-void check_names(const Selector &selector, const inst_sw_profile_info &body)
-{
-    const std::span<char *> rpms = array_of(body.image, inst_swp_package_get_files);
-    std::vector<const char *> names(rpms.begin(), rpms.end());
-    std::ranges::transform(packages_of(body), std::back_inserter(names), &inst_swp_package::name);
-    for (const char *const name : names) {
-        if (name != nullptr && !is_name_version_release(name)) {
-            throw Failure(INVALID_DATA, "the new package rules need names of the form name-version-release",
-                          {"the " + selector.describe() + " has '" + shown(name) + "'"},
-                          selector.command("remove " + shown(name)));
-        }
-    }
-}
-
 // The differences of all stores: in a dry run, each store starts from the profile on disk.
 void add_differences(std::vector<Difference> &all, const std::vector<Difference> &added)
 {
@@ -70,17 +54,28 @@ void add_ignore_missing_option(CLI::App &command, EditOptions &options)
     command.add_flag("--ignore-missing", options.ignores_missing, "succeed even if there is nothing to do");
 }
 
+void check_names(const EditOptions &options, const inst_sw_profile_info &body)
+{
+    const std::span<char *> rpms = array_of(body.image, inst_swp_package_get_files);
+    std::vector<const char *> names(rpms.begin(), rpms.end());
+    std::ranges::transform(packages_of(body), std::back_inserter(names), &inst_swp_package::name);
+    for (const char *const name : names) {
+        if (options.is_new_format && name != nullptr && !is_name_version_release(name)) {
+            throw Failure(INVALID_DATA, "the new package rules need names of the form name-version-release",
+                          {"the " + options.selector.describe() + " has '" + shown(name) + "'"},
+                          options.selector.command("remove " + shown(name)));
+        }
+    }
+}
+
 void run_edit(const Edit &edit)
 {
     const EditOptions &options = edit.options;
     const Selector &selector = options.selector;
+    const ServicePacks packs = options.service_pack_file ? read_service_packs(*options.service_pack_file) : nullptr;
     Change change(selector, options.is_dry_run);
     const Profile before = fetch_own(selector);
     selector.check_writable();
-    const ServicePacks packs = options.service_pack_file ? read_service_packs(*options.service_pack_file) : nullptr;
-    if (options.is_new_format && edit.adds_package) {
-        check_names(selector, before->sdr_sw_profile.sw_profile);
-    }
     if (edit.check) {
         edit.check(*before, packs.get());
     }

@@ -29,7 +29,6 @@ void add_ignore_missing_option(CLI::App &command, EditOptions &options);
 struct Edit {
     const EditOptions &options;
     std::string what;
-    bool adds_package; // then the new rules split all names of the profile
 
     // Calls the library with the service packs of the file; null if there are none.
     std::function<uint64_t(serv_packs *, ErrorText &)> operation;
@@ -42,6 +41,9 @@ struct Edit {
     // The failure if nothing changes, unless that is ignored. Without one, nothing to do is no failure.
     std::optional<Failure> nothing = std::nullopt;
 };
+
+// Rejects a name that the new package rules cannot split: the library would fail without naming it.
+void check_names(const EditOptions &options, const inst_sw_profile_info &body);
 
 // Runs the edit and prints the differences that it has made, or would make in a dry run.
 void run_edit(const Edit &edit);

@@ -23,22 +23,32 @@ std::vector<char *> pointers_to(std::vector<std::string> &texts)
     return pointers;
 }
 
-void add(Options &options)
+// The check of an edit that adds to the main body.
+auto checking_names(const EditOptions &options)
+{
+    return [&options](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
+        check_names(options, before.sdr_sw_profile.sw_profile);
+    };
+}
+
+void add_package(Options &options)
 {
     const Selector &selector = options.edit.selector;
     const std::vector<char *> rpms = pointers_to(options.files);
-    run_edit({options.edit, "add " + options.package + " to", true, [&](serv_packs *packs, ErrorText &error) {
-                  return inst_ldpath_add_swprofile_pkgs(selector.sdr.c_str(), selector.is_local, selector.state,
-                                                        selector.vm_type, options.package.c_str(), rpms.data(),
-                                                        static_cast<uint32_t>(rpms.size()), 0, options.type,
-                                                        reinterpret_cast<uint64_t>(packs), error.slot());
-              }});
+    Edit edit = {options.edit, "add " + options.package + " to", [&](serv_packs *packs, ErrorText &error) {
+                     return inst_ldpath_add_swprofile_pkgs(selector.sdr.c_str(), selector.is_local, selector.state,
+                                                           selector.vm_type, options.package.c_str(), rpms.data(),
+                                                           static_cast<uint32_t>(rpms.size()), 0, options.type,
+                                                           reinterpret_cast<uint64_t>(packs), error.slot());
+                 }};
+    edit.check = checking_names(options.edit);
+    run_edit(edit);
 }
 
-void remove(Options &options)
+void remove_package(const Options &options)
 {
     const Selector &selector = options.edit.selector;
-    Edit edit = {options.edit, "remove " + options.package + " from", false, [&](serv_packs *packs, ErrorText &error) {
+    Edit edit = {options.edit, "remove " + options.package + " from", [&](serv_packs *packs, ErrorText &error) {
                      return inst_ldpath_remove_swprofile_pkgs(selector.sdr.c_str(), selector.is_local, selector.state,
                                                               selector.vm_type, options.package.c_str(), packs,
                                                               error.slot());
@@ -53,11 +63,13 @@ void add_host(Options &options)
 {
     const Selector &selector = options.edit.selector;
     const std::vector<char *> files = pointers_to(options.files);
-    run_edit({options.edit, "add host packages to", true, [&](serv_packs *packs, ErrorText &) {
-                  return instcomm_add_host_pkgs_to_swp(selector.state, nullptr, selector.is_local,
-                                                       static_cast<uint32_t>(files.size()), files.data(),
-                                                       reinterpret_cast<uint64_t>(packs));
-              }});
+    Edit edit = {options.edit, "add host packages to", [&](serv_packs *packs, ErrorText &) {
+                     return instcomm_add_host_pkgs_to_swp(selector.state, nullptr, selector.is_local,
+                                                          static_cast<uint32_t>(files.size()), files.data(),
+                                                          reinterpret_cast<uint64_t>(packs));
+                 }};
+    edit.check = checking_names(options.edit);
+    run_edit(edit);
 }
 
 // A path whose file has a usable name.
@@ -77,55 +89,52 @@ std::string host_package_fault(const std::string &path)
 
 void add_add(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const subcommand = command.add_subcommand("add", "Add a package to a profile");
-    subcommand->add_option("PACKAGE", options->package, "name-version-release")->required()->check(package_fault);
-    subcommand->add_option("--rpm", options->files, "an RPM file of the package; repeat for each file")
+    const auto [subcommand, options] =
+        new_subcommand<Options>(command, "add", "Add a package to a profile", add_package);
+    subcommand.add_option("PACKAGE", options.package, "name-version-release")->required()->check(package_fault);
+    subcommand.add_option("--rpm", options.files, "an RPM file of the package; repeat for each file")
         ->allow_extra_args(false)
         ->check(path_fault);
-    add_install_type_option(*subcommand, options->type);
-    add_rule_options(*subcommand, options->edit, "JSON file of the service packs that deliver it");
-    add_edit_options(*subcommand, options->edit);
-    subcommand->footer(
+    add_install_type_option(subcommand, options.type);
+    add_rule_options(subcommand, options.edit, "JSON file of the service packs that deliver it");
+    add_edit_options(subcommand, options.edit);
+    subcommand.footer(
         "Under the new rules, packages that the new one supersedes are removed, and a package that a service pack\n"
         "delivers is marked as its member. For nodes, and from bundles, use add-for-nodes.\n\n"
         "Examples:\n"
         "  swprofile add qx-telemetry-1.6.0-r1 --rpm qx-telemetry-core-1.6.0-r1.x86_64.rpm --dry-run\n"
         "  swprofile add kelo-hostos-7.1-r2 --new-format --vm admin");
-    subcommand->callback([options] { add(*options); });
 }
 
 void add_remove(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const subcommand = command.add_subcommand("remove", "Remove a package, or a base RPM, from a profile");
-    subcommand->add_option("PACKAGE", options->package, "its name")->required()->check(name_fault);
-    add_rule_options(*subcommand, options->edit, "JSON file of the service packs that are removed with it");
-    add_ignore_missing_option(*subcommand, options->edit);
-    add_edit_options(*subcommand, options->edit);
-    subcommand->footer(
+    const auto [subcommand, options] =
+        new_subcommand<Options>(command, "remove", "Remove a package, or a base RPM, from a profile", remove_package);
+    subcommand.add_option("PACKAGE", options.package, "its name")->required()->check(name_fault);
+    add_rule_options(subcommand, options.edit, "JSON file of the service packs that are removed with it");
+    add_ignore_missing_option(subcommand, options.edit);
+    add_edit_options(subcommand, options.edit);
+    subcommand.footer(
         "Every package of that name is removed or, if there is none, every base RPM. Under the new rules, an\n"
         "architecture suffix of the name is ignored. If neither exists, nothing changes, and the exit code is 1.\n\n"
         "Example:\n"
         "  swprofile remove qx-telemetry-1.6.0-r1 --dry-run");
-    subcommand->callback([options] { remove(*options); });
 }
 
 void add_add_host(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    EditOptions &edit = options->edit;
+    const auto [subcommand, options] =
+        new_subcommand<Options>(command, "add-host", "Add host packages to the Admin profile", add_host);
+    EditOptions &edit = options.edit;
     edit.selector.vm_type = VERD_VM_ADMIN;
-    CLI::App *const subcommand = command.add_subcommand("add-host", "Add host packages to the Admin profile");
-    subcommand->add_option("FILE", options->files, "an RPM file, or its name")->required()->check(host_package_fault);
-    add_state_option(*subcommand, "--state", edit.selector.state);
-    add_scope_option(*subcommand, edit.selector);
-    add_rule_options(*subcommand, edit, "JSON file of the service packs that deliver them");
-    add_change_options(*subcommand, edit.is_dry_run);
-    subcommand->footer(
+    subcommand.add_option("FILE", options.files, "an RPM file, or its name")->required()->check(host_package_fault);
+    add_state_option(subcommand, "--state", edit.selector.state);
+    add_scope_option(subcommand, edit.selector);
+    add_rule_options(subcommand, edit, "JSON file of the service packs that deliver them");
+    add_change_options(subcommand, edit.is_dry_run);
+    subcommand.footer(
         "All are added or none. A file that is neither a host nor a third-party package gets the type of the\n"
         "preceding file. A dry run compares each file with the profile as it is stored.\n\n"
         "Example:\n"
         "  swprofile add-host /media/kelo-host-7.1-r2.x86_64.rpm /media/tp-ssh-1.0-r1.noarch.rpm");
-    subcommand->callback([options] { add_host(*options); });
 }

@@ -11,9 +11,10 @@ namespace
 
 bool has_service_pack(const inst_sw_profile_sdr_ext &profile, const char *name)
 {
-    return std::ranges::any_of(service_packs_of(profile.sdr_sw_profile.sw_profile), [name](const sp_detail &detail) {
-        return detail.sp_name != nullptr && std::strcmp(detail.sp_name, name) == 0;
-    });
+    const inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
+    const auto is_it = [name](const char *other) { return other != nullptr && std::strcmp(other, name) == 0; };
+    return std::ranges::any_of(service_pack_names_of(body), is_it) ||
+           std::ranges::any_of(service_packs_of(body), is_it, &sp_detail::sp_name);
 }
 
 void check_existing(const Selector &selector, const inst_sw_profile_sdr_ext &profile, const serv_packs *packs)
@@ -30,7 +31,7 @@ void check_existing(const Selector &selector, const inst_sw_profile_sdr_ext &pro
 void add(const EditOptions &options)
 {
     const Selector &selector = options.selector;
-    Edit edit = {options, "add service packs to", false, [&](serv_packs *packs, ErrorText &) {
+    Edit edit = {options, "add service packs to", [&](serv_packs *packs, ErrorText &) {
                      return inst_ldpath_add_swprofile_sps(selector.sdr.c_str(), selector.is_local, selector.state,
                                                           selector.vm_type, reinterpret_cast<uint64_t>(packs));
                  }};
@@ -44,7 +45,7 @@ void add(const EditOptions &options)
 void remove(const EditOptions &options)
 {
     const Selector &selector = options.selector;
-    Edit edit = {options, "remove service packs from", false, [&](serv_packs *packs, ErrorText &) {
+    Edit edit = {options, "remove service packs from", [&](serv_packs *packs, ErrorText &) {
                      return inst_ldpath_remove_swprofile_sps(selector.sdr.c_str(), selector.is_local, selector.state,
                                                              selector.vm_type, packs);
                  }};
@@ -59,17 +60,14 @@ void remove(const EditOptions &options)
 
 void add_subcommand(CLI::App &command, const char *name, const char *help, void (*run)(const EditOptions &))
 {
-    const auto options = std::make_shared<EditOptions>();
-    options->is_new_format = true; // the old package rules know no service packs
-    CLI::App *const subcommand = command.add_subcommand(name, help);
+    const auto [subcommand, options] = new_subcommand<EditOptions>(command, name, help, run);
+    options.is_new_format = true; // the old package rules know no service packs
     subcommand
-        ->add_option("FILE", options->service_pack_file,
-                     "JSON: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1.x86_64.rpm\"]}]")
+        .add_option("FILE", options.service_pack_file, "JSON: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1.x86_64.rpm\"]}]")
         ->required();
-    add_ignore_missing_option(*subcommand, *options);
-    add_edit_options(*subcommand, *options);
-    subcommand->footer(std::string("Example:\n  swprofile service-pack ") + name + " packs.json --dry-run");
-    subcommand->callback([options, run] { run(*options); });
+    add_ignore_missing_option(subcommand, options);
+    add_edit_options(subcommand, options);
+    subcommand.footer(std::string("Example:\n  swprofile service-pack ") + name + " packs.json --dry-run");
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include "subcommands/edit.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace
 {
@@ -40,6 +39,11 @@ std::vector<inst_node_loc> nodes_to_add(const Options &options, const inst_sw_pr
                           options.image,
                       {"nodes can only join one that has it"}, options.edit.selector.command("nodes"));
     }
+    const std::string version = shown(joined->sw_profile.version);
+    if (!options.version.empty() && options.version != version) {
+        throw Failure(FAILED, "the location profile of this image has version " + version, {},
+                      options.edit.selector.command("nodes"));
+    }
     return nodes_without(options.nodes, nodes_of(*joined));
 }
 
@@ -47,7 +51,7 @@ void run(const Options &options)
 {
     const Selector &selector = options.edit.selector;
     std::vector<inst_node_loc> nodes;
-    Edit edit = {options.edit, "add " + options.image + " to", false, [&](serv_packs *, ErrorText &) {
+    Edit edit = {options.edit, "add " + options.image + " to", [&](serv_packs *, ErrorText &) {
                      if (nodes.empty()) {
                          return uint64_t{0};
                      }
@@ -65,18 +69,17 @@ void run(const Options &options)
 
 void add_image_for_nodes(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const image = command.add_subcommand("image-for-nodes", "Add an image for some nodes");
-    image->add_option("IMAGE", options->image, "its name, or the beginning of the name of an existing one")
+    const auto [image, options] =
+        new_subcommand<Options>(command, "image-for-nodes", "Add an image for some nodes", run);
+    image.add_option("IMAGE", options.image, "its name, or the beginning of the name of an existing one")
         ->required()
         ->check(name_fault);
-    add_node_option(*image, options->nodes)->required();
-    image->add_option("--version", options->version, "version of the first location profile")->check(text_fault);
-    add_edit_options(*image, options->edit);
-    image->footer(
+    add_node_option(image, options.nodes)->required();
+    image.add_option("--version", options.version, "version of the first location profile")->check(text_fault);
+    add_edit_options(image, options.edit);
+    image.footer(
         "The nodes join the first location profile whose image has that name, or a longer one that begins with it.\n"
         "If there is no location profile, they get the first one.\n\n"
         "Example:\n"
         "  swprofile image-for-nodes qx-image-1.5.0.iso --version 1.5.0 --node 0/1/0");
-    image->callback([options] { run(*options); });
 }

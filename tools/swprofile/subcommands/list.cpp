@@ -34,6 +34,7 @@ void add_entry(std::vector<Entry> &entries, const Selector &selector)
 
 std::vector<Entry> read_repository()
 {
+    const ReadLock lock; // not while they are printed
     std::vector<Entry> entries;
     const auto report_no_sdr = [](const fs::path &directory) {
         note("not listed, since it is not the directory of an SDR: " + shown(directory.c_str()));
@@ -87,9 +88,8 @@ Json entry_json(const Entry &entry)
     return json;
 }
 
-void run(bool is_json)
+void run(const bool &is_json)
 {
-    const ReadLock lock;
     const std::vector<Entry> entries = read_repository();
     if (is_json) {
         Json profiles = Json::array();
@@ -110,14 +110,13 @@ void run(bool is_json)
 
 void add_list(CLI::App &command)
 {
-    const auto is_json = std::make_shared<bool>(false);
-    CLI::App *const list = command.add_subcommand("list", "List all profiles of the repository, with their health");
-    add_json_option(*list, *is_json);
-    add_wait_options(*list);
-    list->footer("Health: ok, empty (counts as absent), damaged, unreadable, or not-regular (no regular file).\n"
-                 "The global LC QX profile of an SDR is its global QX profile and is listed once.\n\n"
-                 "Examples:\n"
-                 "  swprofile list\n"
-                 "  swprofile list --json | jq '.profiles[] | select(.health != \"ok\") | .path'");
-    list->callback([is_json] { run(*is_json); });
+    const auto [list, is_json] =
+        new_subcommand<bool>(command, "list", "List all profiles of the repository, with their health", run);
+    add_json_option(list, is_json);
+    add_wait_options(list);
+    list.footer("Health: ok, empty (counts as absent), damaged, unreadable, or not-regular (no regular file).\n"
+                "The global LC QX profile of an SDR is its global QX profile and is listed once.\n\n"
+                "Examples:\n"
+                "  swprofile list\n"
+                "  swprofile list --json | jq '.profiles[] | select(.health != \"ok\") | .path'");
 }

@@ -1,6 +1,5 @@
 #include "profile/names.h"
 #include "profile/nodes.h"
-#include "profile/options.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
 
@@ -46,7 +45,6 @@ void print_version(const inst_node_loc &node)
 
 void compare(const inst_node_loc &node, const std::string &version)
 {
-    use_answer_codes();
     static_cast<void>(fetch_admin()); // its Failure says what is wrong
     uint8_t is_equal = 0;
     const uint64_t rc = instmgr_cmp_sw_version(node.loc_id_1, node.loc_id_2, node.loc_id_3, version.c_str(), &is_equal);
@@ -59,8 +57,11 @@ void compare(const inst_node_loc &node, const std::string &version)
 
 void run(const Options &options)
 {
-    const ReadLock lock;
     const inst_node_loc node = *parse_node(options.node);
+    if (options.version) {
+        use_answer_codes();
+    }
+    const ReadLock lock;
     if (options.version) {
         compare(node, *options.version);
     } else {
@@ -72,18 +73,17 @@ void run(const Options &options)
 
 void add_node_version(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const version = command.add_subcommand(
-        "node-version", "Print the version that a node should run, or compare it: exit code 0 equal, 1 different");
-    version->add_option("NODE", options->node, "three numbers A/B/C")->required()->check(node_fault);
-    version->add_option("VERSION", options->version, "the version that it runs")->check(text_fault);
-    add_wait_options(*version);
-    version->footer(
+    const auto [version, options] = new_subcommand<Options>(
+        command, "node-version",
+        "Print the version that a node should run, or compare it: exit code 0 equal, 1 different", run);
+    version.add_option("NODE", options.node, "three numbers A/B/C")->required()->check(node_fault);
+    version.add_option("VERSION", options.version, "the version that it runs")->check(text_fault);
+    add_wait_options(version);
+    version.footer(
         "The version is that of the active Admin profile: the global one or, if that cannot be read, the local one.\n"
         "It is taken from the first location profile that lists the node or, if there is none or it has no version,\n"
         "from the profile itself.\n\n"
         "Examples:\n"
         "  swprofile node-version 0/1/0\n"
         "  swprofile node-version 0/1/0 1.4.0");
-    version->callback([options] { run(*options); });
 }

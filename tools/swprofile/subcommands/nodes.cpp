@@ -42,8 +42,7 @@ void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selecto
 
 void run(const Options &options)
 {
-    const ReadLock lock(options.selector.is_local);
-    const Profile profile = options.selector.fetch();
+    const Profile profile = fetch_locked(options.selector);
     if (options.is_json) {
         const Json json = profile_json(*profile, options.selector);
         print_json({{"location_profiles", json.value("location_profiles", Json::array())}});
@@ -56,13 +55,12 @@ void run(const Options &options)
 
 void add_nodes(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const nodes = command.add_subcommand("nodes", "List the location profiles: additions for some nodes");
-    add_selector_options(*nodes, options->selector);
-    add_json_option(*nodes, options->is_json);
-    add_wait_options(*nodes);
-    nodes->footer("Examples:\n"
-                  "  swprofile nodes\n"
-                  "  swprofile nodes --json | jq -r '.location_profiles[].nodes[]'");
-    nodes->callback([options] { run(*options); });
+    const auto [nodes, options] =
+        new_subcommand<Options>(command, "nodes", "List the location profiles: additions for some nodes", run);
+    add_selector_options(nodes, options.selector);
+    add_json_option(nodes, options.is_json);
+    add_wait_options(nodes);
+    nodes.footer("Examples:\n"
+                 "  swprofile nodes\n"
+                 "  swprofile nodes --json | jq -r '.location_profiles[].nodes[]'");
 }

@@ -23,7 +23,7 @@ struct Options {
 
 void print_image(const Options &options)
 {
-    const Profile profile = options.selector.fetch();
+    const Profile profile = fetch_locked(options.selector);
     char *name = nullptr;
     const uint64_t rc = inst_ldpath_get_swprofile_image(profile.get(), &name);
     if (rc == INST_RC_NO_MEMORY) {
@@ -38,7 +38,7 @@ void print_image(const Options &options)
 
 void print_packages(const Options &options)
 {
-    const Profile profile = options.selector.fetch();
+    const Profile profile = fetch_locked(options.selector);
     char *image = nullptr;
     StringList names;
     const uint64_t rc = inst_ldpath_get_swprofile_img_pkgs(profile.get(), &image, &names.list, &names.count,
@@ -67,6 +67,7 @@ bool find_rpms(const Selector &active, const std::string &name, StringList &rpms
 void print_rpms(const Options &options)
 {
     const Selector &active = options.selector;
+    const ReadLock lock(active.is_local);
     active.check_readable();
     StringList rpms;
     std::string bare = options.package; // most stored names have no architecture
@@ -85,6 +86,7 @@ void answer_has(const Options &options)
 {
     use_answer_codes();
     const Selector &active = options.selector;
+    const ReadLock lock(active.is_local);
     active.check_readable();
     uint8_t is_present = 0;
     const uint64_t rc = inst_swp_is_pkg_present(active.sdr.c_str(), active.is_local, active.state, active.vm_type,
@@ -97,49 +99,44 @@ void answer_has(const Options &options)
 }
 
 // Adds a subcommand that reads one profile. Those that name a package look at the active profile.
-CLI::App *add_query(CLI::App &command, const std::shared_ptr<Options> &options, const char *name, const char *help,
-                    const char *package_help, void (*run)(const Options &))
+NewSubcommand<Options> add_query(CLI::App &command, const char *name, const char *help, const char *package_help,
+                                 void (*run)(const Options &))
 {
-    CLI::App *const subcommand = command.add_subcommand(name, help);
+    const auto query = new_subcommand<Options>(command, name, help, run);
     if (package_help == nullptr) {
-        add_selector_options(*subcommand, options->selector);
+        add_selector_options(query.app, query.options.selector);
     } else {
-        subcommand->add_option("PACKAGE", options->package, package_help)->required()->check(name_fault);
-        add_profile_options(*subcommand, options->selector);
+        query.app.add_option("PACKAGE", query.options.package, package_help)->required()->check(name_fault);
+        add_profile_options(query.app, query.options.selector);
     }
-    add_wait_options(*subcommand);
-    subcommand->callback([options, run] {
-        const ReadLock lock(options->selector.is_local);
-        run(*options);
-    });
-    return subcommand;
+    add_wait_options(query.app);
+    return query;
 }
 
 } // namespace
 
 void add_image(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    add_query(command, options, "image", "Print the name of a profile's image", nullptr, print_image)
-        ->footer("Example:\n"
-                 "  swprofile image --state prepared");
+    add_query(command, "image", "Print the name of a profile's image", nullptr, print_image)
+        .app.footer("Example:\n"
+                    "  swprofile image --state prepared");
 }
 
 void add_packages(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const packages =
-        add_query(command, options, "packages", "Print the names of a profile's packages", nullptr, print_packages);
+    const auto query =
+        add_query(command, "packages", "Print the names of a profile's packages", nullptr, print_packages);
+    Options &options = query.options;
     const auto add_filter = [&](const char *flag, Filter filter, const char *help) {
-        return packages->add_flag_callback(
-            flag, [options, filter] { options->filter = filter; }, help);
+        return query.app.add_flag_callback(
+            flag, [&options, filter] { options.filter = filter; }, help);
     };
     CLI::Option *const only = add_filter("--host-smus", HOST_SMUS, "host SMUs only");
     CLI::Option *const none = add_filter("--no-host-smus", NO_HOST_SMUS, "all except host SMUs")->excludes(only);
     add_filter("--no-members", NO_MEMBERS, "no members of service packs")->excludes(only)->excludes(none);
-    packages->add_flag("--skip-flagged", options->skips_flagged, "no packages that are marked to be skipped");
-    add_json_option(*packages, options->is_json);
-    packages->footer("In the order in which they were added.\n\n"
+    query.app.add_flag("--skip-flagged", options.skips_flagged, "no packages that are marked to be skipped");
+    add_json_option(query.app, options.is_json);
+    query.app.footer("In the order in which they were added.\n\n"
                      "Examples:\n"
                      "  swprofile packages\n"
                      "  swprofile packages --vm admin --no-members\n"
@@ -148,19 +145,17 @@ void add_packages(CLI::App &command)
 
 void add_rpms(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const rpms = add_query(command, options, "rpms", "Print the RPM files of an active package",
-                                     "name-version-release", print_rpms);
-    add_json_option(*rpms, options->is_json);
-    rpms->footer("Example:\n"
-                 "  swprofile rpms qx-routing-1.4.0-r1");
+    const auto query =
+        add_query(command, "rpms", "Print the RPM files of an active package", "name-version-release", print_rpms);
+    add_json_option(query.app, query.options.is_json);
+    query.app.footer("Example:\n"
+                     "  swprofile rpms qx-routing-1.4.0-r1");
 }
 
 void add_has(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    add_query(command, options, "has", "Is a package active? Exit code 0: yes, 1: no",
+    add_query(command, "has", "Is a package active? Exit code 0: yes, 1: no",
               "its name as stored; an architecture suffix is ignored", answer_has)
-        ->footer("Example:\n"
-                 "  if swprofile has qx-routing-1.4.0-r1 >/dev/null; then echo it runs; fi");
+        .app.footer("Example:\n"
+                    "  if swprofile has qx-routing-1.4.0-r1 >/dev/null; then echo it runs; fi");
 }

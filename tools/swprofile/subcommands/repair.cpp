@@ -1,5 +1,7 @@
 #include "profile/findings.h"
 #include "safety/change.h"
+#include "safety/durable.h"
+#include "safety/interruption.h"
 #include "subcommands/commands.h"
 #include "subcommands/places.h"
 
@@ -37,64 +39,71 @@ uint64_t remove_leftovers(const std::vector<Finding> &findings, Change &change)
         }
     }
     change.prepare(files, 0);
-    for (const std::filesystem::path &file : files) {
-        std::filesystem::remove(file);
-    }
+    std::for_each(files.begin(), files.end(), remove_durably);
     return 0;
 }
 
-// Adds what is repaired, one line per finding, to `done`.
-void repair(const Selector &place, bool is_dry_run, std::vector<std::string> &done)
+// Lines for people.
+struct Result {
+    std::vector<std::string> done;
+    std::vector<std::string> left;
+};
+
+void repair(const Selector &place, bool is_dry_run, Result &result)
 {
     Change change(place, is_dry_run);
     const Inspection inspected = inspect(place);
     // A profile that names another SDR or VM type would be stored elsewhere.
     const bool is_stored = inspected.profile != nullptr && identity_fault(place, *inspected.profile).empty() &&
                            std::ranges::any_of(inspected.findings, is_repaired_by_storing);
-    if (!is_stored && std::ranges::none_of(inspected.findings, is_leftover)) {
-        return;
+    const bool has_leftovers = std::ranges::any_of(inspected.findings, is_leftover);
+    if (is_stored || has_leftovers) {
+        place.check_writable();
     }
-    place.check_writable();
     if (!is_dry_run && is_stored) {
         clear_marks_without_service_pack(*inspected.profile);
         change.run("store the " + place.describe(), {place}, [&](ErrorText &error) {
             return inst_ldpath_store_sdr_swprofile(inspected.profile.get(), place.is_local, place.state, nullptr,
                                                    place.vm_type, error.slot());
         });
-    } else if (!is_dry_run) {
+    } else if (!is_dry_run && has_leftovers) {
         change.run("remove what is left of the " + place.describe(), {},
                    [&](ErrorText &) { return remove_leftovers(inspected.findings, change); });
     }
     for (const Finding &finding : inspected.findings) {
         if ((is_stored && is_repaired_by_storing(finding)) || is_leftover(finding)) {
-            done.push_back((is_dry_run ? "would repair " : "repaired ") + text_of(finding));
+            result.done.push_back((is_dry_run ? "would repair " : "repaired ") + text_of(finding));
         }
+    }
+    for (const Finding &finding : is_dry_run ? std::vector<Finding>() : inspect(place).findings) {
+        result.left.push_back(text_of(finding));
     }
 }
 
+// A profile that cannot be repaired does not keep the others from it.
 void run(const Options &options)
 {
-    std::vector<std::string> done;
-    std::vector<std::string> left;
+    Result result;
     for (const Selector &place : options.filter.places()) {
         try {
-            repair(place, options.is_dry_run, done);
-        } catch (Failure &failure) {
-            failure.details.insert(failure.details.end(), done.begin(), done.end());
-            throw;
-        }
-        for (const Finding &finding : inspect(place).findings) {
-            left.push_back(text_of(finding));
+            repair(place, options.is_dry_run, result);
+        } catch (const Failure &failure) {
+            result.left.emplace_back(failure.what());
+            result.left.insert(result.left.end(), failure.details.begin(), failure.details.end());
+            if (caught_signal() != 0) {
+                result.left.insert(result.left.end(), result.done.begin(), result.done.end());
+                throw Failure(failure.exit_code, failure.what(), result.left);
+            }
         }
     }
-    if (!left.empty() && !options.is_dry_run) {
-        done.insert(done.end(), left.begin(), left.end());
-        throw Failure(FAILED, "some findings cannot be repaired", done, "swprofile check");
+    if (!result.left.empty()) {
+        result.done.insert(result.done.end(), result.left.begin(), result.left.end());
+        throw Failure(FAILED, "some findings cannot be repaired", result.done, "swprofile check");
     }
-    for (const std::string &line : done) {
+    for (const std::string &line : result.done) {
         std::printf("%s\n", line.c_str());
     }
-    if (done.empty()) {
+    if (result.done.empty()) {
         std::printf("nothing to repair\n");
     }
 }
@@ -103,16 +112,15 @@ void run(const Options &options)
 
 void add_repair(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const subcommand = command.add_subcommand("repair", "Repair text twins, flat copies and marks");
-    options->filter.add_options(*subcommand);
-    add_change_options(*subcommand, options->is_dry_run);
-    subcommand->footer(
+    const auto [subcommand, options] =
+        new_subcommand<Options>(command, "repair", "Repair text twins, flat copies and marks", run);
+    options.filter.add_options(subcommand);
+    add_change_options(subcommand, options.is_dry_run);
+    subcommand.footer(
         "Creates text twins and flat copies again from the profile, removes those that are left over, and unmarks\n"
         "packages if there is no service pack. Never removes a profile, and does not repair a damaged one: copy\n"
         "another state over it.\n\n"
         "Examples:\n"
         "  swprofile repair --dry-run\n"
         "  swprofile repair --state active");
-    subcommand->callback([options] { run(*options); });
 }

@@ -40,8 +40,7 @@ void print_packs(std::span<service_pack> packs, bool is_json)
 
 void run_one(const Options &options)
 {
-    const ReadLock lock(options.selector.is_local);
-    const Profile profile = options.selector.fetch();
+    const Profile profile = fetch_locked(options.selector);
     StringList names;
     serv_packs *set = nullptr;
     ErrorText error;

@@ -75,8 +75,7 @@ void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selecto
 
 void run(const Options &options)
 {
-    const ReadLock lock(options.selector.is_local);
-    const Profile profile = options.selector.fetch();
+    const Profile profile = fetch_locked(options.selector);
     if (options.is_json) {
         print_json(profile_json(*profile, options.selector));
     } else if (options.is_text) {
@@ -90,16 +89,14 @@ void run(const Options &options)
 
 void add_show(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const show = command.add_subcommand("show", "Show a profile");
-    add_selector_options(*show, options->selector);
-    add_json_option(*show, options->is_json);
-    show->add_flag("--text", options->is_text, "print every field, as the text twin does")
-        ->excludes(show->get_option("--json"));
-    add_wait_options(*show);
-    show->footer("Examples:\n"
-                 "  swprofile show\n"
-                 "  swprofile show --vm admin --local --state committed\n"
-                 "  swprofile show --json | jq -r '.packages[].name'");
-    show->callback([options] { run(*options); });
+    const auto [show, options] = new_subcommand<Options>(command, "show", "Show a profile", run);
+    add_selector_options(show, options.selector);
+    add_json_option(show, options.is_json);
+    show.add_flag("--text", options.is_text, "print every field, as the text twin does")
+        ->excludes(show.get_option("--json"));
+    add_wait_options(show);
+    show.footer("Examples:\n"
+                "  swprofile show\n"
+                "  swprofile show --vm admin --local --state committed\n"
+                "  swprofile show --json | jq -r '.packages[].name'");
 }

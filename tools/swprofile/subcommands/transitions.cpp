@@ -6,7 +6,6 @@
 #include "safety/change.h"
 #include "subcommands/commands.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -49,26 +48,17 @@ void print_replaced(const Selector &to, const inst_sw_profile_sdr_ext &source, c
     }
 }
 
-uint64_t growth_of_copy(const Selector &from, const Selector &to)
-{
-    const std::vector<std::filesystem::path> sources = from.files();
-    const std::vector<std::filesystem::path> targets = to.files();
-    uint64_t growth = 0;
-    for (std::size_t i = 0; i < sources.size(); ++i) {
-        growth += size_of(sources[i]) - std::min(size_of(sources[i]), size_of(targets[i]));
-    }
-    return growth;
-}
-
 uint64_t transfer(const Options &options, Change &change, const Selector &to, ErrorText &error)
 {
     const Selector &from = options.from;
     std::vector<std::filesystem::path> files = to.files();
+    const std::vector<std::filesystem::path> sources = from.files();
+    const uint64_t growth = options.is_move ? 0 : Change::growth(to, size_of(sources[0]), size_of(sources[1]));
     if (options.is_move) {
-        const std::vector<std::filesystem::path> sources = from.files();
         files.insert(files.end(), sources.begin(), sources.end());
     }
-    change.prepare(files, options.is_move ? 0 : growth_of_copy(from, to));
+    change.prepare(files, growth);
+    change.expect(to, content_of(sources[0]));
     return options.is_move
                ? inst_ldpath_swp_move_prep_to_act(from.sdr.c_str(), from.is_local, from.vm_type, error.slot())
                : inst_ldpath_swp_copy(from.sdr.c_str(), from.is_local, from.vm_type, from.state, to.state,
@@ -100,19 +90,17 @@ void run(const Options &options)
 void add_transition(CLI::App &command, const char *name, int32_t from, int32_t to, bool is_move, const char *help,
                     const char *footer)
 {
-    const auto options = std::make_shared<Options>();
-    options->from.state = from;
-    options->to = to;
-    options->is_move = is_move;
-    CLI::App *const subcommand = command.add_subcommand(name, help);
+    const auto [subcommand, options] = new_subcommand<Options>(command, name, help, run);
+    options.from.state = from;
+    options.to = to;
+    options.is_move = is_move;
     if (from == 0) {
-        add_state_option(*subcommand, "--from", options->from.state)->required();
-        add_state_option(*subcommand, "--to", options->to)->required();
+        add_state_option(subcommand, "--from", options.from.state)->required();
+        add_state_option(subcommand, "--to", options.to)->required();
     }
-    add_profile_options(*subcommand, options->from);
-    add_change_options(*subcommand, options->is_dry_run);
-    subcommand->footer(footer);
-    subcommand->callback([options] { run(*options); });
+    add_profile_options(subcommand, options.from);
+    add_change_options(subcommand, options.is_dry_run);
+    subcommand.footer(footer);
 }
 
 } // namespace
