@@ -3,6 +3,7 @@
 
 #include "profile/selector.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 using Json = nlohmann::ordered_json;
@@ -15,6 +16,14 @@ std::string json_key(const std::string &field, const std::string &label);
 
 // A text of the record, null for a null pointer.
 Json text_json(const char *text);
+
+// A list of what `json_of` returns for each element.
+template <class Range, class JsonOf> Json list_json(const Range &elements, JsonOf json_of)
+{
+    Json list = Json::array();
+    std::ranges::transform(elements, std::back_inserter(list), json_of);
+    return list;
+}
 
 Json service_pack_json(const sp_detail &pack);
 

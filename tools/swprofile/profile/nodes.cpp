@@ -28,17 +28,12 @@ std::optional<inst_node_loc> parse_node(const std::string &text)
     const char *at = text.data();
     const char *const end = at + text.size();
     for (std::size_t i = 0; i < ids.size(); ++i) {
-        if (i != 0 && (at == end || *at++ != '/')) {
-            return std::nullopt;
-        }
         const auto [next, error] = std::from_chars(at, end, ids[i]);
-        if (error != std::errc()) {
+        const bool is_last = i + 1 == ids.size();
+        if (error != std::errc() || (is_last ? next != end : *next != '/')) {
             return std::nullopt;
         }
-        at = next;
-    }
-    if (at != end) {
-        return std::nullopt;
+        at = next + 1; // after the '/'
     }
     inst_node_loc node = {};
     inst_node_loc_set_loc_id_1(&node, ids[0]);

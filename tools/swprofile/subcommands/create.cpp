@@ -8,7 +8,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <set>
 #include <sstream>
 
@@ -21,47 +20,23 @@ struct Options {
     const CLI::App *app = nullptr;
     Selector selector;
     std::optional<std::string> file; // of --from
-    std::string image;
-    std::string image_aux_name;
-    std::vector<std::string> image_rpms;
-    std::string version;
-    std::string lv_name;
-    Json packages = Json::array(); // in the form of a file, as are service packs
-    Json service_packs = Json::array();
-    bool is_single_initrd_supported = false;
+    std::string image;               // with its directory
+    Json fields = Json::object();    // that other options set, in the form of a file
     bool is_replacing = false;
     bool is_dry_run = false;
 };
 
-void set_text(Json &json, const char *key, const std::string &text)
+// Fields override what a file says, or are added to its lists.
+void add_fields(Json &json, const Json &fields)
 {
-    if (!text.empty()) {
-        json[key] = text;
-    }
-}
-
-void append(Json &json, const char *key, const Json &elements)
-{
-    for (const Json &element : elements) {
-        json[key].push_back(element);
-    }
-}
-
-// Options override what a file says, or are added to its lists.
-void apply_options(const Options &options, Json &json)
-{
-    set_text(json["image"], "name", fs::path(options.image).filename());
-    set_text(json["image"], "aux_name", options.image_aux_name);
-    append(json["image"], "rpms", options.image_rpms);
-    if (json["image"].is_null()) {
-        json.erase("image");
-    }
-    set_text(json, "version", options.version);
-    set_text(json, "lv_name", options.lv_name);
-    append(json, "packages", options.packages);
-    append(json, "service_packs", options.service_packs);
-    if (options.is_single_initrd_supported) {
-        json["single_initrd"] = true;
+    for (const auto &[key, value] : fields.items()) {
+        if (value.is_object()) {
+            add_fields(json[key], value);
+        } else if (value.is_array()) {
+            std::ranges::copy(value, std::back_inserter(json[key]));
+        } else {
+            json[key] = value;
+        }
     }
 }
 
@@ -69,18 +44,16 @@ void apply_options(const Options &options, Json &json)
 void add_names(Json &json)
 {
     if (json.contains("service_packs") && !json.contains("service_pack_names")) {
-        Json names = Json::array();
-        for (const Json &pack : json["service_packs"]) {
-            names.push_back(pack.is_object() && pack.contains("name") ? pack["name"] : Json());
-        }
-        json["service_pack_names"] = names;
+        json["service_pack_names"] = list_json(json["service_packs"], [](const Json &pack) {
+            return pack.is_object() && pack.contains("name") ? pack["name"] : Json();
+        });
     }
 }
 
-void check_unique(const std::string &what, const Json &elements)
+void check_unique(const std::string &what, const Options &options, const char *key)
 {
     std::set<std::string> names;
-    for (const Json &element : elements) {
+    for (const Json &element : options.fields.value(key, Json::array())) {
         const std::string name = element["name"];
         if (!names.insert(name).second) {
             throw Failure(INVALID_DATA, "the " + what + " is given twice", {name});
@@ -95,8 +68,8 @@ bool is_given(const Options &options, const char *flag)
 
 void check(const Options &options)
 {
-    check_unique("package", options.packages);
-    check_unique("service pack", options.service_packs);
+    check_unique("package", options, "packages");
+    check_unique("service pack", options, "service_packs");
     const bool has_members = is_given(options, "--sp-package");
     if (has_members != is_given(options, "--service-pack")) {
         throw Failure(INVALID_DATA,
@@ -124,7 +97,10 @@ Profile build_profile(Options &options)
         json = read_json(*options.file);
         profile_of(json, *options.file, place); // rejects what is no profile
     }
-    apply_options(options, json);
+    if (!options.image.empty()) {
+        json["image"]["name"] = fs::path(options.image).filename();
+    }
+    add_fields(json, options.fields);
     add_names(json);
     Profile profile = profile_of(json, options.file.value_or("options"), place);
     Selector &selector = options.selector;
@@ -211,12 +187,25 @@ void run(Options &options)
     }
 }
 
-// Adds an option of the form "NAME" or "NAME=RPM,RPM,...", repeated for each name. Each is appended to `elements`, with
-// the `common` fields.
-void add_named_list_option(CLI::App &create, Json &elements, const Json &common, const std::string &option,
-                           std::string (*fault_of)(const std::string &), const std::string &help)
+// Adds an option that sets the field at this JSON pointer.
+CLI::Option *add_text_option(CLI::App &create, Json &fields, const std::string &option, const char *pointer,
+                             const std::string &help)
 {
-    const auto append_all = [&elements, common, option, fault_of](const std::vector<std::string> &texts) {
+    const auto set = [&fields, pointer](const std::string &text) {
+        if (!text.empty()) {
+            fields[Json::json_pointer(pointer)] = text;
+        }
+    };
+    return create.add_option_function<std::string>(option, set, help);
+}
+
+// Adds an option of the form "NAME" or "NAME=RPM,RPM,...", repeated for each name. Each is appended to the list
+// `key` of the fields, with the fields of `common`.
+void add_named_list_option(CLI::App &create, Json &fields, const char *key, const Json &common,
+                           const std::string &option, std::string (*fault_of)(const std::string &),
+                           const std::string &help)
+{
+    const auto append_all = [&fields, key, common, option, fault_of](const std::vector<std::string> &texts) {
         for (const std::string &text : texts) {
             const std::size_t equals = text.find('=');
             const std::string name = text.substr(0, equals);
@@ -231,7 +220,7 @@ void add_named_list_option(CLI::App &create, Json &elements, const Json &common,
             if (!fault.empty()) {
                 throw CLI::ValidationError(option, fault);
             }
-            elements.push_back(element);
+            fields[key].push_back(element);
         }
     };
     create.add_option_function<std::vector<std::string>>(option, append_all, help)
@@ -255,20 +244,26 @@ void add_create(CLI::App &command)
         .add_option("--image", options.image,
                     "image file; only its name is recorded. If you give a path, the file must exist")
         ->check(text_fault);
-    create.add_option("--image-rpm", options.image_rpms, "an RPM inside the image; repeat for each")
+    Json &fields = options.fields;
+    create
+        .add_option_function<std::vector<std::string>>(
+            "--image-rpm", [&fields](const std::vector<std::string> &rpms) { fields["image"]["rpms"] = rpms; },
+            "an RPM inside the image; repeat for each")
         ->allow_extra_args(false)
         ->check(name_fault);
-    create.add_option("--image-aux-name", options.image_aux_name, "a second name of the image")->check(name_fault);
-    create.add_option("--version", options.version, "version of the software")->check(text_fault);
-    create.add_option("--lv", options.lv_name, "logical volume that contains the software")->check(name_fault);
+    add_text_option(create, fields, "--image-aux-name", "/image/aux_name", "a second name of the image")
+        ->check(name_fault);
+    add_text_option(create, fields, "--version", "/version", "version of the software")->check(text_fault);
+    add_text_option(create, fields, "--lv", "/lv_name", "logical volume that contains the software")->check(name_fault);
     const std::string base = package_type_text(VERD_SWP_PKG_BASE);
-    add_named_list_option(create, options.packages, {{"type", base}}, "--package", package_fault,
+    add_named_list_option(create, fields, "packages", {{"type", base}}, "--package", package_fault,
                           "a package and its RPM files; repeat for each");
-    add_named_list_option(create, options.packages, {{"type", base}, {"service_pack_member", true}}, "--sp-package",
+    add_named_list_option(create, fields, "packages", {{"type", base}, {"service_pack_member", true}}, "--sp-package",
                           package_fault, "the same, for a member of a service pack");
-    add_named_list_option(create, options.service_packs, Json::object(), "--service-pack", name_fault,
+    add_named_list_option(create, fields, "service_packs", Json::object(), "--service-pack", name_fault,
                           "a service pack and the RPMs that it delivers; repeat for each");
-    create.add_flag("--single-initrd", options.is_single_initrd_supported, "the software supports a single initrd");
+    create.add_flag_callback(
+        "--single-initrd", [&fields] { fields["single_initrd"] = true; }, "the software supports a single initrd");
     create.add_flag("--replace", options.is_replacing, "replace an existing profile");
     add_change_options(create, options.is_dry_run);
     create.footer(

@@ -24,14 +24,10 @@ void run(const Options &options)
     }();
     const std::vector<Difference> changes = differences(*from, *to);
     if (options.is_json) {
-        Json list = Json::array();
-        for (const Difference &change : changes) {
-            list.push_back(difference_json(change));
-        }
         print_json({{"from", verd_state_name(options.from.state)},
                     {"to", verd_state_name(options.to)},
                     {"equal", changes.empty()},
-                    {"changes", list}});
+                    {"changes", list_json(changes, difference_json)}});
     } else if (!changes.empty()) {
         std::printf("--- %s\n+++ %s\n", options.from.describe().c_str(), other.describe().c_str());
         print_differences(changes);

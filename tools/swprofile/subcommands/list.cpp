@@ -8,12 +8,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 
 namespace
 {
-
-namespace fs = std::filesystem;
 
 // A profile file of the repository; the profile is null if the file is empty or cannot be decoded.
 struct Entry {
@@ -26,7 +23,7 @@ std::vector<Entry> read_repository()
 {
     const ReadLock lock; // not while they are printed
     std::vector<Entry> entries;
-    const auto report_no_sdr = [](const fs::path &directory) {
+    const auto report_no_sdr = [](const std::filesystem::path &directory) {
         note("not listed, since it is not the directory of an SDR: " + shown(directory.c_str()));
     };
     for (const Selector &selector : all_places(report_no_sdr)) {
@@ -86,9 +83,7 @@ void run(const bool &is_json)
 {
     const std::vector<Entry> entries = read_repository();
     if (is_json) {
-        Json profiles = Json::array();
-        std::transform(entries.begin(), entries.end(), std::back_inserter(profiles), entry_json);
-        print_json({{"profiles", profiles}});
+        print_json({{"profiles", list_json(entries, entry_json)}});
         return;
     }
     if (entries.empty()) {

@@ -1,3 +1,4 @@
+// The subcommands that print what nodes run.
 #include "profile/nodes.h"
 #include "profile/names.h"
 #include "profile/options.h"
@@ -50,6 +51,67 @@ void run(const Options &options)
     }
 }
 
+struct VersionOptions {
+    std::string node;
+    std::optional<std::string> version;
+};
+
+// The active Admin profile: the global one or, if that cannot be read, the local one.
+Profile fetch_admin()
+{
+    Selector global;
+    global.vm_type = VERD_VM_ADMIN;
+    Selector local = global;
+    local.is_local = true;
+    global.check_readable();
+    local.check_readable();
+    try {
+        return global.fetch();
+    } catch (Failure &failure) {
+        try {
+            return local.fetch();
+        } catch (const Failure &second) {
+            failure.details.emplace_back(second.what());
+        }
+        throw;
+    }
+}
+
+void print_version(const inst_node_loc &node)
+{
+    const Profile profile = fetch_admin();
+    const inst_sw_profile_loc *const location = location_of(*profile, node);
+    const bool has_own = location != nullptr && inst_sw_profile_info_has_version(&location->sw_profile);
+    const inst_sw_profile_info &body = has_own ? location->sw_profile : profile->sdr_sw_profile.sw_profile;
+    std::printf("%s\n", shown(body.version).c_str());
+}
+
+void compare(const inst_node_loc &node, const std::string &version)
+{
+    static_cast<void>(fetch_admin()); // its Failure says what is wrong
+    uint8_t is_equal = 0;
+    const uint64_t rc = instmgr_cmp_sw_version(node.loc_id_1, node.loc_id_2, node.loc_id_3, version.c_str(), &is_equal);
+    if (rc != 0) {
+        throw failure_of(rc, "cannot compare the version");
+    }
+    std::printf("%s\n", is_equal != 0 ? "equal" : "different");
+    answer(is_equal != 0);
+}
+
+void run_version(const VersionOptions &options)
+{
+    const inst_node_loc node = *parse_node(options.node);
+    if (options.version) {
+        use_answer_codes();
+    }
+    const ReadLock lock;
+    if (options.version) {
+        compare(node, *options.version);
+    } else {
+        print_version(node);
+    }
+}
+
 } // namespace
 
 void add_nodes(CLI::App &command)
@@ -62,4 +124,21 @@ void add_nodes(CLI::App &command)
     nodes.footer("Examples:\n"
                  "  swprofile nodes\n"
                  "  swprofile nodes --json | jq -r '.location_profiles[].nodes[]'");
+}
+
+void add_node_version(CLI::App &command)
+{
+    const auto [version, options] = new_subcommand<VersionOptions>(
+        command, "node-version",
+        "Print the version that a node should run, or compare it: exit code 0 equal, 1 different", run_version);
+    version.add_option("NODE", options.node, "three numbers A/B/C")->required()->check(node_fault);
+    version.add_option("VERSION", options.version, "the version that it runs")->check(text_fault);
+    add_wait_options(version);
+    version.footer(
+        "The version is that of the active Admin profile: the global one or, if that cannot be read, the local one.\n"
+        "It is taken from the first location profile that lists the node or, if there is none or it has no version,\n"
+        "from the profile itself.\n\n"
+        "Examples:\n"
+        "  swprofile node-version 0/1/0\n"
+        "  swprofile node-version 0/1/0 1.4.0");
 }

@@ -20,11 +20,7 @@ struct Options {
 void print_packs(std::span<service_pack> packs, bool is_json)
 {
     if (is_json) {
-        Json json = Json::array();
-        for (const service_pack &pack : packs) {
-            json.push_back(service_pack_json(pack));
-        }
-        print_json({{"service_packs", json}});
+        print_json({{"service_packs", list_json(packs, service_pack_json)}});
     } else if (packs.empty()) {
         std::printf("no service packs\n");
     } else {

@@ -7,7 +7,6 @@
 #include "subcommands/commands.h"
 
 #include <cstdio>
-#include <filesystem>
 
 namespace
 {

@@ -1,3 +1,4 @@
+// The subcommands that edit location profiles.
 #include "profile/names.h"
 #include "profile/nodes.h"
 #include "subcommands/commands.h"
@@ -5,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <optional>
 #include <set>
 
 namespace
@@ -16,6 +16,8 @@ namespace fs = std::filesystem;
 struct Options {
     EditOptions edit;
     std::string package;
+    std::string image;
+    std::string version; // of the image
     uint32_t type = VERD_PKG_BASE;
     std::vector<inst_node_loc> nodes;
     bool is_for_all = false;
@@ -69,21 +71,22 @@ void prepare_bundle(const Options &options)
     }
 }
 
-bool has_package(const inst_sw_profile_loc &location, const std::string &package)
-{
-    return std::ranges::any_of(packages_of(location.sw_profile),
-                               [&](const inst_swp_package &entry) { return shown(entry.name) == package; });
-}
-
-// The first location profile that has the package; null if none has it.
-const inst_sw_profile_loc *location_with(const std::string &package, const inst_sw_profile_sdr_ext &profile)
+// The first location profile that `has` what is looked for; null if none has it.
+template <class Has>
+const inst_sw_profile_loc *location_with(const std::string &name, const inst_sw_profile_sdr_ext &profile, Has has)
 {
     for (const inst_sw_profile_loc &location : locations_of(profile)) {
-        if (has_package(location, package)) {
+        if (has(location, name)) {
             return &location;
         }
     }
     return nullptr;
+}
+
+bool has_package(const inst_sw_profile_loc &location, const std::string &package)
+{
+    return std::ranges::any_of(packages_of(location.sw_profile),
+                               [&](const inst_swp_package &entry) { return shown(entry.name) == package; });
 }
 
 // The nodes whose location profile has the package.
@@ -127,7 +130,7 @@ void check_nodes(const Options &options, const inst_sw_profile_sdr_ext &before, 
     std::for_each(reasons.begin(), reasons.end(), note);
 }
 
-void run(Options &options)
+void add_package(Options &options)
 {
     if (options.nodes.empty() != options.is_for_all) {
         throw Failure(USAGE, "for which nodes?", {"give --node for each node, or --all-nodes"});
@@ -157,7 +160,7 @@ void run(Options &options)
         if (comes_as_bundle(options) && !options.edit.is_dry_run) {
             work_area.emplace(fs::path(VERD_WORK_AREA).parent_path(), LockMode::EXCLUSIVE);
         }
-        joined = location_with(options.package, before);
+        joined = location_with(options.package, before, has_package);
         if (joined != nullptr) {
             nodes = nodes_without(nodes, nodes_of(*joined)); // or they would be listed twice
         }
@@ -174,12 +177,59 @@ void run(Options &options)
     run_edit(edit);
 }
 
+bool has_image(const inst_sw_profile_loc &location, const std::string &image)
+{
+    const char *const name = location.sw_profile.image.name;
+    return name != nullptr && std::string(name).starts_with(image);
+}
+
+// The nodes that are still to be added. Once there are location profiles, nodes can only join one that has the image.
+std::vector<inst_node_loc> nodes_to_add(const Options &options, const inst_sw_profile_sdr_ext &before)
+{
+    if (locations_of(before).empty()) {
+        if (options.version.empty()) {
+            throw Failure(USAGE, "no version given", {"a new location profile needs --version"});
+        }
+        return options.nodes;
+    }
+    const inst_sw_profile_loc *const joined = location_with(options.image, before, has_image);
+    if (joined == nullptr) {
+        throw Failure(FAILED,
+                      "no location profile of the " + options.edit.selector.describe() + " has the image " +
+                          options.image,
+                      {"nodes can only join one that has it"}, options.edit.selector.command("nodes"));
+    }
+    const std::string version = shown(joined->sw_profile.version);
+    if (!options.version.empty() && options.version != version) {
+        throw Failure(FAILED, "the location profile of this image has version " + version, {},
+                      options.edit.selector.command("nodes"));
+    }
+    return nodes_without(options.nodes, nodes_of(*joined));
+}
+
+void join_image(const Options &options)
+{
+    std::vector<inst_node_loc> nodes;
+    Edit edit = {options.edit, "add " + options.image + " to", [&](serv_packs *, ErrorText &) {
+                     if (nodes.empty()) {
+                         return uint64_t{0};
+                     }
+                     return options.edit.selector.call(inst_ldpath_add_image_location, nodes.data(),
+                                                       static_cast<uint32_t>(nodes.size()), options.image.c_str(),
+                                                       options.version.c_str());
+                 }};
+    edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
+        nodes = nodes_to_add(options, before);
+    };
+    run_edit(edit);
+}
+
 } // namespace
 
 void add_add_for_nodes(CLI::App &command)
 {
     const auto [add, options] =
-        new_subcommand<Options>(command, "add-for-nodes", "Add a package for some nodes, or for all", run);
+        new_subcommand<Options>(command, "add-for-nodes", "Add a package for some nodes, or for all", add_package);
     add.add_option("PACKAGE", options.package, "name-version-release")->required()->check(package_fault);
     add_install_type_option(add, options.type);
     CLI::Option *const node = add_node_option(add, options.nodes);
@@ -198,4 +248,21 @@ void add_add_for_nodes(CLI::App &command)
         "Examples:\n"
         "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
         "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");
+}
+
+void add_image_for_nodes(CLI::App &command)
+{
+    const auto [image, options] =
+        new_subcommand<Options>(command, "image-for-nodes", "Add an image for some nodes", join_image);
+    image.add_option("IMAGE", options.image, "its name, or the beginning of the name of an existing one")
+        ->required()
+        ->check(name_fault);
+    add_node_option(image, options.nodes)->required();
+    image.add_option("--version", options.version, "version of the first location profile")->check(text_fault);
+    add_edit_options(image, options.edit);
+    image.footer(
+        "The nodes join the first location profile whose image has that name, or a longer one that begins with it.\n"
+        "If there is no location profile, they get the first one.\n\n"
+        "Example:\n"
+        "  swprofile image-for-nodes qx-image-1.5.0.iso --version 1.5.0 --node 0/1/0");
 }
