@@ -13,8 +13,7 @@ install(FILES
     system_pkg/install/inst_mgr/lib_verd_inst_ldpath/include/verd_inst_ldpath.h
     system_pkg/install/inst_mgr/lib_verd_inst_ldpath/include/verd_inst_ldpath_text.h
     TYPE INCLUDE)
-install(FILES docs/man/swprofile.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES docs/man/verd_inst_ldpath.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+include(cmake/man.cmake)
 
 file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/verd_inst_ldpath.pc.in verd_inst_ldpath.pc @ONLY)
