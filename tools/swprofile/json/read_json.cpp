@@ -25,15 +25,18 @@ struct Value {
         throw Failure(INVALID_DATA, "cannot use the file", {where + ": " + fault});
     }
 
+    void require(bool is_met, const std::string &fault) const
+    {
+        if (!is_met) {
+            reject(fault);
+        }
+    }
+
     std::string text() const
     {
-        if (!json.is_string()) {
-            reject("must be a text");
-        }
+        require(json.is_string(), "must be a text");
         const std::string text = json.get<std::string>();
-        if (text.find('\0') != std::string::npos) {
-            reject("has a NUL");
-        }
+        require(text.find('\0') == std::string::npos, "has a NUL");
         return text;
     }
 
@@ -41,25 +44,20 @@ struct Value {
     template <class Parse> auto parsed(Parse parse) const
     {
         const auto value = parse(json.is_number() ? json.dump() : text());
-        if (!value) {
-            reject("unknown value " + shown(json.dump().c_str()));
-        }
+        require(value.has_value(), "unknown value " + shown(json.dump().c_str()));
         return *value;
     }
 
     uint64_t number(uint64_t limit) const
     {
-        if (!json.is_number_unsigned() || json.get<uint64_t>() > limit) {
-            reject("must be a number from 0 to " + std::to_string(limit));
-        }
+        require(json.is_number_unsigned() && json.get<uint64_t>() <= limit,
+                "must be a number from 0 to " + std::to_string(limit));
         return json.get<uint64_t>();
     }
 
     bool flag() const
     {
-        if (!json.is_boolean()) {
-            reject("must be true or false");
-        }
+        require(json.is_boolean(), "must be true or false");
         return json.get<bool>();
     }
 };
@@ -68,14 +66,10 @@ using Readers = std::map<std::string, std::function<void(const Value &)>>;
 
 void read_object(const Value &value, const Readers &readers)
 {
-    if (!value.json.is_object()) {
-        value.reject("must be an object");
-    }
+    value.require(value.json.is_object(), "must be an object");
     for (const auto &[key, field] : value.json.items()) {
         const auto reader = readers.find(key);
-        if (reader == readers.end()) {
-            value.reject("unknown field '" + shown(key.c_str()) + "'");
-        }
+        value.require(reader != readers.end(), "unknown field '" + shown(key.c_str()) + "'");
         reader->second(Value{field, value.where + "." + key});
     }
 }
@@ -145,9 +139,7 @@ void read_value(const Value &value, Record &record)
 // The array counts the elements that were begun, so that a record with a fault in its middle can be freed.
 template <class T> void read_array(const Value &value, T *&elements, uint32_t &count)
 {
-    if (!value.json.is_array()) {
-        value.reject("must be a list");
-    }
+    value.require(value.json.is_array(), "must be a list");
     elements = static_cast<T *>(allocated(value.json.size(), sizeof(T)));
     for (const Json &element : value.json) {
         const std::string where = value.where + "[" + std::to_string(count) + "]";
@@ -228,9 +220,7 @@ Json read_json(const std::string &file)
         const std::size_t line = what.find("at line"); // after the parser's own names
         whole.reject("not JSON: " + shown(what.substr(line == what.npos ? what.find("] ") + 2 : line).c_str()));
     }
-    if (!repeated.empty()) {
-        whole.reject("'" + shown(repeated.c_str()) + "' is given twice");
-    }
+    whole.require(repeated.empty(), "'" + shown(repeated.c_str()) + "' is given twice");
     return json;
 }
 
@@ -241,9 +231,8 @@ Profile profile_of(const Json &json, const std::string &source, Place &place)
     Readers readers;
     add_readers(readers, *record);
     readers["schema"] = [](const Value &value) {
-        if (value.number(UINT32_MAX) != JSON_SCHEMA) {
-            value.reject("this swprofile knows schema " + std::to_string(JSON_SCHEMA));
-        }
+        value.require(value.number(UINT32_MAX) == JSON_SCHEMA,
+                      "this swprofile knows schema " + std::to_string(JSON_SCHEMA));
     };
     readers["path"] = [](const Value &) {};
     readers["sdr"] = [&](const Value &value) { place.sdr = value.parsed(parse_key); };
@@ -258,21 +247,16 @@ ServicePacks read_service_packs(const std::string &file)
 {
     const Json json = read_json(file);
     const Value value = {json, file};
-    if (json.is_object() && json.contains("service_packs")) {
-        value.reject("must be a list, such as its \"service_packs\"");
-    }
+    value.require(!json.is_object() || !json.contains("service_packs"),
+                  "must be a list, such as its \"service_packs\"");
     ServicePacks set(static_cast<serv_packs *>(allocated(1, sizeof(serv_packs))));
     serv_packs_set_service_packs(set.get(), nullptr, 0);
     read_array(value, set->service_packs, set->service_packs_count);
     std::set<std::string> names;
-    for (uint32_t i = 0; i < set->service_packs_count; ++i) {
-        const char *const name = set->service_packs[i].sp_name;
-        if (name == nullptr || !name_fault(name).empty()) {
-            value.reject("a service pack " + (name == nullptr ? "has no name" : name_fault(name)));
-        }
-        if (!names.insert(name).second) {
-            value.reject("the service pack is given twice: " + std::string(name));
-        }
+    for (const service_pack &pack : service_packs_of(set.get())) {
+        const std::string fault = pack.sp_name == nullptr ? "has no name" : name_fault(pack.sp_name);
+        value.require(fault.empty(), "a service pack " + fault);
+        value.require(names.insert(pack.sp_name).second, "the service pack is given twice: " + shown(pack.sp_name));
     }
     return set;
 }

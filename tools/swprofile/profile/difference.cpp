@@ -16,11 +16,6 @@
 namespace
 {
 
-using Info = inst_sw_profile_info;
-using Package = inst_swp_package;
-using Sdr = inst_sw_profile_sdr;
-using Ext = inst_sw_profile_sdr_ext;
-
 // The labels of the fields that differ in presence or value, and of single values how they differ, such as "1 -> 2".
 // The own bit of a nested record is ignored.
 using Changes = std::map<std::string, std::string>;
@@ -90,7 +85,12 @@ template <class T> bool is_same(std::span<T> a, std::span<T> b)
     }
 ZELD_RECORDS(DEFINE_DIFFERENCES)
 
-std::string key_of(const Package &package)
+std::string key_of(const char *text)
+{
+    return shown(text);
+}
+
+std::string key_of(const inst_swp_package &package)
 {
     return shown(package.name);
 }
@@ -98,11 +98,6 @@ std::string key_of(const Package &package)
 std::string key_of(const sp_detail &pack)
 {
     return shown(pack.sp_name);
-}
-
-std::string key_of(const char *text)
-{
-    return shown(text);
 }
 
 std::string key_of(const inst_sw_profile_loc &location)
@@ -131,98 +126,92 @@ struct Collector {
         changes.push_back({kind, what, name, how, nodes});
     }
 
+    // Elements of one name are taken in pairs, the first with the first.
     template <class T, class How>
-    void compare_lists(const std::string &what, std::span<T> from, std::span<T> to, How how);
-    void compare_texts(const std::string &what, const char *from, const char *to);
-    void compare_bodies(const Info &from, const Info &to);
-    void add_others(Changes fields, std::initializer_list<const char *> handled, const std::string &of);
+    void compare_lists(const std::string &what, std::span<T> from, std::span<T> to, How how)
+    {
+        std::unordered_map<std::string, std::vector<std::size_t>> places; // in `to`, the last one first
+        for (std::size_t i = to.size(); i-- > 0;) {
+            places[key_of(to[i])].push_back(i);
+        }
+        std::vector<bool> is_old(to.size());
+        std::size_t last = 0;
+        bool is_in_order = true;
+        for (const T &element : from) {
+            const std::string name = key_of(element);
+            std::vector<std::size_t> &found = places[name];
+            if (found.empty()) {
+                add(Difference::Removed, what, name);
+                continue;
+            }
+            const std::size_t place = found.back();
+            found.pop_back();
+            is_old[place] = true;
+            is_in_order = is_in_order && place >= last;
+            last = place;
+            const std::string change = how(element, to[place]);
+            if (!change.empty()) {
+                add(Difference::Changed, what, name, change);
+            }
+        }
+        for (std::size_t i = 0; i < to.size(); ++i) {
+            if (!is_old[i]) {
+                add(Difference::Added, what, key_of(to[i]));
+            }
+        }
+        if (!is_in_order) {
+            add(Difference::Changed, what + "s", "", "in another order");
+        }
+    }
+
+    void compare_texts(const std::string &what, const char *from, const char *to)
+    {
+        if (!is_same(from, to)) {
+            add(Difference::Changed, what, "", from_to(shown(from), shown(to)));
+        }
+    }
+
+    // Fields that differ and have no lines of their own.
+    void add_others(Changes fields, std::initializer_list<const char *> handled, const std::string &of)
+    {
+        for (const char *const label : handled) {
+            fields.erase(label);
+        }
+        for (const auto &[label, how] : fields) {
+            add(Difference::Changed, of + label, "", how);
+        }
+    }
+
+    void compare_bodies(const inst_sw_profile_info &from, const inst_sw_profile_info &to)
+    {
+        compare_texts("image", from.image.name, to.image.name);
+        compare_lists("base RPM", array_of(from.image, inst_swp_package_get_files),
+                      array_of(to.image, inst_swp_package_get_files),
+                      [](const char *, const char *) { return std::string(); });
+        compare_texts("version", from.version, to.version);
+        compare_lists("package", packages_of(from), packages_of(to), change_of<inst_swp_package>);
+        const std::size_t before = changes.size();
+        compare_lists("service pack", service_packs_of(from), service_packs_of(to), change_of<sp_detail>);
+        Changes fields = differing_fields(from, to);
+        if (changes.size() != before) { // their names differ with them
+            fields.erase("Service pack names");
+        }
+        add_others(fields, {"Logical volume", "Image", "Packages", "Version", "Service packs"}, "");
+        add_others(differing_fields(from.image, to.image), {"Name", "RPMs"}, "image: ");
+    }
 };
-
-// Elements of one name are taken in pairs, the first with the first.
-template <class T, class How>
-void Collector::compare_lists(const std::string &what, std::span<T> from, std::span<T> to, How how)
-{
-    std::unordered_map<std::string, std::vector<std::size_t>> places; // in `to`, the last one first
-    for (std::size_t i = to.size(); i-- > 0;) {
-        places[key_of(to[i])].push_back(i);
-    }
-    std::vector<bool> is_old(to.size());
-    std::size_t last = 0;
-    bool is_in_order = true;
-    for (const T &element : from) {
-        const std::string name = key_of(element);
-        std::vector<std::size_t> &found = places[name];
-        if (found.empty()) {
-            add(Difference::Removed, what, name);
-            continue;
-        }
-        const std::size_t place = found.back();
-        found.pop_back();
-        is_old[place] = true;
-        is_in_order = is_in_order && place >= last;
-        last = place;
-        const std::string change = how(element, to[place]);
-        if (!change.empty()) {
-            add(Difference::Changed, what, name, change);
-        }
-    }
-    for (std::size_t i = 0; i < to.size(); ++i) {
-        if (!is_old[i]) {
-            add(Difference::Added, what, key_of(to[i]));
-        }
-    }
-    if (!is_in_order) {
-        add(Difference::Changed, what + "s", "", "in another order");
-    }
-}
-
-void Collector::compare_texts(const std::string &what, const char *from, const char *to)
-{
-    if (!is_same(from, to)) {
-        add(Difference::Changed, what, "", from_to(shown(from), shown(to)));
-    }
-}
-
-// Fields that differ and have no lines of their own.
-void Collector::add_others(Changes fields, std::initializer_list<const char *> handled, const std::string &of)
-{
-    for (const char *const label : handled) {
-        fields.erase(label);
-    }
-    for (const auto &[label, how] : fields) {
-        add(Difference::Changed, of + label, "", how);
-    }
-}
-
-void Collector::compare_bodies(const Info &from, const Info &to)
-{
-    compare_texts("image", from.image.name, to.image.name);
-    compare_lists("base RPM", array_of(from.image, inst_swp_package_get_files),
-                  array_of(to.image, inst_swp_package_get_files),
-                  [](const char *, const char *) { return std::string(); });
-    compare_texts("version", from.version, to.version);
-    compare_lists("package", packages_of(from), packages_of(to), change_of<Package>);
-    const std::size_t before = changes.size();
-    compare_lists("service pack", service_packs_of(from), service_packs_of(to), change_of<sp_detail>);
-    Changes fields = differing_fields(from, to);
-    if (changes.size() != before) { // their names differ with them
-        fields.erase("Service pack names");
-    }
-    add_others(fields, {"Logical volume", "Image", "Packages", "Version", "Service packs"}, "");
-    add_others(differing_fields(from.image, to.image), {"Name", "RPMs"}, "image: ");
-}
 
 } // namespace
 
-std::vector<Difference> differences(const Ext &from, const Ext &to)
+std::vector<Difference> differences(const inst_sw_profile_sdr_ext &from, const inst_sw_profile_sdr_ext &to)
 {
     std::vector<Difference> changes;
     uint8_t is_equal = 0;
     if (instcomm_compare_swp_profiles(&from, &to, &is_equal, 0) == 0 && is_equal != 0) {
         return changes;
     }
-    const Sdr &old = from.sdr_sw_profile;
-    const Sdr &current = to.sdr_sw_profile;
+    const inst_sw_profile_sdr &old = from.sdr_sw_profile;
+    const inst_sw_profile_sdr &current = to.sdr_sw_profile;
     const std::span<inst_sw_profile_loc> old_locations = locations_of(from);
     const std::span<inst_sw_profile_loc> locations = locations_of(to);
     Collector main = {changes, ""};

@@ -1,11 +1,10 @@
 #include "profile/findings.h"
 #include "profile/names.h"
 #include "profile/options.h"
+#include "profile/output.h"
 #include "profile/repository.h"
-#include "profile/table.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
-#include "json/profile_json.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -103,7 +102,7 @@ void run(const bool &is_json)
     }
     std::vector<TableRow> rows = {{"SCOPE", "SDR", "VM", "STATE", "IMAGE", "VERSION", "PKGS", "SPS", "HEALTH"}};
     std::transform(entries.begin(), entries.end(), std::back_inserter(rows), human_row);
-    std::printf("%s", format_table(rows).c_str());
+    print_table(rows);
 }
 
 } // namespace

@@ -1,10 +1,9 @@
 #include "profile/nodes.h"
 #include "profile/names.h"
 #include "profile/options.h"
-#include "profile/table.h"
+#include "profile/output.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
-#include "json/profile_json.h"
 
 #include <cstdio>
 
@@ -36,7 +35,7 @@ void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selecto
     if (rows.size() == 1) {
         std::printf("no location profiles in the %s\n", selector.describe().c_str());
     } else {
-        std::printf("%s", format_table(rows).c_str());
+        print_table(rows);
     }
 }
 

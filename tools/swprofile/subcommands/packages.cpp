@@ -1,7 +1,7 @@
 // The subcommands that print the image or packages of a profile.
 #include "profile/names.h"
 #include "profile/options.h"
-#include "profile/string_list.h"
+#include "profile/output.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
 

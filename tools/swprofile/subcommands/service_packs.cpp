@@ -1,8 +1,6 @@
 #include "profile/arrays.h"
-#include "profile/names.h"
 #include "profile/options.h"
-#include "profile/string_list.h"
-#include "profile/table.h"
+#include "profile/output.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
 #include "json/read_json.h"
@@ -30,11 +28,7 @@ void print_packs(std::span<service_pack> packs, bool is_json)
     } else if (packs.empty()) {
         std::printf("no service packs\n");
     } else {
-        std::vector<TableRow> rows = {{"SERVICE PACK", "RPMS"}};
-        for (const service_pack &pack : packs) {
-            rows.push_back({shown(pack.sp_name), std::to_string(pack.sp_rpms_count)});
-        }
-        std::printf("%s", format_table(rows).c_str());
+        print_table(service_pack_rows(packs));
     }
 }
 

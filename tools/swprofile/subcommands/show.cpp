@@ -1,10 +1,9 @@
 #include "profile/names.h"
 #include "profile/nodes.h"
 #include "profile/options.h"
-#include "profile/table.h"
+#include "profile/output.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
-#include "json/profile_json.h"
 
 #include <cstdio>
 
@@ -26,7 +25,8 @@ std::string count_of(uint32_t count, const char *noun)
 void print_section(const std::vector<TableRow> &rows)
 {
     if (rows.size() > 1) {
-        std::printf("\n%s", format_table(rows).c_str());
+        std::printf("\n");
+        print_table(rows);
     }
 }
 
@@ -40,32 +40,21 @@ void print_packages(const inst_sw_profile_info &body)
     print_section(rows);
 }
 
-void print_service_packs(const inst_sw_profile_info &body)
-{
-    std::vector<TableRow> rows = {{"SERVICE PACK", "RPMS"}};
-    for (const sp_detail &pack : service_packs_of(body)) {
-        rows.push_back({shown(pack.sp_name), std::to_string(pack.sp_rpms_count)});
-    }
-    print_section(rows);
-}
-
 void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
 {
     const inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
     const inst_sw_profile_info &body = sdr.sw_profile;
     std::printf("%s\n\n", selector.describe().c_str());
-    std::printf("%s",
-                format_table({{"File", selector.path()},
-                              {"VM type", verd_vm_type_name(sdr.vm_type)},
-                              {"Image", shown(body.image.name) + "  (" + count_of(body.image.files_count, "RPM") + ")"},
-                              {"Version", shown(body.version)},
-                              {"Volume", shown(body.lv_name)},
-                              {"Content", count_of(body.packages_count, "package") + ", " +
-                                              count_of(body.sp_details_count, "service pack") + ", " +
-                                              count_of(sdr.loc_profiles_count, "location profile")}})
-                    .c_str());
+    print_table(
+        {{"File", selector.path()},
+         {"VM type", verd_vm_type_name(sdr.vm_type)},
+         {"Image", shown(body.image.name) + "  (" + count_of(body.image.files_count, "RPM") + ")"},
+         {"Version", shown(body.version)},
+         {"Volume", shown(body.lv_name)},
+         {"Content", count_of(body.packages_count, "package") + ", " + count_of(body.sp_details_count, "service pack") +
+                         ", " + count_of(sdr.loc_profiles_count, "location profile")}});
     print_packages(body);
-    print_service_packs(body);
+    print_section(service_pack_rows(service_packs_of(body)));
     for (const inst_sw_profile_loc &location : locations_of(profile)) {
         std::printf("\nOn nodes %s: image %s\n", nodes_text(nodes_of(location)).c_str(),
                     shown(location.sw_profile.image.name).c_str());

@@ -1,6 +1,9 @@
-#include "profile/table.h"
+#include "profile/output.h"
+
+#include "profile/names.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace
 {
@@ -12,7 +15,7 @@ bool is_number(const std::string &cell)
 
 } // namespace
 
-std::string format_table(const std::vector<TableRow> &rows, std::size_t indent)
+void print_table(const std::vector<TableRow> &rows)
 {
     std::vector<std::size_t> widths(rows.front().size());
     std::vector<bool> has_numbers(widths.size(), rows.size() > 1);
@@ -22,16 +25,38 @@ std::string format_table(const std::vector<TableRow> &rows, std::size_t indent)
             has_numbers[i] = has_numbers[i] && (&row == &rows.front() || row[i] == "-" || is_number(row[i]));
         }
     }
-    std::string text;
     for (const TableRow &row : rows) {
-        std::string line(indent, ' ');
+        std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
             const std::string padding(widths[i] - row[i].size(), ' ');
             line += has_numbers[i] ? padding + row[i] : row[i] + padding;
             line += "  ";
         }
         line.erase(line.find_last_not_of(' ') + 1);
-        text += line + "\n";
+        std::printf("%s\n", line.c_str());
     }
-    return text;
+}
+
+std::vector<TableRow> service_pack_rows(std::span<const sp_detail> packs)
+{
+    std::vector<TableRow> rows = {{"SERVICE PACK", "RPMS"}};
+    for (const sp_detail &pack : packs) {
+        rows.push_back({shown(pack.sp_name), std::to_string(pack.sp_rpms_count)});
+    }
+    return rows;
+}
+
+void print_list(const StringList &list, const char *key, bool is_json)
+{
+    Json texts = Json::array();
+    for (const char *const text : std::span(list.list, list.count)) {
+        if (is_json) {
+            texts.push_back(text_json(text));
+        } else {
+            std::printf("%s\n", shown(text).c_str());
+        }
+    }
+    if (is_json) {
+        print_json({{key, texts}});
+    }
 }
