@@ -77,6 +77,11 @@ void apply_options(const Options &options, Json &json)
     append(json, "packages", options.packages, {{"type", base}});
     append(json, "packages", options.sp_packages, {{"type", base}, {"service_pack_member", true}});
     append(json, "service_packs", options.service_packs, Json::object());
+    for (const NamedList &pack : options.service_packs) {
+        if (json.contains("service_pack_names")) {
+            json["service_pack_names"].push_back(pack.name);
+        }
+    }
     if (options.is_single_initrd_supported) {
         json["single_initrd"] = true;
     }
