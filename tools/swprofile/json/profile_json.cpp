@@ -1,9 +1,9 @@
 #include "json/profile_json.h"
 
+#include "profile/names.h"
 #include "profile/nodes.h"
 #include "profile/options.h"
 
-#include <cctype>
 #include <cstdio>
 
 namespace
@@ -29,32 +29,6 @@ Json json_of(char *text)
     return text_json(text);
 }
 
-void put_value(Json &json, const std::string &key, const char *text)
-{
-    json[key] = text_json(text);
-}
-
-void put_value(Json &json, const std::string &key, uint8_t flag)
-{
-    json[key] = flag != 0;
-}
-
-void put_value(Json &json, const std::string &key, uint64_t number)
-{
-    json[key] = number;
-}
-
-void put_value(Json &json, const std::string &key, uint32_t number)
-{
-    if (key == "vm_type") {
-        json[key] = verd_vm_type_name(number);
-    } else if (key == "type") {
-        json[key] = package_type_text(number);
-    } else {
-        json[key] = number;
-    }
-}
-
 // The type of an image is 0, which says nothing.
 void put_value(Json &json, const std::string &key, const inst_swp_package &image)
 {
@@ -65,12 +39,21 @@ void put_value(Json &json, const std::string &key, const inst_swp_package &image
     json[key] = object;
 }
 
-// The fields of other nested records become the outer record's own.
-template <class Record>
-requires std::is_class_v<Record>
-void put_value(Json &json, const std::string &, const Record &record)
+template <class T> void put_value(Json &json, const std::string &key, const T &value)
 {
-    put_fields(json, record);
+    if constexpr (std::is_class_v<T>) {
+        put_fields(json, value); // the fields of other nested records become the outer record's own
+    } else if constexpr (std::is_same_v<T, char *>) {
+        json[key] = text_json(value);
+    } else if constexpr (std::is_same_v<T, uint8_t>) {
+        json[key] = value != 0;
+    } else if (key == "vm_type") {
+        json[key] = verd_vm_type_name(static_cast<uint32_t>(value));
+    } else if (key == "type") {
+        json[key] = package_type_text(static_cast<uint32_t>(value));
+    } else {
+        json[key] = value;
+    }
 }
 
 template <class T> void put_array(Json &json, const std::string &key, const T *elements, uint32_t count)
@@ -102,14 +85,7 @@ ZELD_RECORDS(DEFINE_PUT_FIELDS)
 
 std::string json_key(const std::string &field, const std::string &label)
 {
-    if (field == "aux_name" || field == "lv_name") {
-        return field;
-    }
-    std::string key = label;
-    for (char &letter : key) {
-        letter = letter == ' ' ? '_' : static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-    }
-    return key;
+    return field == "aux_name" || field == "lv_name" ? field : option_name(label, '_');
 }
 
 Json text_json(const char *text)

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <limits>
 #include <map>
 #include <set>
 
@@ -96,44 +97,28 @@ char *new_text(const Value &value)
 #define DECLARE_READERS(R) void add_readers(Readers &readers, R &record);
 ZELD_RECORDS(DECLARE_READERS)
 
-void read_value(const Value &value, char *&text)
-{
-    text = new_text(value);
-}
-
-void read_value(const Value &value, uint8_t &flag)
-{
-    flag = value.flag() ? 1 : 0;
-}
-
-void read_value(const Value &value, uint64_t &number)
-{
-    number = value.number(UINT64_MAX);
-}
-
-void read_value(const Value &value, uint32_t &number)
-{
-    if (value.where.ends_with(".vm_type")) {
-        number = value.parsed(parse_vm_type);
-    } else if (value.where.ends_with(".type")) {
-        number = value.parsed(parse_package_type);
-    } else {
-        number = static_cast<uint32_t>(value.number(UINT32_MAX));
-    }
-}
-
 void read_value(const Value &value, inst_node_loc &node)
 {
     node = value.parsed(parse_node);
 }
 
-template <class Record>
-requires std::is_class_v<Record>
-void read_value(const Value &value, Record &record)
+template <class T> void read_value(const Value &value, T &target)
 {
-    Readers readers;
-    add_readers(readers, record);
-    read_object(value, readers);
+    if constexpr (std::is_class_v<T>) {
+        Readers readers;
+        add_readers(readers, target);
+        read_object(value, readers);
+    } else if constexpr (std::is_same_v<T, char *>) {
+        target = new_text(value);
+    } else if constexpr (std::is_same_v<T, uint8_t>) {
+        target = value.flag() ? 1 : 0;
+    } else if (value.where.ends_with(".vm_type")) {
+        target = value.parsed(parse_vm_type);
+    } else if (value.where.ends_with(".type")) {
+        target = value.parsed(parse_package_type);
+    } else {
+        target = static_cast<T>(value.number(std::numeric_limits<T>::max()));
+    }
 }
 
 // The array counts the elements that were begun, so that a record with a fault in its middle can be freed.

@@ -12,6 +12,8 @@ struct Difference {
     std::string name;  // which one, or ""
     std::string how;   // how it has changed, or ""
     std::string nodes; // those of the location profile, or ""
+
+    bool operator==(const Difference &) const = default;
 };
 
 // In the order of the profiles. lv_name and sdr_sw_profile_len are not compared.

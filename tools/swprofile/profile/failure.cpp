@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
 
 namespace
 {
@@ -56,11 +55,6 @@ int report(const Failure &failure)
         std::fprintf(stderr, "  try: %s\n", failure.next.c_str());
     }
     return answers && failure.exit_code == FAILED ? int{TROUBLE} : failure.exit_code;
-}
-
-ErrorText::~ErrorText()
-{
-    std::free(text);
 }
 
 std::vector<std::string> ErrorText::entries() const

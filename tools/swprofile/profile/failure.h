@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -43,7 +44,7 @@ public:
     ErrorText() = default;
     ErrorText(const ErrorText &) = delete;
     ErrorText &operator=(const ErrorText &) = delete;
-    ~ErrorText();
+    ~ErrorText() { std::free(text); }
 
     char **slot() { return &text; }
     std::vector<std::string> entries() const; // without tags and ';'

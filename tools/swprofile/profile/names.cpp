@@ -70,10 +70,10 @@ std::string package_fault(const std::string &name)
                : "'" + shown(name.c_str()) + "' is not name-version-release";
 }
 
-std::string option_name(std::string name)
+std::string option_name(std::string name, char for_blank)
 {
     for (char &letter : name) {
-        letter = letter == ' ' ? '-' : static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+        letter = letter == ' ' ? for_blank : static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
     }
     return name;
 }

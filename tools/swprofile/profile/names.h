@@ -1,7 +1,6 @@
 // Names that come from outside, and how texts of a profile are printed.
 #pragma once
 
-#include <optional>
 #include <string>
 
 // What is wrong with a name, an SDR key, or a text of printable ASCII; "" if nothing is.
@@ -18,5 +17,5 @@ bool is_name_version_release(const char *name);
 // The text with everything except printable ASCII escaped; "-" for null.
 std::string shown(const char *text);
 
-// "lc-qx" for "LC QX": a name as it is typed as an option's value.
-std::string option_name(std::string name);
+// "lc-qx" for "LC QX": a name as it is typed as an option's value or, with '_' for blanks, as a key of JSON.
+std::string option_name(std::string name, char for_blank = '-');

@@ -2,6 +2,7 @@
 
 #include "profile/names.h"
 
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -145,7 +146,30 @@ void add_install_type_option(CLI::App &command, uint32_t &type)
     add_parsed(command, "--type", type, parse_install_type, "type", "smu, host-smu, kernel, base or a number", "base");
 }
 
-bool is_given(const CLI::App &command, const std::string &flag)
+void PlaceFilter::add_options(CLI::App &command)
 {
-    return command.count(flag) != 0;
+    app = &command;
+    add_selector_options(command, wanted);
+}
+
+bool PlaceFilter::is_restricted() const
+{
+    constexpr const char *FLAGS[] = {"--sdr", "--vm", "--state", "--local", "--global"};
+    return std::ranges::any_of(FLAGS, [this](const char *flag) { return app->count(flag) != 0; });
+}
+
+std::vector<Selector> PlaceFilter::places(const PathVisitor &no_sdr) const
+{
+    const bool has_scope = app->count("--local") != 0 || app->count("--global") != 0;
+    Selector global = wanted;
+    global.is_local = false;
+    std::vector<Selector> places = all_places(no_sdr);
+    std::erase_if(places, [&](const Selector &place) {
+        const bool is_sdr = place.sdr == wanted.sdr && verd_vm_type_has_sdr(place.vm_type);
+        const bool is_type = place.vm_type == wanted.vm_type || (place.is_shared() && global.is_shared());
+        return (app->count("--sdr") != 0 && !is_sdr) || (app->count("--vm") != 0 && !is_type) ||
+               (app->count("--state") != 0 && place.state != wanted.state) ||
+               (has_scope && place.is_local != wanted.is_local);
+    });
+    return places;
 }

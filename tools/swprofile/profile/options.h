@@ -1,7 +1,7 @@
 // The options by which every subcommand selects a profile, and parsing of what several subcommands take.
 #pragma once
 
-#include "profile/selector.h"
+#include "profile/repository.h"
 
 #include <CLI/CLI.hpp>
 
@@ -26,5 +26,19 @@ void add_json_option(CLI::App &command, bool &is_json);
 // --type: what is installed, which determines the recorded type.
 void add_install_type_option(CLI::App &command, uint32_t &type);
 
-// Was an option given on the command line?
-bool is_given(const CLI::App &command, const std::string &flag);
+// The selecting options where they select any number of profiles.
+class PlaceFilter
+{
+public:
+    void add_options(CLI::App &command);
+
+    // Was any of the options given?
+    bool is_restricted() const;
+
+    // The places in the repository that match every option that was given. For `no_sdr`, see all_places().
+    std::vector<Selector> places(const PathVisitor &no_sdr = [](const std::filesystem::path &) {}) const;
+
+private:
+    Selector wanted = {"", 0, 0, false}; // by default, nothing is restricted
+    const CLI::App *app = nullptr;
+};

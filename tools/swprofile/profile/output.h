@@ -24,6 +24,7 @@ struct StringList {
 
     StringList() = default;
     StringList(const StringList &) = delete;
+    StringList &operator=(const StringList &) = delete;
     ~StringList() { inst_free_string_list(count, list); }
 };
 

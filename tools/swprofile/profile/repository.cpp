@@ -30,7 +30,7 @@ void add_types(std::vector<Selector> &places, Selector selector, bool has_sdr)
 }
 
 // The names of the SDRs that have a directory in a scope, sorted.
-std::vector<std::string> sdrs_of(bool is_local, const std::function<void(const fs::path &)> &no_sdr)
+std::vector<std::string> sdrs_of(bool is_local, const PathVisitor &no_sdr)
 {
     const fs::path directory = fs::path(is_local ? VERD_LOCAL_DIRECTORY : VERD_GLOBAL_DIRECTORY) / "sdr";
     std::set<std::string> names;
@@ -59,7 +59,7 @@ std::vector<std::string> sdrs_of(bool is_local, const std::function<void(const f
 
 } // namespace
 
-std::vector<Selector> all_places(const std::function<void(const fs::path &)> &no_sdr)
+std::vector<Selector> all_places(const PathVisitor &no_sdr)
 {
     std::vector<Selector> places;
     for (const bool is_local : {false, true}) {

@@ -8,7 +8,8 @@
 #include <vector>
 
 // In the order in which they are listed. `no_sdr` is called for each entry among the directories of SDRs that is none.
-std::vector<Selector> all_places(const std::function<void(const std::filesystem::path &)> &no_sdr);
+using PathVisitor = std::function<void(const std::filesystem::path &)>;
+std::vector<Selector> all_places(const PathVisitor &no_sdr);
 
 // Does something have this name, even a dangling link?
 bool name_exists(const std::filesystem::path &path);

@@ -91,7 +91,7 @@ Profile Selector::fetch() const
     check_readable();
     inst_sw_profile_sdr_ext *profile = nullptr;
     ErrorText error;
-    const uint64_t rc = inst_ldpath_get_swprofile(sdr.c_str(), is_local, state, vm_type, &profile, error.slot());
+    const uint64_t rc = call(inst_ldpath_get_swprofile, &profile, error.slot());
     if (rc != 0) {
         throw fetch_failure(rc, error);
     }

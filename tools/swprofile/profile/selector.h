@@ -34,6 +34,12 @@ struct Selector {
     // "SUBCOMMAND --vm admin --local", with the options that are not the default; --state only if wanted.
     std::string command(const std::string &subcommand, bool has_state = true) const;
 
+    // Calls a function of the library whose first arguments select a profile.
+    template <class Function, class... Arguments> uint64_t call(Function function, Arguments... arguments) const
+    {
+        return function(sdr.c_str(), is_local, state, vm_type, arguments...);
+    }
+
     std::string path() const;
 
     // The .bin file, its text twin, and their flat copies if it has any.

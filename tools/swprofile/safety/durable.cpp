@@ -8,7 +8,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -21,18 +20,15 @@ namespace
     throw Failure(FAILED, "cannot " + what + " " + file.string(), {std::strerror(err)});
 }
 
-class File
+class File : Descriptor
 {
 public:
-    File(const fs::path &name, int flags) : path(name), fd(::open(name.c_str(), flags | O_CLOEXEC, 0600))
+    File(const fs::path &name, int flags) : Descriptor(open(name.c_str(), flags | O_CLOEXEC, 0600)), path(name)
     {
         if (fd < 0) {
             fail("open", path);
         }
     }
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-    ~File() { close(fd); }
 
     void write(const std::string &content) const
     {
@@ -81,7 +77,6 @@ public:
 
 private:
     const fs::path &path;
-    const int fd;
 };
 
 } // namespace

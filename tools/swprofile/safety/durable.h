@@ -4,6 +4,22 @@
 
 #include <filesystem>
 #include <string>
+#include <unistd.h>
+
+// An open file or directory.
+struct Descriptor {
+    explicit Descriptor(int opened) : fd(opened) {}
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    ~Descriptor()
+    {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+
+    const int fd; // negative if it could not be opened
+};
 
 void make_directory(const std::filesystem::path &directory); // only its owner may enter it
 

@@ -10,7 +10,6 @@
 #include <optional>
 #include <sys/file.h>
 #include <thread>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -52,21 +51,10 @@ fs::path scope_directory(bool is_local)
     return fs::path(is_local ? VERD_LOCAL_DIRECTORY : VERD_GLOBAL_DIRECTORY).parent_path();
 }
 
-Descriptor::Descriptor(const fs::path &directory, int flags)
-    : fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | flags))
-{
-}
-
-Descriptor::~Descriptor()
-{
-    if (fd >= 0) {
-        close(fd);
-    }
-}
-
 // Not closed on exec: the shell commands of a change that was killed hold the lock until they end, so that the next
 // change does not begin while they still move files.
-DirectoryLock::DirectoryLock(const fs::path &directory, LockMode mode) : locked(directory, 0)
+DirectoryLock::DirectoryLock(const fs::path &directory, LockMode mode)
+    : locked(open(directory.c_str(), O_RDONLY | O_DIRECTORY))
 {
     const int err = errno;
     if (locked.fd < 0 && mode == LockMode::SHARED && (err == ENOENT || err == EACCES)) {
@@ -76,7 +64,7 @@ DirectoryLock::DirectoryLock(const fs::path &directory, LockMode mode) : locked(
         throw Failure(FAILED, "cannot open " + directory.string(), {std::strerror(err)});
     }
     // Whoever waits keeps those who come later out of this queue, so that readers cannot keep a writer waiting.
-    const Descriptor queue(directory.parent_path(), O_CLOEXEC);
+    const Descriptor queue(open(directory.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (queue.fd >= 0 && (!longest_wait || longest_wait->count() > 0)) {
         lock(queue.fd, LOCK_EX, directory);
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "profile/selector.h"
+#include "safety/durable.h"
 
 #include <CLI/CLI.hpp>
 
@@ -13,15 +14,6 @@ enum class LockMode { SHARED, EXCLUSIVE };
 
 // "/install_repo/local" or "/install_repo/gl/instdb".
 std::filesystem::path scope_directory(bool is_local);
-
-struct Descriptor {
-    Descriptor(const std::filesystem::path &directory, int flags);
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    ~Descriptor();
-
-    const int fd; // negative if the directory cannot be opened
-};
 
 // Waits for the lock, up to the time that the options give. If the directory is missing, a shared lock locks nothing.
 class DirectoryLock

@@ -127,30 +127,20 @@ void check_nodes(const Options &options, const inst_sw_profile_sdr_ext &before, 
     std::for_each(reasons.begin(), reasons.end(), note);
 }
 
-// Other packages of the location profile that the nodes join.
-void report_joined(const Options &options, const inst_sw_profile_sdr_ext &before)
-{
-    const inst_sw_profile_loc *const joined = location_with(options.package, before);
-    if (joined != nullptr && joined->sw_profile.packages_count > 1) {
-        note("the nodes join the location profile of " + nodes_text(nodes_of(*joined)) + ", with all of its content");
-    }
-}
-
 void run(Options &options)
 {
     if (options.nodes.empty() != options.is_for_all) {
         throw Failure(USAGE, "for which nodes?", {"give --node for each node, or --all-nodes"});
     }
-    const Selector &selector = options.edit.selector;
     std::vector<inst_node_loc> nodes = options.nodes;
+    const inst_sw_profile_loc *joined = nullptr; // of the profile before
     Edit edit = {options.edit, "add " + options.package + " to", [&](serv_packs *packs, ErrorText &) {
                      if (nodes.empty() && !options.is_for_all) {
                          return uint64_t{0};
                      }
-                     return inst_ldpath_add_pkg_location(selector.sdr.c_str(), selector.is_local, selector.state,
-                                                         selector.vm_type, nodes.data(),
-                                                         static_cast<uint32_t>(nodes.size()), options.package.c_str(),
-                                                         0, options.type, reinterpret_cast<uint64_t>(packs));
+                     return options.edit.selector.call(inst_ldpath_add_pkg_location, nodes.data(),
+                                                       static_cast<uint32_t>(nodes.size()), options.package.c_str(), 0,
+                                                       options.type, reinterpret_cast<uint64_t>(packs));
                  }};
     std::optional<DirectoryLock> work_area; // which the scopes share
     edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
@@ -167,14 +157,18 @@ void run(Options &options)
         if (comes_as_bundle(options) && !options.edit.is_dry_run) {
             work_area.emplace(fs::path(VERD_WORK_AREA).parent_path(), LockMode::EXCLUSIVE);
         }
-        if (const inst_sw_profile_loc *const joined = location_with(options.package, before)) {
+        joined = location_with(options.package, before);
+        if (joined != nullptr) {
             nodes = nodes_without(nodes, nodes_of(*joined)); // or they would be listed twice
         }
     };
     edit.look = [&](const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after) {
         if (!options.is_for_all) {
             check_nodes(options, before, after);
-            report_joined(options, before);
+        }
+        if (!options.is_for_all && joined != nullptr && joined->sw_profile.packages_count > 1) {
+            note("the nodes join the location profile of " + nodes_text(nodes_of(*joined)) +
+                 ", with all of its content");
         }
     };
     run_edit(edit);

@@ -1,12 +1,11 @@
 #include "profile/findings.h"
 #include "profile/options.h"
-#include "profile/repository.h"
 #include "safety/journal.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
-#include "subcommands/places.h"
 #include "json/profile_json.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <set>
@@ -67,17 +66,6 @@ void check_journals(Check &check)
     }
 }
 
-void check_repository(Check &check)
-{
-    const std::vector<Selector> places = all_places([&](const fs::path &path) {
-        check.findings.push_back({"not-an-sdr", path, "not the directory of an SDR"});
-    });
-    for (const Selector &place : places) {
-        check.add(place);
-    }
-    check_directories(check, places);
-}
-
 void print(const Check &check, bool is_json)
 {
     if (is_json) {
@@ -101,15 +89,17 @@ Check check_places(const PlaceFilter &filter)
 {
     const ReadLock lock; // not while findings are printed
     Check check;
-    if (!filter.is_restricted()) {
-        check_repository(check);
-    } else {
-        for (const Selector &place : filter.places()) {
-            check.add(place);
+    const bool is_restricted = filter.is_restricted();
+    const std::vector<Selector> places = filter.places([&](const fs::path &path) {
+        if (!is_restricted) {
+            check.findings.push_back({"not-an-sdr", path, "not the directory of an SDR"});
         }
-        if (check.profiles == 0 && check.findings.empty()) {
-            throw Failure(NO_PROFILE, "there is no such profile", {}, "swprofile list");
-        }
+    });
+    std::ranges::for_each(places, [&](const Selector &place) { check.add(place); });
+    if (!is_restricted) {
+        check_directories(check, places);
+    } else if (check.profiles == 0 && check.findings.empty()) {
+        throw Failure(NO_PROFILE, "there is no such profile", {}, "swprofile list");
     }
     check_journals(check);
     return check;

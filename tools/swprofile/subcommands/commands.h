@@ -1,4 +1,4 @@
-// The subcommands. Each function adds one to the command, with its options, its help and what it runs.
+// The subcommands. Each function adds one, or a family, to the command: its options, its help and what it runs.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -9,8 +9,7 @@ using AddSubcommand = void(CLI::App &command);
 
 AddSubcommand add_create, add_show, add_list, add_path, add_exists, add_boot_flag, add_image, add_packages, add_rpms,
     add_has, add_service_packs, add_diff, add_node_version, add_check, add_repair, add_add, add_remove, add_add_host,
-    add_service_pack, add_nodes, add_add_for_nodes, add_image_for_nodes, add_promote, add_commit, add_rollback,
-    add_copy, add_delete;
+    add_service_pack, add_nodes, add_add_for_nodes, add_image_for_nodes, add_transitions, add_delete;
 
 template <class Options> struct NewSubcommand {
     CLI::App &app;
@@ -32,7 +31,6 @@ NewSubcommand<Options> new_subcommand(CLI::App &command, const std::string &name
 inline constexpr AddSubcommand *SUBCOMMANDS[] = {
     add_create, add_show, add_list, add_path, add_exists, add_boot_flag, add_image, add_packages, add_rpms, add_has,
     add_service_packs, add_diff, add_node_version, add_check, add_repair, add_add, add_remove, add_add_host,
-    add_service_pack, add_nodes, add_add_for_nodes, add_image_for_nodes, add_promote, add_commit, add_rollback,
-    add_copy, add_delete,
+    add_service_pack, add_nodes, add_add_for_nodes, add_image_for_nodes, add_transitions, add_delete,
 };
 // clang-format on

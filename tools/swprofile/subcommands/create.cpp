@@ -17,12 +17,8 @@ namespace
 
 namespace fs = std::filesystem;
 
-struct NamedList {
-    std::string name;
-    std::vector<std::string> rpms;
-};
-
 struct Options {
+    const CLI::App *app = nullptr;
     Selector selector;
     std::optional<std::string> file; // of --from
     std::string image;
@@ -30,9 +26,8 @@ struct Options {
     std::vector<std::string> image_rpms;
     std::string version;
     std::string lv_name;
-    std::vector<NamedList> packages;
-    std::vector<NamedList> sp_packages;
-    std::vector<NamedList> service_packs;
+    Json packages = Json::array(); // in the form of a file, as are service packs
+    Json service_packs = Json::array();
     bool is_single_initrd_supported = false;
     bool is_replacing = false;
     bool is_dry_run = false;
@@ -45,19 +40,9 @@ void set_text(Json &json, const char *key, const std::string &text)
     }
 }
 
-void append(Json &json, const char *key, const std::vector<std::string> &texts)
+void append(Json &json, const char *key, const Json &elements)
 {
-    for (const std::string &text : texts) {
-        json[key].push_back(text);
-    }
-}
-
-void append(Json &json, const char *key, const std::vector<NamedList> &lists, const Json &common)
-{
-    for (const NamedList &list : lists) {
-        Json element = common;
-        element["name"] = list.name;
-        append(element, "rpms", list.rpms);
+    for (const Json &element : elements) {
         json[key].push_back(element);
     }
 }
@@ -73,13 +58,11 @@ void apply_options(const Options &options, Json &json)
     }
     set_text(json, "version", options.version);
     set_text(json, "lv_name", options.lv_name);
-    const std::string base = package_type_text(VERD_SWP_PKG_BASE);
-    append(json, "packages", options.packages, {{"type", base}});
-    append(json, "packages", options.sp_packages, {{"type", base}, {"service_pack_member", true}});
-    append(json, "service_packs", options.service_packs, Json::object());
-    for (const NamedList &pack : options.service_packs) {
+    append(json, "packages", options.packages);
+    append(json, "service_packs", options.service_packs);
+    for (const Json &pack : options.service_packs) {
         if (json.contains("service_pack_names")) {
-            json["service_pack_names"].push_back(pack.name);
+            json["service_pack_names"].push_back(pack["name"]);
         }
     }
     if (options.is_single_initrd_supported) {
@@ -99,26 +82,31 @@ void add_names(Json &json)
     }
 }
 
-void check_unique(const std::string &what, const std::vector<NamedList> &lists, const std::vector<NamedList> &more = {})
+void check_unique(const std::string &what, const Json &elements)
 {
     std::set<std::string> names;
-    std::vector<NamedList> all = lists;
-    all.insert(all.end(), more.begin(), more.end());
-    for (const NamedList &list : all) {
-        if (!names.insert(list.name).second) {
-            throw Failure(INVALID_DATA, "the " + what + " is given twice", {list.name});
+    for (const Json &element : elements) {
+        const std::string name = element["name"];
+        if (!names.insert(name).second) {
+            throw Failure(INVALID_DATA, "the " + what + " is given twice", {name});
         }
     }
 }
 
+bool is_given(const Options &options, const char *flag)
+{
+    return options.app->count(flag) != 0;
+}
+
 void check(const Options &options)
 {
-    check_unique("package", options.packages, options.sp_packages);
+    check_unique("package", options.packages);
     check_unique("service pack", options.service_packs);
-    if (options.sp_packages.empty() != options.service_packs.empty()) {
+    const bool has_members = is_given(options, "--sp-package");
+    if (has_members != is_given(options, "--service-pack")) {
         throw Failure(INVALID_DATA,
-                      options.sp_packages.empty() ? "service packs need a package that is a member"
-                                                  : "a member of a service pack needs its service pack",
+                      has_members ? "a member of a service pack needs its service pack"
+                                  : "service packs need a package that is a member",
                       {"give both --sp-package and --service-pack"});
     }
     const fs::path image = options.image;
@@ -132,7 +120,7 @@ void check(const Options &options)
 }
 
 // The profile to be stored; the place that a file names becomes that of the options, unless they give another one.
-Profile build_profile(const CLI::App &command, Options &options)
+Profile build_profile(Options &options)
 {
     check(options);
     Json json = Json::object();
@@ -145,10 +133,10 @@ Profile build_profile(const CLI::App &command, Options &options)
     add_names(json);
     Profile profile = profile_of(json, options.file.value_or("options"), place);
     Selector &selector = options.selector;
-    selector.sdr = is_given(command, "--sdr") ? selector.sdr : place.sdr.value_or(selector.sdr);
-    selector.vm_type = is_given(command, "--vm") ? selector.vm_type : place.vm_type.value_or(selector.vm_type);
-    selector.state = is_given(command, "--state") ? selector.state : place.state.value_or(selector.state);
-    if (!is_given(command, "--local") && !is_given(command, "--global")) {
+    selector.sdr = is_given(options, "--sdr") ? selector.sdr : place.sdr.value_or(selector.sdr);
+    selector.vm_type = is_given(options, "--vm") ? selector.vm_type : place.vm_type.value_or(selector.vm_type);
+    selector.state = is_given(options, "--state") ? selector.state : place.state.value_or(selector.state);
+    if (!is_given(options, "--local") && !is_given(options, "--global")) {
         selector.is_local = place.is_local.value_or(selector.is_local);
     }
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
@@ -208,9 +196,9 @@ void check_existing(const Options &options, const Inspection &existing)
     selector.note_shared(existing.profile);
 }
 
-void run(const CLI::App &command, Options &options)
+void run(Options &options)
 {
-    const Profile profile = build_profile(command, options);
+    const Profile profile = build_profile(options);
     const Selector &selector = options.selector;
     Change change(selector, options.is_dry_run);
     selector.check_writable();
@@ -228,30 +216,30 @@ void run(const CLI::App &command, Options &options)
     }
 }
 
-// Adds an option of the form "NAME" or "NAME=RPM,RPM,...", repeated for each name.
-void add_named_list_option(CLI::App &create, std::vector<NamedList> &lists, const std::string &option,
+// Adds an option of the form "NAME" or "NAME=RPM,RPM,...", repeated for each name. Each is appended to `elements`, with
+// the `common` fields.
+void add_named_list_option(CLI::App &create, Json &elements, const Json &common, const std::string &option,
                            std::string (*fault_of)(const std::string &), const std::string &help)
 {
-    create
-        .add_option_function<std::vector<std::string>>(
-            option,
-            [&lists, option, fault_of](const std::vector<std::string> &texts) {
-                for (const std::string &text : texts) {
-                    const std::size_t equals = text.find('=');
-                    NamedList list = {text.substr(0, equals), {}};
-                    std::string fault = fault_of(list.name);
-                    std::istringstream rpms(equals == text.npos ? "" : text.substr(equals + 1));
-                    for (std::string rpm; std::getline(rpms, rpm, ',');) {
-                        fault = fault.empty() ? name_fault(rpm) : fault;
-                        list.rpms.push_back(rpm);
-                    }
-                    if (!fault.empty()) {
-                        throw CLI::ValidationError(option, fault);
-                    }
-                    lists.push_back(list);
-                }
-            },
-            help)
+    const auto append_all = [&elements, common, option, fault_of](const std::vector<std::string> &texts) {
+        for (const std::string &text : texts) {
+            const std::size_t equals = text.find('=');
+            const std::string name = text.substr(0, equals);
+            Json element = common;
+            element["name"] = name;
+            std::string fault = fault_of(name);
+            std::istringstream rpms(equals == text.npos ? "" : text.substr(equals + 1));
+            for (std::string rpm; std::getline(rpms, rpm, ',');) {
+                fault = fault.empty() ? name_fault(rpm) : fault;
+                element["rpms"].push_back(rpm);
+            }
+            if (!fault.empty()) {
+                throw CLI::ValidationError(option, fault);
+            }
+            elements.push_back(element);
+        }
+    };
+    create.add_option_function<std::vector<std::string>>(option, append_all, help)
         ->allow_extra_args(false)
         ->type_name("NAME[=RPM,...]");
 }
@@ -260,34 +248,35 @@ void add_named_list_option(CLI::App &create, std::vector<NamedList> &lists, cons
 
 void add_create(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const create = command.add_subcommand("create", "Create a profile and store it");
+    const auto [create, options] = new_subcommand<Options>(command, "create", "Create a profile and store it", run);
+    options.app = &create;
     create
-        ->add_option("--from", options->file,
-                     "JSON file such as 'show --json' prints, or - for standard input; command-line options override "
-                     "it, and packages and service packs are added to its own")
+        .add_option("--from", options.file,
+                    "JSON file such as 'show --json' prints, or - for standard input; command-line options override "
+                    "it, and packages and service packs are added to its own")
         ->type_name("FILE");
-    add_selector_options(*create, options->selector);
+    add_selector_options(create, options.selector);
     create
-        ->add_option("--image", options->image,
-                     "image file; only its name is recorded. If you give a path, the file must exist")
+        .add_option("--image", options.image,
+                    "image file; only its name is recorded. If you give a path, the file must exist")
         ->check(text_fault);
-    create->add_option("--image-rpm", options->image_rpms, "an RPM inside the image; repeat for each")
+    create.add_option("--image-rpm", options.image_rpms, "an RPM inside the image; repeat for each")
         ->allow_extra_args(false)
         ->check(name_fault);
-    create->add_option("--image-aux-name", options->image_aux_name, "a second name of the image")->check(name_fault);
-    create->add_option("--version", options->version, "version of the software")->check(text_fault);
-    create->add_option("--lv", options->lv_name, "logical volume that contains the software")->check(name_fault);
-    add_named_list_option(*create, options->packages, "--package", package_fault,
+    create.add_option("--image-aux-name", options.image_aux_name, "a second name of the image")->check(name_fault);
+    create.add_option("--version", options.version, "version of the software")->check(text_fault);
+    create.add_option("--lv", options.lv_name, "logical volume that contains the software")->check(name_fault);
+    const std::string base = package_type_text(VERD_SWP_PKG_BASE);
+    add_named_list_option(create, options.packages, {{"type", base}}, "--package", package_fault,
                           "a package and its RPM files; repeat for each");
-    add_named_list_option(*create, options->sp_packages, "--sp-package", package_fault,
-                          "the same, for a member of a service pack");
-    add_named_list_option(*create, options->service_packs, "--service-pack", name_fault,
+    add_named_list_option(create, options.packages, {{"type", base}, {"service_pack_member", true}}, "--sp-package",
+                          package_fault, "the same, for a member of a service pack");
+    add_named_list_option(create, options.service_packs, Json::object(), "--service-pack", name_fault,
                           "a service pack and the RPMs that it delivers; repeat for each");
-    create->add_flag("--single-initrd", options->is_single_initrd_supported, "the software supports a single initrd");
-    create->add_flag("--replace", options->is_replacing, "replace an existing profile");
-    add_change_options(*create, options->is_dry_run);
-    create->footer(
+    create.add_flag("--single-initrd", options.is_single_initrd_supported, "the software supports a single initrd");
+    create.add_flag("--replace", options.is_replacing, "replace an existing profile");
+    add_change_options(create, options.is_dry_run);
+    create.footer(
         "--from accepts everything that 'show --json' prints, location profiles included, so its output is a backup.\n"
         "Without --from, packages are first copied from /misc/disk1/usb/opt_pkgs to /install_repo/gl/qx/, if the "
         "former\n"
@@ -296,5 +285,4 @@ void add_create(CLI::App &command)
         "  swprofile create --image /images/qx-image-1.4.0.iso --version 1.4.0 --state prepared\n"
         "  swprofile create --image qx-image-1.4.0.iso --package qx-routing-1.4.0-r1=qx-routing-1.4.0-r1.rpm\n"
         "  swprofile show --json | swprofile create --from - --state prepared");
-    create->callback([options, create] { run(*create, *options); });
 }

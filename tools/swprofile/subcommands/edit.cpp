@@ -13,13 +13,8 @@ namespace
 // The differences of all stores: in a dry run, each store starts from the profile on disk.
 void add_differences(std::vector<Difference> &all, const std::vector<Difference> &added)
 {
-    for (const Difference &difference : added) {
-        const bool is_known = std::any_of(
-            all.begin(), all.end(), [&](const Difference &known) { return text_of(known) == text_of(difference); });
-        if (!is_known) {
-            all.push_back(difference);
-        }
-    }
+    std::ranges::copy_if(added, std::back_inserter(all),
+                         [&](const Difference &difference) { return std::ranges::find(all, difference) == all.end(); });
 }
 
 // Without differences, prints that nothing changes.

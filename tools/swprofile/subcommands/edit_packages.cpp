@@ -2,7 +2,7 @@
 #include "subcommands/commands.h"
 #include "subcommands/edit.h"
 
-#include <cstdio>
+#include <algorithm>
 
 namespace
 {
@@ -17,9 +17,7 @@ struct Options {
 std::vector<char *> pointers_to(std::vector<std::string> &texts)
 {
     std::vector<char *> pointers;
-    for (std::string &text : texts) {
-        pointers.push_back(text.data());
-    }
+    std::ranges::transform(texts, std::back_inserter(pointers), [](std::string &text) { return text.data(); });
     return pointers;
 }
 
@@ -33,13 +31,11 @@ auto checking_names(const EditOptions &options)
 
 void add_package(Options &options)
 {
-    const Selector &selector = options.edit.selector;
     const std::vector<char *> rpms = pointers_to(options.files);
     Edit edit = {options.edit, "add " + options.package + " to", [&](serv_packs *packs, ErrorText &error) {
-                     return inst_ldpath_add_swprofile_pkgs(selector.sdr.c_str(), selector.is_local, selector.state,
-                                                           selector.vm_type, options.package.c_str(), rpms.data(),
-                                                           static_cast<uint32_t>(rpms.size()), 0, options.type,
-                                                           reinterpret_cast<uint64_t>(packs), error.slot());
+                     return options.edit.selector.call(inst_ldpath_add_swprofile_pkgs, options.package.c_str(),
+                                                       rpms.data(), static_cast<uint32_t>(rpms.size()), 0, options.type,
+                                                       reinterpret_cast<uint64_t>(packs), error.slot());
                  }};
     edit.check = checking_names(options.edit);
     run_edit(edit);
@@ -49,9 +45,8 @@ void remove_package(const Options &options)
 {
     const Selector &selector = options.edit.selector;
     Edit edit = {options.edit, "remove " + options.package + " from", [&](serv_packs *packs, ErrorText &error) {
-                     return inst_ldpath_remove_swprofile_pkgs(selector.sdr.c_str(), selector.is_local, selector.state,
-                                                              selector.vm_type, options.package.c_str(), packs,
-                                                              error.slot());
+                     return selector.call(inst_ldpath_remove_swprofile_pkgs, options.package.c_str(), packs,
+                                          error.slot());
                  }};
     edit.look = unmark_after_last_service_pack;
     edit.nothing = Failure(FAILED, "there is no " + options.package + " in the " + selector.describe(), {},
@@ -72,17 +67,11 @@ void add_host(Options &options)
     run_edit(edit);
 }
 
-// A path whose file has a usable name.
-std::string path_fault(const std::string &path)
+// What is wrong with a path or, by `fault_of`, with the name of its file; "" if nothing is.
+template <std::string (*fault_of)(const std::string &)> std::string path_fault(const std::string &path)
 {
     const std::string fault = text_fault(path);
-    return fault.empty() ? name_fault(path.substr(path.rfind('/') + 1)) : fault;
-}
-
-std::string host_package_fault(const std::string &path)
-{
-    const std::string fault = path_fault(path);
-    return fault.empty() ? package_fault(path.substr(path.rfind('/') + 1)) : fault;
+    return fault.empty() ? fault_of(path.substr(path.rfind('/') + 1)) : fault;
 }
 
 } // namespace
@@ -94,7 +83,7 @@ void add_add(CLI::App &command)
     subcommand.add_option("PACKAGE", options.package, "name-version-release")->required()->check(package_fault);
     subcommand.add_option("--rpm", options.files, "an RPM file of the package; repeat for each file")
         ->allow_extra_args(false)
-        ->check(path_fault);
+        ->check(path_fault<name_fault>);
     add_install_type_option(subcommand, options.type);
     add_rule_options(subcommand, options.edit, "JSON file of the service packs that deliver it");
     add_edit_options(subcommand, options.edit);
@@ -127,7 +116,9 @@ void add_add_host(CLI::App &command)
         new_subcommand<Options>(command, "add-host", "Add host packages to the Admin profile", add_host);
     EditOptions &edit = options.edit;
     edit.selector.vm_type = VERD_VM_ADMIN;
-    subcommand.add_option("FILE", options.files, "an RPM file, or its name")->required()->check(host_package_fault);
+    subcommand.add_option("FILE", options.files, "an RPM file, or its name")
+        ->required()
+        ->check(path_fault<package_fault>);
     add_state_option(subcommand, "--state", edit.selector.state);
     add_scope_option(subcommand, edit.selector);
     add_rule_options(subcommand, edit, "JSON file of the service packs that deliver them");

@@ -32,8 +32,7 @@ void add(const EditOptions &options)
 {
     const Selector &selector = options.selector;
     Edit edit = {options, "add service packs to", [&](serv_packs *packs, ErrorText &) {
-                     return inst_ldpath_add_swprofile_sps(selector.sdr.c_str(), selector.is_local, selector.state,
-                                                          selector.vm_type, reinterpret_cast<uint64_t>(packs));
+                     return selector.call(inst_ldpath_add_swprofile_sps, reinterpret_cast<uint64_t>(packs));
                  }};
     edit.nothing = Failure(
         FAILED, "nothing to add to the " + selector.describe(),
@@ -46,8 +45,7 @@ void remove(const EditOptions &options)
 {
     const Selector &selector = options.selector;
     Edit edit = {options, "remove service packs from", [&](serv_packs *packs, ErrorText &) {
-                     return inst_ldpath_remove_swprofile_sps(selector.sdr.c_str(), selector.is_local, selector.state,
-                                                             selector.vm_type, packs);
+                     return selector.call(inst_ldpath_remove_swprofile_sps, packs);
                  }};
     edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *packs) {
         if (!options.ignores_missing) {

@@ -49,15 +49,14 @@ std::vector<inst_node_loc> nodes_to_add(const Options &options, const inst_sw_pr
 
 void run(const Options &options)
 {
-    const Selector &selector = options.edit.selector;
     std::vector<inst_node_loc> nodes;
     Edit edit = {options.edit, "add " + options.image + " to", [&](serv_packs *, ErrorText &) {
                      if (nodes.empty()) {
                          return uint64_t{0};
                      }
-                     return inst_ldpath_add_image_location(
-                         selector.sdr.c_str(), selector.is_local, selector.state, selector.vm_type, nodes.data(),
-                         static_cast<uint32_t>(nodes.size()), options.image.c_str(), options.version.c_str());
+                     return options.edit.selector.call(inst_ldpath_add_image_location, nodes.data(),
+                                                       static_cast<uint32_t>(nodes.size()), options.image.c_str(),
+                                                       options.version.c_str());
                  }};
     edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
         nodes = nodes_to_add(options, before);

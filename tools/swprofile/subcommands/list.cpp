@@ -22,15 +22,6 @@ struct Entry {
     Profile profile;
 };
 
-void add_entry(std::vector<Entry> &entries, const Selector &selector)
-{
-    Inspection found = inspect_bin(selector);
-    if (found.exists) {
-        entries.push_back(
-            {selector, found.findings.empty() ? "ok" : found.findings.front().code, std::move(found.profile)});
-    }
-}
-
 std::vector<Entry> read_repository()
 {
     const ReadLock lock; // not while they are printed
@@ -39,7 +30,11 @@ std::vector<Entry> read_repository()
         note("not listed, since it is not the directory of an SDR: " + shown(directory.c_str()));
     };
     for (const Selector &selector : all_places(report_no_sdr)) {
-        add_entry(entries, selector);
+        Inspection found = inspect_bin(selector);
+        if (found.exists) {
+            const std::string health = found.findings.empty() ? "ok" : found.findings.front().code;
+            entries.push_back({selector, health, std::move(found.profile)});
+        }
     }
     return entries;
 }

@@ -56,8 +56,8 @@ bool find_rpms(const Selector &active, const std::string &name, StringList &rpms
 {
     uint8_t is_found = 0;
     ErrorText error;
-    const uint64_t rc = inst_swp_get_package_rpms(active.sdr.c_str(), active.is_local, active.state, active.vm_type,
-                                                  name.c_str(), &is_found, &rpms.list, &rpms.count, error.slot());
+    const uint64_t rc =
+        active.call(inst_swp_get_package_rpms, name.c_str(), &is_found, &rpms.list, &rpms.count, error.slot());
     if (rc != 0) {
         throw active.fetch_failure(rc, error);
     }
@@ -89,8 +89,7 @@ void answer_has(const Options &options)
     const ReadLock lock(active.is_local);
     active.check_readable();
     uint8_t is_present = 0;
-    const uint64_t rc = inst_swp_is_pkg_present(active.sdr.c_str(), active.is_local, active.state, active.vm_type,
-                                                options.package.c_str(), &is_present);
+    const uint64_t rc = active.call(inst_swp_is_pkg_present, options.package.c_str(), &is_present);
     if (rc != 0) {
         throw active.fetch_failure(rc, ErrorText());
     }

@@ -1,9 +1,9 @@
 #include "profile/findings.h"
+#include "profile/options.h"
 #include "safety/change.h"
 #include "safety/durable.h"
 #include "safety/interruption.h"
 #include "subcommands/commands.h"
-#include "subcommands/places.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -68,24 +68,28 @@ void run_all(const Options &options)
     print_list(names, "names", options.is_json);
 }
 
+void run(const Options &options)
+{
+    options.is_all ? run_all(options) : run_one(options);
+}
+
 } // namespace
 
 void add_service_packs(CLI::App &command)
 {
-    const auto options = std::make_shared<Options>();
-    CLI::App *const packs = command.add_subcommand("service-packs", "List the service packs of a profile, or all");
-    add_selector_options(*packs, options->selector);
-    CLI::Option *const all = packs->add_flag("--all", options->is_all,
-                                             "the names of those installed anywhere in the SDR: active QX and Admin");
+    const auto [packs, options] =
+        new_subcommand<Options>(command, "service-packs", "List the service packs of a profile, or all", run);
+    add_selector_options(packs, options.selector);
+    CLI::Option *const all = packs.add_flag("--all", options.is_all,
+                                            "the names of those installed anywhere in the SDR: active QX and Admin");
     for (const char *const flag : {"--vm", "--state", "--local", "--global"}) {
-        all->excludes(packs->get_option(flag));
+        all->excludes(packs.get_option(flag));
     }
-    packs->add_flag("--committed", options->includes_committed, "with --all: also the committed ones")->needs(all);
-    add_json_option(*packs, options->is_json);
-    add_wait_options(*packs);
-    packs->footer("Examples:\n"
-                  "  swprofile service-packs\n"
-                  "  swprofile service-packs --all --committed\n"
-                  "  swprofile service-packs --json | jq .service_packs >packs.json   # for add-for-nodes");
-    packs->callback([options] { options->is_all ? run_all(*options) : run_one(*options); });
+    packs.add_flag("--committed", options.includes_committed, "with --all: also the committed ones")->needs(all);
+    add_json_option(packs, options.is_json);
+    add_wait_options(packs);
+    packs.footer("Examples:\n"
+                 "  swprofile service-packs\n"
+                 "  swprofile service-packs --all --committed\n"
+                 "  swprofile service-packs --json | jq .service_packs >packs.json   # for add-for-nodes");
 }

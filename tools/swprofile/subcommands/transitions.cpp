@@ -105,7 +105,7 @@ void add_transition(CLI::App &command, const char *name, int32_t from, int32_t t
 
 } // namespace
 
-void add_promote(CLI::App &command)
+void add_transitions(CLI::App &command)
 {
     add_transition(command, "promote", VERD_SWP_PREPARED, VERD_SWP_ACTIVE, true,
                    "Make the prepared profile the active one",
@@ -113,28 +113,16 @@ void add_promote(CLI::App &command)
                    "Examples:\n"
                    "  swprofile promote --dry-run\n"
                    "  swprofile promote --vm lc-qx --local");
-}
-
-void add_commit(CLI::App &command)
-{
     add_transition(command, "commit", VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, false,
                    "Copy the active profile over the committed one",
                    "Prints the differences from the committed profile, which is replaced.\n\n"
                    "Example:\n"
                    "  swprofile commit");
-}
-
-void add_rollback(CLI::App &command)
-{
     add_transition(command, "rollback", VERD_SWP_COMMITTED, VERD_SWP_ACTIVE, false,
                    "Copy the committed profile over the active one",
                    "Prints the differences from the active profile, which is replaced.\n\n"
                    "Example:\n"
                    "  swprofile rollback --dry-run");
-}
-
-void add_copy(CLI::App &command)
-{
     add_transition(command, "copy", 0, 0, false, "Copy a state of a profile over another one",
                    "Prints the differences from the profile that is replaced. See also commit and rollback.\n\n"
                    "Example, a profile to be edited and promoted:\n"
