@@ -56,8 +56,8 @@ bool is_rpm(std::string_view name)
 // and those that need quoting are refused as well.
 bool is_suspect(std::string_view name)
 {
-    const bool climbs =
-        name == ".." || name.starts_with("../") || name.ends_with("/..") || name.find("/../") != name.npos;
+    const bool climbs = // rfind(), since starts_with() needs the C++ runtime in a build without optimisation
+        name == ".." || name.rfind("../", 0) == 0 || name.ends_with("/..") || name.find("/../") != name.npos;
     return name.empty() || name.front() == '/' || climbs || name.find('\\') != name.npos;
 }
 
