@@ -1,5 +1,8 @@
 # What every target of this project is built with.
-add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Wformat=2 -Werror)
+add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Wformat=2)
+
+# CMake would add libstdc++ where C++ is linked as C. The C++ compiler adds it by itself to the command and the tests.
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 
 # Every source file below a directory; a new one is found by the next build.
 function(find_sources result directory)
@@ -8,11 +11,13 @@ function(find_sources result directory)
 endfunction()
 
 # A shared library that needs no C++ runtime: C++ without exceptions, type information and guarded statics, linked as C
-# so that anything of the runtime fails to link. Its exported functions stay interposable, also from within.
-function(add_runtime_free_library name)
+# so that anything of the runtime fails to link. It exports the symbols of a version script. Its exported functions stay
+# interposable, also from within. The project's major version is the number of the soname.
+function(add_runtime_free_library name exports)
     add_library(${name} SHARED ${ARGN})
     target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
                                            -fvisibility=hidden -fsemantic-interposition)
-    set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C)
-    target_link_options(${name} PRIVATE -Wl,--no-undefined -Wl,--as-needed)
+    target_link_options(${name} PRIVATE -Wl,--no-undefined -Wl,--as-needed -Wl,--version-script=${exports})
+    set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C LINK_DEPENDS ${exports}
+                          VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 endfunction()

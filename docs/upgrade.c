@@ -1,6 +1,6 @@
 /*
- * An upgrade as an install manager does it: prepare it on a copy of the active profile, add a bundle for all nodes, look
- * at the result, promote it, and commit it or roll back.
+ * An upgrade as an install manager does it: prepare it on a copy of the active profile, add a bundle for all nodes,
+ * look at the result, promote it, and commit it or roll back.
  *
  * usage: upgrade PACKAGE, a bundle in /install_repo/gl/verdalis
  */
@@ -62,10 +62,10 @@ static uint64_t upgrade(const char *package)
 {
     uint64_t rc = copy(VERD_SWP_ACTIVE, VERD_SWP_PREPARED);
     if (rc == 0) {
-        rc = report("add",
-                    inst_ldpath_add_pkg_location(SDR, GLOBAL, VERD_SWP_PREPARED, VM, NULL, 0, package, 0,
-                                                 VERD_PKG_KERNEL, 0),
-                    NULL);
+        rc = report(
+            "add",
+            inst_ldpath_add_pkg_location(SDR, GLOBAL, VERD_SWP_PREPARED, VM, NULL, 0, package, 0, VERD_PKG_KERNEL, 0),
+            NULL);
     }
     if (rc == 0) {
         rc = show(VERD_SWP_PREPARED);

@@ -1,6 +1,7 @@
 // Initialisation, messages, DEBUG lines, error texts, enumerations.
 #include "support/repository_test.h"
 
+#include <csignal>
 #include <cstring>
 #include <fnmatch.h>
 
@@ -26,6 +27,32 @@ TEST_F(FrameTest, InitialisationCopiesThePackageFormatAndReportsFirst)
     EXPECT_EQ(verd_inst_ldpath_lib_init(1, nullptr), 0U);
     EXPECT_EQ(std::string(g_inst_pkg_fmt_info.name), std::string(15, 'y'));
     EXPECT_EQ(g_inst_pkg_fmt_info.is_new_format, 0);
+}
+
+// Every code that a caller can receive has a name and a meaning.
+TEST_F(FrameTest, ResultCodesAsText)
+{
+    const struct {
+        uint64_t rc;
+        std::string name, meaning;
+        int err;
+    } codes[] = {
+        {0, "OK", "success", 0},
+        {INST_RC_NO_SWPROFILE, "INST_RC_NO_SWPROFILE", "this VM type has no software profile", 0},
+        {INSTMGR_RC_SWPROFILE_NOT_FOUND, "INSTMGR_RC_SWPROFILE_NOT_FOUND", "a required profile is missing", 0},
+        {INSTCOMM_RC_INVALID_ARG, "INSTCOMM_RC_INVALID_ARG", "an argument is missing or was refused", 0},
+        {INSTMGR_RC_ERRNO(ENOSPC), "INSTMGR_RC_ERRNO", "No space left on device", ENOSPC},
+        {INSTMGR_RC_ERRNO(0), "INSTMGR_RC_ERRNO", "empty file", 0},
+        {0x100, "wait status", "a shell command failed", 0},
+        {SIGKILL, "wait status", "a shell command was killed by a signal", 0},
+        {UINT64_MAX, "wait status", "a shell command could not be started", 0},
+        {0x10000, "unknown", "unknown result code", 0},
+    };
+    for (const auto &code : codes) {
+        EXPECT_EQ(verd_result_name(code.rc), code.name);
+        EXPECT_EQ(verd_result_meaning(code.rc), code.meaning);
+        EXPECT_EQ(verd_result_errno(code.rc), code.err);
+    }
 }
 
 TEST_F(FrameTest, FailedInitialisation)

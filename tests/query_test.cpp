@@ -27,7 +27,8 @@ struct Answer {
     {
         std::string text = image == nullptr ? "" : std::string(" image ") + image;
         if (list != nullptr || count != 0) {
-            text += " " + std::to_string(count) + ":";
+            text += " ";
+            text += std::to_string(count) + ":";
         }
         for (uint32_t i = 0; i < count; ++i) {
             text += std::string(" ") + list[i];

@@ -239,7 +239,9 @@ TEST_F(SafetyTest, InLittleSpace)
 {
     struct statvfs system = {};
     statvfs("/install_repo", &system);
-    ASSERT_LT(system.f_blocks, 1000U) << "run it with SWP_REPOSITORY_SIZE=1200000";
+    if (system.f_blocks >= 1000) {
+        GTEST_SKIP() << "/install_repo is no small file system: SWP_REPOSITORY_SIZE=1200000 has no effect here";
+    }
     int rejected = 0;
     for (const Operation &operation : operations()) {
         prepare(operation);
@@ -295,7 +297,7 @@ TEST_F(SafetyTest, WaitingForALock)
     EXPECT_EQ(run("check --no-wait").code, 2);
     const Ran waited = run("list --wait 0.6");
     EXPECT_EQ(waited.code, 1);
-    EXPECT_TRUE(waited.err.starts_with("swprofile: note: waiting for another swprofile")) << waited.err;
+    EXPECT_TRUE(waited.err.starts_with("swprofile: note: waiting for another process")) << waited.err;
     close(directory);
     EXPECT_EQ(run("add a-1-1 --no-wait").code, 0);
 }

@@ -7,6 +7,9 @@
  * duplicates keep it. A nested record is the exception: it is present if its own bit is set or any of its fields is.
  *
  * Strings end in NUL. All memory that a record owns comes from malloc.
+ *
+ * Callers allocate records themselves and nest them by value. So any change of a record's members, an appended field
+ * included, breaks programs that were compiled before: it requires a new soname of every library that takes records.
  */
 #ifndef ZELD_H
 #define ZELD_H

@@ -1,5 +1,7 @@
 // Bundles: tar archives of RPM files, which the system's tar lists and unpacks, and single RPM files. Names go to the
 // programs as arguments of their own, never through a shell.
+#include "text_parts.h"
+
 #include "instcomm.h"
 
 #include <cerrno>
@@ -54,8 +56,8 @@ bool is_rpm(std::string_view name)
 // and those that need quoting are refused as well.
 bool is_suspect(std::string_view name)
 {
-    const bool climbs =
-        name == ".." || name.starts_with("../") || name.ends_with("/..") || name.find("/../") != name.npos;
+    const bool climbs = // rfind(), since starts_with() needs the C++ runtime in a build without optimisation
+        name == ".." || name.rfind("../", 0) == 0 || name.ends_with("/..") || name.find("/../") != name.npos;
     return name.empty() || name.front() == '/' || climbs || name.find('\\') != name.npos;
 }
 
@@ -63,7 +65,7 @@ bool is_suspect(std::string_view name)
 std::string_view member_of(std::string_view line)
 {
     const std::size_t colon = line.find(": ");
-    return colon == line.npos ? "" : line.substr(colon + 2);
+    return colon == line.npos ? "" : instcomm::from(line, colon + 2);
 }
 
 struct Bundle {

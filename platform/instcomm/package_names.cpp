@@ -1,9 +1,14 @@
 #include "package_name.h"
+#include "text_parts.h"
 
 #include "instcomm.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+
+using instcomm::from;
+using instcomm::up_to;
 
 namespace
 {
@@ -52,10 +57,10 @@ std::string_view instcomm::without_architecture(std::string_view name)
         bare.remove_suffix(4);
     }
     const std::size_t dot = find_last(bare, '.');
-    const std::string_view suffix = dot == bare.npos ? "" : bare.substr(dot + 1);
+    const std::string_view suffix = dot == bare.npos ? "" : from(bare, dot + 1);
     for (const std::string_view architecture : ARCHITECTURES) {
         if (suffix == architecture) {
-            return bare.substr(0, dot);
+            return up_to(bare, dot);
         }
     }
     return name;
@@ -71,13 +76,13 @@ uint64_t instcomm_split_swp_pkg_entry(const char *entry, char **base_name, char 
     const std::string_view whole = entry;
     const std::string_view name = instcomm::without_architecture(whole);
     const std::size_t second = find_last(name, '-');
-    const std::size_t first = second == name.npos ? second : find_last(name.substr(0, second), '-');
+    const std::size_t first = second == name.npos ? second : find_last(up_to(name, second), '-');
     if (first == name.npos || first == 0 || first + 1 == second || second + 1 == name.size()) {
         return INSTCOMM_RC_INVALID_DATA;
     }
-    const std::string_view suffix = whole.size() == name.size() ? "" : whole.substr(name.size() + 1);
-    const std::string_view parts[] = {name.substr(0, first), name.substr(first + 1, second - first - 1),
-                                      name.substr(second + 1), suffix.substr(0, suffix.find('.'))};
+    const std::string_view suffix = whole.size() == name.size() ? "" : from(whole, name.size() + 1);
+    const std::string_view parts[] = {up_to(name, first), from(up_to(name, second), first + 1), from(name, second + 1),
+                                      up_to(suffix, std::min(suffix.find('.'), suffix.size()))};
     return copy_parts(parts, {base_name, version, release, arch}) ? 0 : INSTCOMM_RC_NO_MEMORY;
 }
 

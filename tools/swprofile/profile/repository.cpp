@@ -2,9 +2,12 @@
 
 #include "profile/names.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -37,6 +40,9 @@ std::vector<std::string> sdrs_of(bool is_local, const PathVisitor &no_sdr)
         const std::string name = at->path().filename();
         std::error_code ignored;
         if (key_fault(name).empty() && at->is_directory(ignored)) {
+            if (access(at->path().c_str(), R_OK | X_OK) != 0) { // or its profiles would seem to be missing
+                throw Failure(FAILED, "cannot read " + at->path().string(), {std::strerror(errno)});
+            }
             names.insert(name);
         } else {
             no_sdr(at->path());

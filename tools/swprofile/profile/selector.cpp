@@ -170,8 +170,11 @@ Profile fetch_own(const Selector &selector)
     Profile profile = selector.fetch();
     const std::string fault = identity_fault(selector, *profile);
     if (!fault.empty()) {
-        throw Failure(INVALID_DATA, "the " + selector.describe() + " " + fault, {"in " + selector.path()},
-                      selector.command("show --json") + " >FILE; " + selector.command("create --replace --from FILE"));
+        throw Failure(INVALID_DATA, "the " + selector.describe() + " " + fault,
+                      {"in " + selector.path(),
+                       "to store it again, give --sdr and --vm of this place: create --replace --from FILE --sdr " +
+                           selector.sdr + " --vm " + option_name(verd_vm_type_name(selector.vm_type))},
+                      selector.command("show --json") + " >FILE");
     }
     return profile;
 }

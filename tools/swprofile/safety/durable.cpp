@@ -43,6 +43,10 @@ public:
 
     std::string read() const
     {
+        struct stat status = {};
+        if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+            throw Failure(FAILED, "not a regular file: " + path.string());
+        }
         std::string content;
         char block[65536];
         for (ssize_t count = 1; count != 0;) {
@@ -106,7 +110,7 @@ void copy_durably(const fs::path &from, const fs::path &to)
 
 std::string read_file(const fs::path &path)
 {
-    return File(path, O_RDONLY).read();
+    return File(path, O_RDONLY | O_NONBLOCK).read(); // a FIFO must not block
 }
 
 void write_durably(const fs::path &path, const std::string &content)
@@ -120,7 +124,7 @@ void remove_durably(const fs::path &path)
 {
     if (unlink(path.c_str()) == 0) {
         sync_directory(path.parent_path());
-    } else if (errno != ENOENT) {
+    } else if (errno != ENOENT && errno != ENOTDIR) {
         fail("remove", path);
     }
 }

@@ -65,6 +65,11 @@ bool Journal::is_open() const
     return name_exists(scope / OPEN);
 }
 
+bool Journal::exists() const
+{
+    return is_open() || name_exists(scope / NEW) || name_exists(scope / ENDED);
+}
+
 void Journal::open(const std::vector<fs::path> &files)
 {
     if (is_open()) {

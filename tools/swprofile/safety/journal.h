@@ -16,6 +16,9 @@ public:
     // Is there a change that has begun and not ended?
     bool is_open() const;
 
+    // Is there anything of a journal? If no change is going on, a process that was killed has left it.
+    bool exists() const;
+
     // Saves the files that exist and notes those that do not, durably. From then on, the journal is open.
     void open(const std::vector<std::filesystem::path> &files);
 

@@ -75,14 +75,16 @@ ReadLock::ReadLock(bool is_local)
 {
     Journal journal(scope_directory(is_local));
     locks.push_back(std::make_unique<DirectoryLock>(scope_directory(is_local), LockMode::SHARED));
-    for (bool can_undo = true; can_undo && journal.is_open();) { // a process that was killed has left it
+    for (bool can_undo = true; can_undo && journal.exists();) { // a process that was killed has left it
         locks.clear();
         try {
             const DirectoryLock exclusive(scope_directory(is_local), LockMode::EXCLUSIVE);
             journal.recover();
         } catch (const Failure &failure) {
-            note("a change that was interrupted is not undone yet: " + std::string(failure.what()) +
-                 (failure.details.empty() ? "" : ": " + failure.details.front()));
+            if (journal.is_open()) {
+                note("a change that was interrupted is not undone yet: " + std::string(failure.what()) +
+                     (failure.details.empty() ? "" : ": " + failure.details.front()));
+            }
             can_undo = false;
         }
         locks.push_back(std::make_unique<DirectoryLock>(scope_directory(is_local), LockMode::SHARED));

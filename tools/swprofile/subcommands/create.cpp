@@ -100,8 +100,9 @@ Profile build_profile(Options &options)
     if (!options.image.empty()) {
         json["image"]["name"] = fs::path(options.image).filename();
     }
-    add_fields(json, options.fields);
     add_names(json);
+    add_names(options.fields);
+    add_fields(json, options.fields);
     Profile profile = profile_of(json, options.file.value_or("options"), place);
     Selector &selector = options.selector;
     selector.sdr = is_given(options, "--sdr") ? selector.sdr : place.sdr.value_or(selector.sdr);

@@ -34,8 +34,8 @@ void add_package(Options &options)
     const std::vector<char *> rpms = pointers_to(options.files);
     Edit edit = {options.edit, "add " + options.package + " to", [&](serv_packs *packs, ErrorText &error) {
                      return options.edit.selector.call(inst_ldpath_add_swprofile_pkgs, options.package.c_str(),
-                                                       rpms.data(), static_cast<uint32_t>(rpms.size()), 0, options.type,
-                                                       reinterpret_cast<uint64_t>(packs), error.slot());
+                                                       rpms.data(), static_cast<uint32_t>(rpms.size()), uint64_t{0},
+                                                       options.type, reinterpret_cast<uint64_t>(packs), error.slot());
                  }};
     edit.check = checking_names(options.edit);
     run_edit(edit);

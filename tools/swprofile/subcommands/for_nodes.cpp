@@ -142,8 +142,8 @@ void add_package(Options &options)
                          return uint64_t{0};
                      }
                      return options.edit.selector.call(inst_ldpath_add_pkg_location, nodes.data(),
-                                                       static_cast<uint32_t>(nodes.size()), options.package.c_str(), 0,
-                                                       options.type, reinterpret_cast<uint64_t>(packs));
+                                                       static_cast<uint32_t>(nodes.size()), options.package.c_str(),
+                                                       uint64_t{0}, options.type, reinterpret_cast<uint64_t>(packs));
                  }};
     std::optional<DirectoryLock> work_area; // which the scopes share
     edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {

@@ -83,7 +83,11 @@ void repair(const Selector &place, bool is_dry_run, Result &result)
 void run(const Options &options)
 {
     Result result;
-    for (const Selector &place : options.filter.places()) {
+    const std::vector<Selector> places = options.filter.places();
+    if (places.empty()) {
+        throw Failure(NO_PROFILE, "there is no such profile", {}, "swprofile list");
+    }
+    for (const Selector &place : places) {
         try {
             repair(place, options.is_dry_run, result);
         } catch (const Failure &failure) {

@@ -262,14 +262,15 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *                  is marked as a member, and the body receives those service packs that it does not have.
  *
  * Superseded are, under the old package rules (g_inst_pkg_fmt_info.is_new_format 0): by a host SMU another host SMU; by
- * a kernel package another one of the same class. Under the new rules: by a host SMU, a kernel package, or a base
- * package that is host-OS or third-party, every entry of the same kind and base name; by a host-OS package without such
- * an entry, every base RPM of that base name. An entry without a type counts as having the type of the last entry
- * before it that has one.
+ * a kernel package another one of the same class. Under the new rules: by a host SMU, a kernel package, or a package of
+ * type VERD_PKG_BASE that is host-OS or third-party, every entry of the same kind and base name; by a host-OS package
+ * of any type without such an entry, every base RPM of that base name. An entry without a type counts as having the
+ * type of the last entry before it that has one.
  *
- * Results: 0; INSTMGR_DUP_SWPROFILE_PKG if an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY;
- * INST_RC_FAILED if a new service pack has no detail; those of instcomm_split_swp_pkg_entry(), instcomm_match_lists()
- * and instcomm_get_sp_names_from_rpm(). The body is unchanged unless the result is 0.
+ * Results: 0; INSTMGR_DUP_SWPROFILE_PKG if an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, also if a
+ * service pack of the body has no detail; INST_RC_FAILED if a new service pack has none; those of
+ * instcomm_split_swp_pkg_entry(), instcomm_match_lists() and instcomm_get_sp_names_from_rpm(). The body is unchanged
+ * unless the result is 0.
  * BEWARE: under the old rules the search ends at the first superseded entry; a duplicate after it is not found.
  */
 uint64_t inst_ldpath_add_pkg_in_swp(inst_sw_profile_info *profile, char *pkg_name, uint32_t num_files, char **files,
@@ -333,9 +334,9 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  *
  * For all nodes: adds the package to the main body, removes what it supersedes, and removes all location profiles.
  * For some nodes, without location profiles: creates one with the package and the nodes.
- * For some nodes, with location profiles: tries each in turn. The first that has the package gets the nodes; those
- * before it get the package, and those after it are unchanged. If none has it, all get the package and NONE gets the
- * nodes. Superseded packages stay.
+ * For some nodes, with location profiles: tries each in turn. The first that has the package gets the nodes, even those
+ * that it lists already; those before it get the package, and those after it are unchanged. If none has it, all get the
+ * package and NONE gets the nodes. Superseded packages stay.
  *
  * Packages of type VERD_PKG_SMU and VERD_PKG_KERNEL, and under the new package rules VERD_PKG_HOST_SMU and
  * VERD_PKG_BASE, are bundles in "/install_repo/gl/verdalis/": the file of that name or, if it is missing, the first
