@@ -57,7 +57,7 @@ TEST_F(CommandTest, CheckFindsWhatIsWrong)
                   local +
                   "active.bin\nwould repair "
                   "/install_repo/local/qx-swprofile-active.txt: the flat copy of " +
-                  local + "active.txt is missing\nwould repair " + local +
+                  local + "active.txt is missing\nwould remove " + local +
                   "prepared.txt: a text twin without its profile\n");
     const Ran repaired = run("repair"); // not the rest
     EXPECT_EQ(repaired.code, 1);

@@ -114,7 +114,7 @@ TEST_F(CommandTest, PromoteCopyDelete)
     const std::string local = "/install_repo/local/sdr/default-sdr/qx-swprofile-";
     const std::string prepared = read_file(local + "prepared.bin");
     EXPECT_EQ(run("promote --local").out, "promoted the prepared QX profile of default-sdr (local) to active\n"
-                                          "the active QX profile of default-sdr (local) before was missing\n");
+                                          "the previous active QX profile of default-sdr (local) was missing\n");
     EXPECT_EQ(run("promote --local").code, 3);
     EXPECT_EQ(run("commit --local").code, 0);
     EXPECT_EQ(read_file(local + "committed.bin"), prepared);
@@ -386,7 +386,7 @@ TEST_F(CommandTest, BadInputIsRejectedWithItsExitCode)
         {create + "--state 3 --package a-1", 2, "'a-1' is not name-version-release"},
         {create + "--state 3 --service-pack SP1", 4, "service packs need a package that is a member"},
         {create + "--state 3 --sp-package a-1-1", 4, "needs its service pack"},
-        {"create --image /no/such.iso --state 3", 4, "the image is missing or empty: /no/such.iso"},
+        {"create --image /no/such.iso --state 3", 4, "the image is missing, empty or not a regular file: /no/such.iso"},
         {"create --state 3", 2, "no image given"},
         {"create --image i --state 3 --lv " + std::string(188, 'n'), 2, "has more than 187"},
         {"create --image i --state 3 --version 'a\nb'", 2, "other characters than printable"},

@@ -1,4 +1,4 @@
-// swprofile: looks after software profiles from a terminal or a script.
+// swprofile: manages software profiles from a terminal or a script.
 #include "profile/failure.h"
 #include "profile/names.h"
 #include "safety/change.h"

@@ -5,10 +5,9 @@
 #include "profile/options.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <functional>
-#include <iostream>
 #include <limits>
 #include <map>
 #include <set>
@@ -16,7 +15,7 @@
 namespace
 {
 
-// A value of a file, and where it is.
+// A JSON value and its position, such as "FILE.packages[3].name".
 struct Value {
     const Json &json;
     std::string where;
@@ -75,7 +74,7 @@ void read_object(const Value &value, const Readers &readers)
     }
 }
 
-// Everything that is read into a record comes from malloc, since the record owns it.
+// Records own their memory, and free it by free().
 void *allocated(std::size_t count, std::size_t size)
 {
     void *const memory = std::calloc(count == 0 ? 1 : count, size);
@@ -112,8 +111,6 @@ template <class T> void read_value(const Value &value, T &target)
         target = new_text(value);
     } else if constexpr (std::is_same_v<T, uint8_t>) {
         target = value.flag() ? 1 : 0;
-    } else if (value.where.ends_with(".vm_type")) {
-        target = value.parsed(parse_vm_type);
     } else if (value.where.ends_with(".type")) {
         target = value.parsed(parse_package_type);
     } else {
@@ -121,7 +118,7 @@ template <class T> void read_value(const Value &value, T &target)
     }
 }
 
-// The array counts the elements that were begun, so that a record with a fault in its middle can be freed.
+// The count is raised before an element is read, so that a partial record is freed completely.
 template <class T> void read_array(const Value &value, T *&elements, uint32_t &count)
 {
     value.require(value.json.is_array(), "must be a list");
@@ -132,7 +129,7 @@ template <class T> void read_array(const Value &value, T *&elements, uint32_t &c
     }
 }
 
-// A field is marked as present before it is read, so that what has been read of it is freed with the record.
+// A field is set before it is read, so that a partial value is freed with the record.
 #define ADD_VALUE_READER(R, bit, type, name, label)                                                                    \
     readers[json_key(#name, label)] = [&record](const Value &value) {                                                  \
         R##_set_##name(&record, {});                                                                                   \
@@ -163,6 +160,26 @@ template <class Record> void add_nested(Readers &readers, const std::string &, R
     }
 ZELD_RECORDS(DEFINE_READERS)
 
+std::string content_of_source(const std::string &file)
+{
+    std::FILE *const stream = file == "-" ? stdin : std::fopen(file.c_str(), "re");
+    std::string text;
+    char block[65536];
+    for (std::size_t count = 1; stream != nullptr && count != 0; text.append(block, count)) {
+        count = std::fread(block, 1, sizeof block, stream);
+    }
+    const bool has_failed = stream == nullptr || std::ferror(stream) != 0;
+    const int err = errno;
+    if (stream != nullptr && stream != stdin) {
+        static_cast<void>(std::fclose(stream));
+    }
+    if (has_failed) {
+        throw Failure(FAILED, std::string("cannot read ") + (file == "-" ? "" : "the file ") + source_name(file),
+                      {std::strerror(err)});
+    }
+    return text;
+}
+
 std::optional<bool> parse_scope(const std::string &text)
 {
     return text == "local" || text == "global" ? std::optional(text == "local") : std::nullopt;
@@ -177,13 +194,8 @@ std::optional<std::string> parse_key(const std::string &text)
 
 Json read_json(const std::string &file)
 {
-    std::ifstream opened(file);
-    std::istream &stream = file == "-" ? std::cin : opened;
-    if (file != "-" && (!opened || std::filesystem::is_directory(file))) {
-        throw Failure(FAILED, "cannot read the file " + shown(file.c_str()),
-                      {opened ? "it is a directory" : std::strerror(errno)});
-    }
-    // A key that is given twice would hide the first one's value.
+    const std::string text = content_of_source(file);
+    // The last value of a repeated key would replace the others without notice.
     std::vector<std::set<std::string>> keys;
     std::string repeated;
     const auto watch = [&](int, Json::parse_event_t event, Json &value) {
@@ -196,17 +208,23 @@ Json read_json(const std::string &file)
         }
         return true;
     };
-    const Value whole = {Json(), file};
+    const Value whole = {Json(), source_name(file)};
+    whole.require(text.find('\0') == text.npos, "not JSON: has a NUL"); // at which the parser would end
     Json json;
     try {
-        json = Json::parse(stream, watch);
+        json = Json::parse(text, watch);
     } catch (const Json::exception &error) {
         const std::string what = error.what();
-        const std::size_t line = what.find("at line"); // after the parser's own names
+        const std::size_t line = what.find("at line"); // skips the parser's prefix "[json.exception...]"
         whole.reject("not JSON: " + shown(what.substr(line == what.npos ? what.find("] ") + 2 : line).c_str()));
     }
     whole.require(repeated.empty(), "'" + shown(repeated.c_str()) + "' is given twice");
     return json;
+}
+
+std::string source_name(const std::string &file)
+{
+    return file == "-" ? "standard input" : shown(file.c_str());
 }
 
 Profile profile_of(const Json &json, const std::string &source, Place &place)
@@ -217,7 +235,7 @@ Profile profile_of(const Json &json, const std::string &source, Place &place)
     add_readers(readers, *record);
     readers["schema"] = [](const Value &value) {
         value.require(value.number(UINT32_MAX) == JSON_SCHEMA,
-                      "this swprofile knows schema " + std::to_string(JSON_SCHEMA));
+                      "must be " + std::to_string(JSON_SCHEMA) + ", the only one that this swprofile reads");
     };
     readers["path"] = [](const Value &) {};
     readers["sdr"] = [&](const Value &value) { place.sdr = value.parsed(parse_key); };
@@ -231,9 +249,9 @@ Profile profile_of(const Json &json, const std::string &source, Place &place)
 ServicePacks read_service_packs(const std::string &file)
 {
     const Json json = read_json(file);
-    const Value value = {json, file};
+    const Value value = {json, source_name(file)};
     value.require(!json.is_object() || !json.contains("service_packs"),
-                  "must be a list, such as its \"service_packs\"");
+                  "is a profile; give the list of its service packs: jq .service_packs");
     ServicePacks set(static_cast<serv_packs *>(allocated(1, sizeof(serv_packs))));
     serv_packs_set_service_packs(set.get(), nullptr, 0);
     read_array(value, set->service_packs, set->service_packs_count);

@@ -7,11 +7,13 @@
 #include <optional>
 #include <string>
 
-// Reads a file, or standard input for "-". What is not JSON, and a key that is given twice, are a Failure that says
-// where.
+// Reads a file, or standard input for "-". Throws a Failure with the position for invalid JSON and repeated keys.
 Json read_json(const std::string &file);
 
-// Where JSON says that its profile belongs; what it does not say is empty.
+// How messages name the file: "standard input" for "-".
+std::string source_name(const std::string &file);
+
+// The SDR, VM type, state and scope that the JSON of a profile names; empty if missing.
 struct Place {
     std::optional<std::string> sdr;
     std::optional<uint32_t> vm_type;
@@ -19,8 +21,8 @@ struct Place {
     std::optional<bool> is_local;
 };
 
-// The profile of JSON such as `swprofile show --json` prints. Unknown fields and wrong types are a Failure that says
-// where, beginning with `source`.
+// Converts JSON such as `swprofile show --json` prints. Unknown fields and wrong types throw a Failure with their
+// position, which begins with `source`.
 Profile profile_of(const Json &json, const std::string &source, Place &place);
 
 struct FreeServicePacks {
@@ -28,5 +30,5 @@ struct FreeServicePacks {
 };
 using ServicePacks = std::unique_ptr<serv_packs, FreeServicePacks>;
 
-// Reads a list of service packs: [{"name": "SP1", "rpms": ["a-1-r1"]}]. Each must have a name of its own.
+// Reads a list of service packs: [{"name": "SP1", "rpms": ["a-1-r1"]}]. Their names must differ.
 ServicePacks read_service_packs(const std::string &file);

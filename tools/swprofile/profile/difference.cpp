@@ -16,8 +16,8 @@
 namespace
 {
 
-// The labels of the fields that differ in presence or value, and of single values how they differ, such as "1 -> 2".
-// The own bit of a nested record is ignored.
+// Maps the label of each differing field to "old -> new", or to "" for lists and records. The presence bit of a nested
+// record is ignored.
 using Changes = std::map<std::string, std::string>;
 
 std::string from_to(const std::string &from, const std::string &to)
@@ -106,7 +106,7 @@ std::string key_of(const inst_sw_profile_loc &location)
     return nodes.empty() ? "none" : nodes;
 }
 
-// How an element that is in both has changed.
+// The differences of an element that both lists have, as one text; "" if there are none.
 template <class Record> std::string change_of(const Record &from, const Record &to)
 {
     std::string all;
@@ -126,36 +126,36 @@ struct Collector {
         changes.push_back({kind, what, name, how, nodes});
     }
 
-    // Elements of one name are taken in pairs, the first with the first.
+    // Elements with equal names are paired in order.
     template <class T, class How>
     void compare_lists(const std::string &what, std::span<T> from, std::span<T> to, How how)
     {
-        std::unordered_map<std::string, std::vector<std::size_t>> places; // in `to`, the last one first
+        std::unordered_map<std::string, std::vector<std::size_t>> positions; // in `to`, in descending order
         for (std::size_t i = to.size(); i-- > 0;) {
-            places[key_of(to[i])].push_back(i);
+            positions[key_of(to[i])].push_back(i);
         }
-        std::vector<bool> is_old(to.size());
+        std::vector<bool> is_matched(to.size());
         std::size_t last = 0;
         bool is_in_order = true;
         for (const T &element : from) {
             const std::string name = key_of(element);
-            std::vector<std::size_t> &found = places[name];
+            std::vector<std::size_t> &found = positions[name];
             if (found.empty()) {
                 add(Difference::Removed, what, name);
                 continue;
             }
-            const std::size_t place = found.back();
+            const std::size_t position = found.back();
             found.pop_back();
-            is_old[place] = true;
-            is_in_order = is_in_order && place >= last;
-            last = place;
-            const std::string change = how(element, to[place]);
+            is_matched[position] = true;
+            is_in_order = is_in_order && position >= last;
+            last = position;
+            const std::string change = how(element, to[position]);
             if (!change.empty()) {
                 add(Difference::Changed, what, name, change);
             }
         }
         for (std::size_t i = 0; i < to.size(); ++i) {
-            if (!is_old[i]) {
+            if (!is_matched[i]) {
                 add(Difference::Added, what, key_of(to[i]));
             }
         }
@@ -171,8 +171,8 @@ struct Collector {
         }
     }
 
-    // Fields that differ and have no lines of their own.
-    void add_others(Changes fields, std::initializer_list<const char *> handled, const std::string &of)
+    // Adds the differing fields that have not been handled otherwise.
+    void add_remaining(Changes fields, std::initializer_list<const char *> handled, const std::string &of)
     {
         for (const char *const label : handled) {
             fields.erase(label);
@@ -193,11 +193,11 @@ struct Collector {
         const std::size_t before = changes.size();
         compare_lists("service pack", service_packs_of(from), service_packs_of(to), change_of<sp_detail>);
         Changes fields = differing_fields(from, to);
-        if (changes.size() != before) { // their names differ with them
+        if (changes.size() != before) { // reported already as service packs
             fields.erase("Service pack names");
         }
-        add_others(fields, {"Logical volume", "Image", "Packages", "Version", "Service packs"}, "");
-        add_others(differing_fields(from.image, to.image), {"Name", "RPMs"}, "image: ");
+        add_remaining(fields, {"Logical volume", "Image", "Packages", "Version", "Service packs"}, "");
+        add_remaining(differing_fields(from.image, to.image), {"Name", "RPMs"}, "image: ");
     }
 };
 
@@ -221,13 +221,13 @@ std::vector<Difference> differences(const inst_sw_profile_sdr_ext &from, const i
                            Collector{changes, key_of(a)}.compare_bodies(a.sw_profile, b.sw_profile);
                            return std::string();
                        });
-    if (old_locations.empty()) { // the content of the first ones
+    if (old_locations.empty()) { // report the content of the new ones
         for (const inst_sw_profile_loc &location : locations) {
             Collector{changes, key_of(location)}.compare_bodies({}, location.sw_profile);
         }
     }
-    main.add_others(differing_fields(old, current), {"Software", "Location profiles"}, "");
-    main.add_others(differing_fields(from, to), {"Software profile", "Encoded bytes at creation"}, "");
+    main.add_remaining(differing_fields(old, current), {"Software", "Location profiles"}, "");
+    main.add_remaining(differing_fields(from, to), {"Software profile", "Encoded bytes at creation"}, "");
     return changes;
 }
 

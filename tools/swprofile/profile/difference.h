@@ -16,7 +16,7 @@ struct Difference {
     bool operator==(const Difference &) const = default;
 };
 
-// In the order of the profiles. lv_name and sdr_sw_profile_len are not compared.
+// In the order of the profiles. The logical volume and the encoded bytes at creation are not compared.
 std::vector<Difference> differences(const inst_sw_profile_sdr_ext &from, const inst_sw_profile_sdr_ext &to);
 
 std::string text_of(const Difference &difference);                  // "+ package x"

@@ -9,7 +9,7 @@
 namespace
 {
 
-bool answers = false;
+bool uses_answer_codes = false;
 
 ExitCode exit_code_of(uint64_t rc)
 {
@@ -37,7 +37,7 @@ std::string meaning_of(uint64_t rc)
 
 void use_answer_codes()
 {
-    answers = true;
+    uses_answer_codes = true;
 }
 
 void answer(bool is_yes)
@@ -51,10 +51,10 @@ int report(const Failure &failure)
     for (const std::string &detail : failure.details) {
         std::fprintf(stderr, "  %s\n", detail.c_str());
     }
-    if (!failure.next.empty()) {
-        std::fprintf(stderr, "  try: %s\n", failure.next.c_str());
+    if (!failure.hint.empty()) {
+        std::fprintf(stderr, "  try: %s\n", failure.hint.c_str());
     }
-    return answers && failure.exit_code == FAILED ? int{TROUBLE} : failure.exit_code;
+    return uses_answer_codes && failure.exit_code == FAILED ? int{TROUBLE} : failure.exit_code;
 }
 
 std::vector<std::string> ErrorText::entries() const

@@ -12,7 +12,7 @@ enum ExitCode { DONE = 0, FAILED = 1, USAGE = 2, NO_PROFILE = 3, INVALID_DATA = 
 // The exit codes of yes/no subcommands follow grep: 0 yes, 1 no, 2 failed.
 enum AnswerCode { YES = 0, NO = 1, TROUBLE = 2 };
 
-// From here on, a failure that is FAILED elsewhere exits with TROUBLE.
+// After this call, report() returns TROUBLE (2) for FAILED (1).
 void use_answer_codes();
 
 // Ends the command with YES or NO.
@@ -24,14 +24,14 @@ struct Answer {
 };
 
 struct Failure : std::runtime_error {
-    Failure(int code, const std::string &message, std::vector<std::string> causes = {}, std::string command = "")
-        : std::runtime_error(message), exit_code(code), details(std::move(causes)), next(std::move(command))
+    Failure(int code, const std::string &message, std::vector<std::string> lines = {}, std::string command = "")
+        : std::runtime_error(message), exit_code(code), details(std::move(lines)), hint(std::move(command))
     {
     }
 
     int exit_code;                    // an ExitCode, or 128 + a signal
     std::vector<std::string> details; // one line each
-    std::string next;                 // a command to type, or ""
+    std::string hint;                 // a command to type, or ""
 };
 
 // Prints a failure and returns the exit code for it.
@@ -53,7 +53,7 @@ private:
     char *text = nullptr;
 };
 
-// A failed call: the library's reasons, and the meaning of its result code, which itself goes to the log.
+// The Failure of a library call: its error text and the meaning of its result code. The code itself is logged.
 Failure failure_of(uint64_t rc, const std::string &what, const ErrorText &text = {});
 
 // A note to standard error; it does not make the command fail.

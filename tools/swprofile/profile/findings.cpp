@@ -5,7 +5,9 @@
 #include "profile/repository.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -14,16 +16,20 @@ namespace
 
 using Findings = std::vector<Finding>;
 
-// Is this a regular file with content? If not, that is a finding.
+// Is this a readable regular file with content? If not, that is a finding.
 bool has_content(Findings &findings, const fs::path &path)
 {
     std::error_code error;
-    if (!fs::is_regular_file(path, error)) {
+    if (!fs::is_regular_file(fs::symlink_status(path, error))) {
         findings.push_back({"not-regular", path, "not a regular file"});
         return false;
     }
     if (fs::file_size(path, error) == 0) {
         findings.push_back({"empty", path, "empty, which counts as absent"});
+        return false;
+    }
+    if (access(path.c_str(), R_OK) != 0) {
+        findings.push_back({"unreadable", path, std::string("cannot be read: ") + std::strerror(errno)});
         return false;
     }
     return true;
@@ -33,7 +39,10 @@ bool has_content(Findings &findings, const fs::path &path)
 void find_leftovers(Findings &findings, const std::vector<fs::path> &files)
 {
     for (std::size_t i = 1; i < files.size(); ++i) {
-        if (name_exists(files[i])) {
+        std::error_code ignored;
+        if (fs::is_directory(fs::symlink_status(files[i], ignored))) {
+            findings.push_back({"not-regular", files[i], "not a regular file"});
+        } else if (name_exists(files[i])) {
             findings.push_back(i == 1 ? Finding{"twin-left-over", files[i], "a text twin without its profile"}
                                       : Finding{"copy-left-over", files[i], "a flat copy without its profile"});
         }

@@ -1,4 +1,4 @@
-// Inconsistencies of a profile and its files, for check, repair and everything that must leave a profile whole.
+// Inconsistencies of a profile and its files: for check and repair, and to verify a change.
 #pragma once
 
 #include "profile/selector.h"
@@ -22,12 +22,12 @@ struct Inspection {
     std::vector<Finding> findings;
 };
 
-// Looks at the .bin file only; without a profile, the finding says why.
+// Examines the .bin file only. If it cannot be fetched, the finding says why.
 Inspection inspect_bin(const Selector &selector);
 
 Inspection inspect(const Selector &selector);
 
-// Does the finding mean that files are missing, damaged, left over or do not agree? Others are about content.
+// Is a file missing, damaged, left over or different from the profile? Other findings are about the profile's content.
 bool is_about_files(const Finding &finding);
 
 // Are packages of the body marked as members although it has no service pack?

@@ -9,8 +9,9 @@
 namespace
 {
 
-constexpr std::size_t MAX_KEY_LENGTH = 40;   // so that every shell command with its paths fits
-constexpr std::size_t MAX_NAME_LENGTH = 187; // the same
+// The library cuts its shell commands to 200 or 256 characters; with these limits, every path fits.
+constexpr std::size_t MAX_KEY_LENGTH = 40;
+constexpr std::size_t MAX_NAME_LENGTH = 187;
 
 bool is_printable(char character)
 {

@@ -1,9 +1,9 @@
-// Names that come from outside, and how texts of a profile are printed.
+// Validation of names from the command line or a file, and escaping of texts for output.
 #pragma once
 
 #include <string>
 
-// What is wrong with a name, an SDR key, or a text of printable ASCII; "" if nothing is.
+// The fault of a name, an SDR key, or a text that must be printable ASCII; "" if it is valid.
 std::string name_fault(const std::string &name);
 std::string key_fault(const std::string &key);
 std::string text_fault(const std::string &text);

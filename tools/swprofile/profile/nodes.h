@@ -15,10 +15,10 @@ std::string nodes_text(std::span<const inst_node_loc> nodes); // "0/1/0 0/2/0"
 // "A/B/C": three numbers.
 std::optional<inst_node_loc> parse_node(const std::string &text);
 
-// What is wrong with the text of a node; "" if nothing is.
+// The fault of a text that must be a node; "" if it is valid.
 std::string node_fault(const std::string &text);
 
-// Adds the option --node, repeated for each node. A text that is no node, and a node given twice, are rejected.
+// Adds the option --node, repeated for each node. Rejects invalid texts and repeated nodes.
 CLI::Option *add_node_option(CLI::App &command, std::vector<inst_node_loc> &nodes);
 
 // The first location profile that lists the node; null if none does.

@@ -1,4 +1,4 @@
-// The options by which every subcommand selects a profile, and parsing of what several subcommands take.
+// The options that select a profile, and parsers shared by subcommands.
 #pragma once
 
 #include "profile/repository.h"
@@ -26,7 +26,7 @@ void add_json_option(CLI::App &command, bool &is_json);
 // --type: what is installed, which determines the recorded type.
 void add_install_type_option(CLI::App &command, uint32_t &type);
 
-// The selecting options where they select any number of profiles.
+// The same options for subcommands that work on every profile that matches.
 class PlaceFilter
 {
 public:
@@ -35,7 +35,7 @@ public:
     // Was any of the options given?
     bool is_restricted() const;
 
-    // The places in the repository that match every option that was given. For `no_sdr`, see all_places().
+    // The places that match every option that was given. For `no_sdr`, see all_places().
     std::vector<Selector> places(const PathVisitor &no_sdr = [](const std::filesystem::path &) {}) const;
 
 private:

@@ -7,7 +7,8 @@
 #include <functional>
 #include <vector>
 
-// In the order in which they are listed. `no_sdr` is called for each entry among the directories of SDRs that is none.
+// In the order in which they are listed. `no_sdr` is called for each entry of an sdr/ directory that is
+// not the directory of an SDR.
 using PathVisitor = std::function<void(const std::filesystem::path &)>;
 std::vector<Selector> all_places(const PathVisitor &no_sdr);
 

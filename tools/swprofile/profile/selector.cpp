@@ -46,7 +46,7 @@ std::string Selector::describe() const
            verd_scope_name(is_local) + ")";
 }
 
-std::string Selector::command(const std::string &subcommand, bool has_state) const
+std::string Selector::command(const std::string &subcommand) const
 {
     const Selector by_default;
     std::string text = "swprofile " + subcommand;
@@ -56,7 +56,7 @@ std::string Selector::command(const std::string &subcommand, bool has_state) con
     if (vm_type != by_default.vm_type) {
         text += " --vm " + option_name(verd_vm_type_name(vm_type));
     }
-    if (has_state && state != by_default.state) {
+    if (state != by_default.state) {
         text += std::string(" --state ") + verd_state_name(state);
     }
     return text + (is_local ? " --local" : "");
@@ -133,8 +133,8 @@ bool Selector::is_shared() const
 void Selector::note_shared(const Profile &existing) const
 {
     if (is_shared() && existing != nullptr && existing->sdr_sw_profile.vm_type != vm_type) {
-        note(std::string("the global QX and LC QX profiles of an SDR are one file; this one is that of the ") +
-             verd_vm_type_name(existing->sdr_sw_profile.vm_type) + " type: " + path());
+        note(std::string("the global QX and LC QX profiles of an SDR are one file; it contains the ") +
+             verd_vm_type_name(existing->sdr_sw_profile.vm_type) + " profile: " + path());
     }
 }
 

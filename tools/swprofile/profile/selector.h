@@ -31,8 +31,8 @@ struct Selector {
     // "active QX profile of default-sdr (global)"
     std::string describe() const;
 
-    // "SUBCOMMAND --vm admin --local", with the options that are not the default; --state only if wanted.
-    std::string command(const std::string &subcommand, bool has_state = true) const;
+    // "swprofile SUBCOMMAND --vm admin --local", with the options that are not the default.
+    std::string command(const std::string &subcommand) const;
 
     // Calls a function of the library whose first arguments select a profile.
     template <class Function, class... Arguments> uint64_t call(Function function, Arguments... arguments) const
@@ -48,7 +48,7 @@ struct Selector {
     // Fetches the profile. If it is missing, empty or damaged, the Failure says so.
     Profile fetch() const;
 
-    // The Failure of an operation that fetches by itself.
+    // Translates the result code of a library call that fetches this profile.
     Failure fetch_failure(uint64_t rc, const ErrorText &error) const;
 
     // Rejects a file that would block or mislead a reader or a writer, such as a FIFO or, for writers, a symbolic link.
@@ -58,15 +58,15 @@ struct Selector {
     // The global QX and LC QX profiles of an SDR are one file.
     bool is_shared() const;
 
-    // Before the file is replaced or deleted: notes that its profile is that of the other type.
+    // Notes that the file, which is about to be replaced or deleted, contains the profile of the other type.
     void note_shared(const Profile &existing) const;
 };
 
 // The profile as its text twin renders it.
 std::string rendered_text(const inst_sw_profile_sdr_ext &profile);
 
-// What the record says about itself that contradicts the selector, such as another SDR; "" if nothing does.
+// The mismatch between the record's own SDR or VM type and the selector; "" if there is none.
 std::string identity_fault(const Selector &selector, const inst_sw_profile_sdr_ext &profile);
 
-// Fetches a profile whose content is about to be stored or moved. One that contradicts the selector is rejected.
+// Fetches a profile that is about to be stored again or moved. Rejects one with another SDR or VM type.
 Profile fetch_own(const Selector &selector);

@@ -120,7 +120,7 @@ void Change::check_space(const Scope &scope, const std::vector<fs::path> &files,
 {
     struct statvfs system = {};
     if (statvfs(scope.directory.c_str(), &system) != 0) {
-        return; // the writes will tell
+        return; // a full disk then shows as a failed write
     }
     const uint64_t block = system.f_frsize;
     const uint64_t available = block * (geteuid() == 0 ? system.f_bfree : system.f_bavail);
@@ -153,8 +153,8 @@ uint64_t Change::prepare_store(const Selector &stored, inst_sw_profile_sdr_ext &
 {
     try {
         fail_if_interrupted();
-        if (looks) {
-            looks(record);
+        if (store_hook) {
+            store_hook(record);
         }
         if (!dry_run) {
             const std::string encoding = encoding_of(record);
@@ -162,7 +162,7 @@ uint64_t Change::prepare_store(const Selector &stored, inst_sw_profile_sdr_ext &
             expect(stored, encoding);
         }
         return 0;
-    } catch (const Failure &failure) { // the library is no place for exceptions
+    } catch (const Failure &failure) { // the library is compiled without exceptions
         rejection = failure;
     } catch (const std::exception &error) {
         rejection = Failure(FAILED, "cannot store the " + stored.describe(), {error.what()});
@@ -174,7 +174,7 @@ uint64_t Change::growth(const Selector &target, uint64_t bin_size, uint64_t twin
 {
     uint64_t sum = 0;
     bool is_bin = true;
-    for (const fs::path &file : target.files()) { // each of both once more as a flat copy
+    for (const fs::path &file : target.files()) { // both files, then both flat copies
         const uint64_t size = is_bin ? bin_size : twin_size;
         sum += size - std::min(size, size_of(file));
         is_bin = !is_bin;
@@ -215,11 +215,11 @@ void Change::finish(const std::vector<Selector> &changed, const ErrorText &error
     }
     std::for_each(directories.begin(), directories.end(), sync_directory);
     fail_if_interrupted();
-    // The scope of the profile comes last: until it ends, the change is undone. If it cannot end, the local one has
-    // ended with flat copies that are as they were.
+    // The scope of the profile comes last: as long as its journal is open, the change is undone. The local flat copies,
+    // whose journal is closed first, have the same content before and after.
     std::for_each(scopes.rbegin(), scopes.rend(), [](const std::unique_ptr<Scope> &scope) {
         if (scope->journal.is_open()) {
-            scope->journal.keep();
+            scope->journal.close();
         }
     });
     is_any_done = true;

@@ -1,4 +1,4 @@
-// A change of profiles that is done completely or not at all. Every subcommand that changes something goes through one.
+// A change of profiles that is done completely or not at all. Every subcommand that changes profiles uses one.
 #pragma once
 
 #include "profile/selector.h"
@@ -14,16 +14,16 @@
 class Change
 {
 public:
-    // Locks the scope of the profile, and undoes there what an interrupted change has left. The local scope is locked
-    // as well if wanted: for operations that touch flat copies, whatever the profile's scope.
+    // Locks the scope of the profile, and undoes an interrupted change there. With includes_local, also locks the local
+    // scope: for operations on flat copies that may belong to another profile.
     Change(const Selector &selector, bool is_dry_run, bool includes_local = false);
     Change(const Change &) = delete;
     Change &operator=(const Change &) = delete;
     ~Change();
 
-    // Calls `look` with every record before it is stored. It may change the record, or reject it by a Failure.
-    using Look = std::function<void(inst_sw_profile_sdr_ext &)>;
-    void before_each_store(const Look &look) { looks = look; }
+    // Calls `hook` with every record before it is stored. It may change the record, or throw a Failure to reject it.
+    using StoreHook = std::function<void(inst_sw_profile_sdr_ext &)>;
+    void before_each_store(const StoreHook &hook) { store_hook = hook; }
 
     // Runs an operation of the library. If it succeeds, the files of the `changed` profiles must agree afterwards, and
     // have the content that was expected. If it fails, or a signal has arrived, all files are put back, and a Failure
@@ -31,12 +31,11 @@ public:
     using Operation = std::function<uint64_t(ErrorText &)>;
     void run(const std::string &what, const std::vector<Selector> &changed, const Operation &operation);
 
-    // Saves files that are about to change, after having checked that there is space for the copies and for `growth`
-    // more bytes. Stores of records do it by themselves.
+    // Saves files that are about to change, if there is space for the copies and for `growth` more bytes. Not needed
+    // for stores: prepare_store() calls it.
     void prepare(const std::vector<std::filesystem::path> &files, uint64_t growth);
 
-    // After prepare(): the encoding that the profile's file must have in the end. Stores of records do it by
-    // themselves.
+    // After prepare(): sets the encoding that the profile's file must have in the end. Not needed for stores.
     void expect(const Selector &selector, const std::string &encoding);
 
     // The bytes by which the files of a profile grow with a .bin file and a twin of these sizes.
@@ -45,12 +44,13 @@ public:
     // Puts a prepared file back as it was.
     void put_back(const std::filesystem::path &file);
 
-    // What the library is about to store. Returns a result code; unless it is 0, nothing may be stored.
+    // Called before the library stores a record. Unless the result code is 0, nothing may be stored.
     uint64_t prepare_store(const Selector &stored, inst_sw_profile_sdr_ext &record);
 
     bool is_dry_run() const { return dry_run; }
 
-    // In a dry run, the directory in which bundles are unpacked instead of the work area; it is removed in the end.
+    // In a dry run, the directory in which bundles are unpacked instead of the work area; the
+    // destructor removes it.
     std::filesystem::path unpack_directory;
 
     static Change *current(); // null if there is none
@@ -70,7 +70,7 @@ private:
     void undo(Failure &failure);
 
     const bool dry_run;
-    Look looks;
+    StoreHook store_hook;
     std::optional<Failure> rejection;
     std::map<std::filesystem::path, std::string> checksums; // that are expected
     std::vector<std::unique_ptr<Scope>> scopes;             // that of the profile first

@@ -61,14 +61,14 @@ public:
 
     void sync() const
     {
-        if (fsync(fd) != 0 && errno != EINVAL && errno != EROFS) { // file systems without it
+        if (fsync(fd) != 0 && errno != EINVAL && errno != EROFS) { // some file systems cannot sync
             fail("sync", path);
         }
     }
 
     void copy_attributes(const struct stat &of) const
     {
-        static_cast<void>(!fchown(fd, of.st_uid, of.st_gid)); // allowed to root only
+        static_cast<void>(!fchown(fd, of.st_uid, of.st_gid)); // fails for other users than root, and is ignored
         const timespec times[] = {of.st_atim, of.st_mtim};
         if (fchmod(fd, of.st_mode & 07777) != 0 || futimens(fd, times) != 0) {
             fail("set the mode of", path);

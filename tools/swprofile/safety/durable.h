@@ -1,5 +1,4 @@
-// File operations. Those that are called durable have reached the disk when they return. Failures name the file and the
-// cause.
+// File operations. The durable ones have reached the disk when they return. Failures name the file and the cause.
 #pragma once
 
 #include <filesystem>

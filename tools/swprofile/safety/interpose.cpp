@@ -1,6 +1,6 @@
 // Functions of the library and of libc that the command defines itself. The library calls these, since the executable's
 // symbols precede those of shared libraries. So the library's own operations run, and the command sees each store
-// before it happens: to veto it, to save the files at stake, or, in a dry run, to report it only.
+// before it happens: to reject it, to save the affected files, or, in a dry run, to only report it.
 #include "profile/failure.h"
 #include "safety/change.h"
 #include "safety/interruption.h"
@@ -21,7 +21,7 @@
 namespace
 {
 
-template <class Function> Function *next(const char *name)
+template <class Function> Function *original(const char *name)
 {
     return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
@@ -54,7 +54,7 @@ uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local
             return rc;
         }
     }
-    auto *const write = next<decltype(inst_write_sdr_swprofile_to_file2)>("inst_write_sdr_swprofile_to_file2");
+    auto *const write = original<decltype(inst_write_sdr_swprofile_to_file2)>("inst_write_sdr_swprofile_to_file2");
     return write(sdr_key, is_local, part_type, vm_type, profile, error_message_out);
 }
 
@@ -74,8 +74,8 @@ unsigned int sleep(unsigned int seconds)
     return 0;
 }
 
-// The library copies and moves files by shell commands. Here, a signal of the terminal does not end them: the operation
-// in hand finishes, and the signal, which system() would ignore meanwhile, undoes the change.
+// The library copies and moves files by shell commands. A signal of the terminal must not end them: the current one
+// completes. The signal is not ignored here, unlike in libc's system(), so that the change is then undone.
 int system(const char *command)
 {
     if (is_dry_run()) {
@@ -111,19 +111,19 @@ uint64_t inst_runcmd_outbuff(char **out, uint32_t *out_size, const char *format,
     if (length < 0 || static_cast<std::size_t>(length) >= sizeof command) {
         return INSTCOMM_RC_NO_MEMORY;
     }
-    return next<decltype(inst_runcmd_outbuff)>("inst_runcmd_outbuff")(out, out_size, "%s", command);
+    return original<decltype(inst_runcmd_outbuff)>("inst_runcmd_outbuff")(out, out_size, "%s", command);
 }
 
 char *mkdtemp(char *path_template) noexcept
 {
-    constexpr char ELSEWHERE[] = "/tmp/swprofile.XXXXXX";
+    constexpr char DRY_RUN_DIRECTORY[] = "/tmp/swprofile.XXXXXX";
     const bool is_elsewhere =
         is_dry_run() && std::strncmp(path_template, VERD_WORK_AREA, std::strlen(VERD_WORK_AREA)) == 0;
     if (is_elsewhere) {
-        static_assert(sizeof ELSEWHERE <= sizeof VERD_WORK_AREA + sizeof "smu.XXXXXX");
-        std::memcpy(path_template, ELSEWHERE, sizeof ELSEWHERE);
+        static_assert(sizeof DRY_RUN_DIRECTORY <= sizeof VERD_WORK_AREA + sizeof "smu.XXXXXX");
+        std::memcpy(path_template, DRY_RUN_DIRECTORY, sizeof DRY_RUN_DIRECTORY);
     }
-    char *const made = next<char *(char *)>("mkdtemp")(path_template);
+    char *const made = original<char *(char *)>("mkdtemp")(path_template);
     if (is_elsewhere && made != nullptr) {
         Change::current()->unpack_directory = made;
     }

@@ -1,4 +1,5 @@
-// Signals that ask the command to end: they are remembered, so that a step ends and the change is undone.
+// Signals that ask the command to end: they are remembered, so that the current step completes before the change is
+// undone.
 #pragma once
 
 // From now on, SIGINT, SIGTERM, SIGHUP and SIGPIPE are remembered, unless they are ignored.

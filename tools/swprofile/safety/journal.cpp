@@ -36,7 +36,7 @@ std::vector<fs::path> missing_directories(const fs::path &file)
     return missing;
 }
 
-// Unlike name_exists(), fails if that cannot be found out: then a saved copy must not be taken for one that is missing.
+// Unlike name_exists(), throws if the file cannot be examined: a saved copy must not be taken for a missing one.
 bool is_there(const fs::path &file)
 {
     std::error_code error;
@@ -47,7 +47,7 @@ bool is_there(const fs::path &file)
     return fs::exists(status);
 }
 
-bool is_whole(const std::string &encoding)
+bool is_decodable(const std::string &encoding)
 {
     inst_sw_profile_sdr_ext record = {};
     const int32_t status = zeld_inst_sw_profile_sdr_ext_decode_ext(
@@ -73,7 +73,7 @@ bool Journal::exists() const
 void Journal::open(const std::vector<fs::path> &files)
 {
     if (is_open()) {
-        return; // another store of the same change
+        return; // a second store of this change, of the same files
     }
     recover();
     std::vector<Entry> entries;
@@ -171,14 +171,14 @@ void Journal::put_back(const fs::path &file) const
     }
 }
 
-void Journal::keep() const
+void Journal::close() const
 {
     std::error_code ignored;
     fs::remove_all(scope / ENDED, ignored);
     rename_file(scope / OPEN, scope / ENDED);
     try {
         sync_directory(scope);
-    } catch (const Failure &) { // a crash might bring the open journal back
+    } catch (const Failure &) { // after a crash, the journal might be open again
         rename_file(scope / ENDED, scope / OPEN);
         throw;
     }
@@ -191,7 +191,7 @@ void Journal::undo() const
         if (entry.action == REMOVE) {
             remove_durably(entry.path);
         } else if (entry.action == REMOVE_DIRECTORY) {
-            static_cast<void>(rmdir(entry.path.c_str())); // somebody else's files may be there by now
+            static_cast<void>(rmdir(entry.path.c_str())); // it may contain another program's files by now
         } else if (is_there(entry.copy)) {
             std::error_code ignored;
             fs::create_directories(entry.path.parent_path(), ignored);
@@ -201,10 +201,10 @@ void Journal::undo() const
                           {"its saved copy is missing: " + entry.copy.string()});
         }
     }
-    keep(); // what is there now
+    close(); // the restored files stay
 }
 
-// A whole profile that the change has neither found nor written was stored by a process that knows no journal.
+// A complete profile that is neither a saved one nor an expected one was stored by another program.
 bool Journal::has_foreign_profile() const
 {
     std::set<std::string> known;
@@ -218,19 +218,19 @@ bool Journal::has_foreign_profile() const
         known.insert(read_file(scope / OPEN / (EXPECTED + std::to_string(i))));
     }
     return std::ranges::any_of(entries, [&](const Entry &entry) {
-        // If the copy was put back already, the file is what it was.
+        // If the copy has been put back already, the file is the saved one.
         std::error_code ignored;
         const bool can_be = entry.path.extension() == ".bin" && fs::is_regular_file(entry.path, ignored) &&
                             (entry.action == REMOVE || (entry.action == RESTORE && is_there(entry.copy)));
         const std::string content = can_be ? read_file(entry.path) : "";
-        return can_be && is_whole(content) && !known.contains(checksum_of(content));
+        return can_be && is_decodable(content) && !known.contains(checksum_of(content));
     });
 }
 
 void Journal::recover() const
 {
     if (is_open() && has_foreign_profile()) {
-        keep();
+        close();
         note("a change was interrupted, and another program has stored profiles since; its files are kept, in " +
              scope.string());
     } else if (is_open()) {

@@ -1,5 +1,5 @@
-// The undo journal of a change: copies of the files at stake, from which they are put back if the change does not
-// succeed. docs/operations.md describes its form.
+// The undo journal of a change: copies of the affected files, from which they are put back if the change fails.
+// docs/operations.md describes its form.
 #pragma once
 
 #include <cstdint>
@@ -10,13 +10,14 @@
 class Journal
 {
 public:
-    // The journal of the scope with this directory, which must be locked exclusively for everything that changes files.
+    // The journal of the scope with this directory. The caller must hold its exclusive lock to call a function that
+    // changes files.
     explicit Journal(const std::filesystem::path &scope);
 
-    // Is there a change that has begun and not ended?
+    // Is there an unfinished change?
     bool is_open() const;
 
-    // Is there anything of a journal? If no change is going on, a process that was killed has left it.
+    // Does any directory of a journal exist? Unless a change is running, a killed process has left it.
     bool exists() const;
 
     // Saves the files that exist and notes those that do not, durably. From then on, the journal is open.
@@ -28,15 +29,15 @@ public:
     // The bytes that open() takes on the file system.
     static uint64_t space_for(const std::vector<std::filesystem::path> &files, uint64_t block_size);
 
-    // Puts one of the files back as it was, before the change ends.
+    // Puts one of the files back.
     void put_back(const std::filesystem::path &file) const;
 
-    // Ends the change: keeps the files as they are, or puts all back as they were.
-    void keep() const;
+    // Ends the change: close() keeps the files as they are, undo() puts all back.
+    void close() const;
     void undo() const;
 
-    // Undoes a change that a process left open when it was killed, unless somebody else has stored profiles since, and
-    // removes what others left behind.
+    // Undoes the unfinished change of a killed process, unless another program has stored profiles since, and removes
+    // the directories of other journals.
     void recover() const;
 
 private:

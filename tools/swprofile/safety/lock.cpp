@@ -20,7 +20,7 @@ using Seconds = std::chrono::duration<double>;
 
 std::optional<Seconds> longest_wait; // of the command, for all locks together
 
-// Polls, so that a signal and the end of the time are noticed.
+// Polls, to notice signals and the end of the waiting time.
 void lock(int fd, int operation, const fs::path &directory)
 {
     static Seconds waited(0);
@@ -63,7 +63,7 @@ DirectoryLock::DirectoryLock(const fs::path &directory, LockMode mode)
     if (locked.fd < 0) {
         throw Failure(FAILED, "cannot open " + directory.string(), {std::strerror(err)});
     }
-    // Whoever waits keeps those who come later out of this queue, so that readers cannot keep a writer waiting.
+    // A process that waits keeps later ones out of the queue, so that a series of readers cannot keep a writer waiting.
     const Descriptor queue(open(directory.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (queue.fd >= 0 && (!longest_wait || longest_wait->count() > 0)) {
         lock(queue.fd, LOCK_EX, directory);
@@ -75,7 +75,7 @@ ReadLock::ReadLock(bool is_local)
 {
     Journal journal(scope_directory(is_local));
     locks.push_back(std::make_unique<DirectoryLock>(scope_directory(is_local), LockMode::SHARED));
-    for (bool can_undo = true; can_undo && journal.exists();) { // a process that was killed has left it
+    for (bool can_undo = true; can_undo && journal.exists();) { // of a process that was killed
         locks.clear();
         try {
             const DirectoryLock exclusive(scope_directory(is_local), LockMode::EXCLUSIVE);

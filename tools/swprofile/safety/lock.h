@@ -1,4 +1,4 @@
-// Locks that keep changes of profiles apart. They are flocks on directories, which vanish with the process.
+// Locks that serialize changes of profiles: flocks on directories, which end with the process.
 #pragma once
 
 #include "profile/selector.h"
@@ -15,7 +15,7 @@ enum class LockMode { SHARED, EXCLUSIVE };
 // "/install_repo/local" or "/install_repo/gl/instdb".
 std::filesystem::path scope_directory(bool is_local);
 
-// Waits for the lock, up to the time that the options give. If the directory is missing, a shared lock locks nothing.
+// Waits for the lock, at most --wait seconds. If the directory is missing, a shared lock locks nothing.
 class DirectoryLock
 {
 public:
@@ -25,7 +25,7 @@ private:
     Descriptor locked;
 };
 
-// Holds scopes while profiles are read. A change that was interrupted is undone before, if this process may do so.
+// Locks scopes for reading. First undoes an interrupted change, if permissions allow it.
 class ReadLock
 {
 public:
@@ -36,7 +36,7 @@ private:
     std::vector<std::unique_ptr<DirectoryLock>> locks;
 };
 
-// Fetches a profile under a lock that has ended before the profile is printed, which may wait for a pager.
+// Fetches a profile under a lock. The lock ends before the profile is printed: output may wait for a pager.
 Profile fetch_locked(const Selector &selector);
 
 // Adds --wait and --no-wait.

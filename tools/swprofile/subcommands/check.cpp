@@ -27,8 +27,7 @@ struct Check {
     }
 };
 
-// Files among the profiles that belong to none: anything in the directory of an SDR; elsewhere, what is named like a
-// profile.
+// Files that belong to no profile: in the directory of an SDR, every unknown file; elsewhere, only *swprofile-*.
 void check_directories(Check &check, const std::vector<Selector> &places)
 {
     std::set<fs::path> known;
@@ -55,7 +54,7 @@ void check_directories(Check &check, const std::vector<Selector> &places)
     }
 }
 
-// Every subcommand undoes an interrupted change if it may; this one could not.
+// Taking the lock undoes an interrupted change; one that is found here could not be undone.
 void check_journals(Check &check)
 {
     for (const bool is_local : {false, true}) {
@@ -87,7 +86,7 @@ void print(const Check &check, bool is_json)
 
 Check check_places(const PlaceFilter &filter)
 {
-    const ReadLock lock; // not while findings are printed
+    const ReadLock lock; // ends before the findings are printed
     Check check;
     const bool is_restricted = filter.is_restricted();
     const std::vector<Selector> places = filter.places([&](const fs::path &path) {

@@ -26,7 +26,7 @@ struct Options {
     bool is_dry_run = false;
 };
 
-// Fields override what a file says, or are added to its lists.
+// Adds fields to an object: they replace its values, and extend its lists.
 void add_fields(Json &json, const Json &fields)
 {
     for (const auto &[key, value] : fields.items()) {
@@ -40,7 +40,7 @@ void add_fields(Json &json, const Json &fields)
     }
 }
 
-// The names of service packs, if they are missing, are those of the details.
+// If the names of service packs are missing, takes them from the details.
 void add_names(Json &json)
 {
     if (json.contains("service_packs") && !json.contains("service_pack_names")) {
@@ -83,11 +83,11 @@ void check(const Options &options)
         throw Failure(INVALID_DATA, "cannot use the name of the image", {name_fault(image.filename())});
     }
     if (image.has_parent_path() && (!fs::is_regular_file(image, error) || fs::file_size(image, error) == 0)) {
-        throw Failure(INVALID_DATA, "the image is missing or empty: " + shown(image.c_str()));
+        throw Failure(INVALID_DATA, "the image is missing, empty or not a regular file: " + shown(image.c_str()));
     }
 }
 
-// The profile to be stored; the place that a file names becomes that of the options, unless they give another one.
+// The profile to be stored. The selector takes SDR, VM type, state and scope from the file if no option gives them.
 Profile build_profile(Options &options)
 {
     check(options);
@@ -95,7 +95,7 @@ Profile build_profile(Options &options)
     Place place;
     if (options.file) {
         json = read_json(*options.file);
-        profile_of(json, *options.file, place); // rejects what is no profile
+        profile_of(json, source_name(*options.file), place); // rejects invalid files before options are added
     }
     if (!options.image.empty()) {
         json["image"]["name"] = fs::path(options.image).filename();
@@ -103,7 +103,7 @@ Profile build_profile(Options &options)
     add_names(json);
     add_names(options.fields);
     add_fields(json, options.fields);
-    Profile profile = profile_of(json, options.file.value_or("options"), place);
+    Profile profile = profile_of(json, options.file ? source_name(*options.file) : "options", place);
     Selector &selector = options.selector;
     selector.sdr = is_given(options, "--sdr") ? selector.sdr : place.sdr.value_or(selector.sdr);
     selector.vm_type = is_given(options, "--vm") ? selector.vm_type : place.vm_type.value_or(selector.vm_type);
@@ -131,7 +131,12 @@ Profile build_profile(Options &options)
 // Without a file, the library's own creation runs. It also copies optional packages.
 uint64_t create(const Options &options, inst_sw_profile_sdr_ext &profile)
 {
+    constexpr uint32_t MAX_SIZE = 102400;
     inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
+    if (zeld_inst_sw_profile_sdr_encode_ext(&sdr, nullptr, 0, 0, 0, 0) > MAX_SIZE) {
+        throw Failure(INVALID_DATA, "the profile is too large",
+                      {"it has more than 102400 bytes encoded; --from FILE has no such limit"});
+    }
     inst_sw_profile_info &body = sdr.sw_profile;
     serv_packs packs = {};
     serv_packs_set_service_packs(&packs, body.sp_details, body.sp_details_count);
@@ -161,11 +166,11 @@ void check_existing(const Options &options, const Inspection &existing)
         return;
     }
     const bool is_empty = existing.profile == nullptr && existing.findings.front().code == "empty";
+    selector.note_shared(existing.profile);
     if (!options.is_replacing && !is_empty) {
         throw Failure(FAILED, "the " + selector.describe() + " exists already",
                       {selector.path(), "--replace replaces it"}, selector.command("show"));
     }
-    selector.note_shared(existing.profile);
 }
 
 void run(Options &options)

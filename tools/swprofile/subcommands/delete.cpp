@@ -18,8 +18,8 @@ namespace fs = std::filesystem;
 struct Options {
     Selector selector;
     int32_t state = 0;
-    bool is_all = false; // states
-    bool is_sure = false;
+    bool is_all_states = false;
+    bool is_confirmed = false;
     bool is_dry_run = false;
 };
 
@@ -27,7 +27,7 @@ std::vector<Selector> states_of(const Options &options)
 {
     std::vector<Selector> states;
     for (const int32_t state : STATES) {
-        if (options.is_all || options.state == state) {
+        if (options.is_all_states || options.state == state) {
             states.push_back(options.selector.with_state(state));
         }
     }
@@ -66,29 +66,29 @@ void ask(const std::set<fs::path> &files)
 // another profile, the default SDR's local one, they are put back.
 uint64_t delete_files(const std::vector<Selector> &states, Change &change)
 {
-    std::vector<fs::path> touched;
-    std::vector<fs::path> others;
+    std::vector<fs::path> saved;
+    std::vector<fs::path> foreign_copies;
     for (const Selector &state : states) {
         const std::vector<fs::path> own = state.files();
-        touched.insert(touched.end(), own.begin(), own.end());
+        saved.insert(saved.end(), own.begin(), own.end());
         for (const fs::path &name : {own[0].filename(), own[1].filename()}) {
             if (std::ranges::count(own, VERD_LOCAL_DIRECTORY / name) == 0) {
-                others.push_back(VERD_LOCAL_DIRECTORY / name);
+                foreign_copies.push_back(VERD_LOCAL_DIRECTORY / name);
             }
         }
     }
-    touched.insert(touched.end(), others.begin(), others.end());
-    change.prepare(touched, 0);
+    saved.insert(saved.end(), foreign_copies.begin(), foreign_copies.end());
+    change.prepare(saved, 0);
     for (const Selector &state : states) {
         const uint64_t rc = inst_ldpath_delete_swprofile_file(state.path().c_str());
         if (rc != 0) {
             return rc;
         }
     }
-    for (const fs::path &file : others) {
+    for (const fs::path &file : foreign_copies) {
         change.put_back(file);
     }
-    const std::set<fs::path> left = existing_files(states); // which the library does not report
+    const std::set<fs::path> left = existing_files(states); // the library returns 0 even if it could not delete a file
     if (!left.empty()) {
         throw Failure(FAILED, "cannot delete " + left.begin()->string());
     }
@@ -97,18 +97,19 @@ uint64_t delete_files(const std::vector<Selector> &states, Change &change)
 
 void run(const Options &options)
 {
-    if (options.is_all == (options.state != 0)) {
+    if (options.is_all_states == (options.state != 0)) {
         throw Failure(USAGE, "which state?", {"give --state or --all-states"});
     }
     const std::vector<Selector> states = states_of(options);
     const std::set<fs::path> asked = existing_files(states);
-    if (!options.is_dry_run && !options.is_sure && !asked.empty()) {
-        ask(asked); // without locks, since nobody may answer
+    if (!options.is_dry_run && !options.is_confirmed && !asked.empty()) {
+        ask(asked); // before any lock: the answer may take long
     }
     Change change(options.selector, options.is_dry_run, true);
     const std::set<fs::path> files = existing_files(states);
-    if (!options.is_sure && files != asked) {
-        throw Failure(FAILED, "nothing was deleted", {"the files have changed meanwhile"}, "swprofile list");
+    if (!options.is_confirmed && files != asked) {
+        throw Failure(FAILED, "nothing was deleted", {"the files changed while delete waited for the answer"},
+                      "swprofile list");
     }
     if (files.empty()) {
         throw Failure(NO_PROFILE, "there is no such profile", {"no file " + states.front().path()}, "swprofile list");
@@ -132,8 +133,9 @@ void add_delete(CLI::App &command)
         new_subcommand<Options>(command, "delete", "Delete one state of a profile, or all", run);
     add_profile_options(subcommand, options.selector);
     CLI::Option *const state = add_state_option(subcommand, "--state", options.state);
-    subcommand.add_flag("--all-states", options.is_all, "delete committed, active and prepared")->excludes(state);
-    subcommand.add_flag("--yes", options.is_sure, "do not ask for confirmation");
+    subcommand.add_flag("--all-states", options.is_all_states, "delete committed, active and prepared")
+        ->excludes(state);
+    subcommand.add_flag("--yes", options.is_confirmed, "do not ask for confirmation");
     add_change_options(subcommand, options.is_dry_run);
     subcommand.footer("The global LC QX profile of an SDR is its global QX profile.\n\n"
                       "Examples:\n"

@@ -10,7 +10,7 @@
 namespace
 {
 
-// The differences of all stores: in a dry run, each store starts from the profile on disk.
+// Adds the differences of another store. A dry run writes nothing, so each store shows only its own change.
 void add_differences(std::vector<Difference> &all, const std::vector<Difference> &added)
 {
     std::ranges::copy_if(added, std::back_inserter(all),
@@ -71,26 +71,26 @@ void run_edit(const Edit &edit)
     Change change(selector, options.is_dry_run);
     const Profile before = fetch_own(selector);
     selector.check_writable();
-    if (edit.check) {
-        edit.check(*before, packs.get());
+    if (edit.before_operation) {
+        edit.before_operation(*before, packs.get());
     }
     std::vector<Difference> result;
     change.before_each_store([&](inst_sw_profile_sdr_ext &record) {
-        if (edit.look) {
-            edit.look(*before, record);
+        if (edit.before_store) {
+            edit.before_store(*before, record);
         }
         const std::vector<Difference> found = differences(*before, record);
         if (options.is_dry_run) {
             add_differences(result, found);
         } else {
-            result = found; // of the last store, before which the others are
+            result = found; // each store includes the earlier ones
         }
     });
     g_inst_pkg_fmt_info.is_new_format = options.is_new_format ? 1 : 0;
     change.run(edit.what + " the " + selector.describe(), {selector},
                [&](ErrorText &error) { return edit.operation(packs.get(), error); });
-    if (result.empty() && edit.nothing && !options.ignores_missing) {
-        throw Failure(*edit.nothing);
+    if (result.empty() && edit.failure_if_unchanged && !options.ignores_missing) {
+        throw Failure(*edit.failure_if_unchanged);
     }
     print_result(options, result);
 }

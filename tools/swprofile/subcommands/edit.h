@@ -1,4 +1,4 @@
-// What the subcommands that edit a stored profile have in common.
+// Code shared by the subcommands that edit a stored profile.
 #pragma once
 
 #include "profile/difference.h"
@@ -13,7 +13,7 @@ struct EditOptions {
     Selector selector;
     bool is_new_format = false; // the new package rules
     bool is_dry_run = false;
-    bool ignores_missing = false; // is it no failure if nothing changes?
+    bool ignores_missing = false; // succeeds if nothing changes
     std::optional<std::string> service_pack_file;
 };
 
@@ -33,13 +33,12 @@ struct Edit {
     // Calls the library with the service packs of the file; null if there are none.
     std::function<uint64_t(serv_packs *, ErrorText &)> operation;
 
-    // Sees the profile before it is fetched again by the operation, and the record that is about to be stored; each may
-    // reject it by a Failure.
-    std::function<void(const inst_sw_profile_sdr_ext &before, serv_packs *)> check = {};
-    std::function<void(const inst_sw_profile_sdr_ext &before, inst_sw_profile_sdr_ext &after)> look = {};
+    // Called before the operation and before each store. Both may throw a Failure.
+    std::function<void(const inst_sw_profile_sdr_ext &before, serv_packs *)> before_operation = {};
+    std::function<void(const inst_sw_profile_sdr_ext &before, inst_sw_profile_sdr_ext &after)> before_store = {};
 
-    // The failure if nothing changes, unless that is ignored. Without one, nothing to do is no failure.
-    std::optional<Failure> nothing = std::nullopt;
+    // Thrown if nothing changes and ignores_missing is false. If empty, a change of nothing is a success.
+    std::optional<Failure> failure_if_unchanged = std::nullopt;
 };
 
 // Rejects a name that the new package rules cannot split: the library would fail without naming it.

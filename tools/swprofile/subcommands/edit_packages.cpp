@@ -21,7 +21,7 @@ std::vector<char *> pointers_to(std::vector<std::string> &texts)
     return pointers;
 }
 
-// The check of an edit that adds to the main body.
+// before_operation of an edit that adds to the main body.
 auto checking_names(const EditOptions &options)
 {
     return [&options](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
@@ -37,7 +37,7 @@ void add_package(Options &options)
                                                        rpms.data(), static_cast<uint32_t>(rpms.size()), uint64_t{0},
                                                        options.type, reinterpret_cast<uint64_t>(packs), error.slot());
                  }};
-    edit.check = checking_names(options.edit);
+    edit.before_operation = checking_names(options.edit);
     run_edit(edit);
 }
 
@@ -48,9 +48,9 @@ void remove_package(const Options &options)
                      return selector.call(inst_ldpath_remove_swprofile_pkgs, options.package.c_str(), packs,
                                           error.slot());
                  }};
-    edit.look = unmark_after_last_service_pack;
-    edit.nothing = Failure(FAILED, "there is no " + options.package + " in the " + selector.describe(), {},
-                           selector.command("packages"));
+    edit.before_store = unmark_after_last_service_pack;
+    edit.failure_if_unchanged = Failure(FAILED, "there is no " + options.package + " in the " + selector.describe(), {},
+                                        selector.command("packages"));
     run_edit(edit);
 }
 
@@ -63,11 +63,11 @@ void add_host(Options &options)
                                                           static_cast<uint32_t>(files.size()), files.data(),
                                                           reinterpret_cast<uint64_t>(packs));
                  }};
-    edit.check = checking_names(options.edit);
+    edit.before_operation = checking_names(options.edit);
     run_edit(edit);
 }
 
-// What is wrong with a path or, by `fault_of`, with the name of its file; "" if nothing is.
+// The fault of a path or, by `fault_of`, of the name of its file; "" if it is valid.
 template <std::string (*fault_of)(const std::string &)> std::string path_fault(const std::string &path)
 {
     const std::string fault = text_fault(path);
@@ -104,8 +104,9 @@ void add_remove(CLI::App &command)
     add_ignore_missing_option(subcommand, options.edit);
     add_edit_options(subcommand, options.edit);
     subcommand.footer(
-        "Every package of that name is removed or, if there is none, every base RPM. Under the new rules, an\n"
-        "architecture suffix of the name is ignored. If neither exists, nothing changes, and the exit code is 1.\n\n"
+        "Every package of that name is removed or, if there is none, every base RPM of that name. Under the new "
+        "rules,\n"
+        "an architecture suffix is ignored. If neither exists, nothing changes, and the exit code is 1.\n\n"
         "Example:\n"
         "  swprofile remove qx-telemetry-1.6.0-r1 --dry-run");
 }

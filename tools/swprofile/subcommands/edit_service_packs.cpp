@@ -34,10 +34,10 @@ void add(const EditOptions &options)
     Edit edit = {options, "add service packs to", [&](serv_packs *packs, ErrorText &) {
                      return selector.call(inst_ldpath_add_swprofile_sps, reinterpret_cast<uint64_t>(packs));
                  }};
-    edit.nothing = Failure(
-        FAILED, "nothing to add to the " + selector.describe(),
-        {"no package of the profile is part of the name of an RPM of the service packs, or they are recorded already"},
-        selector.command("packages"));
+    edit.failure_if_unchanged =
+        Failure(FAILED, "nothing to add to the " + selector.describe(),
+                {"no RPM of the service packs contains the name of a package, or they are recorded already"},
+                selector.command("packages"));
     run_edit(edit);
 }
 
@@ -47,19 +47,19 @@ void remove(const EditOptions &options)
     Edit edit = {options, "remove service packs from", [&](serv_packs *packs, ErrorText &) {
                      return selector.call(inst_ldpath_remove_swprofile_sps, packs);
                  }};
-    edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *packs) {
+    edit.before_operation = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *packs) {
         if (!options.ignores_missing) {
             check_existing(selector, before, packs);
         }
     };
-    edit.look = unmark_after_last_service_pack;
+    edit.before_store = unmark_after_last_service_pack;
     run_edit(edit);
 }
 
 void add_subcommand(CLI::App &command, const char *name, const char *help, void (*run)(const EditOptions &))
 {
     const auto [subcommand, options] = new_subcommand<EditOptions>(command, name, help, run);
-    options.is_new_format = true; // the old package rules know no service packs
+    options.is_new_format = true; // service packs require the new package rules
     subcommand
         .add_option("FILE", options.service_pack_file, "JSON: [{\"name\": \"SP1\", \"rpms\": [\"a-1-r1.x86_64.rpm\"]}]")
         ->required();

@@ -38,7 +38,7 @@ bool is_bundle_of(const std::string &package, const std::string &file)
            (rest.size() > 1 && rest[0] == '.' && std::isalpha(static_cast<unsigned char>(rest[1])) != 0);
 }
 
-// There must be a bundle to unpack, and a directory for it. The library takes the first file whose name begins with the
+// Requires a bundle to unpack, and creates the work area. The library takes the first file whose name begins with the
 // package's, even if it is the bundle of another package.
 void prepare_bundle(const Options &options)
 {
@@ -71,7 +71,7 @@ void prepare_bundle(const Options &options)
     }
 }
 
-// The first location profile that `has` what is looked for; null if none has it.
+// The first location profile for which `has` is true; null if there is none.
 template <class Has>
 const inst_sw_profile_loc *location_with(const std::string &name, const inst_sw_profile_sdr_ext &profile, Has has)
 {
@@ -102,9 +102,8 @@ std::vector<inst_node_loc> nodes_with(const std::string &package, const inst_sw_
     return nodes;
 }
 
-// Once there are location profiles, the library gives a package to nodes that were not asked for, and leaves out
-// others: nodes join the first location profile that has the package; if none has it, all get it, and the nodes join
-// none.
+// If location profiles exist, the nodes join the first one that has the package; if none has it, every location profile
+// gets the package, and the nodes join none. So other nodes may get it, and some of these may not.
 void check_nodes(const Options &options, const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after)
 {
     const std::vector<inst_node_loc> have_it = nodes_with(options.package, after);
@@ -146,7 +145,7 @@ void add_package(Options &options)
                                                        uint64_t{0}, options.type, reinterpret_cast<uint64_t>(packs));
                  }};
     std::optional<DirectoryLock> work_area; // which the scopes share
-    edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
+    edit.before_operation = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
         if (options.is_for_all || locations_of(before).empty()) {
             check_names(options.edit, before.sdr_sw_profile.sw_profile);
         } else {
@@ -162,10 +161,11 @@ void add_package(Options &options)
         }
         joined = location_with(options.package, before, has_package);
         if (joined != nullptr) {
-            nodes = nodes_without(nodes, nodes_of(*joined)); // or they would be listed twice
+            nodes =
+                nodes_without(nodes, nodes_of(*joined)); // the library does not look for nodes that are listed already
         }
     };
-    edit.look = [&](const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after) {
+    edit.before_store = [&](const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after) {
         if (!options.is_for_all) {
             check_nodes(options, before, after);
         }
@@ -183,7 +183,7 @@ bool has_image(const inst_sw_profile_loc &location, const std::string &image)
     return name != nullptr && std::string(name).starts_with(image);
 }
 
-// The nodes that are still to be added. Once there are location profiles, nodes can only join one that has the image.
+// The nodes to be added. If location profiles exist, nodes can only join one that has the image.
 std::vector<inst_node_loc> nodes_to_add(const Options &options, const inst_sw_profile_sdr_ext &before)
 {
     if (locations_of(before).empty()) {
@@ -218,7 +218,7 @@ void join_image(const Options &options)
                                                        static_cast<uint32_t>(nodes.size()), options.image.c_str(),
                                                        options.version.c_str());
                  }};
-    edit.check = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
+    edit.before_operation = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
         nodes = nodes_to_add(options, before);
     };
     run_edit(edit);
@@ -241,10 +241,9 @@ void add_add_for_nodes(CLI::App &command)
         "Types smu and kernel, and under the new rules host-smu and base, are bundles of RPMs: tar files in\n"
         "/install_repo/gl/verdalis/ whose names begin with the package's. They are unpacked in /install_repo/tmp/,\n"
         "whose content is deleted first. A dry run unpacks elsewhere.\n\n"
-        "The first nodes get a location profile of their own. Later, nodes can only join a location profile that has\n"
-        "the package; if none has it, all location profiles get it. If that gives the package to other nodes than "
-        "those\n"
-        "that were asked for, the command fails, unless --join is given.\n\n"
+        "If there is no location profile, one is created for the nodes. Otherwise the nodes join the first one that\n"
+        "has the package; if none has it, every location profile gets it. If other nodes would get it, or some of\n"
+        "these would not, the command fails unless --join is given.\n\n"
         "Examples:\n"
         "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
         "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");
@@ -258,11 +257,12 @@ void add_image_for_nodes(CLI::App &command)
         ->required()
         ->check(name_fault);
     add_node_option(image, options.nodes)->required();
-    image.add_option("--version", options.version, "version of the first location profile")->check(text_fault);
+    image.add_option("--version", options.version, "version of the image; required if there is no location profile")
+        ->check(text_fault);
     add_edit_options(image, options.edit);
     image.footer(
         "The nodes join the first location profile whose image has that name, or a longer one that begins with it.\n"
-        "If there is no location profile, they get the first one.\n\n"
+        "If there is no location profile, one is created for them.\n\n"
         "Example:\n"
         "  swprofile image-for-nodes qx-image-1.5.0.iso --version 1.5.0 --node 0/1/0");
 }

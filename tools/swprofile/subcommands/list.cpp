@@ -12,7 +12,7 @@
 namespace
 {
 
-// A profile file of the repository; the profile is null if the file is empty or cannot be decoded.
+// A profile file of the repository; the profile is null if the file cannot be fetched.
 struct Entry {
     Selector selector;
     std::string health;
@@ -21,7 +21,7 @@ struct Entry {
 
 std::vector<Entry> read_repository()
 {
-    const ReadLock lock; // not while they are printed
+    const ReadLock lock; // ends before they are printed
     std::vector<Entry> entries;
     const auto report_no_sdr = [](const std::filesystem::path &directory) {
         note("not listed, since it is not the directory of an SDR: " + shown(directory.c_str()));
@@ -42,7 +42,7 @@ uint32_t vm_type_of(const Entry &entry)
     return entry.profile == nullptr ? entry.selector.vm_type : entry.profile->sdr_sw_profile.vm_type;
 }
 
-TableRow human_row(const Entry &entry)
+TableRow table_row(const Entry &entry)
 {
     const Selector &selector = entry.selector;
     TableRow row = {verd_scope_name(selector.is_local), verd_vm_type_has_sdr(selector.vm_type) ? selector.sdr : "-",
@@ -91,7 +91,7 @@ void run(const bool &is_json)
         return;
     }
     std::vector<TableRow> rows = {{"SCOPE", "SDR", "VM", "STATE", "IMAGE", "VERSION", "PKGS", "SPS", "HEALTH"}};
-    std::transform(entries.begin(), entries.end(), std::back_inserter(rows), human_row);
+    std::transform(entries.begin(), entries.end(), std::back_inserter(rows), table_row);
     print_table(rows);
 }
 
@@ -103,7 +103,7 @@ void add_list(CLI::App &command)
         new_subcommand<bool>(command, "list", "List all profiles of the repository, with their health", run);
     add_json_option(list, is_json);
     add_wait_options(list);
-    list.footer("Health: ok, empty (counts as absent), damaged, unreadable, or not-regular (no regular file).\n"
+    list.footer("Health: ok, empty (counts as absent), damaged, unreadable, or not-regular (not a regular file).\n"
                 "The global LC QX profile of an SDR is its global QX profile and is listed once.\n\n"
                 "Examples:\n"
                 "  swprofile list\n"

@@ -88,7 +88,7 @@ void print_version(const inst_node_loc &node)
 
 void compare(const inst_node_loc &node, const std::string &version)
 {
-    static_cast<void>(fetch_admin()); // its Failure says what is wrong
+    static_cast<void>(fetch_admin()); // fails with the reason if there is none
     uint8_t is_equal = 0;
     const uint64_t rc = instmgr_cmp_sw_version(node.loc_id_1, node.loc_id_2, node.loc_id_3, version.c_str(), &is_equal);
     if (rc != 0) {

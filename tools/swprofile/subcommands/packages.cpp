@@ -10,7 +10,7 @@
 namespace
 {
 
-// As the library numbers them.
+// The values of the library's package filter.
 enum Filter : uint32_t { HOST_SMUS = 0, NO_HOST_SMUS = 1, ALL = 2, NO_MEMBERS = 4 };
 
 struct Options {
@@ -70,7 +70,7 @@ void print_rpms(const Options &options)
     const ReadLock lock(active.is_local);
     active.check_readable();
     StringList rpms;
-    std::string bare = options.package; // most stored names have no architecture
+    std::string bare = options.package; // stored names usually lack the architecture
     instcomm_strip_arch_from_package_name(bare.data());
     if (!find_rpms(active, options.package, rpms) && !find_rpms(active, bare.c_str(), rpms)) {
         throw Failure(FAILED, "there is no " + shown(bare.c_str()) + " in the " + active.describe(), {},

@@ -42,44 +42,56 @@ uint64_t remove_leftovers(const std::vector<Finding> &findings, Change &change)
     return 0;
 }
 
-// Lines for people.
+// Lines of output, and the command that brings a damaged profile back.
 struct Result {
     std::vector<std::string> done;
     std::vector<std::string> left;
+    std::string hint = "swprofile check --help";
 };
+
+std::string restoring_command(const Selector &damaged)
+{
+    const char *const subcommand = damaged.state == VERD_SWP_ACTIVE      ? "rollback"
+                                   : damaged.state == VERD_SWP_COMMITTED ? "commit"
+                                                                         : "copy --from active --to prepared";
+    return damaged.with_state(VERD_SWP_ACTIVE).command(subcommand);
+}
 
 void repair(const Selector &place, bool is_dry_run, Result &result)
 {
     Change change(place, is_dry_run);
     const Inspection inspected = inspect(place);
-    // A profile that names another SDR or VM type would be stored elsewhere.
-    const bool is_stored = inspected.profile != nullptr && identity_fault(place, *inspected.profile).empty() &&
-                           std::ranges::any_of(inspected.findings, is_repaired_by_storing);
+    // Storing uses the SDR in the profile, so a profile that names another one would overwrite another file.
+    const bool must_store = inspected.profile != nullptr && identity_fault(place, *inspected.profile).empty() &&
+                            std::ranges::any_of(inspected.findings, is_repaired_by_storing);
     const bool has_leftovers = std::ranges::any_of(inspected.findings, is_leftover);
-    if (is_stored || has_leftovers) {
+    if (must_store || has_leftovers) {
         place.check_writable();
     }
-    if (!is_dry_run && is_stored) {
+    if (!is_dry_run && must_store) {
         clear_marks_without_service_pack(*inspected.profile);
         change.run("store the " + place.describe(), {place}, [&](ErrorText &error) {
             return inst_ldpath_store_sdr_swprofile(inspected.profile.get(), place.is_local, place.state, nullptr,
                                                    place.vm_type, error.slot());
         });
     } else if (!is_dry_run && has_leftovers) {
-        change.run("remove what is left of the " + place.describe(), {},
+        change.run("remove leftover files of the " + place.describe(), {},
                    [&](ErrorText &) { return remove_leftovers(inspected.findings, change); });
     }
     for (const Finding &finding : inspected.findings) {
-        if ((is_stored && is_repaired_by_storing(finding)) || is_leftover(finding)) {
-            result.done.push_back((is_dry_run ? "would repair " : "repaired ") + text_of(finding));
+        if ((must_store && is_repaired_by_storing(finding)) || is_leftover(finding)) {
+            const std::string verb = is_leftover(finding) ? "remove" : "repair";
+            result.done.push_back((is_dry_run ? "would " + verb : verb + (is_leftover(finding) ? "d" : "ed")) + " " +
+                                  text_of(finding));
         }
     }
     for (const Finding &finding : is_dry_run ? std::vector<Finding>() : inspect(place).findings) {
         result.left.push_back(text_of(finding));
+        result.hint = finding.code == "damaged" ? restoring_command(place) : result.hint;
     }
 }
 
-// A profile that cannot be repaired does not keep the others from it.
+// If a profile cannot be repaired, the others are repaired all the same.
 void run(const Options &options)
 {
     Result result;
@@ -101,7 +113,7 @@ void run(const Options &options)
     }
     if (!result.left.empty()) {
         result.done.insert(result.done.end(), result.left.begin(), result.left.end());
-        throw Failure(FAILED, "some findings cannot be repaired", result.done, "swprofile check");
+        throw Failure(FAILED, "some findings cannot be repaired", result.done, result.hint);
     }
     for (const std::string &line : result.done) {
         std::printf("%s\n", line.c_str());

@@ -13,7 +13,7 @@ namespace
 struct Options {
     Selector selector;
     bool is_json = false;
-    bool is_text = false; // as in the twin
+    bool is_text = false; // in the form of the text twin
 };
 
 std::string count_of(uint32_t count, const char *noun)
@@ -40,7 +40,7 @@ void print_packages(const inst_sw_profile_info &body)
     print_section(rows);
 }
 
-void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
+void print_tables(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
 {
     const inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
     const inst_sw_profile_info &body = sdr.sw_profile;
@@ -56,8 +56,8 @@ void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selecto
     print_packages(body);
     print_section(service_pack_rows(service_packs_of(body)));
     for (const inst_sw_profile_loc &location : locations_of(profile)) {
-        std::printf("\nOn nodes %s: image %s\n", nodes_text(nodes_of(location)).c_str(),
-                    shown(location.sw_profile.image.name).c_str());
+        std::printf("\nOn nodes %s: image %s, version %s\n", nodes_text(nodes_of(location)).c_str(),
+                    shown(location.sw_profile.image.name).c_str(), shown(location.sw_profile.version).c_str());
         print_packages(location.sw_profile);
     }
 }
@@ -70,7 +70,7 @@ void run(const Options &options)
     } else if (options.is_text) {
         std::fputs(rendered_text(*profile).c_str(), stdout);
     } else {
-        print_human(*profile, options.selector);
+        print_tables(*profile, options.selector);
     }
 }
 

@@ -1,4 +1,4 @@
-// The subcommands that put one state of a profile in the place of another.
+// The subcommands that copy or move one state of a profile over another.
 #include "profile/difference.h"
 #include "profile/findings.h"
 #include "profile/options.h"
@@ -18,31 +18,31 @@ struct Options {
     bool is_dry_run = false;
 };
 
-// The source must be whole, and belong where it is.
+// The source must be consistent, and have the SDR and VM type of its place.
 Profile fetch_source(const Selector &from)
 {
     Profile source = fetch_own(from);
     from.check_writable();
     for (const Finding &finding : inspect(from).findings) {
         if (is_about_files(finding)) {
-            throw Failure(INVALID_DATA, "the files of the " + from.describe() + " do not agree", {text_of(finding)},
+            throw Failure(INVALID_DATA, "the files of the " + from.describe() + " are inconsistent", {text_of(finding)},
                           from.command("repair"));
         }
     }
     return source;
 }
 
-// What is replaced: the differences, or why they cannot be listed.
+// Prints the differences from the replaced profile, or why they cannot be listed.
 void print_replaced(const Selector &to, const inst_sw_profile_sdr_ext &source, const Inspection &target)
 {
     if (target.profile != nullptr) {
         const std::vector<Difference> changes = differences(*target.profile, source);
         if (changes.empty()) {
-            std::printf("nothing differs from the %s before\n", to.describe().c_str());
+            std::printf("the previous %s was equal\n", to.describe().c_str());
         }
         print_differences(changes);
     } else {
-        std::printf("the %s before was %s\n", to.describe().c_str(),
+        std::printf("the previous %s was %s\n", to.describe().c_str(),
                     target.exists ? target.findings.front().code.c_str() : "missing");
     }
 }
