@@ -17,7 +17,7 @@ namespace
 
 using Files = std::map<std::string, std::string>;
 
-// The files of the repository without their times; the header of a text twin names one.
+// Path to content, without the header of text twins, which contains the time.
 Files repository()
 {
     Files files;
@@ -26,6 +26,9 @@ Files repository()
             continue;
         }
         for (const fs::directory_entry &entry : fs::recursive_directory_iterator(scope)) {
+            if (entry.path() == "/install_repo/gl/instdb") {
+                continue; // created by the first command that locks it
+            }
             const std::string content = entry.is_regular_file() ? read_file(entry.path()) : "directory";
             const bool is_twin = entry.path().extension() == ".txt";
             files[entry.path()] = is_twin ? content.substr(std::min(content.find("\n\n"), content.size())) : content;
@@ -54,6 +57,24 @@ struct Operation {
 };
 
 const Intervention KILL = {Intervention::KILL};
+constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
+
+std::vector<std::string> words_of(const std::string &text)
+{
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+// Intervenes once, in such a call for a file whose path ends like this; when it is opened, only within a change.
+std::function<Intervention(const SystemCall &)> once_at(long id, const std::string &ending, Intervention what)
+{
+    return [=, is_done = false](const SystemCall &call) mutable {
+        const bool fits =
+            !is_done && call.id == id && (id != SYS_openat || fs::exists(JOURNAL)) && call.path().ends_with(ending);
+        is_done = is_done || fits;
+        return fits ? what : Intervention();
+    };
+}
 
 class SafetyTest : public CommandTest
 {
@@ -75,12 +96,12 @@ protected:
             }
         }
         name = operation.name;
-        arguments = {SWPROFILE};
-        std::istringstream words(operation.arguments);
-        std::copy(std::istream_iterator<std::string>(words), {}, std::back_inserter(arguments));
+        arguments = words_of(SWPROFILE " " + operation.arguments);
         before = repository();
+        checked_before = run("check").out;
         calls = run_traced(arguments, [](const SystemCall &) { return Intervention(); }).calls;
         after = repository();
+        checked_after = run("check").out;
         EXPECT_NE(before, after) << name << read_file("/tmp/err");
     }
 
@@ -95,6 +116,11 @@ protected:
         }
     }
 
+    static int trace(const std::string &words, const std::function<Intervention(const SystemCall &)> &at_call)
+    {
+        return run_traced(words_of(SWPROFILE " " + words), at_call).status;
+    }
+
     // Brings the repository back, runs the operation, and returns how it ended.
     int intervene(const std::function<Intervention(const SystemCall &)> &at_call) const
     {
@@ -102,12 +128,13 @@ protected:
         return run_traced(arguments, at_call).status;
     }
 
-    // The next command undoes what is half done. Then everything is as before or as after, and consistent.
+    // The next command undoes what is half done. Then everything is as before or as after, and check prints the same.
     bool expect_old_or_new(const std::string &when) const
     {
         const Ran checked = run("check");
-        EXPECT_EQ(checked.code, 0) << name << ", " << when << "\n" << checked.out << checked.err;
         const Files found = repository();
+        EXPECT_EQ(checked.out, found == after ? checked_after : checked_before) << name << ", " << when << "\n"
+                                                                                << checked.err;
         EXPECT_TRUE(found == before || found == after) << name << ", " << when << difference(before, found);
         return found == after;
     }
@@ -130,21 +157,32 @@ protected:
         }));
     }
 
-    // How many system calls are passed over: none if the tests have time.
-    static int step(int sample) { return getenv("SWP_DEEP") != nullptr ? 1 : sample; }
+    // Every how many system calls one is disturbed: every single one if SWP_DEEP is set.
+    static int step(int sample)
+    {
+#ifdef __SANITIZE_ADDRESS__
+        sample *= 7; // each run takes ten times as long
+#endif
+        return getenv("SWP_DEEP") != nullptr ? 1 : sample;
+    }
 
     std::string name;
     Files before;
     Files after;
+    std::string checked_before;
+    std::string checked_after;
     std::vector<std::string> arguments;
     int calls = 0;
 };
 
-// Every subcommand that changes profiles. Their profiles have flat copies, so that most files are at stake.
+// One operation per subcommand that changes profiles, mostly on profiles that have flat copies.
 std::vector<Operation> operations()
 {
     write_file("/install_repo/sp1.json", R"([{"name": "SP1", "rpms": ["tp-q-1-r1"]}])");
     write_file("/install_repo/sp2.json", R"([{"name": "SP2", "rpms": ["p-1-r1.noarch"]}])");
+    const std::string from = "show --local --json | tee /install_repo/from.json";
+    const std::string location = "add-for-nodes n-1-r1 --local --node 0/1/0";
+    const std::string twin = "/install_repo/local/sdr/default-sdr/qx-swprofile-active.txt";
     const std::string active = "create --local --image a.iso --version 1 --package p-1-r1 --sp-package tp-q-1-r1 "
                                "--service-pack SP1=tp-q-1-r1";
     const std::string prepared = "create --local --state prepared --image b.iso --version 2";
@@ -157,11 +195,18 @@ std::vector<Operation> operations()
         {"remove", {active}, "remove p-1-r1 --local"},
         {"add-host", {"create --vm admin --image k.iso --version 1"}, "add-host a-host-1-1 b-host-1-1"},
         {"add-for-nodes", {active}, "add-for-nodes n-1-r1 --local --node 0/1/0"},
+        {"image-for-nodes", {active}, "image-for-nodes b.iso --local --version 2 --node 0/2/0"},
+        {"create --from", {active, location, from, change}, "create --from /install_repo/from.json --replace"},
         {"service-pack add", {active}, "service-pack add /install_repo/sp2.json --local"},
         {"service-pack remove", {active}, "service-pack remove /install_repo/sp1.json --local"},
         {"promote", {active, prepared, commit}, "promote --local"},
         {"commit", {active, commit, change}, "commit --local"},
         {"rollback", {active, commit, change}, "rollback --local"},
+        {"copy", {active, prepared}, "copy --local --from active --to prepared"},
+        {"repair", {active, "list >/dev/null && rm " + twin}, "repair"},
+        {"repair leftovers",
+         {"list >/dev/null && mkdir -p /install_repo/local && touch /install_repo/local/qx-swprofile-active.txt "},
+         "repair"},
         {"delete", {active, prepared, commit}, "delete --local --all-states --yes"},
         {"delete global", {active, "create --image g.iso --version 1"}, "delete --state active --yes"},
     };
@@ -206,7 +251,7 @@ TEST_F(SafetyTest, InterruptedAtAnySystemCall)
     std::printf("%d interruptions\n", interruptions);
 }
 
-// Everything that touches a file fails once, with an error that disks have.
+// Every call that touches a file fails once, with EIO or ENOSPC.
 TEST_F(SafetyTest, AnyFileOperationFails)
 {
     const std::set<long> touching = {SYS_openat, SYS_write,  SYS_rename, SYS_fsync,    SYS_mkdir,    SYS_unlink,
@@ -234,7 +279,7 @@ TEST_F(SafetyTest, AnyFileOperationFails)
     std::printf("%d failures\n", failures);
 }
 
-// Runs in a small file system, of which a filler leaves so many pages free.
+// Runs in a small file system, in which a filler leaves each number of pages free.
 TEST_F(SafetyTest, InLittleSpace)
 {
     struct statvfs system = {};
@@ -288,13 +333,221 @@ TEST_F(SafetyTest, ChangesAtTheSameTime)
               0);
 }
 
+// After a kill, the install manager may use the library before the next command.
+TEST_F(SafetyTest, ProfilesOfAnotherProgramAreKept)
+{
+    const std::function<uint64_t()> others[] = {
+        nullptr,
+        [] {
+            CreateRequest create_request;
+            return inst_ldpath_create_sdr_swprofile(&create_request.request);
+        },
+        [] {
+            const Fetched profile = {new_full_profile()};
+            return inst_ldpath_store_sdr_swprofile(profile.ptr, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, nullptr);
+        },
+        [] { return inst_ldpath_swp_copy("default-sdr", 0, VERD_VM_QX, VERD_SWP_COMMITTED, VERD_SWP_ACTIVE, nullptr); },
+    };
+    for (const std::function<uint64_t()> &other : others) {
+        run(create + "--replace");
+        run("commit");
+        run("add a-1-1");
+        Files expected = repository();
+        EXPECT_TRUE(WIFSIGNALED(trace("add b-1-1", once_at(SYS_write, "active.txt", KILL))));
+        EXPECT_TRUE(fs::exists(JOURNAL));
+        if (other) {
+            EXPECT_EQ(other(), 0U);
+            expected = repository();
+            std::erase_if(expected, [](const auto &file) { return file.first.starts_with(JOURNAL); });
+        }
+        const std::string err = run("list").err;
+        EXPECT_NE(err.find(other ? "another program has stored profiles since" : "undid a change"), err.npos) << err;
+        EXPECT_EQ(difference(expected, repository()), "");
+    }
+}
+
+// A single failing call of the library, even if the library returns 0, ends in a message and the state before.
+TEST_F(SafetyTest, FailedCallsOfTheLibrary)
+{
+    const struct {
+        const char *preparation;
+        const char *words;
+        long call;
+        const char *ending;
+        int err;
+        const char *message;
+    } cases[] = {
+        {"add-for-nodes a-1-1 --node 0/1/0", "add-for-nodes a-1-1 --node 0/2/0", SYS_openat, "active.bin", EROFS,
+         "does not have the new content"},
+        {"copy --from active --to prepared", "promote", SYS_rename, "prepared.bin", EIO, "Input/output error"},
+        {"list", "add b-1-1", SYS_write, "undo.new/0", ENOSPC, "No space left on device"},
+        {"list", "add c-1-1", SYS_write, "active.txt", ENOSPC, "active.txt: empty"},
+    };
+    run(create);
+    for (const auto &[preparation, words, call, ending, err, message] : cases) {
+        run(preparation);
+        const Files expected = repository();
+        const int status = trace(words, once_at(call, ending, {Intervention::FAIL, err}));
+        EXPECT_EQ(WEXITSTATUS(status), 1) << words;
+        EXPECT_NE(read_file("/tmp/err").find(message), std::string::npos) << read_file("/tmp/err");
+        EXPECT_EQ(difference(expected, repository()), "") << words;
+    }
+}
+
+// Ctrl-C, which a terminal sends to all processes of the command.
+TEST_F(SafetyTest, InterruptedWithItsChildren)
+{
+    for (const std::string program : {"sync", "cp", "mv"}) {
+        write_file("/tmp/bin/" + program, "#!/bin/sh\nkill -INT 0\nexec /bin/" + program + " \"$@\"\n");
+        fs::permissions("/tmp/bin/" + program, fs::perms::owner_all);
+    }
+    run(create + "--local");
+    run("commit --local");
+    run("copy --local --from active --to prepared");
+    const Files expected = repository();
+    for (const std::string words : {"create --image i --sdr other --local", "add a-1-1 --local", "rollback --local",
+                                    "promote --local", "copy --local --from active --to prepared"}) {
+        const int status = std::system(
+            ("setsid -w env --default-signal=INT PATH=/tmp/bin:$PATH " SWPROFILE " " + words + " >/tmp/out 2>/tmp/err")
+                .c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 128 + SIGINT) << words << read_file("/tmp/err");
+        EXPECT_EQ(difference(expected, repository()), "") << words;
+    }
+
+    // The library waits before it tries again to write a file.
+    int sleeps = 0;
+    const int status = trace("add a-1-1 --local", [&](const SystemCall &call) {
+        if (call.id == SYS_write && call.path().ends_with("active.bin")) {
+            return Intervention{Intervention::FAIL, ENOSPC};
+        }
+        sleeps += call.id == SYS_clock_nanosleep ? 1 : 0;
+        return call.id == SYS_clock_nanosleep && sleeps == 1 ? Intervention{Intervention::SIGNAL, SIGINT}
+                                                             : Intervention();
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 128 + SIGINT);
+    EXPECT_TRUE(sleeps > 0 && sleeps < 3) << sleeps; // it does not go on waiting
+    EXPECT_EQ(difference(expected, repository()), "");
+}
+
+TEST_F(SafetyTest, JournalsThatCannotBeUsed)
+{
+    run(create);
+    const std::string prepared = std::string(GLOBAL_QX) + "prepared.bin\n";
+    for (const std::string &entries :
+         {"restore 0 " + prepared + "end\n", "move " + prepared + "end\n", "remove " + prepared, std::string()}) {
+        const fs::path list = fs::path(JOURNAL) / "journal";
+        fs::create_directories(entries.empty() ? list : list.parent_path()); // a directory cannot be read
+        if (!entries.empty()) {
+            write_file(list, "swprofile undo journal 1\n" + entries);
+        }
+        write_file(fs::path(JOURNAL) / "7", "saved");
+        const Files expected = repository();
+        EXPECT_EQ(run("add a-1-1").code, 1) << entries;
+        EXPECT_NE(run("check --state active").out.find("is not undone yet"), std::string::npos) << entries;
+        EXPECT_NE(run("list").err.find("is not undone yet"), std::string::npos) << entries;
+        EXPECT_EQ(difference(expected, repository()), "") << entries;
+        fs::remove_all(JOURNAL);
+    }
+
+    trace("add a-1-1", once_at(SYS_write, "active.txt", KILL));
+    const std::string unprivileged = "setpriv --reuid 65534 --clear-groups " SWPROFILE " packages >/tmp/out 2>/tmp/err";
+    if (geteuid() == 0 && std::system("setpriv --reuid 65534 --clear-groups true") == 0) {
+        EXPECT_EQ(std::system(unprivileged.c_str()), 0);
+        EXPECT_EQ(read_file("/tmp/out"), "a-1-1\n"); // the profile as it is
+        EXPECT_NE(read_file("/tmp/err").find("is not undone yet"), std::string::npos) << read_file("/tmp/err");
+    }
+    EXPECT_EQ(run("packages").out, "");
+}
+
+// Saved files could not be renamed back.
+TEST_F(SafetyTest, DirectoryOnAnotherFileSystem)
+{
+    fs::create_directories("/tmp/other");
+    fs::create_directories("/install_repo/gl/instdb/sdr");
+    fs::create_directory_symlink("/tmp/other", "/install_repo/gl/instdb/sdr/default-sdr");
+    EXPECT_EQ(run(create).code, 0);
+    const std::string bin = read_file(active_bin);
+    for (const std::string &words :
+         {std::string("add a-1-1"), create + "--replace", std::string("delete --state active --yes")}) {
+        const Ran rejected = run(words);
+        EXPECT_EQ(rejected.code, 1) << words;
+        EXPECT_NE(rejected.err.find("on another file system"), std::string::npos) << rejected.err;
+        EXPECT_EQ(read_file(active_bin), bin) << words;
+        EXPECT_EQ(run("check").code, 0) << words;
+    }
+}
+
+// What one of two processes does is complete before the other one begins.
+TEST_F(SafetyTest, TwoChangesAtTheSameTime)
+{
+    for (int round = 0; round < 10; ++round) {
+        EXPECT_EQ(run_at_once({SWPROFILE " " + create, SWPROFILE " " + create}), 1) << "one of them exists already";
+        run("commit");
+        run("copy --from active --to prepared");
+        // The package is added before the promotion, or there is no prepared profile any more.
+        const int failed = run_at_once({SWPROFILE " promote", SWPROFILE " add p-1-1 --state prepared || test $? = 3",
+                                        SWPROFILE " add c-1-1 --state committed"});
+        EXPECT_EQ(failed, 0);
+        EXPECT_EQ(run("exists --state prepared").code, 3);
+        EXPECT_EQ(run("packages --state committed").out, "c-1-1\n");
+        const bool is_added = read_file("/tmp/log").find("+ package p-1-1") != std::string::npos;
+        EXPECT_EQ(run("packages").out, is_added ? "p-1-1\n" : "");
+        fs::remove("/tmp/log");
+        run("delete --all-states --yes");
+    }
+}
+
+// Both scopes unpack bundles in the work area, while others read.
+TEST_F(SafetyTest, BundlesForBothScopes)
+{
+    run(create);
+    run(create + "--local");
+    std::vector<std::string> scripts;
+    for (const std::string scope : {"global", "local"}) {
+        const std::string package = scope + "-1-1";
+        std::system(("mkdir -p /install_repo/gl/verdalis && cd /tmp && touch " + package +
+                     ".rpm && tar -cf "
+                     "/install_repo/gl/verdalis/" +
+                     package + ".tar " + package + ".rpm")
+                        .c_str());
+        scripts.push_back("for i in $(seq 8); do timeout 60 " SWPROFILE " add-for-nodes " + package + " --type smu --" +
+                          scope + " --all-nodes && " SWPROFILE " remove " + package + " --" + scope +
+                          " || exit 1; done; touch /tmp/" + scope);
+    }
+    const std::string reader =
+        "until [ -e /tmp/global -a -e /tmp/local ]; do timeout 60 " SWPROFILE " list || exit 1; done";
+    scripts.insert(scripts.end(), 2, reader);
+    EXPECT_EQ(run_at_once(scripts), 0) << read_file("/tmp/log");
+}
+
+// Readers keep no writer waiting: neither many that come one after the other, nor one whose output nobody reads.
+TEST_F(SafetyTest, WritersBesideReaders)
+{
+    nlohmann::json profile = {{"image", {{"name", "i"}}}};
+    for (int i = 0; i < 2000; ++i) {
+        profile["packages"].push_back({{"name", "package" + std::to_string(i) + "-1-1"}});
+    }
+    write_file("/tmp/large.json", profile.dump());
+    run("create --from /tmp/large.json");
+    FILE *const pipe = popen(SWPROFILE " show --json", "r");
+    EXPECT_EQ(std::fgetc(pipe), '{'); // the rest fits into no pipe
+    EXPECT_EQ(run("add a-1-1 --wait 5").code, 0);
+    pclose(pipe);
+
+    std::vector<std::string> scripts(6, "until [ -e /tmp/added ]; do " SWPROFILE " check; done");
+    scripts.emplace_back(SWPROFILE " add b-1-1 --wait 5; code=$?; touch /tmp/added; exit $code");
+    EXPECT_EQ(run_at_once(scripts), 0) << read_file("/tmp/log");
+}
+
 TEST_F(SafetyTest, WaitingForALock)
 {
     run(create);
     const int directory = open("/install_repo/gl/instdb", O_RDONLY | O_DIRECTORY);
     flock(directory, LOCK_EX);
     EXPECT_EQ(run("add a-1-1 --no-wait").code, 1);
-    EXPECT_EQ(run("check --no-wait").code, 2);
+    for (const std::string question : {"check", "has a-1-1", "node-version 0/1/0 1", "diff active committed"}) {
+        EXPECT_EQ(run(question + " --no-wait").code, 2) << question; // not "no"
+    }
     const Ran waited = run("list --wait 0.6");
     EXPECT_EQ(waited.code, 1);
     EXPECT_TRUE(waited.err.starts_with("swprofile: note: waiting for another process")) << waited.err;

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/user.h>
@@ -58,6 +60,22 @@ long call_of(pid_t child)
 
 } // namespace
 
+std::string SystemCall::path() const
+{
+    user_regs_struct registers;
+    ptrace(PTRACE_GETREGS, process, nullptr, &registers);
+    const std::string directory = "/proc/" + std::to_string(process);
+    if (id == SYS_write) {
+        std::error_code ignored;
+        return std::filesystem::read_symlink(directory + "/fd/" + std::to_string(registers.rdi), ignored);
+    }
+    std::ifstream memory(directory + "/mem", std::ios::binary);
+    memory.seekg(static_cast<std::streamoff>(id == SYS_openat ? registers.rsi : registers.rdi));
+    std::string text;
+    std::getline(memory, text, '\0');
+    return text;
+}
+
 TracedRun run_traced(const std::vector<std::string> &arguments,
                      const std::function<Intervention(const SystemCall &)> &at_call)
 {
@@ -93,9 +111,11 @@ TracedRun run_traced(const std::vector<std::string> &arguments,
         if (!is_armed) {
             continue;
         }
-        const Intervention done = at_call({++run.calls, id});
+        const Intervention done = at_call({++run.calls, id, child});
         if (done.kind == Intervention::KILL) {
             kill(child, SIGKILL);
+            waitpid(child, &run.status, 0);
+            break;
         } else if (done.kind == Intervention::SIGNAL) {
             kill(child, done.value);
         } else if (done.kind == Intervention::FAIL) {

@@ -3,11 +3,15 @@
 
 #include <functional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 struct SystemCall {
     int number; // of the call after the program has been armed, from 1
     long id;    // SYS_write, ...
+    pid_t process;
+
+    std::string path() const; // of the file that the call names or writes to
 };
 
 struct Intervention {

@@ -65,7 +65,7 @@ DirectoryLock::DirectoryLock(const fs::path &directory, LockMode mode)
     }
     // A process that waits keeps later ones out of the queue, so that a series of readers cannot keep a writer waiting.
     const Descriptor queue(open(directory.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (queue.fd >= 0 && (!longest_wait || longest_wait->count() > 0)) {
+    if (queue.fd >= 0 && mode != LockMode::UNQUEUED && (!longest_wait || longest_wait->count() > 0)) {
         lock(queue.fd, LOCK_EX, directory);
     }
     lock(locked.fd, mode == LockMode::SHARED ? LOCK_SH : LOCK_EX, directory);

@@ -10,7 +10,9 @@
 #include <memory>
 #include <vector>
 
-enum class LockMode { SHARED, EXCLUSIVE };
+// UNQUEUED: exclusive, for a directory that nobody locks for reading. Its lock comes last, and does not wait in a queue
+// that a reader may hold.
+enum class LockMode { SHARED, EXCLUSIVE, UNQUEUED };
 
 // "/install_repo/local" or "/install_repo/gl/instdb".
 std::filesystem::path scope_directory(bool is_local);

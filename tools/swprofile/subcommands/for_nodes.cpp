@@ -157,7 +157,7 @@ void add_package(Options &options)
             prepare_bundle(options);
         }
         if (comes_as_bundle(options) && !options.edit.is_dry_run) {
-            work_area.emplace(fs::path(VERD_WORK_AREA).parent_path(), LockMode::EXCLUSIVE);
+            work_area.emplace(fs::path(VERD_WORK_AREA).parent_path(), LockMode::UNQUEUED);
         }
         joined = location_with(options.package, before, has_package);
         if (joined != nullptr) {
