@@ -7,10 +7,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <functional>
+#include <iostream>
 #include <limits>
 #include <map>
 #include <set>
+#include <sstream>
 
 namespace
 {
@@ -160,26 +163,6 @@ template <class Record> void add_nested(Readers &readers, const std::string &, R
     }
 ZELD_RECORDS(DEFINE_READERS)
 
-std::string content_of_source(const std::string &file)
-{
-    std::FILE *const stream = file == "-" ? stdin : std::fopen(file.c_str(), "re");
-    std::string text;
-    char block[65536];
-    for (std::size_t count = 1; stream != nullptr && count != 0; text.append(block, count)) {
-        count = std::fread(block, 1, sizeof block, stream);
-    }
-    const bool has_failed = stream == nullptr || std::ferror(stream) != 0;
-    const int err = errno;
-    if (stream != nullptr && stream != stdin) {
-        static_cast<void>(std::fclose(stream));
-    }
-    if (has_failed) {
-        throw Failure(FAILED, std::string("cannot read ") + (file == "-" ? "" : "the file ") + source_name(file),
-                      {std::strerror(err)});
-    }
-    return text;
-}
-
 std::optional<bool> parse_scope(const std::string &text)
 {
     return text == "local" || text == "global" ? std::optional(text == "local") : std::nullopt;
@@ -194,7 +177,18 @@ std::optional<std::string> parse_key(const std::string &text)
 
 Json read_json(const std::string &file)
 {
-    const std::string text = content_of_source(file);
+    std::ifstream opened(file == "-" ? "" : file);
+    std::ostringstream content;
+    content << (file == "-" ? std::cin : opened).rdbuf();
+    if (file == "-" ? std::ferror(stdin) != 0 : !opened.is_open() || content.bad()) {
+        throw Failure(FAILED, std::string("cannot read ") + (file == "-" ? "" : "the file ") + source_name(file),
+                      {std::strerror(errno)});
+    }
+    return parse_json(content.str(), source_name(file));
+}
+
+Json parse_json(const std::string &text, const std::string &source)
+{
     // The last value of a repeated key would replace the others without notice.
     std::vector<std::set<std::string>> keys;
     std::string repeated;
@@ -208,7 +202,7 @@ Json read_json(const std::string &file)
         }
         return true;
     };
-    const Value whole = {Json(), source_name(file)};
+    const Value whole = {Json(), source};
     whole.require(text.find('\0') == text.npos, "not JSON: has a NUL"); // at which the parser would end
     Json json;
     try {
@@ -246,10 +240,9 @@ Profile profile_of(const Json &json, const std::string &source, Place &place)
     return profile;
 }
 
-ServicePacks read_service_packs(const std::string &file)
+ServicePacks service_packs_of(const Json &json, const std::string &source)
 {
-    const Json json = read_json(file);
-    const Value value = {json, source_name(file)};
+    const Value value = {json, source};
     value.require(!json.is_object() || !json.contains("service_packs"),
                   "is a profile; give the list of its service packs: jq .service_packs");
     ServicePacks set(static_cast<serv_packs *>(allocated(1, sizeof(serv_packs))));

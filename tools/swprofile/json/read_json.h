@@ -9,6 +9,7 @@
 
 // Reads a file, or standard input for "-". Throws a Failure with the position for invalid JSON and repeated keys.
 Json read_json(const std::string &file);
+Json parse_json(const std::string &text, const std::string &source);
 
 // How messages name the file: "standard input" for "-".
 std::string source_name(const std::string &file);
@@ -30,5 +31,5 @@ struct FreeServicePacks {
 };
 using ServicePacks = std::unique_ptr<serv_packs, FreeServicePacks>;
 
-// Reads a list of service packs: [{"name": "SP1", "rpms": ["a-1-r1"]}]. Their names must differ.
-ServicePacks read_service_packs(const std::string &file);
+// Converts a list of service packs: [{"name": "SP1", "rpms": ["a-1-r1"]}]. Their names must differ.
+ServicePacks service_packs_of(const Json &json, const std::string &source);

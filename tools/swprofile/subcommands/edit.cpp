@@ -67,7 +67,8 @@ void run_edit(const Edit &edit)
 {
     const EditOptions &options = edit.options;
     const Selector &selector = options.selector;
-    const ServicePacks packs = options.service_pack_file ? read_service_packs(*options.service_pack_file) : nullptr;
+    const std::optional<std::string> &file = options.service_pack_file;
+    const ServicePacks packs = file ? service_packs_of(read_json(*file), source_name(*file)) : nullptr;
     Change change(selector, options.is_dry_run);
     const Profile before = fetch_own(selector);
     selector.check_writable();

@@ -26,7 +26,8 @@ struct Formats {
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-template <class... Args> void write(const Formats &formats, const char *function, int line, Args... args)
+template <class... Args>
+void write(const Formats &formats, const char *function, int line, const char * /*format*/, Args... args)
 {
     const ClockText now = clock_text();
     const auto thread = static_cast<long>(pthread_self());
@@ -49,13 +50,15 @@ template <class... Args> void write(const Formats &formats, const char *function
 #define DEBUG_LINE(threshold, ...) DEBUG_LINE_OF(__func__, threshold, __VA_ARGS__)
 
 // The same, for a step of an operation that is known by another function's name.
-#define DEBUG_LINE_OF(function, threshold, format, ...)                                                                \
+#define DEBUG_LINE_OF(function, threshold, ...)                                                                        \
     do {                                                                                                               \
-        static_assert((threshold) > 0 && std::string_view(format).ends_with('\n'));                                    \
-        CHECK_FORMAT(format __VA_OPT__(, ) __VA_ARGS__);                                                               \
+        static_assert((threshold) > 0 && std::string_view(DEBUG_FORMAT(__VA_ARGS__, )).ends_with('\n'));               \
+        CHECK_FORMAT(__VA_ARGS__);                                                                                     \
         if (debug::is_wanted(threshold)) {                                                                             \
-            debug::write({"DEBUG %s.%03zd : " format, "DEBUG %s.%03zd pid %d, tid %ld : " format,                      \
-                          "DEBUG %s.%03zd pid %d, tid %ld, %s, %d : " format},                                         \
-                         function, __LINE__ __VA_OPT__(, ) __VA_ARGS__);                                               \
+            debug::write({"DEBUG %s.%03zd : " DEBUG_FORMAT(__VA_ARGS__, ),                                             \
+                          "DEBUG %s.%03zd pid %d, tid %ld : " DEBUG_FORMAT(__VA_ARGS__, ),                             \
+                          "DEBUG %s.%03zd pid %d, tid %ld, %s, %d : " DEBUG_FORMAT(__VA_ARGS__, )},                    \
+                         function, __LINE__, __VA_ARGS__);                                                             \
         }                                                                                                              \
     } while (false)
+#define DEBUG_FORMAT(format, ...) format

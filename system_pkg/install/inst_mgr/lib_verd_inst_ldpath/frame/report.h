@@ -19,9 +19,14 @@ template <class... Args> struct Arguments {
     template <class T> static constexpr char letter()
     {
         static_assert(std::is_scalar_v<T>);
-        return std::is_pointer_v<T> ? 's' : sizeof(T) > 4 ? 'D' : 'd';
+        constexpr bool is_text = std::is_pointer_v<T>;
+        return is_text ? 's' : sizeof(T) > 4 ? 'D' : 'd';
     }
-    template <class T> static constexpr uint32_t words() { return std::is_pointer_v<T> ? 0 : sizeof(T) > 4 ? 2 : 1; }
+    template <class T> static constexpr uint32_t words()
+    {
+        constexpr bool is_text = std::is_pointer_v<T>;
+        return is_text ? 0 : sizeof(T) > 4 ? 2 : 1;
+    }
     static constexpr char letters[] = {letter<Args>()..., '\0'};
     static constexpr uint32_t has_strings = (std::is_pointer_v<Args> || ...) ? 1 : 0;
     static constexpr uint32_t size_class = (4 + ... + words<Args>());
