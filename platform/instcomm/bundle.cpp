@@ -19,18 +19,18 @@ namespace
 {
 
 // What running a program came to.
-enum class Run { Succeeded, Failed, NotRun };
+enum class RunResult { Succeeded, Failed, NotRun };
 
 // Runs a program; its standard output goes to `output` where that isn't negative. Nothing in this process's environment
 // may change what the program does.
-Run run(const char *const *arguments, int output)
+RunResult run(const char *const *arguments, int output)
 {
     char path[] = "PATH=/usr/bin:/bin"; // of the programs that unpack what is compressed
     char locale[] = "LC_ALL=C";
     char *const environment[] = {path, locale, nullptr};
     posix_spawn_file_actions_t actions;
     if (posix_spawn_file_actions_init(&actions) != 0) {
-        return Run::NotRun;
+        return RunResult::NotRun;
     }
     pid_t child = -1;
     const bool started =
@@ -42,9 +42,9 @@ Run run(const char *const *arguments, int output)
     while (started && (ended = waitpid(child, &status, 0)) < 0 && errno == EINTR) {
     }
     if (!started || ended != child) {
-        return Run::NotRun;
+        return RunResult::NotRun;
     }
-    return status == 0 ? Run::Succeeded : Run::Failed;
+    return status == 0 ? RunResult::Succeeded : RunResult::Failed;
 }
 
 bool is_rpm(std::string_view name)
@@ -54,11 +54,11 @@ bool is_rpm(std::string_view name)
 
 // Would unpacking a member of this name write elsewhere than below the work directory? Names come as tar quotes them,
 // and those that need quoting are refused as well.
-bool is_suspect(std::string_view name)
+bool is_unsafe_name(std::string_view name)
 {
-    const bool climbs = // rfind(), since starts_with() needs the C++ runtime in a build without optimisation
+    const bool leaves_directory = // rfind(), since starts_with() needs the C++ runtime in a build without optimisation
         name == ".." || name.rfind("../", 0) == 0 || name.ends_with("/..") || name.find("/../") != name.npos;
-    return name.empty() || name.front() == '/' || climbs || name.find('\\') != name.npos;
+    return name.empty() || name.front() == '/' || leaves_directory || name.find('\\') != name.npos;
 }
 
 // The member that a line of tar's list names, "block N: name".
@@ -75,7 +75,7 @@ struct Bundle {
     char **files = nullptr;
     uint32_t count = 0;
 
-    uint64_t refuse(const char *why, uint64_t rc = INSTCOMM_RC_INVALID_DATA) const
+    uint64_t reject(const char *why, uint64_t rc = INSTCOMM_RC_INVALID_DATA) const
     {
         instcomm_log("bundle %s: %s\n", path, why);
         return rc;
@@ -83,13 +83,13 @@ struct Bundle {
 
     uint64_t unpack_with(const char *const *program) const
     {
-        return run(program, -1) == Run::Succeeded ? 0 : refuse("can't be unpacked", INSTCOMM_RC_FAILED);
+        return run(program, -1) == RunResult::Succeeded ? 0 : reject("can't be unpacked", INSTCOMM_RC_FAILED);
     }
 
     uint64_t add_file(const char *name)
     {
         if (count == limit) {
-            return refuse("holds more RPMs than can be taken");
+            return reject("holds more RPMs than can be taken");
         }
         auto *const longer = static_cast<char **>(std::realloc(files, (count + 1) * sizeof(char *)));
         if (longer == nullptr) {
@@ -105,8 +105,8 @@ struct Bundle {
 
     uint64_t add_member(std::string_view name)
     {
-        if (is_suspect(name)) {
-            return refuse("has a member that can't be unpacked safely");
+        if (is_unsafe_name(name)) {
+            return reject("has a member that can't be unpacked safely");
         }
         return is_rpm(name) ? add_file(name.data()) : 0;
     }
@@ -131,7 +131,7 @@ struct Bundle {
         if (rc == 0 && std::feof(list) == 0) {
             return INSTCOMM_RC_NO_MEMORY;
         }
-        return rc != 0 || is_whole ? rc : refuse("has been cut");
+        return rc != 0 || is_whole ? rc : reject("has been cut");
     }
 
     uint64_t list_members()
@@ -145,12 +145,12 @@ struct Bundle {
             return INSTCOMM_RC_FAILED;
         }
         const char *const tar[] = {"/bin/tar", "--list", "--block-number", "--force-local", "--file", path, nullptr};
-        const Run listed = run(tar, fd);
+        const RunResult listed = run(tar, fd);
         uint64_t rc = 0;
-        if (listed == Run::NotRun) {
-            rc = refuse("can't be listed", INSTCOMM_RC_FAILED);
-        } else if (listed == Run::Failed) {
-            rc = refuse("isn't a whole tar archive");
+        if (listed == RunResult::NotRun) {
+            rc = reject("can't be listed", INSTCOMM_RC_FAILED);
+        } else if (listed == RunResult::Failed) {
+            rc = reject("isn't a whole tar archive");
         } else {
             std::rewind(list);
             rc = read_members(list);
@@ -193,12 +193,12 @@ struct Bundle {
     uint64_t check_files() const
     {
         if (count == 0) {
-            return refuse("holds no RPM");
+            return reject("holds no RPM");
         }
         for (uint32_t i = 0; i < count; ++i) {
             struct stat status;
             if (lstat(files[i], &status) != 0 || !S_ISREG(status.st_mode)) {
-                return refuse("holds an RPM that is no file");
+                return reject("holds an RPM that is no file");
             }
         }
         return 0;
@@ -218,9 +218,9 @@ extern "C" uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle
     struct stat status;
     uint64_t rc = 0;
     if (stat(bundle_path, &status) != 0) {
-        rc = bundle.refuse("isn't there", INSTCOMM_RC_FAILED);
+        rc = bundle.reject("isn't there", INSTCOMM_RC_FAILED);
     } else if (!S_ISREG(status.st_mode) || status.st_size == 0) {
-        rc = bundle.refuse("is no file with content");
+        rc = bundle.reject("is no file with content");
     } else if (is_rpm(bundle_path)) {
         rc = bundle.copy_rpm();
     } else {

@@ -22,12 +22,12 @@ bool delivers(const service_pack &pack, std::string_view package)
 }
 
 // Names and copies of service packs, one for each other.
-struct Found {
+struct FoundPacks {
     char **names = nullptr;
     sp_detail *details = nullptr;
     uint32_t count = 0;
 
-    bool make_room(uint32_t packs)
+    bool allocate(uint32_t packs)
     {
         names = static_cast<char **>(std::calloc(packs, sizeof(char *)));
         details = static_cast<sp_detail *>(std::calloc(packs, sizeof(sp_detail)));
@@ -63,14 +63,14 @@ struct Found {
     }
 };
 
-uint64_t find_packs(const serv_packs &source, const char *package, Found &found)
+uint64_t find_packs(const serv_packs &source, const char *package, FoundPacks &found)
 {
     service_pack *packs = nullptr;
     const uint32_t count = serv_packs_get_service_packs(&source, &packs);
     if (count == 0) {
         return 0;
     }
-    if (!found.make_room(count)) {
+    if (!found.allocate(count)) {
         return INSTCOMM_RC_NO_MEMORY;
     }
     const std::string_view name = package == nullptr ? "" : instcomm::without_architecture(package);
@@ -94,7 +94,7 @@ uint64_t instcomm_get_sp_names_from_rpm(uint64_t sp_source, const char *pkg_name
     if (source == nullptr || names == nullptr || count == nullptr) {
         return INSTCOMM_RC_INVALID_ARG;
     }
-    Found found;
+    FoundPacks found;
     const uint64_t rc = find_packs(*source, pkg_name, found);
     if (rc != 0 || found.count == 0) {
         found.free_all();

@@ -24,12 +24,12 @@ char ***sorted_places(char **list, uint32_t count)
     return places;
 }
 
-char removed[1]; // stands for an entry that is to go
+char REMOVED[1]; // stands for an entry that is to go
 
 // Takes out what is to go, and sets the places that are left at the end to null.
-void close_up(char **list, uint32_t *count)
+void erase_removed(char **list, uint32_t *count)
 {
-    char **const end = std::remove(list, list + *count, removed);
+    char **const end = std::remove(list, list + *count, REMOVED);
     std::fill(end, list + *count, nullptr);
     *count = static_cast<uint32_t>(end - list);
 }
@@ -46,7 +46,7 @@ void mark_duplicates(char ***places, uint32_t count)
     for (uint32_t i = 1; i < count; ++i) {
         if (package_comp(first, places[i]) == 0) {
             std::free(*places[i]);
-            *places[i] = removed;
+            *places[i] = REMOVED;
         } else {
             first = places[i];
         }
@@ -58,11 +58,11 @@ void mark_duplicates_one_by_one(char **list, uint32_t count)
 {
     for (uint32_t i = 1; i < count; ++i) {
         const auto is_same = [&](char *const &other) {
-            return other != removed && package_comp(&other, &list[i]) == 0;
+            return other != REMOVED && package_comp(&other, &list[i]) == 0;
         };
         if (std::any_of(list, list + i, is_same)) {
             std::free(list[i]);
-            list[i] = removed;
+            list[i] = REMOVED;
         }
     }
 }
@@ -190,11 +190,11 @@ void instcomm_remove_from_list(char **list, uint32_t *count, char *const *remove
             (sorted != nullptr ? std::binary_search(sorted, sorted + remove_count, list[i], is_before)
                                : std::any_of(remove, remove + remove_count, is_same))) { // takes longer
             std::free(list[i]);
-            list[i] = removed;
+            list[i] = REMOVED;
         }
     }
     std::free(sorted);
-    close_up(list, count);
+    erase_removed(list, count);
 }
 
 void remove_duplicates_from_list(char **list, uint32_t *count)
@@ -209,7 +209,7 @@ void remove_duplicates_from_list(char **list, uint32_t *count)
         mark_duplicates_one_by_one(list, *count);
     }
     std::free(places);
-    close_up(list, count);
+    erase_removed(list, count);
 }
 
 int package_comp(const void *a, const void *b)
