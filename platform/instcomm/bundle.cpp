@@ -1,5 +1,5 @@
-// Bundles: tar archives of RPM files, which the system's tar lists and unpacks, and single RPM files. Names go to the
-// programs as arguments of their own, never through a shell.
+// Unpacks bundles: tar archives of RPM files, which the system's tar lists and unpacks, and single RPM files. Names are
+// passed to the programs as arguments, never through a shell.
 #include "text_parts.h"
 
 #include "instcomm.h"
@@ -18,14 +18,14 @@
 namespace
 {
 
-// What running a program came to.
+// The result of running a program.
 enum class RunResult { Succeeded, Failed, NotRun };
 
-// Runs a program; its standard output goes to `output` where that isn't negative. Nothing in this process's environment
-// may change what the program does.
+// Runs a program, with its standard output redirected to `output` unless that is negative. The program gets a fixed
+// environment, so that variables such as TAR_OPTIONS cannot change its behaviour.
 RunResult run(const char *const *arguments, int output)
 {
-    char path[] = "PATH=/usr/bin:/bin"; // of the programs that unpack what is compressed
+    char path[] = "PATH=/usr/bin:/bin"; // where tar finds the decompressors
     char locale[] = "LC_ALL=C";
     char *const environment[] = {path, locale, nullptr};
     posix_spawn_file_actions_t actions;
@@ -38,10 +38,14 @@ RunResult run(const char *const *arguments, int output)
         posix_spawn(&child, arguments[0], &actions, nullptr, const_cast<char *const *>(arguments), environment) == 0;
     posix_spawn_file_actions_destroy(&actions);
     int status = 0;
-    pid_t ended = -1;
-    while (started && (ended = waitpid(child, &status, 0)) < 0 && errno == EINTR) {
+    if (!started) {
+        return RunResult::NotRun;
     }
-    if (!started || ended != child) {
+    pid_t ended = waitpid(child, &status, 0);
+    while (ended < 0 && errno == EINTR) {
+        ended = waitpid(child, &status, 0);
+    }
+    if (ended != child) {
         return RunResult::NotRun;
     }
     return status == 0 ? RunResult::Succeeded : RunResult::Failed;
@@ -52,16 +56,17 @@ bool is_rpm(std::string_view name)
     return name.ends_with(".rpm");
 }
 
-// Would unpacking a member of this name write elsewhere than below the work directory? Names come as tar quotes them,
-// and those that need quoting are refused as well.
+// Returns whether unpacking this member could write outside of the work directory. Also rejects names that tar quotes
+// with backslashes, since their original form is unknown.
 bool is_unsafe_name(std::string_view name)
 {
-    const bool leaves_directory = // rfind(), since starts_with() needs the C++ runtime in a build without optimisation
+    // rfind() because starts_with() requires the C++ runtime in a build without optimisation
+    const bool leaves_directory =
         name == ".." || name.rfind("../", 0) == 0 || name.ends_with("/..") || name.find("/../") != name.npos;
     return name.empty() || name.front() == '/' || leaves_directory || name.find('\\') != name.npos;
 }
 
-// The member that a line of tar's list names, "block N: name".
+// Returns the member's name from a line of tar's list, "block N: name".
 std::string_view member_of(std::string_view line)
 {
     const std::size_t colon = line.find(": ");
@@ -111,8 +116,8 @@ struct Bundle {
         return is_rpm(name) ? add_file(name.data()) : 0;
     }
 
-    // Reads tar's list, a line a member. The last line tells how the archive ends; one that has been cut just stops,
-    // which tar itself doesn't mind.
+    // Reads tar's list, one member per line. The last line is the end-of-archive mark; it is missing in a truncated
+    // archive, which tar itself accepts.
     uint64_t read_members(FILE *list)
     {
         char *line = nullptr;

@@ -8,7 +8,7 @@
 namespace
 {
 
-// Takes the output of a command as it comes: `text` and `length` of a piece.
+// Receives the output of a command piece by piece.
 using OutputHandler = void (*)(void *to, const char *text, std::size_t length);
 
 __attribute__((format(printf, 1, 0))) uint64_t run(const char *format, va_list arguments, OutputHandler handle,
@@ -25,7 +25,7 @@ __attribute__((format(printf, 1, 0))) uint64_t run(const char *format, va_list a
     }
     char piece[512];
     for (std::size_t length; (length = std::fread(piece, 1, sizeof piece, output)) != 0;) {
-        handle(to, piece, length); // to the end, so that the command isn't stopped by us
+        handle(to, piece, length); // reads all, since a closed pipe would kill the command
     }
     return pclose(output) == 0 ? 0 : INSTCOMM_RC_FAILED;
 }
@@ -45,7 +45,7 @@ void fill_buffer(void *to, const char *text, std::size_t length)
     buffer.used += taken;
 }
 
-// What nobody asked for tells of what went wrong.
+// The caller has not requested the output, so it goes to standard error, where failures can be seen.
 void write_to_stderr(void *, const char *text, std::size_t length)
 {
     std::fwrite(text, 1, length, stderr);

@@ -19,7 +19,7 @@ using zeld::Except;
 using zeld::Only;
 using zeld::order_of;
 
-// The parts that can be selected, and what no selection names.
+// The parts that can be selected, and OTHERS for the remaining fields.
 enum : uint32_t { IMAGE = 1, PACKAGES = 2, SERVICE_PACKS = 4, LOCATIONS = 8, VERSION = 16, OTHERS = 32, ALL = 63 };
 
 struct Comparison {
@@ -86,7 +86,7 @@ bool Comparison::packages_differ(const Info &a, const Info &b)
     return differ;
 }
 
-// Names the first part that differs; null when none does.
+// Returns the name of the first part that differs, or null.
 const char *Comparison::body_difference(const Info &a, const Info &b)
 {
     if ((parts & IMAGE) != 0 && order_of<Only<InfoFields::image_field>>(a, b) != 0) {

@@ -8,7 +8,7 @@
 namespace
 {
 
-// Is the package, whose name comes without its architecture, one of the RPMs?
+// Returns whether the package, a name without architecture, is one of the RPMs.
 bool delivers(const service_pack &pack, std::string_view package)
 {
     char **rpms = nullptr;
@@ -21,7 +21,7 @@ bool delivers(const service_pack &pack, std::string_view package)
     return false;
 }
 
-// Names and copies of service packs, one for each other.
+// Parallel arrays: details[i] is a copy of the service pack names[i].
 struct FoundPacks {
     char **names = nullptr;
     sp_detail *details = nullptr;
@@ -37,7 +37,7 @@ struct FoundPacks {
     uint64_t add(const service_pack &pack)
     {
         if (!sp_detail_has_sp_name(&pack) || pack.sp_name == nullptr) {
-            return INSTCOMM_RC_INVALID_DATA; // can't be recorded
+            return INSTCOMM_RC_INVALID_DATA; // queries require a name
         }
         names[count] = strdup(pack.sp_name);
         const bool copied =
