@@ -67,7 +67,9 @@ template <class Selection, IsRecord R> int order_of(const R &a, const R &b)
         }
         return order == 0;
     };
-    all_fields<R>(order_presence) && all_fields<R>(order_values);
+    if (all_fields<R>(order_presence)) {
+        all_fields<R>(order_values);
+    }
     return order;
 }
 

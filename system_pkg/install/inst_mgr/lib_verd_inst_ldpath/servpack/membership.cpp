@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 TRACE_SITES_BEGIN(membership)
 
@@ -17,35 +16,11 @@ namespace
 
 using Package = inst_swp_package;
 
-uint64_t eight_bytes(const char *text)
-{
-    uint64_t bytes = 0;
-    std::memcpy(&bytes, text, sizeof bytes);
-    return bytes;
-}
-
-// As strstr(), but quicker where all names begin alike: a place is looked at when the last eight bytes are there.
-bool contains(const char *rpm, std::string_view name)
-{
-    const std::size_t length = std::strlen(rpm);
-    if (name.size() < sizeof(uint64_t) || name.size() > length) {
-        return std::string_view(rpm, length).find(name) != std::string_view::npos;
-    }
-    const std::size_t tail = name.size() - sizeof(uint64_t);
-    const uint64_t end_of_name = eight_bytes(name.data() + tail);
-    for (const char *at = rpm; at <= rpm + (length - name.size()); ++at) {
-        if (eight_bytes(at + tail) == end_of_name && std::memcmp(at, name.data(), name.size()) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 // Returns whether the package belongs to the RPM. A null name belongs to nothing.
 bool belongs(const Package &package, const char *rpm)
 {
     const char *const name = name_of(package);
-    return rpm != nullptr && name != nullptr && contains(rpm, name);
+    return rpm != nullptr && name != nullptr && std::strstr(rpm, name) != nullptr;
 }
 
 bool is_tagged(const Package &package)
