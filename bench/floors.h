@@ -1,5 +1,4 @@
-// Floors: what an operation on a profile cannot do without, with the same texts, arrays and system calls, and nothing
-// else.
+// Floors: the least work that an operation on a profile requires, with the same texts, arrays and system calls.
 #pragma once
 
 #include "zeld.h"
@@ -11,9 +10,9 @@
 namespace bench
 {
 
-// The texts and numbers of a sample profile one after the other, and the sizes of the texts: what the floors of
-// encoding and decoding write and read, without presence bits, lengths and checks. The floor of decoding knows the
-// sample's shape.
+// The texts and numbers of a sample profile one after the other, and the sizes of the texts. The floors of encoding and
+// decoding write and read these bytes, without presence bits, lengths and checks. The floor of decoding relies on the
+// structure of the sample.
 struct PlainBytes {
     std::vector<uint8_t> bytes;
     std::vector<uint32_t> text_sizes;

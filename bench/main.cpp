@@ -1,5 +1,5 @@
 // Measures operations on profiles of 100 to 50 000 packages (a fetch also with 1) alternately with a baseline each, and
-// prints a table of the ratios. The baselines of the codec are floors: what it cannot do without.
+// prints a table of the ratios. The baselines of the codec are floors: the least work that its task requires.
 #include "floors.h"
 #include "sample_profile.h"
 
@@ -137,21 +137,21 @@ struct Subject {
 
     void remove_package() { require(inst_ldpath_remove_pkg_in_swp(&body(), NEW_PACKAGE, nullptr) == 0, "removing"); }
 
-    // Gives the body and the source service packs. Half of the names are in both; only the source's packs deliver
+    // Adds service packs to the body and to the source. Half of the names are in both; only the source's packs deliver
     // NEW_PACKAGE.
-    void put_service_packs()
+    void set_service_packs()
     {
         const auto count = static_cast<uint32_t>(copies.size() * 2 / 5);
         bench::set_service_packs(body(), 0, count);
         if (service_packs.source() == 0) {
-            service_packs.make(count / 2, count, NEW_PACKAGE);
+            service_packs.fill(count / 2, count, NEW_PACKAGE);
         }
     }
 
     void add_for_node()
     {
         const inst_node_loc node = {};
-        const uint32_t type = 0; // no bundle
+        const uint32_t type = 0; // not a bundle
         require(inst_ldpath_add_pkg_location(KEY, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, NEW_PACKAGE, 0, type, 0) ==
                     0,
                 "adding for a node");
@@ -195,7 +195,7 @@ struct Subject {
         inst_free_string_list(count, list);
     }
 
-    // The array, and strdup of the same names.
+    // One malloc for the array, and strdup of each name.
     void list_files_floor()
     {
         const uint32_t count = body().packages_count + 1;
@@ -255,7 +255,7 @@ struct Subject {
 
 using Step = std::function<void(Subject &)>;
 
-// A timed step, and what is done before and after it without being timed.
+// A timed step, and the untimed steps before and after it.
 struct TimedStep {
     Step step;
     Step before = {};
@@ -287,12 +287,12 @@ struct Benchmark {
     const char *operation;
     TimedStep ours;
     TimedStep baseline;
-    bool is_stored = false;    // needs the profile in its file
-    int iterations = 0;        // 0: as many as fit into the time
-    bool has_checksum = false; // on our side only
+    bool is_stored = false;    // requires the profile in its file
+    int iterations = 0;        // 0: as many as fit into the minimum time
+    bool has_checksum = false; // only `ours` computes the checksum
 };
 
-// Times an operation and its baseline alternately, so that both meet the same heap, caches and machine load.
+// Times an operation and its baseline alternately, so that both run with the same heap, caches and machine load.
 void measure(benchmark::State &state, uint32_t packages, const Benchmark &benchmark)
 {
     Subject subject(packages);
@@ -344,7 +344,7 @@ std::vector<Benchmark> codec_benchmarks()
         s.free_floor();
     };
     return {
-        // Beside the floor of encoding: the share that the checksum alone adds to the ratio of "encode".
+        // The checksum alone, relative to the floor of encoding: its share in the ratio of "encode".
         {.operation = "checksum", .ours = {&Subject::checksum}, .baseline = {&Subject::encode_floor}},
         {.operation = "encode", .ours = {&Subject::encode}, .baseline = {&Subject::encode_floor}, .has_checksum = true},
         {.operation = "decode",
@@ -364,8 +364,8 @@ std::vector<Benchmark> codec_benchmarks()
     };
 }
 
-// The baseline of an edit in memory is one deep copy of the packages, and freeing it; that of a stored edit adds a
-// fetch and a store; that of a query is a fetch.
+// The baseline of an edit in memory is making and freeing one deep copy of the packages; that of a stored edit also has
+// a fetch and a store; that of a query is a fetch.
 std::vector<Benchmark> library_benchmarks()
 {
     const Step deep_copy = &Subject::copy_and_free_packages;
@@ -375,7 +375,7 @@ std::vector<Benchmark> library_benchmarks()
         {.operation = "add", .ours = {&Subject::add_package, {}, &Subject::remove_package}, .baseline = {deep_copy}},
         {.operation = "remove", .ours = {&Subject::remove_package, &Subject::add_package}, .baseline = {deep_copy}},
         {.operation = "add with SPs",
-         .ours = {&Subject::add_package, &Subject::put_service_packs, &Subject::remove_package},
+         .ours = {&Subject::add_package, &Subject::set_service_packs, &Subject::remove_package},
          .baseline = {deep_copy}},
         {.operation = "add for node",
          .ours = {&Subject::add_for_node, &Subject::store},

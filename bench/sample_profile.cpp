@@ -110,7 +110,7 @@ void set_service_packs(inst_sw_profile_info &body, uint32_t first, uint32_t coun
     inst_sw_profile_info_set_sp_details(&body, details, count);
 }
 
-void ServicePackSource::make(uint32_t first, uint32_t count, const char *rpm)
+void ServicePackSource::fill(uint32_t first, uint32_t count, const char *rpm)
 {
     set = static_cast<serv_packs *>(std::calloc(1, sizeof(serv_packs)));
     auto *const packs = static_cast<service_pack *>(std::calloc(count, sizeof(service_pack)));

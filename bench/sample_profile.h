@@ -14,7 +14,7 @@ inst_sw_profile_sdr_ext *new_sample_profile(uint32_t packages);
 namespace bench
 {
 
-inline constexpr uint32_t SAMPLE_FILES = 3; // of each package
+inline constexpr uint32_t SAMPLE_FILES = 3; // RPM files per package
 
 constexpr bool has_second_name(uint32_t package)
 {
@@ -24,7 +24,7 @@ constexpr bool has_second_name(uint32_t package)
 // Replaces the body's service packs with `count` packs numbered from `first`.
 void set_service_packs(inst_sw_profile_info &body, uint32_t first, uint32_t count);
 
-// Service packs as a source for adding packages; none until they are made. Each delivers one RPM.
+// Service packs as a source for adding packages; empty until fill(). Each delivers one RPM.
 struct ServicePackSource {
     serv_packs *set = nullptr;
 
@@ -32,7 +32,7 @@ struct ServicePackSource {
     ServicePackSource(const ServicePackSource &) = delete;
     ~ServicePackSource() { free_service_pack(set); }
 
-    void make(uint32_t first, uint32_t count, const char *rpm);
+    void fill(uint32_t first, uint32_t count, const char *rpm);
     uint64_t source() const { return reinterpret_cast<uint64_t>(set); }
 };
 

@@ -38,7 +38,7 @@ typedef struct sp_detail {
 } sp_detail;
 typedef sp_detail service_pack;
 
-/* A set of service packs, as callers hand it over. */
+/* A set of service packs, as an argument of calls. */
 typedef struct serv_packs {
     service_pack *service_packs;
     uint32_t service_packs_count;
@@ -51,7 +51,7 @@ typedef struct inst_swp_package {
     char **files; /* names of its RPM files; for the image: the base RPM list */
     uint32_t files_count;
     char *aux_name;     /* a second name */
-    uint64_t pkg_value; /* a value of whoever added the package, 0 when there is none */
+    uint64_t pkg_value; /* set by the caller that added the package; 0 if there is none */
     uint32_t pkg_type;  /* profile package type, 1 to 5; 0 for the image */
     uint8_t pkg_marker; /* non-zero: queries may be asked to skip the entry */
     char **extra_list;  /* carried along */
@@ -65,7 +65,7 @@ typedef struct inst_swp_package {
 
 /* The body of a profile: the software that a VM, or some of its nodes, runs. */
 typedef struct inst_sw_profile_info {
-    char *lv_name; /* logical volume that holds the software */
+    char *lv_name; /* logical volume that contains the software */
     inst_swp_package image;
     inst_swp_package *packages; /* in the order in which they were added */
     uint32_t packages_count;
@@ -96,11 +96,11 @@ typedef struct inst_sw_profile_sdr {
     uint8_t presence[1];
 } inst_sw_profile_sdr;
 
-/* The root: a profile file holds the encoding of exactly one of these. */
+/* The root: a profile file contains the encoding of exactly one such record. */
 typedef struct inst_sw_profile_sdr_ext {
     inst_sw_profile_sdr sdr_sw_profile;
     uint64_t ext_value;
-    uint32_t sdr_sw_profile_len; /* bytes that sdr_sw_profile took, encoded alone, when the profile was created */
+    uint32_t sdr_sw_profile_len; /* size of sdr_sw_profile, encoded alone, at creation */
     uint8_t presence[1];
 } inst_sw_profile_sdr_ext;
 
@@ -127,10 +127,10 @@ typedef void *(*zeld_allocator)(size_t);
 typedef void (*zeld_deallocator)(void *);
 
 /*
- * Encode a record into the caller's buffer. Returns the bytes that the encoding needs: when that is more than
- * buffer_size, the buffer holds nothing usable and a second call with a buffer of that size succeeds. Returns 0, for
- * "can't be encoded", when the record is null or would need 2147483647 bytes or more, which no reader would take back.
- * A null buffer counts as one of size 0. The last three arguments are ignored; pass 0.
+ * Encode a record into the caller's buffer. Return the size of the encoding: if it is greater than buffer_size, the
+ * content of the buffer is unusable, and a second call with a buffer of that size succeeds. Return 0 if the record
+ * cannot be encoded: it is null, or needs 2147483647 bytes or more, which no reader accepts. A null buffer counts as a
+ * buffer of size 0. The last three arguments are ignored; pass 0.
  */
 uint32_t zeld_inst_sw_profile_sdr_encode_ext(const inst_sw_profile_sdr *record, void *buffer, uint32_t buffer_size,
                                              uint32_t reserved_1, uint32_t reserved_2, uint32_t reserved_3);
@@ -139,17 +139,17 @@ uint32_t zeld_inst_sw_profile_sdr_ext_encode_ext(const inst_sw_profile_sdr_ext *
                                                  uint32_t reserved_3);
 
 /*
- * Decode exactly count bytes into the record, whose old content is overwritten, not freed. Strings and arrays come
- * from the allocator (malloc, since failures are undone with free). Returns 0, or non-zero with the record cleared
- * and nothing allocated: 1 null argument, 2 not a whole, undamaged encoding of this kind and version, 3 out of memory.
- * What decodes encodes to the same bytes again.
+ * Decodes exactly `count` bytes into the record, whose previous content is overwritten, not freed. Strings and arrays
+ * come from the allocator, which must be malloc or compatible with free. Returns 0, or non-zero with the record cleared
+ * and nothing allocated: 1 null argument; 2 truncated, damaged, or of another kind or version; 3 out of memory.
+ * Encoding a decoded record yields the same bytes.
  */
 int32_t zeld_inst_sw_profile_sdr_ext_decode_ext(inst_sw_profile_sdr_ext *record, const void *bytes, uint32_t count,
                                                 zeld_allocator allocator, uint64_t allocator_argument);
 
 /*
- * Deep copies. dst's old content is overwritten, not freed. Returns 0, or non-zero (1 null argument, 3 out of memory)
- * with dst cleared and nothing allocated. The allocator is malloc or something that free undoes.
+ * Make deep copies. The previous content of dst is overwritten, not freed. Return 0, or non-zero (1 null argument, 3
+ * out of memory) with dst cleared and nothing allocated. The allocator must be malloc or compatible with free.
  */
 int32_t zeld_inst_swp_package_duplicate(inst_swp_package *dst, const inst_swp_package *src, zeld_allocator allocator,
                                         uint64_t allocator_argument);
@@ -161,9 +161,9 @@ int32_t zeld_serv_packs_duplicate(serv_packs *dst, const serv_packs *src, zeld_a
                                   uint64_t allocator_argument);
 
 /*
- * Free everything that a record owns, not the record itself, and clear it, so that a second call is harmless. The
- * deallocator is called with null for null texts. With a null record or deallocator nothing happens. Arguments after
- * the deallocator are ignored.
+ * Free everything that a record owns, not the record itself, and clear it, so that a second call does nothing. Call the
+ * deallocator with null for null texts. Do nothing if the record or the deallocator is null. Arguments after the
+ * deallocator are ignored.
  */
 void zeld_inst_swp_package_free_ext(inst_swp_package *record, zeld_deallocator deallocator, ...);
 void zeld_inst_node_loc_free_ext(inst_node_loc *record, zeld_deallocator deallocator, ...);

@@ -1,5 +1,5 @@
-// Bundles: tar archives of RPM files, which the system's tar lists and unpacks, and single RPM files. Names go to the
-// programs as arguments of their own, never through a shell.
+// Unpacks bundles: tar archives of RPM files, which the system's tar lists and unpacks, and single RPM files. Names are
+// passed to the programs as arguments, never through a shell.
 #include "text_parts.h"
 
 #include "instcomm.h"
@@ -18,19 +18,19 @@
 namespace
 {
 
-// What running a program came to.
-enum class Run { Succeeded, Failed, NotRun };
+// The result of running a program.
+enum class RunResult { Succeeded, Failed, NotRun };
 
-// Runs a program; its standard output goes to `output` where that isn't negative. Nothing in this process's environment
-// may change what the program does.
-Run run(const char *const *arguments, int output)
+// Runs a program, with its standard output redirected to `output` unless that is negative. The program gets a fixed
+// environment, so that variables such as TAR_OPTIONS cannot change its behaviour.
+RunResult run(const char *const *arguments, int output)
 {
-    char path[] = "PATH=/usr/bin:/bin"; // of the programs that unpack what is compressed
+    char path[] = "PATH=/usr/bin:/bin"; // where tar finds the decompressors
     char locale[] = "LC_ALL=C";
     char *const environment[] = {path, locale, nullptr};
     posix_spawn_file_actions_t actions;
     if (posix_spawn_file_actions_init(&actions) != 0) {
-        return Run::NotRun;
+        return RunResult::NotRun;
     }
     pid_t child = -1;
     const bool started =
@@ -38,13 +38,17 @@ Run run(const char *const *arguments, int output)
         posix_spawn(&child, arguments[0], &actions, nullptr, const_cast<char *const *>(arguments), environment) == 0;
     posix_spawn_file_actions_destroy(&actions);
     int status = 0;
-    pid_t ended = -1;
-    while (started && (ended = waitpid(child, &status, 0)) < 0 && errno == EINTR) {
+    if (!started) {
+        return RunResult::NotRun;
     }
-    if (!started || ended != child) {
-        return Run::NotRun;
+    pid_t ended = waitpid(child, &status, 0);
+    while (ended < 0 && errno == EINTR) {
+        ended = waitpid(child, &status, 0);
     }
-    return status == 0 ? Run::Succeeded : Run::Failed;
+    if (ended != child) {
+        return RunResult::NotRun;
+    }
+    return status == 0 ? RunResult::Succeeded : RunResult::Failed;
 }
 
 bool is_rpm(std::string_view name)
@@ -52,16 +56,17 @@ bool is_rpm(std::string_view name)
     return name.ends_with(".rpm");
 }
 
-// Would unpacking a member of this name write elsewhere than below the work directory? Names come as tar quotes them,
-// and those that need quoting are refused as well.
-bool is_suspect(std::string_view name)
+// Returns whether unpacking this member could write outside of the work directory. Also rejects names that tar quotes
+// with backslashes, since their original form is unknown.
+bool is_unsafe_name(std::string_view name)
 {
-    const bool climbs = // rfind(), since starts_with() needs the C++ runtime in a build without optimisation
+    // rfind() because starts_with() requires the C++ runtime in a build without optimisation
+    const bool leaves_directory =
         name == ".." || name.rfind("../", 0) == 0 || name.ends_with("/..") || name.find("/../") != name.npos;
-    return name.empty() || name.front() == '/' || climbs || name.find('\\') != name.npos;
+    return name.empty() || name.front() == '/' || leaves_directory || name.find('\\') != name.npos;
 }
 
-// The member that a line of tar's list names, "block N: name".
+// Returns the member's name from a line of tar's list, "block N: name".
 std::string_view member_of(std::string_view line)
 {
     const std::size_t colon = line.find(": ");
@@ -75,7 +80,7 @@ struct Bundle {
     char **files = nullptr;
     uint32_t count = 0;
 
-    uint64_t refuse(const char *why, uint64_t rc = INSTCOMM_RC_INVALID_DATA) const
+    uint64_t reject(const char *why, uint64_t rc = INSTCOMM_RC_INVALID_DATA) const
     {
         instcomm_log("bundle %s: %s\n", path, why);
         return rc;
@@ -83,13 +88,13 @@ struct Bundle {
 
     uint64_t unpack_with(const char *const *program) const
     {
-        return run(program, -1) == Run::Succeeded ? 0 : refuse("can't be unpacked", INSTCOMM_RC_FAILED);
+        return run(program, -1) == RunResult::Succeeded ? 0 : reject("can't be unpacked", INSTCOMM_RC_FAILED);
     }
 
     uint64_t add_file(const char *name)
     {
         if (count == limit) {
-            return refuse("holds more RPMs than can be taken");
+            return reject("holds more RPMs than can be taken");
         }
         auto *const longer = static_cast<char **>(std::realloc(files, (count + 1) * sizeof(char *)));
         if (longer == nullptr) {
@@ -105,14 +110,14 @@ struct Bundle {
 
     uint64_t add_member(std::string_view name)
     {
-        if (is_suspect(name)) {
-            return refuse("has a member that can't be unpacked safely");
+        if (is_unsafe_name(name)) {
+            return reject("has a member that can't be unpacked safely");
         }
         return is_rpm(name) ? add_file(name.data()) : 0;
     }
 
-    // Reads tar's list, a line a member. The last line tells how the archive ends; one that has been cut just stops,
-    // which tar itself doesn't mind.
+    // Reads tar's list, one member per line. The last line is the end-of-archive mark; it is missing in a truncated
+    // archive, which tar itself accepts.
     uint64_t read_members(FILE *list)
     {
         char *line = nullptr;
@@ -131,7 +136,7 @@ struct Bundle {
         if (rc == 0 && std::feof(list) == 0) {
             return INSTCOMM_RC_NO_MEMORY;
         }
-        return rc != 0 || is_whole ? rc : refuse("has been cut");
+        return rc != 0 || is_whole ? rc : reject("has been cut");
     }
 
     uint64_t list_members()
@@ -145,12 +150,12 @@ struct Bundle {
             return INSTCOMM_RC_FAILED;
         }
         const char *const tar[] = {"/bin/tar", "--list", "--block-number", "--force-local", "--file", path, nullptr};
-        const Run listed = run(tar, fd);
+        const RunResult listed = run(tar, fd);
         uint64_t rc = 0;
-        if (listed == Run::NotRun) {
-            rc = refuse("can't be listed", INSTCOMM_RC_FAILED);
-        } else if (listed == Run::Failed) {
-            rc = refuse("isn't a whole tar archive");
+        if (listed == RunResult::NotRun) {
+            rc = reject("can't be listed", INSTCOMM_RC_FAILED);
+        } else if (listed == RunResult::Failed) {
+            rc = reject("isn't a whole tar archive");
         } else {
             std::rewind(list);
             rc = read_members(list);
@@ -193,12 +198,12 @@ struct Bundle {
     uint64_t check_files() const
     {
         if (count == 0) {
-            return refuse("holds no RPM");
+            return reject("holds no RPM");
         }
         for (uint32_t i = 0; i < count; ++i) {
             struct stat status;
             if (lstat(files[i], &status) != 0 || !S_ISREG(status.st_mode)) {
-                return refuse("holds an RPM that is no file");
+                return reject("holds an RPM that is no file");
             }
         }
         return 0;
@@ -218,9 +223,9 @@ extern "C" uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle
     struct stat status;
     uint64_t rc = 0;
     if (stat(bundle_path, &status) != 0) {
-        rc = bundle.refuse("isn't there", INSTCOMM_RC_FAILED);
+        rc = bundle.reject("isn't there", INSTCOMM_RC_FAILED);
     } else if (!S_ISREG(status.st_mode) || status.st_size == 0) {
-        rc = bundle.refuse("is no file with content");
+        rc = bundle.reject("is no file with content");
     } else if (is_rpm(bundle_path)) {
         rc = bundle.copy_rpm();
     } else {

@@ -8,10 +8,11 @@
 namespace
 {
 
-// Takes the output of a command as it comes: `text` and `length` of a piece.
-using Take = void (*)(void *to, const char *text, std::size_t length);
+// Receives the output of a command piece by piece.
+using OutputHandler = void (*)(void *to, const char *text, std::size_t length);
 
-__attribute__((format(printf, 1, 0))) uint64_t run(const char *format, va_list arguments, Take take, void *to)
+__attribute__((format(printf, 1, 0))) uint64_t run(const char *format, va_list arguments, OutputHandler handle,
+                                                   void *to)
 {
     char *command = nullptr;
     if (vasprintf(&command, format, arguments) < 0) {
@@ -24,7 +25,7 @@ __attribute__((format(printf, 1, 0))) uint64_t run(const char *format, va_list a
     }
     char piece[512];
     for (std::size_t length; (length = std::fread(piece, 1, sizeof piece, output)) != 0;) {
-        take(to, piece, length); // to the end, so that the command isn't stopped by us
+        handle(to, piece, length); // reads all, since a closed pipe would kill the command
     }
     return pclose(output) == 0 ? 0 : INSTCOMM_RC_FAILED;
 }
@@ -44,8 +45,8 @@ void fill_buffer(void *to, const char *text, std::size_t length)
     buffer.used += taken;
 }
 
-// What nobody asked for tells of what went wrong.
-void pass_on(void *, const char *text, std::size_t length)
+// The caller has not requested the output, so it goes to standard error, where failures can be seen.
+void write_to_stderr(void *, const char *text, std::size_t length)
 {
     std::fwrite(text, 1, length, stderr);
 }
@@ -66,13 +67,13 @@ uint64_t inst_runcmd(char *out, uint32_t out_size, const char *format, ...)
     if (format == nullptr) {
         return INSTCOMM_RC_INVALID_ARG;
     }
-    const bool is_wanted = out != nullptr && out_size != 0;
+    const bool has_buffer = out != nullptr && out_size != 0;
     Buffer buffer = {out, out_size, 0};
     va_list arguments;
     va_start(arguments, format);
-    const uint64_t rc = run(format, arguments, is_wanted ? fill_buffer : pass_on, &buffer);
+    const uint64_t rc = run(format, arguments, has_buffer ? fill_buffer : write_to_stderr, &buffer);
     va_end(arguments);
-    if (is_wanted) {
+    if (has_buffer) {
         out[buffer.used] = '\0';
     }
     return rc;

@@ -30,8 +30,8 @@ int open_log()
     return fd;
 }
 
-// Renames a log that has reached the rotation size. Under the lock, only the first process still finds its own file
-// under the name; the others do nothing. Nobody waits for the lock: anybody may hold it.
+// Renames a log that has reached the rotation size. Under the lock, only the first process finds that the path is still
+// its own file; the others do nothing. Does not wait for the lock, since any process may keep it.
 void rotate(int fd)
 {
     struct stat file;
@@ -46,7 +46,7 @@ void rotate(int fd)
     flock(fd, LOCK_UN);
 }
 
-// A log is opened for each message: a descriptor that stayed open could become another file's.
+// Opens the log for each message: the process could reuse a descriptor that stays open for another file.
 int open_current_log()
 {
     const int fd = open_log();
@@ -71,7 +71,7 @@ std::size_t format_prefix(char *head, std::size_t size)
     return used;
 }
 
-// One write, so that the lines of several processes don't mix.
+// Uses a single write, so that lines of several processes do not mix.
 __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_list arguments)
 {
     char small[1024];

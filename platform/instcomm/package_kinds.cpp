@@ -1,5 +1,5 @@
-// What kind of package a name belongs to. This table is the whole of it: shell patterns, matched against the last
-// component of a path, be it a base name or a file's whole name.
+// Classifies packages by name: KINDS has shell patterns, which are matched against the last component of a path. It may
+// be a base name or a whole file name.
 #include "instcomm.h"
 
 #include <fnmatch.h>
@@ -27,8 +27,9 @@ constexpr Kind KINDS[] = {
     {Kind::THIRD_PARTY, "tp-*", 0},
     {Kind::THIRD_PARTY, "*-tp", 0},
     {Kind::THIRD_PARTY, "*-tp-*", 0},
-    // Kernel packages. Packages of different classes go side by side; the first pattern that matches tells the class,
-    // and what matches none is of class 0.
+    // Kernel packages. Packages of different classes can be installed together. The first matching pattern determines
+    // the
+    // class; a name that matches none has class 0.
     {Kind::KERNEL, "*kernel-modules-*", 2},
     {Kind::KERNEL, "*kernel-rt-*", 3},
     {Kind::KERNEL, "*kernel-*", 1},

@@ -1,4 +1,4 @@
-// The architecture at the end of a package's name.
+// Architecture suffixes of package names.
 #pragma once
 
 #include <string_view>
@@ -6,7 +6,7 @@
 namespace instcomm
 {
 
-// The name without its ".architecture", and without the ".rpm" behind that; a name without an architecture as it is.
+// Returns the name without a suffix such as ".x86_64" or ".x86_64.rpm"; a name without an architecture unchanged.
 std::string_view without_architecture(std::string_view name);
 
 } // namespace instcomm

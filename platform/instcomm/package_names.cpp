@@ -16,19 +16,21 @@ namespace
 constexpr std::string_view ARCHITECTURES[] = {"x86_64",  "i386",    "i486", "i586",  "i686",    "noarch", "arm",
                                               "armv7hl", "aarch64", "ppc",  "ppc64", "ppc64le", "mips64", "s390x"};
 
-// As rfind(), at the speed of the C library.
+// Like rfind(), which is slower than memrchr().
 std::size_t find_last(std::string_view text, char character)
 {
     const void *const found = memrchr(text.data(), character, text.size());
     return found == nullptr ? text.npos : static_cast<std::size_t>(static_cast<const char *>(found) - text.data());
 }
 
-// Copies the parts for the callers who want them, an empty one as a null pointer. All or none.
-bool copy_parts(const std::string_view (&parts)[4], char **const (&outs)[4])
+constexpr int PARTS = 4; // of a package name: base name, version, release, architecture
+
+// Copies each part whose output pointer is not null; an empty part becomes a null pointer. Copies all or none.
+bool copy_parts(const std::string_view (&parts)[PARTS], char **const (&outs)[PARTS])
 {
-    char *copies[4] = {};
+    char *copies[PARTS] = {};
     bool copied = true;
-    for (int i = 0; i < 4 && copied; ++i) {
+    for (int i = 0; i < PARTS && copied; ++i) {
         if (outs[i] != nullptr && !parts[i].empty()) {
             copies[i] = static_cast<char *>(std::malloc(parts[i].size() + 1));
             copied = copies[i] != nullptr;
@@ -38,7 +40,7 @@ bool copy_parts(const std::string_view (&parts)[4], char **const (&outs)[4])
             }
         }
     }
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < PARTS; ++i) {
         if (!copied) {
             std::free(copies[i]);
         } else if (outs[i] != nullptr) {
@@ -53,8 +55,9 @@ bool copy_parts(const std::string_view (&parts)[4], char **const (&outs)[4])
 std::string_view instcomm::without_architecture(std::string_view name)
 {
     std::string_view bare = name;
-    if (bare.ends_with(".rpm")) {
-        bare.remove_suffix(4);
+    constexpr std::string_view EXTENSION = ".rpm";
+    if (bare.ends_with(EXTENSION)) {
+        bare.remove_suffix(EXTENSION.size());
     }
     const std::size_t dot = find_last(bare, '.');
     const std::string_view suffix = dot == bare.npos ? "" : from(bare, dot + 1);

@@ -1,5 +1,5 @@
-// The rendering of a profile that people read: every field that is there, one a line, nested by indentation. The
-// schema of the records leads through it and has the labels.
+// Renders a profile for people: one present field per line, nested records indented. The fields and their labels come
+// from the schema of the records.
 #include "instcomm.h"
 
 #include "zeld/schema.h"
@@ -14,7 +14,7 @@
 namespace
 {
 
-// The text as it grows. When memory runs out, what was there is freed and nothing more is added.
+// A growing text. If there is no memory, frees the text and ignores further additions.
 struct Buffer {
     char *text = nullptr;
     std::size_t used = 0;
@@ -56,7 +56,7 @@ struct Page {
     void start_line() const { put("%*s", 2 * depth, ""); }
     void end_line() const { out.put("\n", 1); }
 
-    // A short text of ours.
+    // Formats a text of at most 127 characters.
     __attribute__((format(printf, 2, 3))) void put(const char *format, ...) const
     {
         char text[128];
@@ -68,7 +68,8 @@ struct Page {
     }
 };
 
-// A text of the record. What isn't printable ASCII is escaped, so that no name can break a line or steer a terminal.
+// Appends a text of the record. Escapes every byte except printable ASCII, so that a name cannot break a line or
+// control a terminal.
 void put_text(const Page &page, const char *text)
 {
     if (text == nullptr) {
@@ -90,7 +91,7 @@ void put_text(const Page &page, const char *text)
 
 template <class R> void put_fields(const Page &page, const R &record);
 
-// Each entry has a line with its number, type and name, and below what else it holds.
+// Appends a table of packages. Each entry has a line with its number, type and name, followed by its other fields.
 void put_table(const Page &page, const inst_swp_package *packages, uint32_t count)
 {
     if (count != 0) {
@@ -181,7 +182,7 @@ extern "C" uint64_t instcomm_get_swprofile_sdr_str(const inst_sw_profile_sdr_ext
     }
     Buffer buffer;
     put_fields(Page{buffer, 0}, *profile);
-    buffer.put("", 0); // a text, also of an empty record
+    buffer.put("", 0); // allocates a text even for an empty record
     if (buffer.has_failed) {
         return INSTCOMM_RC_NO_MEMORY;
     }

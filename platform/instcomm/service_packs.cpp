@@ -8,7 +8,7 @@
 namespace
 {
 
-// Is the package, whose name comes without its architecture, one of the RPMs?
+// Returns whether the package, a name without architecture, is one of the RPMs.
 bool delivers(const service_pack &pack, std::string_view package)
 {
     char **rpms = nullptr;
@@ -21,13 +21,13 @@ bool delivers(const service_pack &pack, std::string_view package)
     return false;
 }
 
-// Names and copies of service packs, one for each other.
-struct Found {
+// Parallel arrays: details[i] is a copy of the service pack names[i].
+struct FoundPacks {
     char **names = nullptr;
     sp_detail *details = nullptr;
     uint32_t count = 0;
 
-    bool make_room(uint32_t packs)
+    bool allocate(uint32_t packs)
     {
         names = static_cast<char **>(std::calloc(packs, sizeof(char *)));
         details = static_cast<sp_detail *>(std::calloc(packs, sizeof(sp_detail)));
@@ -37,7 +37,7 @@ struct Found {
     uint64_t add(const service_pack &pack)
     {
         if (!sp_detail_has_sp_name(&pack) || pack.sp_name == nullptr) {
-            return INSTCOMM_RC_INVALID_DATA; // can't be recorded
+            return INSTCOMM_RC_INVALID_DATA; // queries require a name
         }
         names[count] = strdup(pack.sp_name);
         const bool copied =
@@ -63,14 +63,14 @@ struct Found {
     }
 };
 
-uint64_t find_packs(const serv_packs &source, const char *package, Found &found)
+uint64_t find_packs(const serv_packs &source, const char *package, FoundPacks &found)
 {
     service_pack *packs = nullptr;
     const uint32_t count = serv_packs_get_service_packs(&source, &packs);
     if (count == 0) {
         return 0;
     }
-    if (!found.make_room(count)) {
+    if (!found.allocate(count)) {
         return INSTCOMM_RC_NO_MEMORY;
     }
     const std::string_view name = package == nullptr ? "" : instcomm::without_architecture(package);
@@ -94,7 +94,7 @@ uint64_t instcomm_get_sp_names_from_rpm(uint64_t sp_source, const char *pkg_name
     if (source == nullptr || names == nullptr || count == nullptr) {
         return INSTCOMM_RC_INVALID_ARG;
     }
-    Found found;
+    FoundPacks found;
     const uint64_t rc = find_packs(*source, pkg_name, found);
     if (rc != 0 || found.count == 0) {
         found.free_all();

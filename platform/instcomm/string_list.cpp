@@ -8,28 +8,28 @@
 namespace
 {
 
-// Sorts the places of a list by their texts, equal ones in their order. Null without memory.
-char ***sorted_places(char **list, uint32_t count)
+// Returns pointers to the entries, sorted by their texts, equal texts in list order. Null if there is no memory.
+char ***sorted_entries(char **list, uint32_t count)
 {
-    const auto places = static_cast<char ***>(std::malloc(count * sizeof(char **)));
-    for (uint32_t i = 0; places != nullptr && i < count; ++i) {
-        places[i] = &list[i];
+    const auto entries = static_cast<char ***>(std::malloc(count * sizeof(char **)));
+    for (uint32_t i = 0; entries != nullptr && i < count; ++i) {
+        entries[i] = &list[i];
     }
-    if (places != nullptr) {
-        std::sort(places, places + count, [](char *const *a, char *const *b) {
+    if (entries != nullptr) {
+        std::sort(entries, entries + count, [](char *const *a, char *const *b) {
             const int order = package_comp(a, b);
             return order != 0 ? order < 0 : a < b;
         });
     }
-    return places;
+    return entries;
 }
 
-char removed[1]; // stands for an entry that is to go
+char REMOVED[1]; // marks an entry for removal
 
-// Takes out what is to go, and sets the places that are left at the end to null.
-void close_up(char **list, uint32_t *count)
+// Removes the marked entries from the list and sets the unused entries at the end to null.
+void erase_removed(char **list, uint32_t *count)
 {
-    char **const end = std::remove(list, list + *count, removed);
+    char **const end = std::remove(list, list + *count, REMOVED);
     std::fill(end, list + *count, nullptr);
     *count = static_cast<uint32_t>(end - list);
 }
@@ -39,30 +39,30 @@ bool is_before(const char *a, const char *b)
     return package_comp(&a, &b) < 0;
 }
 
-// Of equal entries all but the first.
-void mark_duplicates(char ***places, uint32_t count)
+// Frees and marks every entry except the first of equal ones.
+void mark_duplicates(char ***entries, uint32_t count)
 {
-    char **first = places[0];
+    char **first = entries[0];
     for (uint32_t i = 1; i < count; ++i) {
-        if (package_comp(first, places[i]) == 0) {
-            std::free(*places[i]);
-            *places[i] = removed;
+        if (package_comp(first, entries[i]) == 0) {
+            std::free(*entries[i]);
+            *entries[i] = REMOVED;
         } else {
-            first = places[i];
+            first = entries[i];
         }
     }
 }
 
-// The same without memory, which takes longer.
+// The same in quadratic time, without allocating memory.
 void mark_duplicates_one_by_one(char **list, uint32_t count)
 {
     for (uint32_t i = 1; i < count; ++i) {
         const auto is_same = [&](char *const &other) {
-            return other != removed && package_comp(&other, &list[i]) == 0;
+            return other != REMOVED && package_comp(&other, &list[i]) == 0;
         };
         if (std::any_of(list, list + i, is_same)) {
             std::free(list[i]);
-            list[i] = removed;
+            list[i] = REMOVED;
         }
     }
 }
@@ -188,13 +188,13 @@ void instcomm_remove_from_list(char **list, uint32_t *count, char *const *remove
         const auto is_same = [&](char *other) { return package_comp(&other, &list[i]) == 0; };
         if (list[i] != nullptr &&
             (sorted != nullptr ? std::binary_search(sorted, sorted + remove_count, list[i], is_before)
-                               : std::any_of(remove, remove + remove_count, is_same))) { // takes longer
+                               : std::any_of(remove, remove + remove_count, is_same))) { // without memory
             std::free(list[i]);
-            list[i] = removed;
+            list[i] = REMOVED;
         }
     }
     std::free(sorted);
-    close_up(list, count);
+    erase_removed(list, count);
 }
 
 void remove_duplicates_from_list(char **list, uint32_t *count)
@@ -202,14 +202,14 @@ void remove_duplicates_from_list(char **list, uint32_t *count)
     if (list == nullptr || count == nullptr || *count == 0) {
         return;
     }
-    char ***const places = sorted_places(list, *count);
-    if (places != nullptr) {
-        mark_duplicates(places, *count);
+    char ***const entries = sorted_entries(list, *count);
+    if (entries != nullptr) {
+        mark_duplicates(entries, *count);
     } else {
         mark_duplicates_one_by_one(list, *count);
     }
-    std::free(places);
-    close_up(list, count);
+    std::free(entries);
+    erase_removed(list, count);
 }
 
 int package_comp(const void *a, const void *b)

@@ -1,4 +1,4 @@
-// Parts of a text. substr() throws if the position is past the end, so it would need the C++ runtime.
+// Parts of a text. substr() would require the C++ runtime, since it throws if the position is past the end.
 #pragma once
 
 #include <cstddef>

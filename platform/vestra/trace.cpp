@@ -209,6 +209,6 @@ void vestra_internal(uint64_t handle, uint32_t site, uint32_t, uint32_t, const c
     head.size = put_arguments(record + sizeof head, size - sizeof head, arg_types, arguments);
     va_end(arguments);
     std::memcpy(record, &head, sizeof head);
-    static_cast<void>(!pwrite(trace.fd, record, size, offset)); // what can't be traced is dropped
+    static_cast<void>(!pwrite(trace.fd, record, size, offset)); // a record that cannot be written is dropped
 }
 }

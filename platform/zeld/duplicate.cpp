@@ -15,7 +15,7 @@ template <IsNumber T> Status copy(T &target, T number, zeld_allocator)
     return OK;
 }
 
-[[gnu::always_inline]] inline Status copy(char *&target, const char *text, zeld_allocator allocate)
+inline Status copy(char *&target, const char *text, zeld_allocator allocate)
 {
     target = nullptr;
     if (text == nullptr) {

@@ -14,11 +14,11 @@ namespace zeld
 {
 
 template <class... Fields> struct Only {
-    template <class Field> static constexpr bool takes = (std::is_same_v<Field, Fields> || ...);
+    template <class Field> static constexpr bool selects = (std::is_same_v<Field, Fields> || ...);
 };
 
 template <class... Fields> struct Except {
-    template <class Field> static constexpr bool takes = !Only<Fields...>::template takes<Field>;
+    template <class Field> static constexpr bool selects = !Only<Fields...>::template selects<Field>;
 };
 
 // Each returns a negative number, 0 or a positive one.
@@ -50,13 +50,13 @@ template <class Selection, IsRecord R> int order_of(const R &a, const R &b)
 {
     int order = 0;
     const auto order_presence = [&](auto field) {
-        if constexpr (Selection::template takes<decltype(field)> && !field.is_record) {
+        if constexpr (Selection::template selects<decltype(field)> && !field.is_record) {
             order = order_of(field.is_present(a), field.is_present(b));
         }
         return order == 0;
     };
     const auto order_values = [&](auto field) {
-        if constexpr (Selection::template takes<decltype(field)>) {
+        if constexpr (Selection::template selects<decltype(field)>) {
             if (field.is_visited(presence_of(a))) {
                 if constexpr (field.is_array) {
                     order = order_of_arrays(field.value(a), field.count(a), field.value(b), field.count(b));
@@ -67,7 +67,9 @@ template <class Selection, IsRecord R> int order_of(const R &a, const R &b)
         }
         return order == 0;
     };
-    all_fields<R>(order_presence) && all_fields<R>(order_values);
+    if (all_fields<R>(order_presence)) {
+        all_fields<R>(order_values);
+    }
     return order;
 }
 

@@ -1,4 +1,4 @@
-// The fields of each record as types, made from the lists in zeld_fields.h, for everything that walks through a record:
+// The fields of each record as types, generated from the lists in zeld_fields.h, for code that visits all fields:
 // encode, decode, duplicate, release, compare and render.
 #pragma once
 
@@ -123,8 +123,8 @@ template <IsRecord R> constexpr void clear_fields(R &record)
     set_presence(record, 0);
 }
 
-// A member that is missing in its list must not compile. The number of members finds a small one that hides in padding;
-// the size finds a wrong type.
+// Compile-time checks that each list matches its struct. The number of members detects a missing small member that fits
+// into padding; the size detects a wrong type.
 struct AnyMember {
     template <class T> constexpr operator T() const;
 };

@@ -8,8 +8,8 @@ TRACE_SITES_BEGIN(add_host_packages)
 namespace
 {
 
-// One that is neither has the type of the one before it.
-uint32_t type_of(const char *path, uint32_t type_before)
+// A path of neither kind gets the type of the preceding path.
+uint32_t type_of(const char *path, uint32_t previous_type)
 {
     if (instcomm_is_host_pkg(path) != 0) {
         return VERD_PKG_HOST_SMU;
@@ -17,10 +17,10 @@ uint32_t type_of(const char *path, uint32_t type_before)
     if (instcomm_is_tp_pkg(path, 0) != 0) {
         return VERD_PKG_KERNEL;
     }
-    return type_before;
+    return previous_type;
 }
 
-// Host packages are the Admin VM's.
+// Adds to the Admin profile, which has the host packages. `type` is in: of the preceding path, out: of this one.
 uint64_t add_host_package(int32_t part_type, const char *sdr_key, uint8_t is_local, const char *pkg_path,
                           uint64_t sp_source, uint32_t &type)
 {
@@ -31,10 +31,10 @@ uint64_t add_host_package(int32_t part_type, const char *sdr_key, uint8_t is_loc
     type = type_of(path.ptr, type);
     instcomm_strip_arch_from_package_name(path.ptr);
     OwnedStringList files;
-    if (!make_room(files, 1)) {
+    if (!allocate_list(files, 1)) {
         return INST_RC_NO_MEMORY;
     }
-    files.count = 1; // without memory for its name the file is listed without one
+    files.count = 1; // if there is no memory for the file's name, the list has a null entry
     if (copy_text(file_name_of(pkg_path), &files.list[0]) == 0) {
         instcomm_strip_arch_from_package_name(files.list[0]);
     }

@@ -11,7 +11,7 @@ namespace
 
 constexpr char ADD[] = "inst_ldpath_add_image_location";
 
-// Does the location's image have this name, or a longer one that begins with it?
+// Returns whether the name of the location's image begins with image_name.
 bool has_image(const inst_sw_profile_loc &location, const char *image_name)
 {
     const inst_swp_package &image = location.sw_profile.image;
@@ -19,7 +19,7 @@ bool has_image(const inst_sw_profile_loc &location, const char *image_name)
            std::strncmp(image.name, image_name, std::strlen(image_name)) == 0;
 }
 
-// The first location that has the image gets the nodes. When none has it, nothing changes.
+// Appends the nodes to the first location that has the image. If none has it, nothing changes.
 uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const char *image_name, NodeList &nodes)
 {
     inst_sw_profile_loc *locations = nullptr;
@@ -47,8 +47,8 @@ uint64_t add_image(const ProfileEdit &edit, const inst_node_loc *node_locs, uint
                    const char *version)
 {
     NodeList nodes;
-    StoredProfile profile;
-    uint64_t rc = begin_for_nodes(edit, node_locs, num_loc, nodes, profile);
+    OwnedProfile profile;
+    uint64_t rc = copy_nodes_and_read_profile(edit, node_locs, num_loc, nodes, profile);
     if (rc != 0) {
         return rc;
     }

@@ -58,14 +58,16 @@ constexpr MergeMessages MERGE_MESSAGES = {
                       const char *name) { REPORT_SP_DEBUG("SPDEBUG:  New SP names  %u Name %s\n", index, name); },
 };
 
-// Which service packs deliver the package, and what the profile's lists become with them.
-uint64_t find_service_packs(const inst_sw_profile_info &body, const NewPackage &package, ServicePackLists &merged,
-                            char **text)
+// Finds the service packs that deliver the package and merges them with those of the body. Without any, `merged` stays
+// empty.
+uint64_t find_and_merge_service_packs(const inst_sw_profile_info &body, const NewPackage &package,
+                                      ServicePackLists &merged, char **text)
 {
-    ServicePackLists own;
+    ServicePackLists delivering;
     uint64_t rc = 0;
     if (package.sp_source != 0) {
-        rc = instcomm_get_sp_names_from_rpm(package.sp_source, package.name, &own.names, &own.count, &own.details);
+        rc = instcomm_get_sp_names_from_rpm(package.sp_source, package.name, &delivering.names, &delivering.count,
+                                            &delivering.details);
     }
     if (test_file_fires(SP_LOOKUP_TEST_FILE)) {
         rc = INST_RC_NO_MEMORY;
@@ -75,13 +77,16 @@ uint64_t find_service_packs(const inst_sw_profile_info &body, const NewPackage &
         error_text_add(text, "SPERROR: Failed to find sp info for %s\n", package.name);
         return rc;
     }
-    return own.count == 0 || own.names == nullptr ? 0 : merge_service_packs(body, own, MERGE_MESSAGES, merged, text);
+    if (delivering.count == 0 || delivering.names == nullptr) {
+        return 0;
+    }
+    return merge_service_packs(body, delivering, MERGE_MESSAGES, merged, text);
 }
 
-// Base names of the files, without architecture.
+// Copies the last components of the paths, without architecture suffixes.
 bool copy_file_names(const NewPackage &package, OwnedStringList &names)
 {
-    if (!make_room(names, package.file_count)) {
+    if (!allocate_list(names, package.file_count)) {
         return false;
     }
     for (; names.count < package.file_count; ++names.count) {
@@ -99,7 +104,7 @@ bool copy_file_names(const NewPackage &package, OwnedStringList &names)
     return true;
 }
 
-// All but the new entry's name, which stays the caller's until nothing can fail.
+// Builds the new array except the new entry's name, which the caller owns until nothing can fail any more.
 bool build_packages(const inst_sw_profile_info &body, const NewPackage &package, PackageArray &packages)
 {
     OwnedStringList names;
@@ -128,7 +133,7 @@ void commit(inst_sw_profile_info &body, const NewPackage &package, PackageArray 
         for (uint32_t i = 0; i < merged.count; ++i) {
             REPORT_SP_DEBUG("SPDEBUG: Final sp name[%u] = %s\n", i, merged.names[i]);
         }
-        replace_service_packs(body, merged);
+        replace_with_merged(body, merged);
     }
     inst_swp_package_set_name(&entry, package.name);
     if (package.file_count != 0) {
@@ -147,22 +152,23 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
         return rc;
     }
     // Without replace_count the caller cannot know how many names were stored, so none are.
-    Findings findings = {replace_count == nullptr ? nullptr : replace_list};
-    rc = find_superseded(body, package, is_new_format ? &base : nullptr, findings, text);
-    if ((is_new_format || findings.count != 0) && replace_list != nullptr && replace_count != nullptr) {
-        *replace_count = findings.count;
+    SearchResult found = {replace_count == nullptr ? nullptr : replace_list};
+    rc = find_superseded(body, package, is_new_format ? &base : nullptr, found, text);
+    if ((is_new_format || found.count != 0) && replace_list != nullptr && replace_count != nullptr) {
+        *replace_count = found.count;
     }
-    if (findings.is_duplicate) {
+    if (found.is_duplicate) {
         return INSTMGR_DUP_SWPROFILE_PKG;
     }
     PackageArray packages;
     const std::size_t room = std::size_t{inst_sw_profile_info_get_packages(&body, nullptr)} + 1;
-    if (rc != 0 || !make_room(packages, room)) {
-        REPORT("Error! Can't allocate file_list\n"); // also what a name that can't be split ends with
+    if (rc != 0 || !allocate_packages(packages, room)) {
+        // Quirk: also logged after a failed split of a name; support searches for this text.
+        REPORT("Error! Can't allocate file_list\n");
         return rc != 0 ? rc : INST_RC_NO_MEMORY;
     }
     ServicePackLists merged;
-    rc = is_new_format ? find_service_packs(body, package, merged, text) : 0;
+    rc = is_new_format ? find_and_merge_service_packs(body, package, merged, text) : 0;
     if (rc != 0) {
         return rc;
     }

@@ -14,7 +14,7 @@ namespace
 constexpr char ADD[] = "inst_ldpath_add_pkg_location";
 constexpr uint32_t MAX_RPMS_OF_BUNDLE = 254;
 
-struct Package {
+struct NodePackage {
     const char *name;
     uint32_t type; // install package type
     uint64_t sp_source;
@@ -22,12 +22,12 @@ struct Package {
     uint64_t value = 0;
 };
 
-uint64_t unpack_bundle(Package &package)
+uint64_t unpack_bundle(NodePackage &package)
 {
     char bundle[PACKAGE_PATH_SIZE];
     char work_directory[PACKAGE_PATH_SIZE];
     find_package_file(package.name, bundle);
-    if (!make_work_directory(work_directory)) {
+    if (!create_work_directory(work_directory)) {
         const int err = errno;
         REPORT("%s: mkdtemp failed, %d \n", ADD, err);
         return INSTMGR_RC_ERRNO(err);
@@ -40,13 +40,13 @@ uint64_t unpack_bundle(Package &package)
     return rc;
 }
 
-// Copies that a body takes over when the package is added to it.
-struct Copies {
+// Copies of name and RPMs, of which the body takes ownership if it gets the package.
+struct PackageCopies {
     Owned<char> name;
     OwnedStringList files;
 };
 
-uint64_t copy_package(const Package &package, Copies &copies)
+uint64_t copy_package(const NodePackage &package, PackageCopies &copies)
 {
     copies.name.ptr = strdup(package.name);
     if (copies.name.ptr == nullptr ||
@@ -58,8 +58,9 @@ uint64_t copy_package(const Package &package, Copies &copies)
     return 0;
 }
 
-// `superseded` must have room for all that the package may supersede.
-uint64_t add_copies(inst_sw_profile_info &body, const Package &package, Copies &copies, OwnedStringList &superseded)
+// `superseded` must have room for every entry that the package may supersede.
+uint64_t add_copied_package(inst_sw_profile_info &body, const NodePackage &package, PackageCopies &copies,
+                            OwnedStringList &superseded)
 {
     const uint64_t rc =
         inst_ldpath_add_pkg_in_swp(&body, copies.name.ptr, copies.files.count, copies.files.list, package.value,
@@ -71,74 +72,74 @@ uint64_t add_copies(inst_sw_profile_info &body, const Package &package, Copies &
     return rc;
 }
 
-uint64_t add_to_body(inst_sw_profile_info &body, const Package &package, OwnedStringList &superseded)
+uint64_t copy_and_add_package(inst_sw_profile_info &body, const NodePackage &package, OwnedStringList &superseded)
 {
-    Copies copies;
+    PackageCopies copies;
     const uint64_t rc = copy_package(package, copies);
-    return rc != 0 ? rc : add_copies(body, package, copies, superseded);
+    return rc != 0 ? rc : add_copied_package(body, package, copies, superseded);
 }
 
-void report_failed_add(uint64_t rc)
+void report_add_failure(uint64_t rc)
 {
     REPORT("Error! Failed to add package in swp.  %lx\n ", rc);
 }
 
-// If a location has the package already, it gets the nodes, and the walk ends. Otherwise every location gets the
-// package, except those whose add fails. Without memory for the names that the package supersedes, the walk ends, and
-// what was added is stored. Superseded packages stay in their locations.
-uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const Package &package, NodeList &nodes, bool &is_duplicate)
+// Adds the package to one location after the other, until one has it already: that location gets the nodes. A location
+// whose add fails is skipped. Superseded packages stay in their locations.
+// Without memory for a list of superseded names the loop ends with 0, and the changes so far are stored.
+uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, NodeList &nodes, bool &is_duplicate)
 {
     inst_sw_profile_loc *locations = nullptr;
     const uint32_t count = inst_sw_profile_sdr_get_loc_profiles(&sdr, &locations);
     for (uint32_t i = 0; i < count; ++i) {
         OwnedStringList superseded;
-        if (make_replacement_list(superseded, locations[i].sw_profile) != 0) {
+        if (allocate_replacement_list(superseded, locations[i].sw_profile) != 0) {
             return 0;
         }
-        // Without copies, nobody knows whether this is the location that the nodes should join.
-        Copies copies;
+        // A failed copy ends the loop: it remains unknown whether the nodes belong to this location.
+        PackageCopies copies;
         uint64_t rc = copy_package(package, copies);
         if (rc != 0) {
             return rc;
         }
-        rc = add_copies(locations[i].sw_profile, package, copies, superseded);
+        rc = add_copied_package(locations[i].sw_profile, package, copies, superseded);
         is_duplicate = rc == INSTMGR_DUP_SWPROFILE_PKG;
         if (is_duplicate) {
             return append_nodes(locations[i], nodes);
         }
-        if (rc == INST_RC_NO_MEMORY) { // the adding itself reports its other failures
-            report_failed_add(rc);
+        if (rc == INST_RC_NO_MEMORY) { // inst_ldpath_add_pkg_in_swp() reports its other failures
+            report_add_failure(rc);
         }
     }
     return 0;
 }
 
-// The first location profile. Its body is empty, so that nothing is there already, nor superseded.
-uint64_t add_location(inst_sw_profile_sdr &sdr, const Package &package, NodeList &nodes)
+// Creates the first location profile. Its body is empty, so there are no duplicates and nothing is superseded.
+uint64_t add_location(inst_sw_profile_sdr &sdr, const NodePackage &package, NodeList &nodes)
 {
     NewLocation location;
     OwnedStringList superseded;
-    const uint64_t rc = add_to_body(location.body(), package, superseded);
+    const uint64_t rc = copy_and_add_package(location.body(), package, superseded);
     if (rc != 0) {
-        report_failed_add(rc);
+        report_add_failure(rc);
         return rc;
     }
     return attach_location(sdr, location, nodes);
 }
 
-// For all nodes: what was for some of them only is gone.
-uint64_t add_to_main_body(inst_sw_profile_sdr &sdr, const Package &package, bool &is_duplicate)
+// Adds the package for all nodes. Deletes the location profiles, since they apply to some nodes only.
+uint64_t add_to_main_body(inst_sw_profile_sdr &sdr, const NodePackage &package, bool &is_duplicate)
 {
-    drop_locations(sdr);
+    free_locations(sdr);
     OwnedStringList superseded;
-    uint64_t rc = make_replacement_list(superseded, sdr.sw_profile);
+    uint64_t rc = allocate_replacement_list(superseded, sdr.sw_profile);
     if (rc != 0) {
         return rc;
     }
-    rc = add_to_body(sdr.sw_profile, package, superseded);
+    rc = copy_and_add_package(sdr.sw_profile, package, superseded);
     is_duplicate = rc == INSTMGR_DUP_SWPROFILE_PKG;
     if (rc != 0 && !is_duplicate) {
-        report_failed_add(rc);
+        report_add_failure(rc);
         return rc;
     }
     rc = shrink_replacement_list(superseded);
@@ -156,8 +157,8 @@ uint64_t add_to_main_body(inst_sw_profile_sdr &sdr, const Package &package, bool
     return 0;
 }
 
-// A system test of high availability has the install manager end here.
-void respawn_if_ordered()
+// Ends the process if the file of a system test of high availability orders it.
+void exit_if_ordered()
 {
     if (marker_exists(RESPAWN_TEST_FILE)) {
         REPORT("HA UT: respwan inst_mgr \n");
@@ -166,15 +167,15 @@ void respawn_if_ordered()
     }
 }
 
-uint64_t add_package(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc, Package &package)
+uint64_t add_package(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc, NodePackage &package)
 {
     NodeList nodes;
-    StoredProfile profile;
-    uint64_t rc = begin_for_nodes(edit, node_locs, num_loc, nodes, profile);
+    OwnedProfile profile;
+    uint64_t rc = copy_nodes_and_read_profile(edit, node_locs, num_loc, nodes, profile);
     if (rc != 0) {
         return rc;
     }
-    rc = comes_as_bundle(package.type, g_inst_pkg_fmt_info.is_new_format != 0) ? unpack_bundle(package) : 0;
+    rc = is_bundle_type(package.type, g_inst_pkg_fmt_info.is_new_format != 0) ? unpack_bundle(package) : 0;
     if (rc != 0) {
         return rc;
     }
@@ -191,7 +192,8 @@ uint64_t add_package(const ProfileEdit &edit, const inst_node_loc *node_locs, ui
     }
     rc = store_edited_profile(edit, profile);
     if (is_duplicate) {
-        REPORT("%s: rc INSTMGR_DUP_SWPROFILE_PKG xlated to OK\n", ADD); // whatever the store came to
+        // Quirk: a failed store is hidden, too; callers treat a duplicate as done.
+        REPORT("%s: rc INSTMGR_DUP_SWPROFILE_PKG xlated to OK\n", ADD);
         rc = 0;
     }
     return rc;
@@ -210,10 +212,10 @@ extern "C" uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is
     REPORT("Adding pkg to %s %s SW Profile for %s (key=%s) pkg_name=%s, num_loc=%d pkg_type=%d\n",
            verd_scope_name(is_local), verd_state_name(state), verd_vm_type_name(vm_type), text_or_null(sdr_key),
            pkg_name, num_loc, pkg_type);
-    respawn_if_ordered();
+    exit_if_ordered();
     static_cast<void>(instmgr_show_serv_pack(reinterpret_cast<const serv_packs *>(sp_source), ADD));
     const ProfileEdit edit = {ADD, sdr_key, is_local, state, vm_type};
-    Package package = {pkg_name, pkg_type, sp_source};
+    NodePackage package = {pkg_name, pkg_type, sp_source};
     return add_package(edit, node_locs, num_loc, package);
 }
 

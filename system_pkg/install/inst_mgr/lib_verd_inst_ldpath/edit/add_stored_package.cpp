@@ -12,8 +12,8 @@ TRACE_SITES_BEGIN(add_stored_package)
 namespace
 {
 
-struct NewPackage {
-    const char *name; // or a path
+struct PackageRequest {
+    const char *name; // or a path, whose last component counts
     char *const *rpms;
     uint32_t rpm_count;
     uint64_t value;
@@ -21,16 +21,17 @@ struct NewPackage {
     uint64_t sp_source;
 };
 
-// Copies of name and RPMs, which the body takes.
-struct Copies {
+// Copies of name and RPMs, of which the body takes ownership if it gets the package.
+struct PackageCopies {
     Owned<char> name;
     OwnedStringList rpms;
 };
 
-uint64_t make_copies(const char *function, const NewPackage &package, Copies &copies, char **text)
+uint64_t make_copies(const char *function, const PackageRequest &package, PackageCopies &copies, char **text)
 {
     copies.name.ptr = strdup(file_name_of(package.name));
-    if (copies.name.ptr == nullptr) { // the numbers are how readers of the log know these places
+    // Quirk: fixed numbers instead of source lines; readers of the log identify the failed copy by them.
+    if (copies.name.ptr == nullptr) {
         REPORT("Failed to allocate memory in function %s:%d\n", function, 3564);
         error_text_add(text, "Failed to allocate memory\n");
         return INSTMGR_RC_NO_MEMORY;
@@ -44,8 +45,8 @@ uint64_t make_copies(const char *function, const NewPackage &package, Copies &co
     return 0;
 }
 
-uint64_t add_to_body(const char *function, inst_sw_profile_info &body, const NewPackage &package, Copies &copies,
-                     OwnedStringList &superseded, char **text)
+uint64_t add_package_to_body(const char *function, inst_sw_profile_info &body, const PackageRequest &package,
+                             PackageCopies &copies, OwnedStringList &superseded, char **text)
 {
     const uint64_t rc =
         inst_ldpath_add_pkg_in_swp(&body, copies.name.ptr, copies.rpms.count, copies.rpms.list, package.value,
@@ -83,9 +84,9 @@ uint64_t remove_superseded(inst_sw_profile_info &body, OwnedStringList &supersed
     return rc;
 }
 
-uint64_t add_and_store(const ProfileEdit &edit, const NewPackage &package, char **text)
+uint64_t add_and_store(const ProfileEdit &edit, const PackageRequest &package, char **text)
 {
-    Copies copies;
+    PackageCopies copies;
     uint64_t rc = make_copies(edit.function, package, copies, text);
     if (rc != 0) {
         return rc;
@@ -96,19 +97,19 @@ uint64_t add_and_store(const ProfileEdit &edit, const NewPackage &package, char 
         error_text_add(text, "Failed to get QX software profile file\n");
         return rc;
     }
-    StoredProfile profile;
+    OwnedProfile profile;
     rc = decode_profile_file(edit, path.ptr, profile);
     if (rc != 0) {
         return rc;
     }
     OwnedStringList superseded;
-    rc = make_replacement_list(superseded, profile.body());
+    rc = allocate_replacement_list(superseded, profile.body());
     if (rc != 0) {
         error_text_add(text, "Failed to allocate memory\n");
         return rc;
     }
-    rc = add_to_body(edit.function, profile.body(), package, copies, superseded, text);
-    if (rc == 0 && g_inst_pkg_fmt_info.is_new_format != 0) { // under the old rules they stay
+    rc = add_package_to_body(edit.function, profile.body(), package, copies, superseded, text);
+    if (rc == 0 && g_inst_pkg_fmt_info.is_new_format != 0) { // under the old rules, superseded packages remain
         rc = remove_superseded(profile.body(), superseded, text);
     }
     if (rc != 0) {

@@ -1,19 +1,19 @@
+// An index of service-pack details by name. It makes merging and removing n log n.
 #pragma once
 
-#include "zeld.h"
-
 #include "frame/owned.h"
+#include "zeld.h"
 
 #include <algorithm>
 #include <cstring>
 
-// Details by name, to be searched without going through all of them each time. Those without a name aren't in it.
+// Borrows the details. Details without a name are not indexed.
 struct DetailIndex {
-    Owned<const sp_detail *> sorted;
+    Owned<const sp_detail *> sorted; // by name, equal names in their original order
     uint32_t count = 0;
 };
 
-// False when memory runs out.
+// Returns false if there is no memory.
 inline bool build_index(DetailIndex &index, const sp_detail *details, uint32_t count)
 {
     const std::size_t room = std::size_t{count} + 1;
@@ -34,7 +34,7 @@ inline bool build_index(DetailIndex &index, const sp_detail *details, uint32_t c
     return true;
 }
 
-// The first of that name; null when there is none, or no name.
+// Returns the first detail of this name, or null. A null name finds nothing.
 inline const sp_detail *find_detail(const DetailIndex &index, const char *name)
 {
     const sp_detail *const *const begin = index.sorted.ptr;

@@ -15,12 +15,12 @@ NodeList::~NodeList()
     std::free(nodes);
 }
 
-uint64_t begin_for_nodes(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc, NodeList &nodes,
-                         StoredProfile &profile)
+uint64_t copy_nodes_and_read_profile(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc,
+                                     NodeList &nodes, OwnedProfile &profile)
 {
     const uint64_t rc = verd_inst_dup_node_loc_list(num_loc, node_locs, &nodes.nodes);
     if (rc != 0) {
-        // Names the wrong function; readers of the log know the message so.
+        // Quirk: names the wrong function; readers of the log search for this text.
         REPORT("%s: Error! inst_get_sdr_swprofile_file failed to make copy of node locations, %lx\n", edit.function,
                rc);
         return rc;
@@ -40,7 +40,7 @@ uint64_t append_nodes(inst_sw_profile_loc &location, NodeList &nodes)
         return INST_RC_NO_MEMORY;
     }
     for (uint32_t i = 0; i < old_count; ++i) {
-        longer[i] = old[i]; // what they own moves with them
+        longer[i] = old[i]; // moves ownership
     }
     for (uint32_t i = 0; i < nodes.count; ++i) {
         longer[old_count + i] = nodes.nodes[i];
@@ -66,12 +66,12 @@ uint64_t attach_location(inst_sw_profile_sdr &sdr, NewLocation &location, NodeLi
     }
     *attached = std::exchange(location.location, inst_sw_profile_loc{});
     inst_sw_profile_loc_set_node_locs(attached, std::exchange(nodes.nodes, nullptr), std::exchange(nodes.count, 0));
-    drop_locations(sdr); // an empty list, if any
+    free_locations(sdr); // may be a present, but empty list
     inst_sw_profile_sdr_set_loc_profiles(&sdr, attached, 1);
     return 0;
 }
 
-void drop_locations(inst_sw_profile_sdr &sdr)
+void free_locations(inst_sw_profile_sdr &sdr)
 {
     inst_sw_profile_loc *locations = nullptr;
     const uint32_t count = inst_sw_profile_sdr_get_loc_profiles(&sdr, &locations);
@@ -86,7 +86,7 @@ extern "C" uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8
                                                       uint32_t vm_type)
 {
     REPORT("Check if Location SWP exists in MSWP.\n");
-    StoredProfile profile;
+    OwnedProfile profile;
     const ProfileEdit edit = {__func__, sdr_key, is_local, state, vm_type};
     return read_stored_profile(edit, profile) == 0 && inst_sw_profile_sdr_get_loc_profiles(&profile.sdr(), nullptr) != 0
                ? 1

@@ -3,7 +3,7 @@
 
 #include "edit/stored_profile.h"
 
-// Copies of node locations; what is in the list when it goes out of scope is freed.
+// An owned array of node locations.
 struct NodeList {
     inst_node_loc *nodes = nullptr;
     uint32_t count = 0;
@@ -14,15 +14,15 @@ struct NodeList {
     ~NodeList();
 };
 
-// Copies the nodes that something is to be added for, and reads the profile. Failures are reported. Results: those of
-// verd_inst_dup_node_loc_list() and read_stored_profile().
-uint64_t begin_for_nodes(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc, NodeList &nodes,
-                         StoredProfile &profile);
+// The first two steps of adding something for nodes: copies the nodes, then reads the profile. Reports failures.
+// Results: those of verd_inst_dup_node_loc_list() and read_stored_profile().
+uint64_t copy_nodes_and_read_profile(const ProfileEdit &edit, const inst_node_loc *node_locs, uint32_t num_loc,
+                                     NodeList &nodes, OwnedProfile &profile);
 
 // Moves the nodes to the end of the location's list. Results: 0; INST_RC_NO_MEMORY, reported.
 uint64_t append_nodes(inst_sw_profile_loc &location, NodeList &nodes);
 
-// A location profile that is being made; freed when it goes out of scope.
+// An owned location profile that is not yet part of a record.
 struct NewLocation {
     inst_sw_profile_loc location = {};
 
@@ -34,8 +34,9 @@ struct NewLocation {
     inst_sw_profile_info &body() { return location.sw_profile; }
 };
 
-// Moves the nodes into it and makes it the profile's only location profile. Results: 0; INST_RC_NO_MEMORY, reported.
+// Moves the nodes into the location, and the location into the profile as its only one. Results: 0; INST_RC_NO_MEMORY,
+// reported.
 uint64_t attach_location(inst_sw_profile_sdr &sdr, NewLocation &location, NodeList &nodes);
 
-// Frees all location profiles; the profile has none then.
-void drop_locations(inst_sw_profile_sdr &sdr);
+// Frees all location profiles and makes the field absent.
+void free_locations(inst_sw_profile_sdr &sdr);

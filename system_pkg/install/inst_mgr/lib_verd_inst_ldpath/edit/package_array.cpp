@@ -22,7 +22,7 @@ PackageArray::~PackageArray()
     free_packages(entries, count);
 }
 
-bool make_room(PackageArray &array, std::size_t capacity)
+bool allocate_packages(PackageArray &array, std::size_t capacity)
 {
     array.entries = static_cast<inst_swp_package *>(std::calloc(capacity, sizeof(inst_swp_package)));
     return array.entries != nullptr;
@@ -63,41 +63,41 @@ bool is_package(const inst_sw_profile_info &body, const char *name)
     return false;
 }
 
-Removal remove_packages(inst_sw_profile_info &body, const char *name)
+RemoveResult remove_packages(inst_sw_profile_info &body, const char *name)
 {
     PackageArray kept;
-    if (!make_room(kept, inst_sw_profile_info_get_packages(&body, nullptr))) {
-        return Removal::NoList;
+    if (!allocate_packages(kept, inst_sw_profile_info_get_packages(&body, nullptr))) {
+        return RemoveResult::NoList;
     }
     const auto is_kept = [name](const inst_swp_package &entry) { return !is_same_name(name_of(entry), name); };
     if (!copy_packages(kept, body, is_kept)) {
-        return Removal::NoContent;
+        return RemoveResult::NoContent;
     }
     replace_packages(body, kept);
-    return Removal::Done;
+    return RemoveResult::Done;
 }
 
-Removal remove_base_rpms(inst_swp_package &image, const char *name)
+RemoveResult remove_base_rpms(inst_swp_package &image, const char *name)
 {
     char **old = nullptr;
     const uint32_t old_count = inst_swp_package_get_files(&image, &old);
     OwnedStringList kept;
-    if (!make_room(kept, old_count)) {
-        return Removal::NoList;
+    if (!allocate_list(kept, old_count)) {
+        return RemoveResult::NoList;
     }
     for (uint32_t i = 0; i < old_count; ++i) {
         if (is_same_name(old[i], name)) {
             continue;
         }
         if (old[i] != nullptr && (kept.list[kept.count] = strdup(old[i])) == nullptr) {
-            return Removal::NoContent;
+            return RemoveResult::NoContent;
         }
         ++kept.count;
     }
     if (!shrink(kept)) {
-        return Removal::NoContent;
+        return RemoveResult::NoContent;
     }
     inst_free_string_list(old_count, old);
     inst_swp_package_set_files(&image, std::exchange(kept.list, nullptr), std::exchange(kept.count, 0));
-    return Removal::Done;
+    return RemoveResult::Done;
 }

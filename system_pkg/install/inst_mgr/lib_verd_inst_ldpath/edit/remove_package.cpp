@@ -10,8 +10,8 @@ namespace
 uint64_t remove_package(inst_sw_profile_info &body, const char *name, char **text)
 {
     if (is_base_rpm(body.image, name)) {
-        // The base list is edited under the new package rules only, and goes before packages of the same name.
-        if (g_inst_pkg_fmt_info.is_new_format != 0 && remove_base_rpms(body.image, name) != Removal::Done) {
+        // A base RPM hides packages of the same name. It is removed under the new package rules only.
+        if (g_inst_pkg_fmt_info.is_new_format != 0 && remove_base_rpms(body.image, name) != RemoveResult::Done) {
             REPORT("Error! Can't allocate base_rpm_list\n");
             error_text_add(text, "Failed to allocate memory\n");
             return INST_RC_NO_MEMORY;
@@ -22,7 +22,7 @@ uint64_t remove_package(inst_sw_profile_info &body, const char *name, char **tex
         REPORT("Pkg %s not found in SWP, nothing to do\n", name);
         return 0;
     }
-    if (remove_packages(body, name) != Removal::Done) {
+    if (remove_packages(body, name) != RemoveResult::Done) {
         REPORT("Error! Can't allocate file_list\n");
         error_text_add(text, "Failed to allocate memory\n");
         return INST_RC_NO_MEMORY;

@@ -15,14 +15,14 @@ using Info = inst_sw_profile_info;
 
 constexpr char REMOVE[] = "inst_ldpath_remove_swprofile_pkgs";
 
-// Reports, with the same text as an entry of the error text.
+// Reports a message and adds the same text to the error text.
 #define REPORT_AND_ADD(text, ...)                                                                                      \
     do {                                                                                                               \
         REPORT(__VA_ARGS__);                                                                                           \
         error_text_add(text, __VA_ARGS__);                                                                             \
     } while (false)
 
-uint64_t read_profile(const ProfileEdit &edit, StoredProfile &profile, char **text)
+uint64_t read_profile(const ProfileEdit &edit, OwnedProfile &profile, char **text)
 {
     Owned<char> path;
     const uint64_t rc = name_profile_file(edit, path, text);
@@ -33,7 +33,7 @@ uint64_t read_profile(const ProfileEdit &edit, StoredProfile &profile, char **te
     return decode_profile_file(edit, path.ptr, profile);
 }
 
-// Which names of service packs will remain.
+// Copies the names of the service packs that will remain.
 uint64_t find_remaining(const Info &body, const OwnedStringList &removed, RemainingServicePacks &remaining)
 {
     if (inst_sw_profile_info_has_sp_names(&body)) {
@@ -53,7 +53,7 @@ uint64_t find_remaining(const Info &body, const OwnedStringList &removed, Remain
     return 0;
 }
 
-uint64_t keep_remaining(Info &body, RemainingServicePacks &remaining)
+uint64_t set_remaining_service_packs(Info &body, RemainingServicePacks &remaining)
 {
     const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, nullptr);
     if (remaining.names.count == 0) {
@@ -66,25 +66,25 @@ uint64_t keep_remaining(Info &body, RemainingServicePacks &remaining)
                remaining.names.count, detail_count);
         return 0;
     }
-    if (!make_room_for_details(body, remaining)) {
+    if (!prepare_details(body, remaining)) {
         return INST_RC_NO_MEMORY;
     }
     if (!copy_remaining_details(remaining)) {
         REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", REMOVE);
         return INST_RC_NO_MEMORY;
     }
-    replace_service_packs(body, remaining);
+    replace_with_remaining(body, remaining);
     return 0;
 }
 
 uint64_t remove_from_packages(Info &body, const char *name, serv_packs *sp_list, const OwnedStringList &removed,
                               RemainingServicePacks &remaining, char **text)
 {
-    if (remove_packages(body, name) != Removal::Done) {
+    if (remove_packages(body, name) != RemoveResult::Done) {
         REPORT_AND_ADD(text, "Error! Can't allocate file_list\n");
         return INST_RC_NO_MEMORY;
     }
-    uint64_t rc = keep_remaining(body, remaining);
+    uint64_t rc = set_remaining_service_packs(body, remaining);
     if (rc != 0) {
         return rc;
     }
@@ -101,17 +101,17 @@ uint64_t remove_from_packages(Info &body, const char *name, serv_packs *sp_list,
 
 uint64_t remove_from_base_rpms(inst_swp_package &image, const char *name, char **text)
 {
-    const Removal removal = remove_base_rpms(image, name);
-    if (removal == Removal::NoList) {
+    const RemoveResult removal = remove_base_rpms(image, name);
+    if (removal == RemoveResult::NoList) {
         REPORT_AND_ADD(text, "Error! Can't allocate base_rpm_list\n");
     }
-    return removal == Removal::Done ? 0 : INST_RC_NO_MEMORY;
+    return removal == RemoveResult::Done ? 0 : INST_RC_NO_MEMORY;
 }
 
 uint64_t remove_and_store(const ProfileEdit &edit, const char *name, serv_packs *sp_list,
                           const OwnedStringList &removed, char **text)
 {
-    StoredProfile profile;
+    OwnedProfile profile;
     uint64_t rc = read_profile(edit, profile, text);
     if (rc != 0) {
         return rc;

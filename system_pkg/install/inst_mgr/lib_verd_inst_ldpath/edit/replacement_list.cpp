@@ -5,14 +5,14 @@
 
 TRACE_SITES_BEGIN(replacement_list)
 
-uint64_t make_replacement_list(OwnedStringList &list, const inst_sw_profile_info &body)
+uint64_t allocate_replacement_list(OwnedStringList &list, const inst_sw_profile_info &body)
 {
     const std::size_t room = std::size_t{inst_sw_profile_info_get_packages(&body, nullptr)} +
                              inst_swp_package_get_files(&body.image, nullptr);
     if (room == 0) {
         return 0;
     }
-    if (!make_room(list, room)) {
+    if (!allocate_list(list, room)) {
         REPORT("Failed to allocate memory for replace_pkgs\n");
         return INSTMGR_RC_NO_MEMORY;
     }

@@ -23,14 +23,14 @@ void free_service_packs(const inst_sw_profile_info &body)
     free_details(details, detail_count);
 }
 
-bool make_room(ServicePackLists &lists, std::size_t capacity)
+bool allocate_lists(ServicePackLists &lists, std::size_t capacity)
 {
     lists.names = static_cast<char **>(std::calloc(capacity, sizeof(char *)));
     lists.details = static_cast<sp_detail *>(std::calloc(capacity, sizeof(sp_detail)));
     return lists.names != nullptr && lists.details != nullptr;
 }
 
-// Appends copies. False when one can't be made; detail_copied tells which.
+// Appends copies of both. Returns false if there is no memory; detail_copied is false if the detail's copy failed.
 bool append(ServicePackLists &lists, const char *name, const sp_detail *detail, bool &detail_copied)
 {
     char *&copy = lists.names[lists.count];
@@ -44,11 +44,11 @@ bool append(ServicePackLists &lists, const char *name, const sp_detail *detail, 
     return detail_copied;
 }
 
-// The body has none: all that are added, with the details of the same index.
-uint64_t take_all(const ServicePackLists &added, const MergeMessages &messages, ServicePackLists &merged, char **text)
+// For a body without service packs: copies all added ones. The details are those of the same index.
+uint64_t copy_added(const ServicePackLists &added, const MergeMessages &messages, ServicePackLists &merged, char **text)
 {
     messages.body_has_none(added.count);
-    if (!make_room(merged, added.count)) {
+    if (!allocate_lists(merged, added.count)) {
         return INST_RC_NO_MEMORY;
     }
     for (uint32_t i = 0; i < added.count; ++i) {
@@ -68,8 +68,8 @@ uint64_t take_all(const ServicePackLists &added, const MergeMessages &messages, 
     return 0;
 }
 
-uint64_t copy_those_of_body(const inst_sw_profile_info &body, const MergeMessages &messages, ServicePackLists &merged,
-                            char **text)
+uint64_t copy_existing(const inst_sw_profile_info &body, const MergeMessages &messages, ServicePackLists &merged,
+                       char **text)
 {
     char **names = nullptr;
     sp_detail *details = nullptr;
@@ -111,13 +111,13 @@ uint64_t append_new(char *const *names, uint32_t count, const ServicePackLists &
     return 0;
 }
 
-uint64_t add_to_those_of_body(const inst_sw_profile_info &body, const ServicePackLists &added,
-                              const MergeMessages &messages, ServicePackLists &merged, char **text)
+uint64_t append_to_existing(const inst_sw_profile_info &body, const ServicePackLists &added,
+                            const MergeMessages &messages, ServicePackLists &merged, char **text)
 {
     messages.body_has_some();
     char **names = nullptr;
     const uint32_t count = inst_sw_profile_info_get_sp_names(&body, &names);
-    Owned<char *> new_names; // point at those added
+    Owned<char *> new_names; // an array of pointers to names of `added`
     uint32_t new_count = 0;
     uint64_t rc = instcomm_match_lists(added.names, added.count, names, count, &new_names.ptr, &new_count);
     if (rc != 0) {
@@ -129,10 +129,10 @@ uint64_t add_to_those_of_body(const inst_sw_profile_info &body, const ServicePac
     if (new_count != 0) {
         messages.new_names(new_names.ptr, new_count);
     }
-    if (!make_room(merged, std::size_t{count} + new_count)) {
+    if (!allocate_lists(merged, std::size_t{count} + new_count)) {
         return INST_RC_NO_MEMORY;
     }
-    rc = copy_those_of_body(body, messages, merged, text);
+    rc = copy_existing(body, messages, merged, text);
     if (rc == 0 && new_count != 0) {
         rc = append_new(new_names.ptr, new_count, added, messages, merged, text);
     }
@@ -169,11 +169,11 @@ uint64_t merge_service_packs(const inst_sw_profile_info &body, const ServicePack
     if (inst_sw_profile_info_has_sp_details(&body)) {
         messages.details_of_body(inst_sw_profile_info_get_sp_details(&body, nullptr));
     }
-    return count == 0 ? take_all(added, messages, merged, text)
-                      : add_to_those_of_body(body, added, messages, merged, text);
+    return count == 0 ? copy_added(added, messages, merged, text)
+                      : append_to_existing(body, added, messages, merged, text);
 }
 
-void replace_service_packs(inst_sw_profile_info &body, ServicePackLists &merged)
+void replace_with_merged(inst_sw_profile_info &body, ServicePackLists &merged)
 {
     set_service_packs(body, std::exchange(merged.names, nullptr), merged.count, std::exchange(merged.details, nullptr),
                       merged.count);

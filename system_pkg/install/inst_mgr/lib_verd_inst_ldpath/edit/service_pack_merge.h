@@ -1,10 +1,10 @@
-// Merging service packs into those of a body: names and details in parallel lists, those of the body first, then the
-// new ones in their order.
+// Merges service packs into those of a body. The result has the service packs of the body first, then the new ones in
+// their order.
 #pragma once
 
 #include "zeld.h"
 
-// Names and details, one for each other; what is in the lists when they go out of scope is freed.
+// Owned parallel arrays: details[i] describes the service pack names[i].
 struct ServicePackLists {
     char **names = nullptr;
     sp_detail *details = nullptr;
@@ -16,28 +16,29 @@ struct ServicePackLists {
     ~ServicePackLists();
 };
 
-// What an operation says while it merges. It has these messages in its own words, and `text` is its error text.
+// The messages of an operation while it merges; `text` is its error text. Functions instead of formats, since each
+// REPORT has a number of its own, and the operations differ in conditions, arguments and error texts.
 struct MergeMessages {
-    void (*names_of_body)(char *const *names, uint32_t count); // when the body has the list, be it empty
-    void (*details_of_body)(uint32_t count);                   // the same
+    void (*names_of_body)(char *const *names, uint32_t count); // if the list is present, even if empty
+    void (*details_of_body)(uint32_t count);                   // as above
     void (*body_has_none)(uint32_t new_count);
     void (*body_has_some)();
-    void (*first_name)(uint32_t index, const char *name); // added to a body that has none
+    void (*first_name)(uint32_t index, const char *name); // for each one added to a body without any
     void (*first_detail_not_copied)(char **text);
-    void (*new_names)(char *const *names, uint32_t count); // that the body doesn't have; at least one
+    void (*new_names)(char *const *names, uint32_t count); // missing in the body; at least one
     void (*detail_of_body_not_copied)(char **text);
     void (*detail_missing)(const char *name, char **text);
     void (*new_detail_not_copied)(char **text);
-    void (*merged_name)(uint32_t index, const char *name); // all those of the merged list
+    void (*merged_name)(uint32_t index, const char *name); // for each one of the result
 };
 
-// Builds the merged lists, of copies; the body isn't changed. Results: 0; INST_RC_NO_MEMORY, also when a name of the
-// body has no detail; INST_RC_FAILED for a new name without a detail; those of instcomm_match_lists().
+// Builds the merged lists from copies; does not change the body. Results: 0; INST_RC_NO_MEMORY, also if a name of the
+// body has no detail; INST_RC_FAILED if a new name has no detail; those of instcomm_match_lists().
 uint64_t merge_service_packs(const inst_sw_profile_info &body, const ServicePackLists &added,
                              const MergeMessages &messages, ServicePackLists &merged, char **text);
 
-// Frees the body's lists and puts the merged ones in their place; or any others; or nothing.
-void replace_service_packs(inst_sw_profile_info &body, ServicePackLists &merged);
+// Free both lists of the body. Then move the merged lists, or any other lists, into the body, or make them absent.
+void replace_with_merged(inst_sw_profile_info &body, ServicePackLists &merged);
 void set_service_packs(inst_sw_profile_info &body, char **names, uint32_t name_count, sp_detail *details,
                        uint32_t detail_count);
 void clear_service_packs(inst_sw_profile_info &body);

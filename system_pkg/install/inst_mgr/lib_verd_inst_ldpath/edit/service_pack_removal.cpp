@@ -23,7 +23,7 @@ bool copy_remaining_names(const Info &body, const OwnedStringList &removed, Rema
     return true;
 }
 
-bool make_room_for_details(const Info &body, RemainingServicePacks &remaining)
+bool prepare_details(const Info &body, RemainingServicePacks &remaining)
 {
     sp_detail *details = nullptr;
     const uint32_t count = inst_sw_profile_info_get_sp_details(&body, &details);
@@ -46,7 +46,7 @@ bool copy_remaining_details(RemainingServicePacks &remaining)
     return true;
 }
 
-void replace_service_packs(Info &body, RemainingServicePacks &remaining)
+void replace_with_remaining(Info &body, RemainingServicePacks &remaining)
 {
     set_service_packs(body, std::exchange(remaining.names.list, nullptr), std::exchange(remaining.names.count, 0),
                       std::exchange(remaining.details, nullptr), std::exchange(remaining.detail_count, 0));

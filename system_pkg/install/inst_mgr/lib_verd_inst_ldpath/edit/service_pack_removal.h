@@ -1,14 +1,14 @@
-// Taking service packs out of those of a body: on copies, so that the body is as it was until they are put in place.
+// Removes service packs from a body. Works on copies, so a failure leaves the body unchanged.
 #pragma once
 
 #include "edit/detail_index.h"
 
-// What remains; freed when it goes out of scope.
+// Owned copies of the remaining names and details.
 struct RemainingServicePacks {
     OwnedStringList names;
     sp_detail *details = nullptr;
     uint32_t detail_count = 0;
-    DetailIndex of_body; // the details there
+    DetailIndex of_body; // the body's details by name
 
     RemainingServicePacks() = default;
     RemainingServicePacks(const RemainingServicePacks &) = delete;
@@ -16,14 +16,15 @@ struct RemainingServicePacks {
     ~RemainingServicePacks();
 };
 
-// Copies the names of the body but for those that are removed. False when memory runs out.
+// Copies the names of the body except the removed ones. Returns false if there is no memory.
 bool copy_remaining_names(const inst_sw_profile_info &body, const OwnedStringList &removed,
                           RemainingServicePacks &remaining);
 
-// Prepares for copying the details; then copies the body's first detail of each name, in their order. A name without a
-// detail is left out. False when memory runs out.
-bool make_room_for_details(const inst_sw_profile_info &body, RemainingServicePacks &remaining);
+// prepare_details() allocates the array and indexes the body's details. copy_remaining_details() then copies the first
+// detail of each remaining name, in the order of the names, and skips names without one. Both return false if there is
+// no memory.
+bool prepare_details(const inst_sw_profile_info &body, RemainingServicePacks &remaining);
 bool copy_remaining_details(RemainingServicePacks &remaining);
 
-// Puts both in the place of the body's lists.
-void replace_service_packs(inst_sw_profile_info &body, RemainingServicePacks &remaining);
+// Frees the body's lists and moves the remaining ones into the body.
+void replace_with_remaining(inst_sw_profile_info &body, RemainingServicePacks &remaining);

@@ -15,7 +15,7 @@ uint64_t name_profile_file(const ProfileEdit &edit, Owned<char> &path, char **te
     return rc;
 }
 
-uint64_t decode_profile_file(const ProfileEdit &edit, const char *path, StoredProfile &profile)
+uint64_t decode_profile_file(const ProfileEdit &edit, const char *path, OwnedProfile &profile)
 {
     uint64_t rc = inst_decode_sw_profile_ext(path, &profile.record);
     if (edit.decode_test_file != nullptr && test_file_fires(edit.decode_test_file)) {
@@ -27,14 +27,14 @@ uint64_t decode_profile_file(const ProfileEdit &edit, const char *path, StoredPr
     return rc;
 }
 
-uint64_t read_stored_profile(const ProfileEdit &edit, StoredProfile &profile)
+uint64_t read_stored_profile(const ProfileEdit &edit, OwnedProfile &profile)
 {
     Owned<char> path;
     const uint64_t rc = name_profile_file(edit, path, nullptr);
     return rc != 0 ? rc : decode_profile_file(edit, path.ptr, profile);
 }
 
-uint64_t store_edited_profile(const ProfileEdit &edit, const StoredProfile &profile, char **text)
+uint64_t store_edited_profile(const ProfileEdit &edit, const OwnedProfile &profile, char **text)
 {
     const uint64_t rc =
         inst_ldpath_store_sdr_swprofile(profile.record, edit.is_local, edit.state, nullptr, edit.vm_type, text);

@@ -1,29 +1,27 @@
 #include "edit/superseded_entries.h"
 
-#include "edit/package_array.h"
 #include "frame/cut_text.h"
+#include "frame/entry_name.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "frame/report.h"
-
-#include <cstring>
 
 TRACE_SITES_BEGIN(superseded_entries)
 
 namespace
 {
 
-uint64_t note_superseded(Findings &findings, const char *name)
+uint64_t record_superseded(SearchResult &found, const char *name)
 {
-    findings.is_superseding = true;
-    if (findings.superseded == nullptr) {
+    found.is_superseding = true;
+    if (found.superseded == nullptr) {
         return 0;
     }
     char *const copy = strdup(name);
     if (copy == nullptr) {
         return INST_RC_NO_MEMORY;
     }
-    findings.superseded[findings.count++] = copy;
+    found.superseded[found.count++] = copy;
     return 0;
 }
 
@@ -43,7 +41,7 @@ bool is_kernel_of_same_class(const inst_swp_package &entry, const NewPackage &pa
     return new_class == existing_class;
 }
 
-// The old rules: a host SMU supersedes any other, a kernel package one of its class.
+// Old rules: a host SMU supersedes any other host SMU, a kernel package any other of its class.
 bool is_superseded_by_old_rules(const inst_swp_package &entry, uint32_t existing_type, const NewPackage &package)
 {
     if (existing_type == VERD_SWP_PKG_HOST_SMU && package.type == VERD_PKG_HOST_SMU) {
@@ -54,8 +52,8 @@ bool is_superseded_by_old_rules(const inst_swp_package &entry, uint32_t existing
            is_kernel_of_same_class(entry, package);
 }
 
-// The new rules: packages of one kind supersede each other when their base names are equal.
-bool are_of_one_kind(uint32_t existing_type, const NewPackage &package, const BaseName &base)
+// New rules: a package supersedes entries of its kind with the same base name. Checks the kind.
+bool is_same_kind(uint32_t existing_type, const NewPackage &package, const BaseName &base)
 {
     switch (existing_type) {
     case VERD_SWP_PKG_HOST_SMU:
@@ -69,8 +67,8 @@ bool are_of_one_kind(uint32_t existing_type, const NewPackage &package, const Ba
     }
 }
 
-// Notes an entry that has the new package's base name and may be superseded.
-uint64_t compare_base_names(const char *existing, bool may_supersede, const BaseName &base, Findings &findings,
+// Records the entry if it may be superseded and has the new package's base name.
+uint64_t compare_base_names(const char *existing, bool may_supersede, const BaseName &base, SearchResult &found,
                             char **text)
 {
     Owned<char> split;
@@ -80,16 +78,17 @@ uint64_t compare_base_names(const char *existing, bool may_supersede, const Base
         error_text_add(text, "Failed to split software profile package name\n");
         return rc;
     }
-    return may_supersede && is_same_name(split.ptr, base.text) ? note_superseded(findings, existing) : 0;
+    return may_supersede && is_same_name(split.ptr, base.text) ? record_superseded(found, existing) : 0;
 }
 
-// Goes through the entries up to the first that tells enough. `base` is null under the old rules.
+// Old rules (`base` is null): stops at the first superseded entry. New rules: scans all entries. Both stop at a
+// duplicate.
 uint64_t scan_packages(const inst_sw_profile_info &body, const NewPackage &package, const BaseName *base,
-                       Findings &findings, char **text)
+                       SearchResult &found, char **text)
 {
     inst_swp_package *entries = nullptr;
     const uint32_t count = inst_sw_profile_info_get_packages(&body, &entries);
-    uint32_t existing_type = 0; // an entry without a type is judged by the last one with a type
+    uint32_t existing_type = 0; // an entry without a type has the type of the last entry with one
     for (uint32_t i = 0; i < count; ++i) {
         const char *const existing = name_of(entries[i]);
         if (inst_swp_package_has_pkg_type(&entries[i])) {
@@ -100,15 +99,15 @@ uint64_t scan_packages(const inst_sw_profile_info &body, const NewPackage &packa
         }
         if (is_same_name(existing, package.name)) {
             REPORT("Package %s already in SW Profile, skipping add\n", package.name);
-            findings.is_duplicate = true;
+            found.is_duplicate = true;
             return 0;
         }
         if (base == nullptr && is_superseded_by_old_rules(entries[i], existing_type, package)) {
-            return note_superseded(findings, existing);
+            return record_superseded(found, existing);
         }
         if (base != nullptr) {
-            const bool may_supersede = are_of_one_kind(existing_type, package, *base);
-            const uint64_t rc = compare_base_names(existing, may_supersede, *base, findings, text);
+            const bool may_supersede = is_same_kind(existing_type, package, *base);
+            const uint64_t rc = compare_base_names(existing, may_supersede, *base, found, text);
             if (rc != 0) {
                 return rc;
             }
@@ -117,14 +116,14 @@ uint64_t scan_packages(const inst_sw_profile_info &body, const NewPackage &packa
     return 0;
 }
 
-uint64_t scan_base_rpms(const inst_swp_package &image, const BaseName &base, Findings &findings, char **text)
+uint64_t scan_base_rpms(const inst_swp_package &image, const BaseName &base, SearchResult &found, char **text)
 {
     char **rpms = nullptr;
     const uint32_t count = inst_swp_package_get_files(&image, &rpms);
     uint64_t rc = 0;
     for (uint32_t i = 0; i < count && rc == 0; ++i) {
         if (rpms[i] != nullptr) {
-            rc = compare_base_names(rpms[i], true, base, findings, text);
+            rc = compare_base_names(rpms[i], true, base, found, text);
         }
     }
     return rc;
@@ -148,12 +147,12 @@ uint64_t read_base_name(const char *name, BaseName &base, char **text)
 }
 
 uint64_t find_superseded(const inst_sw_profile_info &body, const NewPackage &package, const BaseName *base,
-                         Findings &findings, char **text)
+                         SearchResult &found, char **text)
 {
-    const uint64_t rc = scan_packages(body, package, base, findings, text);
-    // Host-OS packages that no package entry gives way to may come with the image.
-    if (rc == 0 && base != nullptr && base->is_hostos && !findings.is_superseding) {
-        return scan_base_rpms(body.image, *base, findings, text);
+    const uint64_t rc = scan_packages(body, package, base, found, text);
+    // A host-OS package that supersedes no package entry may supersede base RPMs of the image.
+    if (rc == 0 && base != nullptr && base->is_hostos && !found.is_superseding) {
+        return scan_base_rpms(body.image, *base, found, text);
     }
     return rc;
 }

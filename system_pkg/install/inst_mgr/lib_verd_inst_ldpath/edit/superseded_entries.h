@@ -1,9 +1,9 @@
-// What a package that is to be added finds in a body: itself, or the entries that it supersedes.
+// Searches a profile body for a package about to be added: a duplicate, or entries it supersedes.
 #pragma once
 
 #include "verd_inst_ldpath.h"
 
-// The package to be added, as the caller describes it. Name and files become the profile's when it has been added.
+// The arguments of inst_ldpath_add_pkg_in_swp(). The body takes ownership of name and files if the call succeeds.
 struct NewPackage {
     char *name;
     char **files;
@@ -13,25 +13,25 @@ struct NewPackage {
     uint64_t sp_source;
 };
 
-// What the new package rules make of its name.
+// The package's name without version and release, and its kinds, as the new package rules compare them.
 struct BaseName {
     char text[500];
     bool is_hostos;
     bool is_tp;
 };
 
-// What is found out about the entries that are there.
-struct Findings {
-    char **superseded; // where their names go; may be null
+// The result of a search.
+struct SearchResult {
+    char **superseded; // receives copies of the names of superseded entries; may be null
     uint32_t count = 0;
-    bool is_superseding = false; // also when the names go nowhere
+    bool is_superseding = false; // also set if `superseded` is null
     bool is_duplicate = false;
 };
 
-// Results: 0, and those of instcomm_split_swp_pkg_entry(). Failures are reported.
+// Splits a package name. Reports failures. Results: 0; those of instcomm_split_swp_pkg_entry().
 uint64_t read_base_name(const char *name, BaseName &base, char **text);
 
-// Goes through the packages and, for a host-OS package, the base RPMs; `base` is null under the old package rules.
-// Results: 0; INST_RC_NO_MEMORY; those of splitting the name of an entry, which are reported.
+// Searches the packages and, for a host-OS package, the base RPMs. `base` must be null under the old package rules.
+// Results: 0; INST_RC_NO_MEMORY; those of instcomm_split_swp_pkg_entry() for the name of an entry, reported.
 uint64_t find_superseded(const inst_sw_profile_info &body, const NewPackage &package, const BaseName *base,
-                         Findings &findings, char **text);
+                         SearchResult &found, char **text);

@@ -1,4 +1,4 @@
-// The time of day as DEBUG lines and the headers of text twins show it.
+// The local time for DEBUG lines and the headers of text twins.
 #pragma once
 
 struct ClockText {
@@ -6,5 +6,5 @@ struct ClockText {
     long milliseconds;
 };
 
-// The local time of the real-time clock; a placeholder of 23 characters and 0 when the clock can't be read.
+// Returns the local time, or a placeholder of 23 characters and 0 if the clock cannot be read.
 ClockText clock_text();

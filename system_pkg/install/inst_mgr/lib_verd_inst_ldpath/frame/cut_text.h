@@ -1,4 +1,4 @@
-// Texts in buffers of a fixed size: what doesn't fit is cut.
+// Formats a text into a buffer of a fixed size. A text that does not fit is cut.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// DEBUG_LINE(threshold, format, ...): a line on standard error, when the verbosity of DEBUG lines has reached the
-// threshold. The format is a literal that ends in "\n".
+// DEBUG_LINE(threshold, format, ...) prints a line to standard error if the verbosity of DEBUG lines is at least the
+// threshold. The format must be a literal that ends in "\n".
 #pragma once
 
 #include "frame/clock_text.h"
@@ -12,12 +12,12 @@
 namespace debug
 {
 
-inline bool is_wanted(uint16_t threshold)
+inline bool is_enabled(uint16_t threshold)
 {
     return g_inst_common_debug_verbosity_level >= threshold;
 }
 
-// One message in the forms of the three prefixes.
+// The format of a message with each of the three prefixes.
 struct Formats {
     const char *with_time;
     const char *with_thread;
@@ -49,12 +49,12 @@ void write(const Formats &formats, const char *function, int line, const char * 
 
 #define DEBUG_LINE(threshold, ...) DEBUG_LINE_OF(__func__, threshold, __VA_ARGS__)
 
-// The same, for a step of an operation that is known by another function's name.
+// The same under the name of another function, for the steps of an exported operation.
 #define DEBUG_LINE_OF(function, threshold, ...)                                                                        \
     do {                                                                                                               \
         static_assert((threshold) > 0 && std::string_view(DEBUG_FORMAT(__VA_ARGS__, )).ends_with('\n'));               \
         CHECK_FORMAT(__VA_ARGS__);                                                                                     \
-        if (debug::is_wanted(threshold)) {                                                                             \
+        if (debug::is_enabled(threshold)) {                                                                            \
             debug::write({"DEBUG %s.%03zd : " DEBUG_FORMAT(__VA_ARGS__, ),                                             \
                           "DEBUG %s.%03zd pid %d, tid %ld : " DEBUG_FORMAT(__VA_ARGS__, ),                             \
                           "DEBUG %s.%03zd pid %d, tid %ld, %s, %d : " DEBUG_FORMAT(__VA_ARGS__, )},                    \

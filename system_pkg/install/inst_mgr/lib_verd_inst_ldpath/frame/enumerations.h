@@ -1,10 +1,10 @@
-// Package types and scopes, as some operations and messages see them.
+// Package types, and names of scopes in messages.
 #pragma once
 
 #include "verd_inst_ldpath.h"
 
-// Are packages of this install package type bundles of RPMs?
-constexpr bool comes_as_bundle(uint32_t pkg_type, bool is_new_format)
+// Returns whether packages of this install package type are bundles of RPMs.
+constexpr bool is_bundle_type(uint32_t pkg_type, bool is_new_format)
 {
     return pkg_type == VERD_PKG_SMU || pkg_type == VERD_PKG_KERNEL ||
            (is_new_format && (pkg_type == VERD_PKG_HOST_SMU || pkg_type == VERD_PKG_BASE));

@@ -8,7 +8,7 @@
 namespace
 {
 
-bool make_text(char **text)
+bool allocate_text(char **text)
 {
     *text = static_cast<char *>(std::calloc(ERROR_TEXT_SIZE, 1));
     return *text != nullptr;
@@ -34,7 +34,7 @@ __attribute__((format(printf, 3, 0))) void append(char *text, const char *tag, c
 
 void error_text_add(char **text, const char *format, ...)
 {
-    if (*text == nullptr && !make_text(text)) {
+    if (*text == nullptr && !allocate_text(text)) {
         return;
     }
     va_list arguments;
@@ -46,7 +46,7 @@ void error_text_add(char **text, const char *format, ...)
 void error_text_add_hint(char **text, const char *format, ...)
 {
     if (*text == nullptr) {
-        static_cast<void>(make_text(text));
+        static_cast<void>(allocate_text(text));
         return;
     }
     va_list arguments;

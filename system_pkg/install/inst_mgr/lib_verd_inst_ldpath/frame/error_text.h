@@ -1,6 +1,6 @@
-// The error text: what an operation tells the operator of a failure. Entries "E:reason;", innermost cause first, in a
-// heap block of 2048 bytes. An operation starts with a null pointer, adds to it, lets the operations that it calls do
-// so (pass &text as their err_msg_p), and hands it over at its end:
+// The error text: reports the causes of a failure to the operator. It has entries "E:reason;", innermost cause first,
+// in a heap block of 2048 bytes. An operation starts with a null pointer, adds entries, passes &text as err_msg_p to
+// the operations that it calls, and hands the text over at its end:
 //
 //     char *text = nullptr;
 //     const uint64_t rc = the_steps(..., &text);
@@ -12,13 +12,13 @@
 
 inline constexpr std::size_t ERROR_TEXT_SIZE = 2048;
 
-// Adds an entry; the message's final newline becomes ';'. What goes beyond 2047 characters is cut, and so is the ';'. A
-// message for which there is no memory is lost.
+// Adds an entry. The last newline of the message becomes ';'; a message without one gets a ';'. The text is cut to 2047
+// characters and then lacks the last ';'. If there is no memory, the entry is lost.
 void error_text_add(char **text, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-// Adds an entry that tells how to recover, "R:hint;", to a text that exists. Where there is none, one without any entry
-// is made: whoever asked for messages gets a text, and never a hint alone.
+// Adds an entry "R:hint;", which says how to recover, to an existing text. A null text becomes an empty text instead: a
+// caller that asked for a text gets one, but never a hint without a cause.
 void error_text_add_hint(char **text, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-// Gives the text to the caller if it asked for one and has none yet, and frees it otherwise.
+// Moves the text to *err_msg_p if err_msg_p is given and *err_msg_p is null; otherwise frees it.
 void error_text_hand_over(char **text, char **err_msg_p);

@@ -14,7 +14,7 @@ constexpr uint32_t TRACE_RECORD_SIZE = 384;
 
 constexpr trace::BuildId BUILD_ID = trace::build_id();
 
-// The record may be the settings themselves, and its name may lack its terminator.
+// fmt_info may be g_inst_pkg_fmt_info itself, and its name may lack the final NUL.
 void copy_package_format(const inst_pkg_fmt_info &fmt_info)
 {
     char name[sizeof g_inst_pkg_fmt_info.name] = {};

@@ -1,33 +1,31 @@
-// Files whose mere presence changes what the library does: switches of support engineers, and faults that system tests
-// order by creating a file.
+// Files whose existence changes the library's behaviour: a switch for support engineers, and faults for system tests.
 #pragma once
 
 #include "frame/report.h"
 
-// While it exists, service-pack code reports what it does in detail.
+// While it exists, service-pack code logs its steps in detail.
 inline constexpr char ENABLE_SP_DEBUGS[] = "/tmp/enable_sp_debugs";
 
 // Created by a system test: the next naming of a profile file fails.
 inline constexpr char INVALID_PARTITION_TYPE_TEST_FILE[] = "/tmp/err_msg_UT_stub_invalid_partition_type.txt";
 
-// Created by a system test: the next adding of a package under the new rules fails where its service packs are
-// searched, be there a source of them or not.
+// Created by a system test: the next adding of a package under the new rules fails when it searches the service packs,
+// even without a source of service packs.
 inline constexpr char SP_LOOKUP_TEST_FILE[] = "/tmp/emi_sp_get_rpm_names_failure";
 
-// Created by a system test: the next adding of service packs fails where the profile is decoded.
+// Created by a system test: the next adding of service packs fails after decoding the profile.
 inline constexpr char DECODE_TEST_FILE[] = "/tmp/err_msg_UT_stub_decode_swp";
 
-// Created by a system test of high availability: adding a package for nodes ends the process, so that the install
-// manager is started anew.
+// Created by a system test of high availability: the next adding of a package for nodes ends the process, so that the
+// install manager is restarted.
 inline constexpr char RESPAWN_TEST_FILE[] = "/tmp/inst_ut_inst_mgr_respawn";
 
-// Does the file exist?
 bool marker_exists(const char *path);
 
-// Does the file of a test exist? If so it is deleted, so that it fires once.
+// Returns whether the file of a test exists, and deletes it, so that it takes effect once.
 bool test_file_fires(const char *path);
 
-// A message of the service-pack code that is reported only while its debug switch is on.
+// Reports a message of the service-pack code while ENABLE_SP_DEBUGS exists.
 #define REPORT_SP_DEBUG(...)                                                                                           \
     do {                                                                                                               \
         if (marker_exists(ENABLE_SP_DEBUGS)) {                                                                         \

@@ -1,4 +1,4 @@
-// Heap memory that is freed at the end of its scope, however the scope is left.
+// Owners of heap memory, which free it at the end of their scope.
 #pragma once
 
 #include "instcomm.h"

@@ -1,5 +1,5 @@
-// REPORT(format, ...): a message to the binary trace and then to the install log. The format is checked by the
-// compiler, the arguments are evaluated once, errno is left as it was. Null texts print as "(null)".
+// REPORT(format, ...) sends a message to the binary trace, then to the install log. The compiler checks the format. The
+// arguments are evaluated once, and errno is preserved. Null texts print as "(null)".
 #pragma once
 
 #include "frame/trace_sites.h"
@@ -14,7 +14,7 @@
 namespace trace
 {
 
-// How the trace is told of the arguments: a letter each, and the space that the numbers among them take.
+// Describes the arguments to the trace: a letter per argument, and the space of the numbers.
 template <class... Args> struct Arguments {
     template <class T> static constexpr char letter()
     {
@@ -48,7 +48,7 @@ template <class... Args> void report(uint32_t site, const char *format, Args... 
 
 } // namespace trace
 
-// Lets the compiler check a printf format; nothing is evaluated.
+// Lets the compiler check a printf format. Evaluates nothing.
 #define CHECK_FORMAT(...) static_cast<void>(sizeof(std::printf(__VA_ARGS__)))
 
 #define REPORT(...)                                                                                                    \

@@ -1,4 +1,4 @@
-// How result codes are made up: a category word, the component, a number.
+// The composition of result codes: category, component, number.
 #pragma once
 
 #include "verd_inst_ldpath.h"
@@ -13,7 +13,7 @@ namespace result_codes
 
 inline constexpr uint64_t GENERAL = 0x40101278;
 inline constexpr uint64_t INSTALL_MANAGER = 0x4010127a;
-inline constexpr uint64_t NOT_FOUND = 0x1010127a; // of one code only
+inline constexpr uint64_t NOT_FOUND = 0x1010127a; // one code only
 
 constexpr uint64_t compose(uint64_t category, uint32_t number)
 {

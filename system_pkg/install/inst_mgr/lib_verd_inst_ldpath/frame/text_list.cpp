@@ -22,7 +22,7 @@ uint64_t copy_text(const char *text, char **copy_p)
     return 0;
 }
 
-bool make_room(OwnedStringList &list, std::size_t entries)
+bool allocate_list(OwnedStringList &list, std::size_t entries)
 {
     list.list = static_cast<char **>(std::calloc(entries, sizeof(char *)));
     return list.list != nullptr;

@@ -1,8 +1,8 @@
-// The numbers of the message sites. Each message of the library has a number of its own, by which the trace knows it:
-// consecutive, in the order of the table below and, within a file, in the order of its source.
+// The numbers of messages. Each REPORT has a number of its own, which identifies it in the trace. The numbers are
+// consecutive: in the order of the table below and, within a file, of the source.
 //
-// A file that reports has TRACE_SITES_BEGIN(its name) before its first function and TRACE_SITES_END(its name) at its
-// end, and its line in the table. A wrong count doesn't compile.
+// A file that reports has TRACE_SITES_BEGIN(its name) before its first function, TRACE_SITES_END(its name) at its end,
+// and a line in the table. A wrong count does not compile.
 #pragma once
 
 #include <cstdint>
@@ -58,7 +58,7 @@ inline constexpr FileSites FILES[] = {
 };
 // clang-format on
 
-// Isn't constexpr, so that reaching it ends the compilation.
+// Not constexpr, so that calling it is a compilation error.
 unsigned this_file_has_no_line_in_the_table_of_trace_sites();
 
 consteval unsigned site_count(std::string_view file)
@@ -83,8 +83,8 @@ consteval unsigned first_site(std::string_view file)
     return this_file_has_no_line_in_the_table_of_trace_sites();
 }
 
-// A name for the numbering as a whole, 32 hexadecimal digits: it changes with the table, so that a ring of other
-// numbers begins anew. (A message that is only reworded keeps its number and the name.)
+// A hash of the table, 32 hexadecimal digits. The trace replaces a ring file with another build id, so that a ring
+// never mixes two numberings. Rewording a message does not change it.
 struct BuildId {
     char digits[33];
 };
@@ -93,13 +93,13 @@ consteval BuildId build_id()
 {
     BuildId id = {};
     uint64_t hash = 0xcbf29ce484222325;
-    const auto take_in = [&hash](unsigned byte) { hash = (hash ^ byte) * 0x100000001b3; };
+    const auto mix_in = [&hash](unsigned byte) { hash = (hash ^ byte) * 0x100000001b3; };
     for (unsigned i = 0; i < 32; ++i) {
         for (const FileSites &sites : FILES) {
             for (const char letter : sites.file) {
-                take_in(static_cast<unsigned char>(letter));
+                mix_in(static_cast<unsigned char>(letter));
             }
-            take_in(sites.count);
+            mix_in(sites.count);
         }
         id.digits[i] = "0123456789abcdef"[hash >> 60];
     }
@@ -118,5 +118,5 @@ consteval BuildId build_id()
 #define TRACE_SITES_END(file)                                                                                          \
     static_assert(__COUNTER__ - FIRST_COUNT == trace::site_count(#file), "correct this file's line in trace_sites.h")
 
-// The number of the site at which this stands. Use it once a site.
+// The number of the next message. Expand it once per message.
 #define NEXT_TRACE_SITE (FIRST_SITE + (__COUNTER__ - FIRST_COUNT))

@@ -9,7 +9,7 @@
 
 #include "verd_inst_ldpath.h"
 
-/* Where profiles are. Both directories have the profiles of an SDR in sdr/KEY/. */
+/* The directories of profiles. Both have the profiles of an SDR in sdr/KEY/. */
 #define VERD_LOCAL_DIRECTORY "/install_repo/local/"
 #define VERD_GLOBAL_DIRECTORY "/install_repo/gl/instdb/"
 
@@ -17,7 +17,7 @@
 #define VERD_PACKAGES_DIRECTORY "/install_repo/gl/verdalis/"
 #define VERD_WORK_AREA "/install_repo/tmp/"
 
-/* The SDR whose local QX and LC QX profiles have flat copies: their files once more, directly in VERD_LOCAL_DIRECTORY.
+/* The SDR whose local QX and LC QX profiles have flat copies: copies of their files directly in VERD_LOCAL_DIRECTORY.
  */
 #define VERD_DEFAULT_SDR "default-sdr"
 
@@ -25,11 +25,11 @@ typedef struct verd_vm_type {
     uint32_t number;
     const char *name;
     bool has_profile;
-    bool has_sdr;         /* a profile per SDR, which carries the SDR's key */
+    bool has_sdr;         /* a profile per SDR, which contains the SDR's key */
     bool has_flat_copies; /* of the default SDR's local profiles */
 } verd_vm_type;
 
-/* The VM type with this number; null for a number that is none. VM types are numbered from 1. */
+/* Returns the VM type with this number, or null. VM types are numbered from 1. */
 static inline const verd_vm_type *verd_find_vm_type(uint32_t number)
 {
     static const verd_vm_type types[] = {
@@ -55,7 +55,7 @@ static inline const char *verd_vm_type_name(uint32_t vm_type)
     return type == NULL ? "unknown" : type->name;
 }
 
-/* Does this VM type have a profile per SDR, which carries the SDR's key? */
+/* Returns whether this VM type has a profile per SDR, which contains the SDR's key. */
 static inline bool verd_vm_type_has_sdr(uint32_t vm_type)
 {
     const verd_vm_type *const type = verd_find_vm_type(vm_type);
@@ -82,7 +82,7 @@ static inline const char *verd_scope_name(uint8_t is_local)
     return is_local != 0 ? "local" : "global";
 }
 
-/* Do the files of this profile have flat copies? */
+/* Returns whether the files of this profile have flat copies. */
 static inline bool verd_has_flat_copies(const char *sdr_key, uint8_t is_local, uint32_t vm_type)
 {
     const verd_vm_type *const type = verd_find_vm_type(vm_type);
@@ -96,7 +96,7 @@ typedef struct verd_result_text {
     const char *meaning;
 } verd_result_text;
 
-/* The text of a code that is a constant of verd_inst_ldpath.h or instcomm.h; null for any other. */
+/* Returns the texts of a constant of verd_inst_ldpath.h or instcomm.h; null for any other code. */
 static inline const verd_result_text *verd_find_result_text(uint64_t rc)
 {
     static const verd_result_text texts[] = {
@@ -125,19 +125,19 @@ static inline const verd_result_text *verd_find_result_text(uint64_t rc)
     return NULL;
 }
 
-/* Is this an errno code (INSTMGR_RC_ERRNO)? */
+/* Returns whether this is an errno code (INSTMGR_RC_ERRNO). */
 static inline bool verd_result_is_errno(uint64_t rc)
 {
     return (rc & ~(uint64_t)0x7ff) == INSTMGR_RC_ERRNO(0);
 }
 
-/* The errno that a code carries; 0 if it is no errno code, or for an empty file. */
+/* Returns the errno in a code; 0 if it is not an errno code, or for an empty file. */
 static inline int verd_result_errno(uint64_t rc)
 {
     return verd_result_is_errno(rc) ? (int)(rc & 0x7ff) : 0;
 }
 
-/* The name of a code: that of its constant, "INSTMGR_RC_ERRNO", "wait status" of a shell command, or "unknown". */
+/* Returns the name of its constant, "INSTMGR_RC_ERRNO", "wait status" (of a shell command), or "unknown". */
 static inline const char *verd_result_name(uint64_t rc)
 {
     const verd_result_text *const text = verd_find_result_text(rc);
@@ -147,7 +147,7 @@ static inline const char *verd_result_name(uint64_t rc)
     return verd_result_is_errno(rc) ? "INSTMGR_RC_ERRNO" : rc <= 0xffff || rc == UINT64_MAX ? "wait status" : "unknown";
 }
 
-/* What a code means, in a few words; for errno codes strerror(), so copy it before another call of strerror(). */
+/* Returns the meaning of a code. For errno codes it is the text of strerror(), which its next call may overwrite. */
 static inline const char *verd_result_meaning(uint64_t rc)
 {
     const verd_result_text *const text = verd_find_result_text(rc);

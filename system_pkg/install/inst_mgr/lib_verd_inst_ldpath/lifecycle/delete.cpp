@@ -16,12 +16,12 @@ void remove_flat_copy(const char *path)
 {
     char copy[repository::PATH_SIZE];
     name_flat_copy(path, copy);
-    remove_if_there(copy);
+    remove_if_exists(copy);
 }
 
 uint64_t delete_files(const char *swprofile_file)
 {
-    remove_if_there(swprofile_file);
+    remove_if_exists(swprofile_file);
     Owned<char> twin;
     Owned<char> text;
     uint64_t rc = name_twin(swprofile_file, &twin.ptr, &text.ptr);
@@ -29,7 +29,7 @@ uint64_t delete_files(const char *swprofile_file)
         REPORT("Error! inst_get_sdr_swprofile_txt_file failed, %lx\n", rc);
         return rc;
     }
-    remove_if_there(twin.ptr);
+    remove_if_exists(twin.ptr);
     Owned<char> copy;
     rc = copy_path(swprofile_file, &copy.ptr);
     if (rc != 0) {
@@ -42,14 +42,14 @@ uint64_t delete_files(const char *swprofile_file)
     return 0;
 }
 
-// One state of a profile, and what is said when it can't be deleted.
+// A state of a profile, and the messages if it cannot be deleted.
 struct StateToDelete {
     int32_t state;
     void (*no_file_name)(uint64_t rc);
     void (*not_deleted)(const char *path, uint64_t rc);
 };
 
-// The first message lacks the "Error! " of the others: what searches the log for it expects that.
+// Quirk: the first message lacks the "Error! " of the others; tools that search the log expect it so.
 constexpr StateToDelete STATES[] = {
     {VERD_SWP_COMMITTED, [](uint64_t rc) { REPORT("Failed to get committed SW profile file: %lx\n", rc); },
      [](const char *path, uint64_t rc) {

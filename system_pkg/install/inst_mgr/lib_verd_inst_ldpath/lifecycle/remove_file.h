@@ -1,10 +1,10 @@
-// Removing files that may not be there.
+// Removes files that may be missing.
 #pragma once
 
 #include <unistd.h>
 
-// A file that can't be removed stays.
-inline void remove_if_there(const char *path)
+// Ignores a failure.
+inline void remove_if_exists(const char *path)
 {
     if (access(path, F_OK) == 0) {
         static_cast<void>(unlink(path));

@@ -29,7 +29,7 @@ uint64_t transfer_flat_copy(const char *from_file, const char *to_file, const Tr
     char to[repository::PATH_SIZE];
     name_flat_copy(from_file, from);
     name_flat_copy(to_file, to);
-    remove_if_there(to);
+    remove_if_exists(to);
     if (access(from, F_OK) != 0) {
         return 0;
     }
@@ -46,7 +46,7 @@ uint64_t transfer_twin(const Transition &transition, const TransitionMessages &m
 {
     const char *const from = transition.from.twin.ptr;
     const char *const to = transition.to.twin.ptr;
-    remove_if_there(to);
+    remove_if_exists(to);
     return access(from, F_OK) == 0 ? transfer_in_shell(from, to, messages, text) : 0;
 }
 

@@ -1,4 +1,4 @@
-// What promoting and copying a profile have in common: the files of one state take the place of those of another.
+// The steps that promoting and copying a profile share: the files of one state replace those of another.
 #pragma once
 
 #include "frame/owned.h"
@@ -8,7 +8,7 @@ struct StateFiles {
     int32_t state;
     Owned<char> bin = {};
     Owned<char> twin = {};
-    uint8_t exists = 0; // with content
+    uint8_t exists = 0; // 1 if the .bin file exists and is not empty
 };
 
 struct Transition {
@@ -19,7 +19,8 @@ struct Transition {
     StateFiles to;
 };
 
-// An operation's own words for what fails; `text` is its error text.
+// The failure messages of an operation; `text` is its error text. Functions instead of formats, since each REPORT has a
+// number of its own, and the operations pass different arguments to their error texts.
 struct TransitionMessages {
     const char *verb; // the shell's command: "mv" or "cp"
     void (*no_file_name)(const Transition &transition, const StateFiles &files, uint64_t rc, char **text);
@@ -30,12 +31,12 @@ struct TransitionMessages {
     void (*flat_copy_done)(const char *from, const char *to);
 };
 
-// Each of the steps reports its failure. Names a state's file and finds out whether it exists.
+// Each step reports its failure.
+// Composes the path of a state's .bin file and checks whether the file exists.
 uint64_t locate(const Transition &transition, StateFiles &files, const TransitionMessages &messages, char **text);
 
-// Runs the verb for two files, in a command that is cut to 199 characters. Results: 0; an errno code.
+// Runs the shell command "VERB FROM TO", cut to 199 characters. Results: 0; an errno code.
 uint64_t transfer_in_shell(const char *from, const char *to, const TransitionMessages &messages, char **text);
 
-// What follows when the .bin file is in its place: the new twin takes the place of the old one, if there is one; the
-// same for the flat copies, if the profile has such. What isn't there isn't transferred, but the old one goes.
+// Moves or copies the twin and the flat copies after the .bin. An old target is removed even without a source.
 uint64_t transfer_companions(Transition &transition, const TransitionMessages &messages, char **text);

@@ -17,7 +17,7 @@ namespace
 constexpr char CHECK_FILE[] = "inst_ldpath_check_swprofile_file_exists";
 constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while checking if software profile exists\n";
 
-// Is there a file with content?
+// Returns 1 if the file exists and is not empty, otherwise 0.
 uint8_t examine_file(const char *swprofile_file, char **text)
 {
     if (access(swprofile_file, F_OK) != 0) {

@@ -1,8 +1,9 @@
-// Does a profile exist? A file without content counts as absent, so that such a profile is made anew, not decoded.
+// Checks whether a profile exists. An empty file counts as missing, so that callers create the profile again instead of
+// failing to decode it.
 #pragma once
 
 #include <cstdint>
 
-// Stores the answer for a .bin path in *exists. A file that can't be reached counts as absent, with result 0; so does
-// one that can't be examined, with an error text. Results: 0, INST_RC_INVALID_ARG.
+// Sets *exists to 1 if the .bin file exists and is not empty, otherwise to 0. A file that cannot be reached, or that
+// cannot be examined (with an error text), counts as missing. Results: 0; INST_RC_INVALID_ARG.
 uint64_t inst_ldpath_check_swprofile_file_exists(const char *swprofile_file, uint8_t *exists, char **err_msg_p);

@@ -14,8 +14,7 @@ TRACE_SITES_BEGIN(file_naming)
 namespace
 {
 
-// What the names of the profile files of each VM type begin with. The global profile of the LC QX type is the same file
-// as that of the QX type.
+// The beginnings of profile file names. The global profiles of QX and LC QX are the same file.
 struct ProfileFiles {
     uint32_t vm_type;
     const char *local; // null if the VM type has no profiles
@@ -45,7 +44,7 @@ constexpr char TEXT_EXTENSION[] = ".txt";
 constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while getting QX software profile file\n";
 constexpr char NULL_POINTER_TXT[] = "Hit an unexpected NULL pointer while getting QX software profile txt file\n";
 
-// The directory of the profiles that aren't an SDR's ends in '/' and gets another one; other tools compare the texts.
+// Quirk: paths of Admin profiles contain "//"; other tools compare these texts.
 void compose_path(char (&path)[repository::PATH_SIZE], uint32_t vm_type, const char *sdr_key, uint8_t is_local,
                   int32_t part_type)
 {
@@ -96,13 +95,13 @@ uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_loca
     return 0;
 }
 
-// What a path lacks to hold the other extension in place of its own.
-std::size_t missing_room(const char *path)
+// Returns how many characters the text twin's path is longer than this path.
+std::size_t extra_length_of_twin(const char *path)
 {
-    constexpr std::size_t wanted = sizeof TEXT_EXTENSION - 1;
+    constexpr std::size_t required = sizeof TEXT_EXTENSION - 1;
     const char *const extension = std::strrchr(path, '.');
-    const std::size_t length = extension == nullptr ? wanted : std::strlen(extension);
-    return length < wanted ? wanted - length : 0;
+    const std::size_t length = extension == nullptr ? required : std::strlen(extension);
+    return length < required ? required - length : 0;
 }
 
 uint64_t name_txt_file(const char *swprofile_file, char **swprofile_txt_file_p, char **text)
@@ -118,7 +117,7 @@ uint64_t name_txt_file(const char *swprofile_file, char **swprofile_txt_file_p, 
         return INST_RC_INVALID_ARG;
     }
     Owned<char> copy;
-    const uint64_t rc = copy_path(swprofile_file, &copy.ptr, missing_room(swprofile_file));
+    const uint64_t rc = copy_path(swprofile_file, &copy.ptr, extra_length_of_twin(swprofile_file));
     if (rc != 0) {
         REPORT("Error! Can't allocate swprofile txt file\n");
         error_text_add(text, "Failed to allocate memory\n");

@@ -1,7 +1,7 @@
-// Flat copies: the files of a profile once more, directly in the local repository, for readers outside this library.
+// Flat copies: copies of a profile's files directly in the local repository, for readers outside this library.
 #pragma once
 
 #include "location/repository.h"
 
-// The path of the flat copy of a file.
+// Composes the path of a file's flat copy.
 void name_flat_copy(const char *path, char (&copy)[repository::PATH_SIZE]);

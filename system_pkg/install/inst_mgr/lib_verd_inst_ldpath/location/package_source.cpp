@@ -26,7 +26,7 @@ void find_package_file(const char *name, char (&path)[PACKAGE_PATH_SIZE])
     }
 }
 
-bool make_work_directory(char (&path)[PACKAGE_PATH_SIZE])
+bool create_work_directory(char (&path)[PACKAGE_PATH_SIZE])
 {
     static_cast<void>(inst_runcmd_outbuff(nullptr, nullptr, "/bin/rm -rf %s/* 2>&1", repository::WORK_AREA));
     format_cut(path, sizeof path, "%ssmu.XXXXXX", repository::WORK_AREA);

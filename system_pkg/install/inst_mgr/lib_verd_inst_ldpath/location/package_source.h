@@ -1,14 +1,14 @@
-// Where packages come from, and where bundles of them are unpacked.
+// Finds package files, and creates directories for unpacking bundles.
 #pragma once
 
 #include <cstddef>
 
-// Paths of packages are composed in buffers of this size and cut to it.
+// The size of path buffers, to which longer paths are cut.
 inline constexpr std::size_t PACKAGE_PATH_SIZE = 4097;
 
-// The path of a package's file. A name that no file has stands for the first one whose name begins with it. Where there
-// is none either, the path is that of the name. The name goes through the shell as it stands.
+// Composes the path of a package's file: of the file with this name; if it is missing, of the first file whose name
+// begins with it; if there is none either, of the missing file. The name becomes part of a shell command unchecked.
 void find_package_file(const char *name, char (&path)[PACKAGE_PATH_SIZE]);
 
-// Empties the work area and makes a fresh directory there. False, with errno, when it can't be made.
-bool make_work_directory(char (&path)[PACKAGE_PATH_SIZE]);
+// Empties the work area and creates a new directory there. Returns false, with errno, if that fails.
+bool create_work_directory(char (&path)[PACKAGE_PATH_SIZE]);

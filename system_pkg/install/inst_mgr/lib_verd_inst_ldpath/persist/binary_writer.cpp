@@ -16,154 +16,157 @@ namespace
 constexpr char WRITER[] = "inst_write_sdr_swprofile_to_file";
 constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while writing QX software profile to file\n";
 
-// The counter of retries starts at the number of trials that messages tell of; the last attempt, the fifth, finds it
-// at 0.
-constexpr int TRIALS = 4;
+// Quirk: five attempts, one plus four retries, but messages say 4; readers of the log search for this text.
+constexpr int RETRIES = 4;
 constexpr unsigned RETRY_SECONDS = 4;
 constexpr int REMOVAL_RETRIES = 4;
 
-enum class Next { Retry, Leave };
+enum class AttemptResult { Retry, Finished };
 
-// One file being written.
-struct Writing {
+// A file being written, with all attempts.
+struct WriteJob {
     const char *path;
     const void *bytes;
     uint32_t length;
-    int retries = TRIALS;
+    int retries = RETRIES;
     uint64_t rc = 0;
     char *text = nullptr;
 };
 
-void remove_file(const Writing &writing)
+void remove_file(const WriteJob &job)
 {
-    int result = unlink(writing.path);
+    int result = unlink(job.path);
     for (int i = 0; result != 0 && i < REMOVAL_RETRIES; ++i) {
         sleep(RETRY_SECONDS);
-        result = unlink(writing.path);
+        result = unlink(job.path);
     }
     if (result != 0) {
-        REPORT("unlink %s fails\n", writing.path);
+        REPORT("unlink %s fails\n", job.path);
     }
 }
 
-// Also ends the loop after a failed write: the pass that follows finds its result code here, and what the caller then
-// hears of is a null buffer.
-bool may_start(Writing &writing)
+// Returns whether an attempt may start. Quirk: after a failed write, job.rc is an error, so this ends the loop and
+// reports a null buffer; readers of the log and of the error text know this sequence.
+bool check_job(WriteJob &job)
 {
-    if (writing.rc == 0 && writing.bytes == nullptr) {
-        writing.rc = INST_RC_INVALID_ARG;
+    if (job.rc == 0 && job.bytes == nullptr) {
+        job.rc = INST_RC_INVALID_ARG;
     }
-    if (writing.rc != 0) {
+    if (job.rc != 0) {
         REPORT("%s: Error! swprofile buffer is NULL\n", WRITER);
-        error_text_add(&writing.text, NULL_POINTER);
+        error_text_add(&job.text, NULL_POINTER);
         return false;
     }
-    if (writing.path == nullptr) {
-        writing.rc = INST_RC_INVALID_ARG;
+    if (job.path == nullptr) {
+        job.rc = INST_RC_INVALID_ARG;
         REPORT("%s: Error! sdr_swprofile_file is NULL\n", WRITER);
-        error_text_add(&writing.text, NULL_POINTER);
+        error_text_add(&job.text, NULL_POINTER);
         return false;
     }
     return true;
 }
 
-FILE *open_for_writing(Writing &writing)
+FILE *open_for_writing(WriteJob &job)
 {
-    FILE *stream = std::fopen(writing.path, "w");
+    FILE *stream = std::fopen(job.path, "w");
     int err = errno;
-    if (stream == nullptr && err == ENOENT && instcomm_create_filepath_dirs(writing.path) == 0) {
-        stream = std::fopen(writing.path, "w");
+    if (stream == nullptr && err == ENOENT && instcomm_create_filepath_dirs(job.path) == 0) {
+        stream = std::fopen(job.path, "w");
         err = errno;
     }
     if (stream == nullptr) {
-        writing.rc = INSTMGR_RC_ERRNO(err);
-        REPORT("%s: Error! Can't open file %s, %d (%s), rc=%lx\n", WRITER, writing.path, err, std::strerror(err),
-               writing.rc);
-        error_text_add(&writing.text, "Failed to fopen() file %s (%s)\n", writing.path, std::strerror(err));
+        job.rc = INSTMGR_RC_ERRNO(err);
+        REPORT("%s: Error! Can't open file %s, %d (%s), rc=%lx\n", WRITER, job.path, err, std::strerror(err), job.rc);
+        error_text_add(&job.text, "Failed to fopen() file %s (%s)\n", job.path, std::strerror(err));
     }
     return stream;
 }
 
-// Before the next attempt, or after the last one, whose failure is the caller's to hear of.
-void pause_after_failure(Writing &writing, const char *what, int err)
+// Waits after each failed attempt. Only the last one adds to the error text.
+void pause_after_failure(WriteJob &job, const char *what, int err)
 {
     sleep(RETRY_SECONDS);
-    if (writing.retries <= 0) {
-        REPORT("Unable to create SW Profile successfully even after %d trials\n", TRIALS);
-        error_text_add(&writing.text, "Failed to %s file %s (%s)\n", what, writing.path, std::strerror(err));
-        error_text_add(&writing.text, "Failed to create software profile even after multiple attempts\n");
+    if (job.retries <= 0) {
+        REPORT("Unable to create SW Profile successfully even after %d trials\n", RETRIES);
+        error_text_add(&job.text, "Failed to %s file %s (%s)\n", what, job.path, std::strerror(err));
+        error_text_add(&job.text, "Failed to create software profile even after multiple attempts\n");
     }
 }
 
-// Writes all and closes the file, which is removed when that fails.
-bool write_bytes(Writing &writing, FILE *stream)
+// Writes all bytes and closes the file. If writing fails, removes the file.
+bool write_bytes(WriteJob &job, FILE *stream)
 {
-    const auto written = static_cast<uint32_t>(std::fwrite(writing.bytes, 1, writing.length, stream));
+    const auto written = static_cast<uint32_t>(std::fwrite(job.bytes, 1, job.length, stream));
     const int err = errno;
     std::fflush(stream);
     std::fclose(stream);
-    if (written == writing.length) {
+    if (written == job.length) {
         return true;
     }
-    writing.rc = INSTMGR_RC_ERRNO(err);
-    remove_file(writing);
-    REPORT("%s: Error when writing SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, written, writing.length,
-           err, std::strerror(err), writing.path, writing.rc);
-    pause_after_failure(writing, "fwrite() to", err);
+    job.rc = INSTMGR_RC_ERRNO(err);
+    remove_file(job);
+    REPORT("%s: Error when writing SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, written, job.length, err,
+           std::strerror(err), job.path, job.rc);
+    pause_after_failure(job, "fwrite() to", err);
     return false;
 }
 
-// Does the file hold what was written? One that doesn't is removed.
-Next verify(Writing &writing)
+// Reads the file back and compares. If the content differs or there is no memory, removes the file.
+AttemptResult verify(WriteJob &job)
 {
-    FILE *const stream = std::fopen(writing.path, "r");
+    FILE *const stream = std::fopen(job.path, "r");
     int err = errno;
     if (stream == nullptr) {
-        REPORT("%s: Error when opening SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, writing.length,
-               writing.length, err, std::strerror(err), writing.path, writing.rc);
-        return Next::Retry;
+        REPORT("%s: Error when opening SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, job.length, job.length,
+               err, std::strerror(err), job.path, job.rc);
+        return AttemptResult::Retry;
     }
-    const Owned<void> found(std::malloc(writing.length));
-    if (found.ptr == nullptr) { // reported as success although no file remains; the error text tells
+    const Owned<void> found(std::malloc(job.length));
+    // Quirk: the result is 0 although the file is removed; only the error text reports it; verd_inst_ldpath.h documents
+    // this.
+    if (found.ptr == nullptr) {
         err = errno;
         std::fclose(stream);
-        remove_file(writing);
-        REPORT("%s: Error when malloc for SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, writing.length,
-               writing.length, err, std::strerror(err), writing.path, writing.rc);
-        error_text_add(&writing.text, "Failed to allocate memory\n");
-        return Next::Leave;
+        remove_file(job);
+        REPORT("%s: Error when malloc for SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, job.length,
+               job.length, err, std::strerror(err), job.path, job.rc);
+        error_text_add(&job.text, "Failed to allocate memory\n");
+        return AttemptResult::Finished;
     }
     errno = 0;
-    const auto read = static_cast<uint32_t>(std::fread(found.ptr, 1, writing.length, stream));
+    const auto read = static_cast<uint32_t>(std::fread(found.ptr, 1, job.length, stream));
     err = errno;
     std::fclose(stream);
-    if (read == writing.length && std::memcmp(found.ptr, writing.bytes, writing.length) == 0) {
-        return Next::Leave;
+    if (read == job.length && std::memcmp(found.ptr, job.bytes, job.length) == 0) {
+        return AttemptResult::Finished;
     }
-    remove_file(writing);
-    REPORT("%s: Error when reading back SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, read, writing.length,
-           err, std::strerror(err), writing.path, writing.rc);
-    pause_after_failure(writing, "fread() the", err);
-    return Next::Retry;
+    remove_file(job);
+    REPORT("%s: Error when reading back SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, read, job.length, err,
+           std::strerror(err), job.path, job.rc);
+    pause_after_failure(job, "fread() the", err);
+    return AttemptResult::Retry;
 }
 
-Next attempt(Writing &writing)
+AttemptResult write_once(WriteJob &job)
 {
-    FILE *const stream = open_for_writing(writing);
+    FILE *const stream = open_for_writing(job);
     if (stream == nullptr) {
-        return Next::Leave;
+        return AttemptResult::Finished;
     }
-    if (!write_bytes(writing, stream)) {
-        return Next::Retry;
+    if (!write_bytes(job, stream)) {
+        return AttemptResult::Retry;
     }
     sync();
     static_cast<void>(wsystem("sync"));
-    return verify(writing);
+    return verify(job);
 }
 
-void write_and_retry(Writing &writing)
+void write_and_retry(WriteJob &job)
 {
-    while (may_start(writing) && attempt(writing) == Next::Retry && writing.retries-- != 0) {
+    for (; check_job(job); --job.retries) {
+        if (write_once(job) == AttemptResult::Finished || job.retries == 0) {
+            return;
+        }
     }
 }
 
@@ -173,16 +176,16 @@ uint64_t inst_write_sdr_swprofile_to_file(const char *file_path, const void *buf
                                           char **error_message_out)
 {
     REPORT("Writing SW profile to %s, len=%d\n", text_or_null(file_path), length);
-    Writing writing = {file_path, buffer, length};
+    WriteJob job = {file_path, buffer, length};
     if (length == 0) {
         REPORT("error: being asked to create SW Profile of 0 bytes\n");
-        error_text_add(&writing.text, NULL_POINTER);
-        writing.rc = INSTMGR_RC_EMPTY_SWPROFILE;
+        error_text_add(&job.text, NULL_POINTER);
+        job.rc = INSTMGR_RC_EMPTY_SWPROFILE;
     } else {
-        write_and_retry(writing);
+        write_and_retry(job);
     }
-    error_text_hand_over(&writing.text, error_message_out);
-    return writing.rc;
+    error_text_hand_over(&job.text, error_message_out);
+    return job.rc;
 }
 
 TRACE_SITES_END(binary_writer);

@@ -14,15 +14,16 @@ namespace
 {
 
 constexpr char CREATE[] = "inst_ldpath_create_sdr_swprofile";
-constexpr int STRDUP_LINE = 2175; // by which support knows the failed copy of a service-pack name
+// Quirk: a fixed number instead of the source line; support identifies the failed copy by it.
+constexpr int STRDUP_LINE = 2175;
 
-// A request's arrays; a null array with a count counts as empty.
-struct Arrays {
+// The lengths of a request's arrays: 0 for a null array, whatever its count.
+struct ArrayCounts {
     uint32_t image_rpms;
     uint32_t packages;
 };
 
-void report_request(const swprofile_create_request &request, const Arrays &counts)
+void report_request(const swprofile_create_request &request, const ArrayCounts &counts)
 {
     char rpms[128];
     inst_print_list(rpms, sizeof rpms, request.image_rpms, counts.image_rpms);
@@ -40,7 +41,7 @@ void report_request(const swprofile_create_request &request, const Arrays &count
     }
 }
 
-void fill_image(inst_swp_package &image, const swprofile_create_request &request, const Arrays &counts)
+void fill_image(inst_swp_package &image, const swprofile_create_request &request, const ArrayCounts &counts)
 {
     if (request.image != nullptr) {
         char *const slash = std::strrchr(request.image, '/');
@@ -55,8 +56,8 @@ void fill_image(inst_swp_package &image, const swprofile_create_request &request
     inst_swp_package_set_pkg_type(&image, 0);
 }
 
-// Points at the request's texts and arrays; the packages come later.
-void fill_record(inst_sw_profile_sdr &sdr, const swprofile_create_request &request, const Arrays &counts)
+// Fills the record except its packages. The record borrows the request's texts and arrays.
+void fill_record(inst_sw_profile_sdr &sdr, const swprofile_create_request &request, const ArrayCounts &counts)
 {
     inst_sw_profile_info &body = sdr.sw_profile;
     inst_sw_profile_sdr_set_vm_type(&sdr, request.vm_type);
@@ -86,8 +87,8 @@ bool has_service_pack_package(const inst_swp_package *packages, uint32_t count)
     return false;
 }
 
-// Copies the packages of an image that comes with optional ones. A failed copy fails the creation, with the command's
-// status as the code: installers tell by it that the medium is at fault.
+// Copies the optional packages of an image. If a copy fails, returns the wait status of the command: installers
+// recognise a faulty medium by it.
 uint64_t copy_optional_packages(const inst_swp_package *packages, uint32_t count)
 {
     if (access(repository::OPTIONAL_PACKAGES, F_OK) != 0) {
@@ -109,7 +110,7 @@ uint64_t copy_optional_packages(const inst_swp_package *packages, uint32_t count
     return 0;
 }
 
-// A service pack without a name would be recorded, but every query of the profile's service packs would fail.
+// Returns whether every service pack has a name. With a nameless one recorded, queries of service packs would fail.
 bool have_names(const serv_packs &source)
 {
     for (uint32_t i = 0; source.service_packs != nullptr && i < source.service_packs_count; ++i) {
@@ -121,8 +122,8 @@ bool have_names(const serv_packs &source)
     return true;
 }
 
-// Records the service packs: their details as they are, their names in copies, which `names` owns. A result that has
-// failed already ends this once they are made.
+// Adds the service packs to the body: borrowed details, and copies of the names, which `names` owns. If rc is already
+// an error, copies the names (their copying may fail first) and returns rc.
 uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &source, uint64_t rc, OwnedStringList &names)
 {
     service_pack *const packs = source.service_packs;
@@ -151,12 +152,13 @@ uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &sour
     return 0;
 }
 
-// A body that doesn't fit the buffer can't be created. With a result that has failed already nothing is stored.
+// If rc is already an error, stores nothing and returns rc. A body that does not fit the buffer is rejected.
 uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_create_request &request, uint64_t rc)
 {
     const Owned<void> buffer(std::malloc(ENCODE_BUFFER_SIZE));
     if (buffer.ptr == nullptr || rc != 0) {
-        REPORT("Error! Can't allocate encode buffer\n"); // also what a failed copy of an optional package ends with
+        // Quirk: also logged after a failed copy of an optional package; support searches for this text.
+        REPORT("Error! Can't allocate encode buffer\n");
         return rc != 0 ? rc : INST_RC_NO_MEMORY;
     }
     const uint32_t length =
@@ -170,9 +172,8 @@ uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_crea
     rc = inst_write_sdr_swprofile_to_file2(request.sdr_key, request.is_local, static_cast<int32_t>(request.part_type),
                                            request.vm_type, &profile, &text.ptr);
     if (rc != 0) {
-        // Was never filled in, and prints "(null)"; readers of the log know the message so. volatile hides the null
-        // from the compiler's check of the format.
-        const char *const volatile file_name = nullptr;
+        // Quirk: "(null)" instead of the file name; readers of the log search for this text.
+        constexpr char file_name[] = "(null)";
         REPORT("%s: Error! Failed to write SW profile to file %s: %lx\n", CREATE, file_name, rc);
     }
     return rc;
@@ -180,8 +181,8 @@ uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_crea
 
 uint64_t create_profile(const swprofile_create_request &request)
 {
-    const Arrays counts = {request.image_rpms == nullptr ? 0 : request.num_image_rpms,
-                           request.packages == nullptr ? 0 : request.packages_count};
+    const ArrayCounts counts = {request.image_rpms == nullptr ? 0 : request.num_image_rpms,
+                                request.packages == nullptr ? 0 : request.packages_count};
     report_request(request, counts);
     if (verd_vm_type_has_sdr(request.vm_type) && request.is_local == 0 && request.sdr_key == nullptr) {
         REPORT("Error! sdr_key is NULL\n");
@@ -202,7 +203,7 @@ uint64_t create_profile(const swprofile_create_request &request)
     REPORT("Adding initial packages to SWP\n");
     inst_sw_profile_info_set_packages(&body, request.packages, counts.packages);
 
-    OwnedStringList sp_names; // all else that the record points at is the request's
+    OwnedStringList sp_names; // the record borrows everything else from the request
     uint64_t rc = copy_optional_packages(request.packages, counts.packages);
     if (has_service_packs) {
         rc = attach_service_packs(body, *request.serv_packs, rc, sp_names);

@@ -1,7 +1,7 @@
-// What a profile is encoded into.
+// The size of the buffer that profiles are encoded into.
 #pragma once
 
 #include <cstdint>
 
-// Holds all ordinary profiles. A profile that is stored may need more, one that is created may not.
+// Large enough for ordinary profiles. Storing allocates a larger buffer if needed; creating rejects the profile.
 inline constexpr uint32_t ENCODE_BUFFER_SIZE = 102400;

@@ -10,7 +10,7 @@ TRACE_SITES_BEGIN(reader)
 namespace
 {
 
-// Line numbers by which support knows the two calls of fseek.
+// Quirk: fixed numbers instead of source lines; support identifies the failed call of fseek() by them.
 constexpr int SEEK_END_LINE = 1756;
 constexpr int SEEK_SET_LINE = 1765;
 
@@ -35,8 +35,8 @@ struct Stream {
     }
 };
 
-// The block for the record is allocated before the decoder's texts: behind them it would keep them from the end of the
-// heap, where freeing them is cheaper. Its failure is reported after decoding.
+// Allocates the record before decoding: after the decoder's texts, it would keep them from the end of the heap, where
+// freeing them is cheaper. Its failure is reported after decoding.
 uint64_t decode(const void *bytes, uint32_t count, inst_sw_profile_sdr_ext **record_out)
 {
     Owned<inst_sw_profile_sdr_ext> copy(
@@ -53,7 +53,7 @@ uint64_t decode(const void *bytes, uint32_t count, inst_sw_profile_sdr_ext **rec
         zeld_inst_sw_profile_sdr_ext_free_ext(&record, std::free, 0);
         return INST_RC_NO_MEMORY;
     }
-    *copy.ptr = record; // what it owns moves with it
+    *copy.ptr = record; // moves ownership
     *record_out = copy.release();
     return 0;
 }
@@ -74,15 +74,15 @@ uint64_t read_and_decode(const char *file_path, inst_sw_profile_sdr_ext **record
         REPORT("Error! Can't open file %s, %d (%s)\n", file_path, err, std::strerror(err));
         return INSTMGR_RC_ERRNO(err);
     }
-    static_cast<void>(std::setvbuf(stream.file, nullptr, _IONBF, 0)); // all goes straight to its place in one read
-    errno = 0;                                                        // an empty file leaves it so
+    static_cast<void>(std::setvbuf(stream.file, nullptr, _IONBF, 0)); // one read, without copying
+    errno = 0;                                                        // remains 0 for an empty file
     const int32_t size = inst_get_file_size(stream.file);
     if (size == 0) {
         const int err = errno;
         REPORT("Error! Can't check file size for file %s\n", file_path);
         return INSTMGR_RC_ERRNO(err);
     }
-    // One byte more than was measured, so that a file that has grown is found out.
+    // One byte more than the size, to detect a file that has grown.
     const bool is_readable = size > 0 && size < INT32_MAX;
     const int32_t limit = is_readable ? size + 1 : 0;
     const Owned<void> buffer(is_readable ? std::malloc(static_cast<std::size_t>(limit)) : nullptr);

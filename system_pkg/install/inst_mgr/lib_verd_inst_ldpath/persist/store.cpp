@@ -19,9 +19,11 @@ namespace
 constexpr char WRITE[] = "inst_write_sdr_swprofile_to_file2";
 constexpr char STORE[] = "inst_ldpath_store_sdr_swprofile";
 constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while storing QX software profile\n";
-constexpr int NULL_PROFILE_LINE = 1933; // by which support knows the refusal
+// Quirk: a fixed number instead of the source line; support identifies the rejected argument by it.
+constexpr int NULL_PROFILE_LINE = 1933;
 
-// Encodes into a new buffer of the size given. length is what the encoding needs, more than size when it didn't fit.
+// Encodes into a new buffer of `size` bytes. `length` receives the size that the encoding needs; if it is greater than
+// `size`, the encoding did not fit.
 uint64_t encode(const inst_sw_profile_sdr_ext *profile, uint32_t size, Owned<void> &buffer, uint32_t &length,
                 char **text)
 {
@@ -36,7 +38,7 @@ uint64_t encode(const inst_sw_profile_sdr_ext *profile, uint32_t size, Owned<voi
     return 0;
 }
 
-// The buffer grows once, to what the encoder asked for.
+// If the encoding does not fit, retries once with the size that the encoder needs.
 uint64_t encode_profile(const inst_sw_profile_sdr_ext *profile, Owned<void> &buffer, uint32_t &length, char **text)
 {
     uint64_t rc = encode(profile, ENCODE_BUFFER_SIZE, buffer, length, text);

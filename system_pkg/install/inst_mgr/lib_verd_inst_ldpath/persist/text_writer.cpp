@@ -14,7 +14,7 @@ TRACE_SITES_BEGIN(text_writer)
 namespace
 {
 
-// A blank stands before each newline of the header.
+// Each line of the header has a blank before its newline.
 void write_lines(FILE *stream, const char *profile_text)
 {
     const ClockText now = clock_text();

@@ -1,13 +1,13 @@
-// The readable twin of a .bin file.
+// Writes the text twin of a .bin file, for people.
 #pragma once
 
 #include "zeld.h"
 
 #include <cstdint>
 
-// Writes the twin of a .bin path as a whole: three lines of header (what, when, by which process), then the profile as
-// text. Nothing is forced to disk, and what can't be written is lost without notice: nobody but people reads it.
-// Results: 0; INST_RC_INVALID_ARG; those of naming the twin and of rendering the profile, after which an existing twin
-// is untouched; an errno code when the file can't be opened.
+// Writes the twin of a .bin path: a header of three lines (title, time, process), then the rendered profile. The twin
+// is for people only, so it is not synced, and a failed write is not reported. Results: 0; INST_RC_INVALID_ARG; those
+// of name_twin() and of instcomm_get_swprofile_sdr_str(), which leave an existing twin unchanged; an errno code if the
+// file cannot be opened.
 uint64_t inst_write_sdr_swprofile_to_txt_file(const char *bin_file_path, const inst_sw_profile_sdr_ext *profile,
                                               char **error_message_out);

@@ -1,4 +1,4 @@
-// Are two states of a profile the same?
+// Compares two states of a profile.
 #include "frame/debug_line.h"
 #include "frame/enumerations.h"
 #include "frame/owned.h"
@@ -43,13 +43,13 @@ uint64_t compare_masters(const char *sdr_key, uint8_t *is_equal)
     }
     REPORT("%s: sdr_key is %s\n", MASTERS_EQUAL, sdr_key);
     Owned<char> text;
-    StoredProfile active;
-    uint64_t rc = fetch_master({sdr_key, VERD_SWP_ACTIVE, VERD_VM_QX}, ACTIVE, active, &text.ptr);
+    OwnedProfile active;
+    uint64_t rc = fetch_master_profile({sdr_key, VERD_SWP_ACTIVE, VERD_VM_QX}, ACTIVE, active, &text.ptr);
     if (rc != 0) {
         return rc;
     }
-    StoredProfile committed;
-    rc = fetch_master({sdr_key, VERD_SWP_COMMITTED, VERD_VM_QX}, COMMITTED, committed, &text.ptr);
+    OwnedProfile committed;
+    rc = fetch_master_profile({sdr_key, VERD_SWP_COMMITTED, VERD_VM_QX}, COMMITTED, committed, &text.ptr);
     if (rc != 0) {
         return rc;
     }
@@ -84,12 +84,12 @@ uint64_t inst_ldpath_check_swp_mismatch_wrapper(const char *sdr_key, uint8_t is_
     if (matched == nullptr) {
         return INST_RC_INVALID_ARG;
     }
-    StoredProfile source;
+    OwnedProfile source;
     uint64_t rc = inst_ldpath_get_sw_profile_if_exists(sdr_key, is_local, src_part_type, vm_type, &source.record);
     if (rc != 0) {
         return rc;
     }
-    StoredProfile destination;
+    OwnedProfile destination;
     rc = inst_ldpath_get_sw_profile_if_exists(sdr_key, is_local, dst_part_type, vm_type, &destination.record);
     if (rc != 0) {
         return rc;
@@ -97,7 +97,7 @@ uint64_t inst_ldpath_check_swp_mismatch_wrapper(const char *sdr_key, uint8_t is_
     uint8_t is_first = 1;
     uint8_t is_match = 1;
     rc = instcomm_cmp_swprofile_ext(source.record, destination.record, selector, &is_first, 0, option, &is_match);
-    // When comparing fails, the flag still says that they match; the result tells.
+    // If the comparison fails, is_match keeps its initial 1; callers must check the result code.
     REPORT("SPINFO: Src and dest %s matched\n", is_match != 0 ? "" : "not");
     *matched = is_match;
     return rc;

@@ -18,8 +18,8 @@ uint64_t decode(const char *path, inst_sw_profile_sdr_ext **profile_p)
     return rc;
 }
 
-// The getters of one scope and VM type each. They hand out no error text, and a file that can't be named is left to
-// the reader to refuse.
+// The getters of a fixed scope and VM type. They return no error text. If the file cannot be named, the reader rejects
+// the null path.
 uint64_t get_fixed(const char *function, const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                    inst_sw_profile_sdr_ext **profile_p)
 {
@@ -40,7 +40,7 @@ uint64_t get_fixed(const char *function, const char *sdr_key, uint8_t is_local, 
     return rc;
 }
 
-// The messages by which the two general getters differ.
+// The error texts in which the general getters differ.
 struct Messages {
     const char *null_pointer;
     const char *no_file_name;

@@ -1,12 +1,10 @@
-// Looking for a package in the active profile. The state that callers give is named in messages only.
-#include "edit/package_array.h"
-#include "edit/stored_profile.h"
+// Searches the active profile for a package. The state argument appears in messages only.
 #include "frame/debug_line.h"
+#include "frame/entry_name.h"
 #include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
-
-#include <cstring>
+#include "persist/owned_profile.h"
 
 TRACE_SITES_BEGIN(find_package)
 
@@ -15,7 +13,7 @@ namespace
 
 using Package = inst_swp_package;
 
-// A profile as its caller names it, and the package that is looked for.
+// The arguments of a search.
 struct Search {
     const char *sdr_key;
     uint8_t is_local;
@@ -38,21 +36,20 @@ uint64_t check(const Search &search)
     return search.pkg_name == nullptr ? INST_RC_INVALID_ARG : 0;
 }
 
-uint64_t fetch_active(const Search &search, StoredProfile &profile, char **text)
+uint64_t fetch_active(const Search &search, OwnedProfile &profile, char **text)
 {
     return inst_ldpath_get_swprofile(search.sdr_key, search.is_local, VERD_SWP_ACTIVE, search.vm_type, &profile.record,
                                      text);
 }
 
-// Calls found(package) for every package of the name, until it returns something else than 0.
+// Calls found(package) for every package of this name until a call returns an error.
 template <class Found> uint64_t for_each_of_name(const inst_sw_profile_sdr &sdr, const char *name, Found found)
 {
     Package *packages = nullptr;
     const uint32_t count = inst_sw_profile_info_get_packages(&sdr.sw_profile, &packages);
     uint64_t rc = 0;
     for (uint32_t i = 0; i < count && rc == 0; ++i) {
-        const char *const package_name = name_of(packages[i]);
-        if (package_name != nullptr && std::strcmp(package_name, name) == 0) {
+        if (is_same_name(name_of(packages[i]), name)) {
             rc = found(packages[i]);
         }
     }
@@ -69,7 +66,7 @@ uint64_t copy_without_architecture(const char *name, Owned<char> &copy)
     return 0;
 }
 
-uint64_t look_for_package(const Search &search, uint8_t *is_present)
+uint64_t find_package(const Search &search, uint8_t *is_present)
 {
     uint64_t rc = check(search);
     if (rc != 0) {
@@ -81,7 +78,7 @@ uint64_t look_for_package(const Search &search, uint8_t *is_present)
         return rc;
     }
     Owned<char> text;
-    StoredProfile profile;
+    OwnedProfile profile;
     rc = fetch_active(search, profile, &text.ptr);
     if (rc != 0) {
         REPORT("Failed to get %s active QX sw profile, rc=0x%lx\n", search.scope(), rc);
@@ -99,20 +96,22 @@ uint64_t look_for_package(const Search &search, uint8_t *is_present)
         }
         return 0;
     }));
-    if (is_present == nullptr) { // tests the pointer, not the flag; the log says so whenever nobody asked for the flag
+    // Quirk: tests the pointer, not the flag, so it is logged if the caller passes no flag, even if the package was
+    // found; readers of the log know it.
+    if (is_present == nullptr) {
         REPORT("Did not find pkg %s in %s %s SW Profile for %s VM (key=%s)\n", name.ptr, search.scope(), search.state(),
                search.vm(), search.key());
     }
     return 0;
 }
 
-// The RPMs of a package: of the last one of the name that has any.
+// The RPM list of the last package with this name that has one.
 struct Rpms {
     bool is_found = false;
     OwnedStringList list;
 };
 
-uint64_t take_rpms(const Search &search, const Package &package, Rpms &rpms, char **text)
+uint64_t copy_rpms(const Search &search, const Package &package, Rpms &rpms, char **text)
 {
     rpms.is_found = true;
     char **files = nullptr;
@@ -134,15 +133,15 @@ uint64_t take_rpms(const Search &search, const Package &package, Rpms &rpms, cha
     return 0;
 }
 
-uint64_t look_for_rpms(const Search &search, Rpms &rpms, char **text)
+uint64_t find_rpms(const Search &search, Rpms &rpms, char **text)
 {
     uint64_t rc = check(search);
     if (rc != 0) {
         return rc;
     }
-    StoredProfile profile;
+    OwnedProfile profile;
     rc = fetch_active(search, profile, text);
-    if (rc != 0) { // says "local" in any scope, which readers of the log know
+    if (rc != 0) { // Quirk: says "local" in both scopes; readers of the log search for this text.
         REPORT("Failed to get local active QX sw profile, rc=0x%lx\n", rc);
         error_text_add(text, "Failed to get local active QX software profile\n");
         return rc;
@@ -160,7 +159,7 @@ uint64_t look_for_rpms(const Search &search, Rpms &rpms, char **text)
         }
     }
     return for_each_of_name(profile.sdr(), stripped.ptr != nullptr ? stripped.ptr : search.pkg_name,
-                            [&](const Package &package) { return take_rpms(search, package, rpms, text); });
+                            [&](const Package &package) { return copy_rpms(search, package, rpms, text); });
 }
 
 } // namespace
@@ -171,7 +170,7 @@ uint64_t inst_swp_is_pkg_present(const char *sdr_key, uint8_t is_local, int32_t 
                                  const char *pkg_name, uint8_t *is_present)
 {
     DEBUG_LINE(4, "Entering function %s, %s, %d \n", __func__, text_or_null(sdr_key), is_local);
-    const uint64_t rc = look_for_package({sdr_key, is_local, part_type, vm_type, pkg_name}, is_present);
+    const uint64_t rc = find_package({sdr_key, is_local, part_type, vm_type, pkg_name}, is_present);
     DEBUG_LINE(4, "Leaving function %s, rc = %lx, %d\n", __func__, rc, is_present == nullptr ? 0 : *is_present);
     return rc;
 }
@@ -183,7 +182,7 @@ uint64_t inst_swp_get_package_rpms(const char *sdr_key, uint8_t is_local, int32_
     DEBUG_LINE(4, "Entering function %s, %s, %d \n", __func__, text_or_null(sdr_key), is_local);
     char *text = nullptr;
     Rpms rpms;
-    const uint64_t rc = look_for_rpms({sdr_key, is_local, part_type, vm_type, pkg_name}, rpms, &text);
+    const uint64_t rc = find_rpms({sdr_key, is_local, part_type, vm_type, pkg_name}, rpms, &text);
     if (is_found != nullptr && rpms.is_found) {
         *is_found = 1;
     }

@@ -1,8 +1,8 @@
-#include "edit/package_array.h"
-#include "edit/stored_profile.h"
+#include "frame/entry_name.h"
 #include "frame/record_arguments.h"
 #include "frame/report.h"
 #include "frame/text_list.h"
+#include "persist/owned_profile.h"
 
 TRACE_SITES_BEGIN(image)
 
@@ -12,8 +12,10 @@ namespace
 uint64_t get_image(inst_sw_profile_sdr_ext *profile, char **image_out)
 {
     constexpr char function[] = "inst_ldpath_get_swprofile_image";
-    if (is_null(profile, function) || //
-        is_null(image_out, function)) {
+    if (is_null(profile, function)) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (is_null(image_out, function)) {
         return INST_RC_INVALID_ARG;
     }
     const inst_sw_profile_info *const body = body_of(*profile, function);
@@ -34,7 +36,7 @@ extern "C" {
 uint64_t inst_ldpath_get_swprofile_image(inst_sw_profile_sdr_ext *profile, char **image_out)
 {
     const uint64_t rc = get_image(profile, image_out);
-    if (rc != 0 && image_out != nullptr) { // callers set it to null before
+    if (rc != 0 && image_out != nullptr) { // callers must set it to null before the call
         std::free(std::exchange(*image_out, nullptr));
     }
     return rc;
@@ -42,17 +44,19 @@ uint64_t inst_ldpath_get_swprofile_image(inst_sw_profile_sdr_ext *profile, char 
 
 uint64_t inst_get_image_name(const char *sdr_key, char **image_out)
 {
-    if (is_null(sdr_key) || //
-        is_null(image_out)) {
+    if (is_null(sdr_key)) {
         return INST_RC_INVALID_ARG;
     }
-    StoredProfile profile;
+    if (is_null(image_out)) {
+        return INST_RC_INVALID_ARG;
+    }
+    OwnedProfile profile;
     const uint64_t rc = inst_ldpath_get_sdr_swprofile(sdr_key, VERD_SWP_ACTIVE, &profile.record);
     if (rc != 0) {
         REPORT("Error! %s inst_ldpath_get_sdr_swprofile failed, %lx\n", __func__, rc);
         return rc;
     }
-    // No name to be had is a success, too; callers look at *image_out.
+    // A missing name is a success, too; callers check *image_out.
     static_cast<void>(inst_ldpath_get_swprofile_image(profile.record, image_out));
     return 0;
 }

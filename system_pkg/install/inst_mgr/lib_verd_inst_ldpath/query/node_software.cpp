@@ -1,8 +1,8 @@
-// What the Admin master profile says of a node.
-#include "edit/stored_profile.h"
+// Queries the active Admin profile about a node.
 #include "frame/enumerations.h"
 #include "frame/owned.h"
 #include "frame/report.h"
+#include "persist/owned_profile.h"
 
 #include <algorithm>
 #include <cstring>
@@ -16,8 +16,8 @@ namespace
 using Info = inst_sw_profile_info;
 using Location = inst_sw_profile_loc;
 
-// The active one: the global, or where that can't be read the node's own.
-uint64_t fetch_admin_master(const char *function, StoredProfile &profile)
+// Fetches the active global Admin profile or, if that fails, the local one.
+uint64_t fetch_admin_master(const char *function, OwnedProfile &profile)
 {
     Owned<char> text;
     uint64_t rc = inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, &text.ptr);
@@ -27,7 +27,7 @@ uint64_t fetch_admin_master(const char *function, StoredProfile &profile)
     REPORT("WARNING! %s inst_ldpath_get_swprofile failed to get Master SWP, trying with local SWP, %lx\n", function,
            rc);
     rc = inst_ldpath_get_swprofile(nullptr, 1, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, &text.ptr);
-    if (rc == 0 && profile.record == nullptr) { // a function that interposes it found nothing
+    if (rc == 0 && profile.record == nullptr) { // an interposed function returned 0 without a record
         rc = INST_RC_FAILED;
     }
     if (rc != 0) {
@@ -49,7 +49,7 @@ bool lists(const Location &location, const Node &node)
     });
 }
 
-// The first location profile that lists the node; null when none does.
+// Returns the first location profile that lists the node, or null.
 const Location *find_location(const inst_sw_profile_sdr &sdr, const Node &node)
 {
     Location *locations = nullptr;
@@ -62,7 +62,7 @@ const Location *find_location(const inst_sw_profile_sdr &sdr, const Node &node)
     return nullptr;
 }
 
-// The body that holds the version of the node's software.
+// Returns the body with the version of the node: of its location profile or, without a version there, the main body.
 const Info &versioned_body(const inst_sw_profile_sdr &sdr, const Node &node)
 {
     const Location *const location = find_location(sdr, node);
@@ -76,7 +76,7 @@ const Info &versioned_body(const inst_sw_profile_sdr &sdr, const Node &node)
     return sdr.sw_profile;
 }
 
-bool are_same(const char *a, const char *b)
+bool is_equal_or_both_null(const char *a, const char *b)
 {
     return a == nullptr || b == nullptr ? a == b : std::strcmp(a, b) == 0;
 }
@@ -84,24 +84,24 @@ bool are_same(const char *a, const char *b)
 uint64_t compare_version(const Node &node, const char *sw_version, bool &is_equal)
 {
     constexpr char function[] = "instmgr_cmp_sw_version";
-    StoredProfile profile;
+    OwnedProfile profile;
     const uint64_t rc = fetch_admin_master(function, profile);
     if (rc != 0) {
-        is_equal = true; // whoever looks at the result knows that nothing was compared
+        is_equal = true; // callers must check the result code first
         return rc;
     }
     const Info &body = versioned_body(profile.sdr(), node);
     const char *const version = inst_sw_profile_info_has_version(&body) ? body.version : nullptr;
-    is_equal = are_same(version, sw_version);
+    is_equal = is_equal_or_both_null(version, sw_version);
     if (!is_equal) {
         REPORT("%s SW Profile compare: image %s != %s\n", function, text_or_null(version), text_or_null(sw_version));
     }
     return 0;
 }
 
-uint64_t look_for_node(const Node &node, bool &is_listed)
+uint64_t check_node(const Node &node, bool &is_listed)
 {
-    StoredProfile profile;
+    OwnedProfile profile;
     const uint64_t rc = fetch_admin_master("instmgr_check_node_in_loc_mswp", profile);
     is_listed = rc == 0 && find_location(profile.sdr(), node) != nullptr;
     if (is_listed) {
@@ -132,7 +132,7 @@ uint64_t instmgr_check_node_in_loc_mswp(uint32_t loc_id_1, uint32_t loc_id_2, ui
         return INST_RC_INVALID_ARG;
     }
     bool answer = false;
-    const uint64_t rc = look_for_node({loc_id_1, loc_id_2, loc_id_3}, answer);
+    const uint64_t rc = check_node({loc_id_1, loc_id_2, loc_id_3}, answer);
     *in_loc = answer ? 1 : 0;
     return rc;
 }

@@ -1,5 +1,5 @@
-// Lists of names that a fetched profile holds: image, packages, service packs.
-#include "edit/package_array.h"
+// Lists the names in a fetched profile: image, packages, service packs.
+#include "frame/entry_name.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
 #include "frame/record_arguments.h"
@@ -15,7 +15,7 @@ namespace
 using Info = inst_sw_profile_info;
 using Package = inst_swp_package;
 
-// Which packages inst_ldpath_get_swprofile_img_pkgs() lists; any other filter takes all.
+// The filters of inst_ldpath_get_swprofile_img_pkgs(); any other value lists all packages.
 enum Filter : uint32_t { HOST_SMUS_ONLY = 0, NO_HOST_SMUS = 1, NO_SERVICE_PACK_MEMBERS = 4 };
 
 std::span<const Package> packages_of(const Info &body)
@@ -25,13 +25,13 @@ std::span<const Package> packages_of(const Info &body)
     return {packages, count};
 }
 
-bool make_reported_room(OwnedStringList &list, std::size_t entries)
+bool allocate_or_report(OwnedStringList &list, std::size_t entries)
 {
-    const bool is_made = make_room(list, entries);
-    if (!is_made) {
+    const bool is_allocated = allocate_list(list, entries);
+    if (!is_allocated) {
         REPORT("Error! Can't allocate file_list\n");
     }
-    return is_made;
+    return is_allocated;
 }
 
 uint64_t append_reported(OwnedStringList &list, const char *text, const char *function, int line = __builtin_LINE())
@@ -49,7 +49,7 @@ void hand_over(OwnedStringList &list, char ***list_out, uint32_t *count_out)
     *list_out = std::exchange(list.list, nullptr);
 }
 
-// The image, and every package.
+// Lists the image, then every package.
 uint64_t get_file_list(inst_sw_profile_sdr_ext *profile, char ***file_list_out, uint32_t *count_out, char **text)
 {
     constexpr char function[] = "inst_ldpath_get_swprofile_filelist";
@@ -69,7 +69,7 @@ uint64_t get_file_list(inst_sw_profile_sdr_ext *profile, char ***file_list_out, 
     }
     const std::span<const Package> packages = packages_of(*body);
     OwnedStringList list;
-    if (!make_reported_room(list, packages.size() + 1)) {
+    if (!allocate_or_report(list, packages.size() + 1)) {
         error_text_add(text, "Failed to allocate memory\n");
         return INST_RC_NO_MEMORY;
     }
@@ -102,7 +102,7 @@ uint64_t list_kept(const Info &body, uint32_t filter, bool skips_flagged, OwnedS
     if (packages.empty()) {
         return 0;
     }
-    if (!make_reported_room(list, packages.size())) {
+    if (!allocate_or_report(list, packages.size())) {
         return INST_RC_NO_MEMORY;
     }
     for (const Package &package : packages) {
@@ -115,7 +115,7 @@ uint64_t list_kept(const Info &body, uint32_t filter, bool skips_flagged, OwnedS
     return 0;
 }
 
-// What can't be converted is missing, or not whole, which is no failure.
+// If there is no memory, the set may be missing or incomplete; this is not a failure.
 void hand_over_service_packs(const Info &body, serv_packs **sp_list_out)
 {
     sp_detail *details = nullptr;
@@ -159,10 +159,16 @@ uint64_t inst_ldpath_get_swprofile_img_pkgs(inst_sw_profile_sdr_ext *profile, ch
                                             uint32_t *count_out, uint32_t pkg_filter, uint8_t skip_flagged,
                                             serv_packs **sp_list_out)
 {
-    if (is_null(profile) ||      //
-        is_null(image_out) ||    //
-        is_null(pkg_list_out) || //
-        is_null(count_out)) {
+    if (is_null(profile)) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (is_null(image_out)) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (is_null(pkg_list_out)) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (is_null(count_out)) {
         return INST_RC_INVALID_ARG;
     }
     const Info *const body = body_of(*profile);
@@ -180,7 +186,7 @@ uint64_t inst_ldpath_get_swprofile_img_pkgs(inst_sw_profile_sdr_ext *profile, ch
     if (rc != 0) {
         return rc;
     }
-    static_cast<void>(shrink(list)); // or it stays as large as it is
+    static_cast<void>(shrink(list)); // a failure leaves the list valid
     hand_over_service_packs(*body, sp_list_out);
     *image_out = image.release();
     hand_over(list, pkg_list_out, count_out);
@@ -189,9 +195,13 @@ uint64_t inst_ldpath_get_swprofile_img_pkgs(inst_sw_profile_sdr_ext *profile, ch
 
 uint64_t inst_ldpath_get_swprofile_pkgs(inst_sw_profile_sdr_ext *profile, char ***file_list_out, uint32_t *count_out)
 {
-    if (is_null(profile) ||       //
-        is_null(file_list_out) || //
-        is_null(count_out)) {
+    if (is_null(profile)) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (is_null(file_list_out)) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (is_null(count_out)) {
         return INST_RC_INVALID_ARG;
     }
     const Info *const body = body_of(*profile);
@@ -207,8 +217,8 @@ uint64_t inst_ldpath_get_swprofile_pkgs(inst_sw_profile_sdr_ext *profile, char *
     const std::span<const Package> packages = packages_of(*body);
     OwnedStringList list;
     uint64_t rc = 0;
-    if (!packages.empty()) { // without any, the service packs aren't listed either
-        rc = make_reported_room(list, packages.size() + name_count) ? 0 : INST_RC_NO_MEMORY;
+    if (!packages.empty()) { // without packages, the service packs are not listed either
+        rc = allocate_or_report(list, packages.size() + name_count) ? 0 : INST_RC_NO_MEMORY;
         for (std::size_t i = 0; i < packages.size() && rc == 0; ++i) {
             rc = append_reported(list, name_of(packages[i]), __func__);
         }

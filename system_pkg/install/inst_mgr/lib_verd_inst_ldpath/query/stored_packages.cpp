@@ -1,8 +1,8 @@
-// The packages of a stored profile.
-#include "edit/stored_profile.h"
+// Lists the packages of a stored profile.
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "frame/report.h"
+#include "persist/owned_profile.h"
 
 TRACE_SITES_BEGIN(stored_packages)
 
@@ -12,7 +12,7 @@ uint64_t inst_ldpath_get_local_swprofile_pkgs_info(const char *sdr_key, int32_t 
                                                    char ***pkg_names_out, uint32_t *count_out, char **error_message_out)
 {
     char *text = nullptr;
-    StoredProfile profile;
+    OwnedProfile profile;
     uint64_t rc = inst_ldpath_get_swprofile(sdr_key, 1, part_type, vm_type, &profile.record, &text);
     if (rc != 0) {
         REPORT("Error, failed to get swprofile, rc=%lx, part_type=%d, vm_type=%d \n", rc, part_type, vm_type);
@@ -30,7 +30,7 @@ uint64_t inst_swp_get_show_install_active_data(const char *sdr_key, uint8_t is_l
                                                char ***file_list_out, uint32_t *count_out)
 {
     Owned<char> text;
-    StoredProfile profile;
+    OwnedProfile profile;
     const uint64_t rc =
         inst_ldpath_get_swprofile(sdr_key, is_local, VERD_SWP_ACTIVE, vm_type, &profile.record, &text.ptr);
     if (rc != 0) {

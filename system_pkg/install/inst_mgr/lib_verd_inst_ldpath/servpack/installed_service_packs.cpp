@@ -1,4 +1,4 @@
-// The service packs that count as installed anywhere in the system.
+// Lists the service packs that are installed in an SDR or for Admin.
 #include "frame/owned.h"
 #include "frame/report.h"
 #include "servpack/master_profile.h"
@@ -58,18 +58,18 @@ constexpr Messages ADMIN_COMMITTED = {
 
 // A master profile and the names of its service packs.
 struct Source {
-    Master master;
+    MasterProfile master;
     const Messages &messages;
-    StoredProfile profile = {};
+    OwnedProfile profile = {};
     OwnedStringList names = {};
 };
 
 uint64_t fetch(Source &source, char **text)
 {
-    return fetch_master(source.master, source.messages.master, source.profile, text);
+    return fetch_master_profile(source.master, source.messages.master, source.profile, text);
 }
 
-uint64_t take_names(Source &source, char **text)
+uint64_t get_names(Source &source, char **text)
 {
     OwnedStringList &names = source.names;
     const uint64_t rc = inst_ldpath_get_swprofile_sps(source.profile.record, &names.list, &names.count, nullptr, text);
@@ -82,10 +82,10 @@ uint64_t take_names(Source &source, char **text)
 uint64_t fetch_names(Source &source, char **text)
 {
     const uint64_t rc = fetch(source, text);
-    return rc != 0 ? rc : take_names(source, text);
+    return rc != 0 ? rc : get_names(source, text);
 }
 
-// In the order in which their names are listed.
+// In the order of the resulting list.
 struct Sources {
     Source qx_active;
     Source qx_committed;
@@ -101,7 +101,7 @@ uint64_t fetch_committed_names(Sources &sources, char **text)
         REPORT("ERROR: Failed to compare active and committed swp\n");
         return rc;
     }
-    if (is_equal == 0) { // otherwise they are those of the active one
+    if (is_equal == 0) { // equal profiles have the same service packs
         rc = fetch_names(sources.qx_committed, text);
     }
     return rc != 0 ? rc : fetch_names(sources.admin_committed, text);
@@ -117,12 +117,12 @@ uint64_t collect_names(Sources &sources, bool include_committed, char **text)
         rc = fetch_committed_names(sources, text);
     }
     if (rc == 0) {
-        rc = take_names(sources.qx_active, text);
+        rc = get_names(sources.qx_active, text);
     }
-    return rc != 0 ? rc : take_names(sources.admin_active, text);
+    return rc != 0 ? rc : get_names(sources.admin_active, text);
 }
 
-uint64_t unite(const Sources &sources, OwnedStringList &all)
+uint64_t merge_names(const Sources &sources, OwnedStringList &all)
 {
     for (const Source *const source :
          {&sources.qx_active, &sources.qx_committed, &sources.admin_active, &sources.admin_committed}) {
@@ -146,7 +146,7 @@ uint64_t get_all(const char *sdr_key, bool include_committed, OwnedStringList &a
                        {{nullptr, VERD_SWP_COMMITTED, VERD_VM_ADMIN}, ADMIN_COMMITTED}};
     Owned<char> text;
     const uint64_t rc = collect_names(sources, include_committed, &text.ptr);
-    return rc != 0 ? rc : unite(sources, all);
+    return rc != 0 ? rc : merge_names(sources, all);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "servpack/master_profile.h"
 
-uint64_t fetch_master(const Master &master, const MasterMessages &messages, StoredProfile &profile, char **text)
+uint64_t fetch_master_profile(const MasterProfile &master, const MasterMessages &messages, OwnedProfile &profile,
+                              char **text)
 {
     uint8_t exists = 0;
     uint64_t rc = inst_ldpath_check_swprofile_exists(master.sdr_key, 0, master.state, master.vm_type, &exists, text);

@@ -1,21 +1,24 @@
-// The master profiles of an SDR: the global ones of QX and of Admin, which an install operation needs.
+// Fetches master profiles: the global QX profile of an SDR and the global Admin profile, which an install operation
+// needs.
 #pragma once
 
-#include "edit/stored_profile.h"
+#include "persist/owned_profile.h"
 
-// How an operation tells of one.
+// The messages of an operation about a master profile. Functions instead of formats, since each REPORT has a number of
+// its own, and some messages have no arguments.
 struct MasterMessages {
     void (*is_missing)(const char *sdr_key);
     void (*exists)();
     void (*not_fetched)(const char *sdr_key, uint64_t rc);
 };
 
-// Which one; the one of Admin has no key.
-struct Master {
+// Selects a master profile. The key is null for Admin.
+struct MasterProfile {
     const char *sdr_key;
     int32_t state;
     uint32_t vm_type; // VERD_VM_QX or VERD_VM_ADMIN
 };
 
-// Results: 0; INSTMGR_RC_SWPROFILE_NOT_FOUND; those of looking for it and of fetching it.
-uint64_t fetch_master(const Master &master, const MasterMessages &messages, StoredProfile &profile, char **text);
+// Results: 0; INSTMGR_RC_SWPROFILE_NOT_FOUND; those of inst_ldpath_check_swprofile_exists() and of fetching.
+uint64_t fetch_master_profile(const MasterProfile &master, const MasterMessages &messages, OwnedProfile &profile,
+                              char **text);

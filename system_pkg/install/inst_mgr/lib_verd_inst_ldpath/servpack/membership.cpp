@@ -1,14 +1,13 @@
-// Which packages of a body are members of service packs: tagged when service packs come, untagged when they go.
+// Tags the packages of a body that are members of installed service packs, and untags those of removed ones.
 //
-// A package belongs to an RPM whose name contains its own. The match is loose on purpose: RPM names carry
-// architectures, and packages of a family are tagged with it.
+// A package belongs to an RPM if its name is part of the RPM's name. The loose match is intended: RPM names have
+// architectures, and packages of one family are tagged together.
 #include "edit/package_array.h"
 #include "frame/marker_files.h"
 #include "frame/owned.h"
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 TRACE_SITES_BEGIN(membership)
 
@@ -17,35 +16,11 @@ namespace
 
 using Package = inst_swp_package;
 
-uint64_t eight_bytes(const char *text)
-{
-    uint64_t bytes = 0;
-    std::memcpy(&bytes, text, sizeof bytes);
-    return bytes;
-}
-
-// As strstr(), but quicker where all names begin alike: a place is looked at when the last eight bytes are there.
-bool contains(const char *rpm, std::string_view name)
-{
-    const std::size_t length = std::strlen(rpm);
-    if (name.size() < sizeof(uint64_t) || name.size() > length) {
-        return std::string_view(rpm, length).find(name) != std::string_view::npos;
-    }
-    const std::size_t tail = name.size() - sizeof(uint64_t);
-    const uint64_t end_of_name = eight_bytes(name.data() + tail);
-    for (const char *at = rpm; at <= rpm + (length - name.size()); ++at) {
-        if (eight_bytes(at + tail) == end_of_name && std::memcmp(at, name.data(), name.size()) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Does the package belong to the RPM? What has no name doesn't.
+// Returns whether the package belongs to the RPM. A null name belongs to nothing.
 bool belongs(const Package &package, const char *rpm)
 {
     const char *const name = name_of(package);
-    return rpm != nullptr && name != nullptr && contains(rpm, name);
+    return rpm != nullptr && name != nullptr && std::strstr(rpm, name) != nullptr;
 }
 
 bool is_tagged(const Package &package)
@@ -62,27 +37,27 @@ uint64_t get_rpms(const serv_packs *sp_list, OwnedStringList &rpms)
     return rc;
 }
 
-// Nothing to do under the old package rules, or without packages.
-bool has_members(const inst_sw_profile_info &body)
+// Under the old package rules no package is a member.
+bool can_have_members(const inst_sw_profile_info &body)
 {
     return g_inst_pkg_fmt_info.is_new_format != 0 && inst_sw_profile_info_get_packages(&body, nullptr) != 0;
 }
 
-bool make_reported_room(PackageArray &packages, const inst_sw_profile_info &body)
+bool allocate_or_report(PackageArray &packages, const inst_sw_profile_info &body)
 {
-    const bool is_made = make_room(packages, inst_sw_profile_info_get_packages(&body, nullptr));
-    if (!is_made) {
+    const bool is_allocated = allocate_packages(packages, inst_sw_profile_info_get_packages(&body, nullptr));
+    if (!is_allocated) {
         REPORT("Error! Can't allocate file_list\n");
     }
-    return is_made;
+    return is_allocated;
 }
 
-bool copy_all(PackageArray &packages, const inst_sw_profile_info &body)
+bool copy_all_packages(PackageArray &packages, const inst_sw_profile_info &body)
 {
     return copy_packages(packages, body, [](const Package &) { return true; });
 }
 
-// True when the package belongs to one of the RPMs.
+// Tags the package if it belongs to one of the RPMs, and returns whether it does.
 bool tag(Package &package, const OwnedStringList &rpms)
 {
     const char *const name = name_of(package);
@@ -102,8 +77,8 @@ bool tag(Package &package, const OwnedStringList &rpms)
     return false;
 }
 
-// Only third-party and host-OS packages ever lose their tag.
-void keep_those_that_untag(char **rpms, uint32_t &count)
+// Keeps the RPMs of third-party and host-OS packages: no other package loses its tag.
+void keep_untaggable_rpms(char **rpms, uint32_t &count)
 {
     char **const end = std::remove_if(rpms, rpms + count, [](const char *rpm) {
         return rpm == nullptr || (instcomm_is_tp_pkg(rpm, 0) == 0 && instcomm_is_hostos_pkg(rpm) == 0);
@@ -111,7 +86,7 @@ void keep_those_that_untag(char **rpms, uint32_t &count)
     count = static_cast<uint32_t>(end - rpms);
 }
 
-// The messages name the RPM.
+// Untags the package if it belongs to one of the RPMs. The messages name the RPM.
 void untag(Package &package, char *const *rpms, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
@@ -129,7 +104,7 @@ void untag(Package &package, char *const *rpms, uint32_t count)
     }
 }
 
-uint64_t all_of(char **rpms, uint32_t count, char ***out_rpms, uint32_t *out_count)
+uint64_t return_all_rpms(char **rpms, uint32_t count, char ***out_rpms, uint32_t *out_count)
 {
     REPORT("INFO: No active SPs in active swp\n");
     REPORT("INFO: Returning the rpms of the SP being removed\n");
@@ -154,8 +129,8 @@ struct OwnedSet {
     ~OwnedSet() { free_service_pack(set); }
 };
 
-// A set from which a lack of memory took service packs would let go of what they still deliver.
-bool is_whole(const serv_packs *set, const sp_detail *details, uint32_t detail_count)
+// An incomplete set (out of memory) would untag RPMs that remaining service packs still deliver.
+bool is_complete(const serv_packs *set, const sp_detail *details, uint32_t detail_count)
 {
     service_pack *packs = nullptr;
     const uint32_t count = set == nullptr ? 0 : serv_packs_get_service_packs(set, &packs);
@@ -165,12 +140,12 @@ bool is_whole(const serv_packs *set, const sp_detail *details, uint32_t detail_c
            });
 }
 
-uint64_t those_not_in(sp_detail *details, uint32_t detail_count, char **rpms, uint32_t count, char ***out_rpms,
-                      uint32_t *out_count)
+uint64_t rpms_not_delivered(sp_detail *details, uint32_t detail_count, char **rpms, uint32_t count, char ***out_rpms,
+                            uint32_t *out_count)
 {
     OwnedSet remaining;
     static_cast<void>(instmgr_convert_sp_det_to_serv_pack(&remaining.set, details, detail_count));
-    if (!is_whole(remaining.set, details, detail_count)) {
+    if (!is_complete(remaining.set, details, detail_count)) {
         *out_rpms = nullptr;
         *out_count = 0;
         return INSTMGR_RC_INVALID_DATA;
@@ -197,7 +172,7 @@ uint64_t inst_ldpath_tag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_packs
     if (profile == nullptr || sp_list == nullptr || tagged_out == nullptr) {
         return INST_RC_INVALID_ARG;
     }
-    if (!has_members(*profile)) {
+    if (!can_have_members(*profile)) {
         return 0;
     }
     OwnedStringList rpms;
@@ -206,7 +181,7 @@ uint64_t inst_ldpath_tag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_packs
         return rc;
     }
     PackageArray packages;
-    if (!make_reported_room(packages, *profile) || !copy_all(packages, *profile)) {
+    if (!allocate_or_report(packages, *profile) || !copy_all_packages(packages, *profile)) {
         return INST_RC_NO_MEMORY;
     }
     for (uint32_t i = 0; i < packages.count; ++i) {
@@ -223,7 +198,7 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
     if (profile == nullptr || sp_list == nullptr) {
         return INST_RC_INVALID_ARG;
     }
-    if (!has_members(*profile)) {
+    if (!can_have_members(*profile)) {
         return 0;
     }
     OwnedStringList rpms;
@@ -232,10 +207,10 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
         return rc;
     }
     PackageArray packages;
-    if (!make_reported_room(packages, *profile)) {
+    if (!allocate_or_report(packages, *profile)) {
         return INST_RC_NO_MEMORY;
     }
-    Owned<char *> unique; // point into rpms
+    Owned<char *> unique; // an array of pointers into rpms
     uint32_t unique_count = 0;
     rc = inst_remove_rpms_part_of_active_sp(profile, rpms.list, rpms.count, &unique.ptr, &unique_count);
     if (rc != 0) {
@@ -246,10 +221,10 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
         REPORT("INFO: No rpms to be un-tagged\n");
         return 0;
     }
-    if (!copy_all(packages, *profile)) {
+    if (!copy_all_packages(packages, *profile)) {
         return INST_RC_NO_MEMORY;
     }
-    keep_those_that_untag(unique.ptr, unique_count);
+    keep_untaggable_rpms(unique.ptr, unique_count);
     for (uint32_t i = 0; i < packages.count; ++i) {
         untag(packages.entries[i], unique.ptr, unique_count);
     }
@@ -260,16 +235,16 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
 uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char **rpms, uint32_t rpm_count,
                                             char ***out_rpms, uint32_t *out_count)
 {
-    // A null list without entries is what a set without RPMs gives.
+    // A set without RPMs yields a null list with count 0.
     if (profile == nullptr || (rpms == nullptr && rpm_count != 0) || out_rpms == nullptr || out_count == nullptr) {
         return INST_RC_INVALID_ARG;
     }
     if (!inst_sw_profile_info_has_sp_details(profile)) {
-        return all_of(rpms, rpm_count, out_rpms, out_count);
+        return return_all_rpms(rpms, rpm_count, out_rpms, out_count);
     }
     sp_detail *details = nullptr;
     const uint32_t count = inst_sw_profile_info_get_sp_details(profile, &details);
-    return count == 0 ? 0 : those_not_in(details, count, rpms, rpm_count, out_rpms, out_count);
+    return count == 0 ? 0 : rpms_not_delivered(details, count, rpms, rpm_count, out_rpms, out_count);
 }
 }
 

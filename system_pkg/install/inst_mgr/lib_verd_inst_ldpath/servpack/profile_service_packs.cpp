@@ -31,7 +31,7 @@ uint64_t copy_names(const Info &body, OwnedStringList &names, char **text)
     if (count == 0) {
         return 0;
     }
-    if (!make_room(names, count)) {
+    if (!allocate_list(names, count)) {
         REPORT("Error! Can't allocate file_list\n");
         error_text_add(text, "Error! Memory Allocation Failed\n");
         return INST_RC_NO_MEMORY;
@@ -68,9 +68,13 @@ uint64_t convert_details(const Info &body, serv_packs **sp_list_out)
 uint64_t get_service_packs(inst_sw_profile_sdr_ext *profile, char ***sp_names_out, uint32_t *count_out,
                            serv_packs **sp_list_out, char **text)
 {
-    if (is_null_parameter(profile, __LINE__, text) ||      //
-        is_null_parameter(sp_names_out, __LINE__, text) || //
-        is_null_parameter(count_out, __LINE__, text)) {
+    if (is_null_parameter(profile, __LINE__, text)) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (is_null_parameter(sp_names_out, __LINE__, text)) {
+        return INST_RC_INVALID_ARG;
+    }
+    if (is_null_parameter(count_out, __LINE__, text)) {
         return INST_RC_INVALID_ARG;
     }
     const Info *const body = body_of(*profile, GET_SPS);

@@ -1,4 +1,4 @@
-// Sets of service packs as the install manager takes them, made of details and of other sets.
+// Builds sets of service packs from details and from other sets.
 #include "frame/marker_files.h"
 #include "frame/owned.h"
 #include "frame/report.h"
@@ -8,8 +8,8 @@ TRACE_SITES_BEGIN(service_pack_sets)
 namespace
 {
 
-// Gives a set copies of the details. Without memory for the array it stays without any; where one can't be copied, it
-// and those after it are there, but empty.
+// Adds copies of the details to a set. If there is no memory for the array, the set remains empty; if a copy fails, it
+// and the later ones are present, but empty.
 void copy_details(const char *function, serv_packs &set, const sp_detail *details, uint32_t count)
 {
     auto *const array = static_cast<sp_detail *>(std::calloc(count, sizeof(sp_detail)));
@@ -61,7 +61,7 @@ uint64_t instcomm_duplicate_sp_list(serv_packs **copy_out, serv_packs *source, c
     const int32_t status = zeld_serv_packs_duplicate(*copy_out, source, std::malloc, 0);
     if (status != 0) {
         REPORT("SPERROR: %s Failed to duplicate ctx sp list, errcode= %d\n", caller, status);
-        return INST_RC_NO_MEMORY; // *copy_out stays, for the caller to free
+        return INST_RC_NO_MEMORY; // the caller frees *copy_out
     }
     static_cast<void>(instmgr_show_serv_pack(*copy_out, caller));
     return 0;

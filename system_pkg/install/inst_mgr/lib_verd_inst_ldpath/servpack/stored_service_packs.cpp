@@ -1,4 +1,4 @@
-// Recording in a stored profile that service packs were installed or removed.
+// Records in a stored profile that service packs were installed or removed.
 #include "edit/service_pack_merge.h"
 #include "edit/service_pack_removal.h"
 #include "edit/stored_profile.h"
@@ -16,7 +16,7 @@ using Info = inst_sw_profile_info;
 constexpr char ADD[] = "inst_ldpath_add_swprofile_sps";
 constexpr char REMOVE[] = "inst_ldpath_remove_swprofile_sps";
 
-// Nobody gets the error text, so that none is made.
+// These operations return no error text, so none is built.
 constexpr MergeMessages MERGE_MESSAGES = {
     .names_of_body = [](char *const *,
                         uint32_t count) { REPORT_SP_DEBUG("SPDEBUG: %s %u sp's are already in swp\n", ADD, count); },
@@ -44,8 +44,8 @@ constexpr MergeMessages MERGE_MESSAGES = {
                       const char *name) { REPORT_SP_DEBUG("SPDEBUG:  New SP names  %d Name %s\n", index, name); },
 };
 
-// is_member gets false when none of the packages belongs to the service packs.
-uint64_t add_to_body(Info &body, uint64_t sp_source, const ServicePackLists &added, bool &is_member)
+// Sets is_member to whether any package of the body belongs to the service packs.
+uint64_t add_and_tag(Info &body, uint64_t sp_source, const ServicePackLists &added, bool &is_member)
 {
     uint8_t is_tagged = 0;
     uint64_t rc = inst_ldpath_tag_sp_pkg_in_swp(&body, reinterpret_cast<serv_packs *>(sp_source), &is_tagged);
@@ -60,14 +60,14 @@ uint64_t add_to_body(Info &body, uint64_t sp_source, const ServicePackLists &add
         for (uint32_t i = 0; i < merged.count; ++i) {
             REPORT_SP_DEBUG("SPDEBUG: SPNAME %s\n", merged.names[i]);
         }
-        replace_service_packs(body, merged);
+        replace_with_merged(body, merged);
     }
     return rc;
 }
 
 uint64_t add(const ProfileEdit &edit, uint64_t sp_source)
 {
-    StoredProfile profile;
+    OwnedProfile profile;
     uint64_t rc = read_stored_profile(edit, profile);
     if (rc != 0) {
         return rc;
@@ -82,7 +82,7 @@ uint64_t add(const ProfileEdit &edit, uint64_t sp_source)
     }
     if (added.count != 0 && added.names != nullptr) {
         bool is_member = false;
-        rc = add_to_body(profile.body(), sp_source, added, is_member);
+        rc = add_and_tag(profile.body(), sp_source, added, is_member);
         if (rc == 0 && !is_member) {
             REPORT("SPINFO: No SP rpm in swp, do nothing\n");
         }
@@ -93,15 +93,15 @@ uint64_t add(const ProfileEdit &edit, uint64_t sp_source)
     return store_edited_profile(edit, profile);
 }
 
-void show_names(char *const *names, uint32_t count)
+void log_names(char *const *names, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
         REPORT("swp_sp_list[%d] = %s\n", i, names[i]);
     }
 }
 
-// A failure is told in the log only: the profile is stored all the same.
-void untag(Info &body, serv_packs *sp_list)
+// Only logs a failure: the profile is stored anyway.
+void untag_or_log(Info &body, serv_packs *sp_list)
 {
     if (inst_ldpath_untag_sp_pkg_in_swp(&body, sp_list) != 0) {
         REPORT("SPERROR: Failed to untag a rpm from a SP being removed\n");
@@ -113,19 +113,19 @@ uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList
     char **names = nullptr;
     const uint32_t name_count = inst_sw_profile_info_get_sp_names(&body, &names);
     REPORT_SP_DEBUG("SPDEBUG: %d Sp's already in swp \n", name_count);
-    show_names(names, name_count);
+    log_names(names, name_count);
     RemainingServicePacks remaining;
     if (!copy_remaining_names(body, removed, remaining)) {
         return INST_RC_NO_MEMORY;
     }
     REPORT_SP_DEBUG("SPDEBUG: Going to process new sp list having count = %d\n", remaining.names.count);
-    show_names(remaining.names.list, remaining.names.count);
+    log_names(remaining.names.list, remaining.names.count);
     const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, nullptr);
     if (inst_sw_profile_info_has_sp_details(&body)) {
         REPORT_SP_DEBUG("SPDEBUG: SP detailed info present in swp for %d Sp's\n", detail_count);
     }
     if (remaining.names.count == 0) {
-        untag(body, sp_list); // while the details are still there
+        untag_or_log(body, sp_list); // before the details are deleted: they protect RPMs from untagging
         clear_service_packs(body);
         REPORT("SPINFO: %s Removed all sp in swp\n", REMOVE);
         return 0;
@@ -134,16 +134,16 @@ uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList
         REPORT("SPERROR: Mismatch between sp_names and sp_detail in swp total_sp_cnt = %d, swp_sp_det_cnt = %d\n",
                remaining.names.count, detail_count);
     } else {
-        if (!make_room_for_details(body, remaining)) {
+        if (!prepare_details(body, remaining)) {
             return INST_RC_NO_MEMORY;
         }
         if (!copy_remaining_details(remaining)) {
             REPORT("SPERROR: %s Failed to duplicate new_sp_det\n", REMOVE);
             return INST_RC_NO_MEMORY;
         }
-        replace_service_packs(body, remaining);
+        replace_with_remaining(body, remaining);
     }
-    untag(body, sp_list);
+    untag_or_log(body, sp_list);
     return 0;
 }
 
@@ -156,7 +156,7 @@ uint64_t remove(const ProfileEdit &edit, serv_packs *sp_list)
         REPORT("SPERROR: Failed to fetch sp names \n");
         return rc;
     }
-    StoredProfile profile;
+    OwnedProfile profile;
     rc = read_stored_profile(edit, profile);
     if (rc == 0 && inst_sw_profile_info_has_sp_names(&profile.body())) {
         rc = remove_from_body(profile.body(), sp_list, removed);
