@@ -57,6 +57,7 @@ struct Operation {
 };
 
 const Intervention KILL = {Intervention::KILL};
+constexpr char LOCAL_QX[] = "/install_repo/local/sdr/default-sdr/qx-swprofile-";
 constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
 
 std::vector<std::string> words_of(const std::string &text)
@@ -82,19 +83,7 @@ protected:
     // Prepares the repository, and finds out how it is after the operation, and how many system calls that takes.
     void prepare(const Operation &operation)
     {
-        for (const char *const directory : {"/install_repo/gl", "/install_repo/local", "/tmp/saved"}) {
-            fs::remove_all(directory);
-        }
-        for (const std::string &command : operation.preparation) {
-            ASSERT_EQ(run(command).code, 0) << operation.name << command << read_file("/tmp/err");
-        }
-        fs::create_directory("/tmp/saved");
-        for (const char *const scope : {"gl", "local"}) {
-            if (fs::exists(fs::path("/install_repo") / scope)) {
-                fs::copy(fs::path("/install_repo") / scope, fs::path("/tmp/saved") / scope,
-                         fs::copy_options::recursive);
-            }
-        }
+        save(operation.preparation);
         name = operation.name;
         arguments = words_of(SWPROFILE " " + operation.arguments);
         before = repository();
@@ -103,6 +92,24 @@ protected:
         after = repository();
         checked_after = run("check").out;
         EXPECT_NE(before, after) << name << read_file("/tmp/err");
+    }
+
+    // Prepares the repository, and saves it for reset().
+    static void save(const std::vector<std::string> &preparation)
+    {
+        for (const char *const directory : {"/install_repo/gl", "/install_repo/local", "/tmp/saved"}) {
+            fs::remove_all(directory);
+        }
+        for (const std::string &command : preparation) {
+            ASSERT_EQ(run(command).code, 0) << command << read_file("/tmp/err");
+        }
+        fs::create_directory("/tmp/saved");
+        for (const char *const scope : {"gl", "local"}) {
+            if (fs::exists(fs::path("/install_repo") / scope)) {
+                fs::copy(fs::path("/install_repo") / scope, fs::path("/tmp/saved") / scope,
+                         fs::copy_options::recursive);
+            }
+        }
     }
 
     static void reset()
@@ -139,6 +146,30 @@ protected:
         return found == after;
     }
 
+    // Each profile is one of those before and after, or is rejected, and check reports a mixture. Is it one?
+    bool expect_safe(const std::string &when) const
+    {
+        const auto files_of = [](Files files) {
+            std::erase_if(files, [](const auto &file) { return file.second == "directory"; });
+            return files;
+        };
+        const Files found = files_of(repository());
+        const Ran checked = run("check");
+        for (const auto &[path, content] : found) {
+            const bool is_known = (before.contains(path) && before.at(path) == content) ||
+                                  (after.contains(path) && after.at(path) == content);
+            const bool is_rejected = checked.out.find(path + ": ") != std::string::npos;
+            EXPECT_TRUE(is_known || is_rejected) << when << " " << path << "\n" << checked.out;
+        }
+        const bool is_mixture = found != files_of(before) && found != files_of(after);
+        if (is_mixture) {
+            EXPECT_EQ(checked.code, 1) << when << difference(files_of(before), found);
+        } else {
+            EXPECT_EQ(checked.out, found == files_of(after) ? checked_after : checked_before) << when;
+        }
+        return is_mixture;
+    }
+
     // Runs shell scripts at the same time, and returns how many failed.
     static int run_at_once(const std::vector<std::string> &scripts)
     {
@@ -157,13 +188,14 @@ protected:
         }));
     }
 
-    // Every how many system calls one is disturbed: every single one if SWP_DEEP is set.
+    // Every how many system calls one is disturbed: SWP_STEP or, by default, a sample.
     static int step(int sample)
     {
 #ifdef __SANITIZE_ADDRESS__
         sample *= 7; // each run takes ten times as long
 #endif
-        return getenv("SWP_DEEP") != nullptr ? 1 : sample;
+        const char *const given = getenv("SWP_STEP");
+        return given == nullptr ? sample : std::max(1, std::atoi(given));
     }
 
     std::string name;
@@ -320,7 +352,7 @@ TEST_F(SafetyTest, ChangesAtTheSameTime)
     EXPECT_EQ(run_at_once(scripts), 0);
     EXPECT_EQ(json_of("packages --json")["names"].size(), 160U);
 
-    const std::string seconds = getenv("SWP_DEEP") != nullptr ? "20" : "2";
+    const std::string seconds = getenv("SWP_STEP") != nullptr ? "20" : "2";
     const auto repeated = [&](const std::string &body) {
         return "end=$(($(date +%s) + " + seconds + ")); while [ $(date +%s) -lt $end ]; do " + body + "; done";
     };
@@ -331,6 +363,92 @@ TEST_F(SafetyTest, ChangesAtTheSameTime)
                            repeated(SWPROFILE " check || exit 1"),
                            repeated(SWPROFILE " list | grep -e damaged -e empty && exit 1 || true")}),
               0);
+}
+
+// The library itself has no journal. When it is killed, each profile is the old one, the new one, missing, or rejected,
+// and check reports every state of the files that is neither the one before nor the one after.
+TEST_F(SafetyTest, LibraryKilledAtAnySystemCall)
+{
+    constexpr char KEY[] = "default-sdr";
+    const std::string create_local = "create --local --image a.iso --version 1 --package p-1-r1 ";
+    const std::string prepared = "copy --local --from active --to prepared";
+    const std::string change = "add c-1-r1 --local";
+    serv_packs packs = {};
+    service_pack pack = {};
+    char *rpm[] = {const_cast<char *>("p-1-r1.noarch")};
+    sp_detail_set_sp_name(&pack, const_cast<char *>("SP"));
+    sp_detail_set_sp_rpms(&pack, rpm, 1);
+    serv_packs_set_service_packs(&packs, &pack, 1);
+    const auto source = reinterpret_cast<uint64_t>(&packs);
+    inst_node_loc node = {};
+    inst_node_loc_set_loc_id_1(&node, 0);
+    CreateRequest create_request;
+    create_request.request.is_local = 1;
+    const struct {
+        const char *name;
+        std::vector<std::string> preparation;
+        std::function<uint64_t()> call;
+    } operations[] = {
+        {"create", {}, [&] { return inst_ldpath_create_sdr_swprofile(&create_request.request); }},
+        {"replace", {create_local}, [&] { return inst_ldpath_create_sdr_swprofile(&create_request.request); }},
+        {"add",
+         {create_local},
+         [&] {
+             return inst_ldpath_add_swprofile_pkgs(KEY, 1, VERD_SWP_ACTIVE, VERD_VM_QX, "n-1-r1", nullptr, 0, 0,
+                                                   VERD_PKG_BASE, 0, nullptr);
+         }},
+        {"remove",
+         {create_local},
+         [&] {
+             return inst_ldpath_remove_swprofile_pkgs(KEY, 1, VERD_SWP_ACTIVE, VERD_VM_QX, "p-1-r1", nullptr, nullptr);
+         }},
+        {"add for nodes",
+         {create_local},
+         [&] {
+             return inst_ldpath_add_pkg_location(KEY, 1, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, "n-1-r1", 0,
+                                                 VERD_PKG_BASE, 0);
+         }},
+        {"add service pack",
+         {create_local},
+         [&] {
+             g_inst_pkg_fmt_info.is_new_format = 1;
+             return inst_ldpath_add_swprofile_sps(KEY, 1, VERD_SWP_ACTIVE, VERD_VM_QX, source);
+         }},
+        {"remove service pack",
+         {create_local + "--sp-package tp-q-1-r1 --service-pack SP=tp-q-1-r1"},
+         [&] { return inst_ldpath_remove_swprofile_sps(KEY, 1, VERD_SWP_ACTIVE, VERD_VM_QX, &packs); }},
+        {"promote",
+         {create_local, prepared, change},
+         [&] { return inst_ldpath_swp_move_prep_to_act(KEY, 1, VERD_VM_QX, nullptr); }},
+        {"copy",
+         {create_local, prepared, change},
+         [&] { return inst_ldpath_swp_copy(KEY, 1, VERD_VM_QX, VERD_SWP_ACTIVE, VERD_SWP_PREPARED, nullptr); }},
+        {"delete",
+         {create_local},
+         [&] { return inst_ldpath_delete_swprofile_file((std::string(LOCAL_QX) + "active.bin").c_str()); }},
+    };
+    int kills = 0;
+    int partial = 0;
+    for (const auto &[operation, preparation, call] : operations) {
+        const auto make_call = [&call = call] { _exit(call() == 0 ? 0 : 1); };
+        save(preparation);
+        before = repository();
+        checked_before = run("check").out;
+        const TracedRun complete = run_traced(make_call, [](const SystemCall &) { return Intervention(); });
+        after = repository();
+        checked_after = run("check").out;
+        EXPECT_TRUE(WEXITSTATUS(complete.status) == 0 && before != after) << operation;
+        for (int at = 1; at <= complete.calls; at += step(5)) {
+            reset();
+            run_traced(make_call,
+                       [at](const SystemCall &at_call) { return at_call.number == at ? KILL : Intervention(); });
+            const std::string when = operation + std::string(" killed at ") + std::to_string(at);
+            partial += expect_safe(when) ? 1 : 0;
+            ++kills;
+        }
+    }
+    std::printf("%d kills of the library, %d with a part of the files\n", kills, partial);
+    EXPECT_GT(partial, 0);
 }
 
 // After a kill, the install manager may use the library before the next command.

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/user.h>
@@ -16,7 +17,7 @@
 namespace
 {
 
-[[noreturn]] void become(const std::vector<std::string> &arguments)
+[[noreturn]] void exec_traced(const std::vector<std::string> &arguments)
 {
     std::vector<char *> argv;
     for (const std::string &argument : arguments) {
@@ -76,17 +77,14 @@ std::string SystemCall::path() const
     return text;
 }
 
-TracedRun run_traced(const std::vector<std::string> &arguments,
-                     const std::function<Intervention(const SystemCall &)> &at_call)
+namespace
 {
-    const pid_t child = fork();
-    if (child == 0) {
-        become(arguments);
-    }
+
+TracedRun trace(pid_t child, bool is_armed, const std::function<Intervention(const SystemCall &)> &at_call)
+{
     TracedRun run = {};
     waitpid(child, &run.status, 0);
     ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    bool is_armed = false;
     bool is_entry = true;
     int failure = 0;
     long signal = 0;
@@ -122,6 +120,34 @@ TracedRun run_traced(const std::vector<std::string> &arguments,
             failure = done.value;
             skip_call(child);
         }
+    }
+    return run;
+}
+
+} // namespace
+
+TracedRun run_traced(const std::vector<std::string> &arguments,
+                     const std::function<Intervention(const SystemCall &)> &at_call)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        exec_traced(arguments);
+    }
+    return trace(child, false, at_call);
+}
+
+TracedRun run_traced(const std::function<void()> &call, const std::function<Intervention(const SystemCall &)> &at_call)
+{
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const pid_t child = fork();
+    if (child == 0) {
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        raise(SIGSTOP);
+        call();
+        _exit(0);
+    }
+    const TracedRun run = trace(child, true, at_call);
+    while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) { // for shell commands that outlive a killed process
     }
     return run;
 }

@@ -7,7 +7,7 @@
 #include <vector>
 
 struct SystemCall {
-    int number; // of the call after the program has been armed, from 1
+    int number; // counted from 1
     long id;    // SYS_write, ...
     pid_t process;
 
@@ -21,9 +21,12 @@ struct Intervention {
 
 struct TracedRun {
     int status; // as of waitpid()
-    int calls;  // system calls after it has been armed
+    int calls;  // counted system calls
 };
 
-// The program is armed with its first flock(): what comes before is start-up. Its children are not traced.
+// The calls of a program are counted from its first flock() on; earlier ones are start-up. Its children are not traced.
 TracedRun run_traced(const std::vector<std::string> &arguments,
                      const std::function<Intervention(const SystemCall &)> &at_call);
+
+// Makes a call in a process of its own, and waits for that process and its children.
+TracedRun run_traced(const std::function<void()> &call, const std::function<Intervention(const SystemCall &)> &at_call);
