@@ -46,7 +46,7 @@ uint64_t remove_leftovers(const std::vector<Finding> &findings, Change &change)
 struct Result {
     std::vector<std::string> done;
     std::vector<std::string> left;
-    std::string hint = "swprofile check --help";
+    std::string hint;
 };
 
 std::string restoring_command(const Selector &damaged)
