@@ -28,8 +28,7 @@ constexpr Kind KINDS[] = {
     {Kind::THIRD_PARTY, "*-tp", 0},
     {Kind::THIRD_PARTY, "*-tp-*", 0},
     // Kernel packages. Packages of different classes can be installed together. The first matching pattern determines
-    // the
-    // class; a name that matches none has class 0.
+    // the class; a name that matches none has class 0.
     {Kind::KERNEL, "*kernel-modules-*", 2},
     {Kind::KERNEL, "*kernel-rt-*", 3},
     {Kind::KERNEL, "*kernel-*", 1},

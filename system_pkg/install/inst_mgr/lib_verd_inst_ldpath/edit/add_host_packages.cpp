@@ -20,7 +20,7 @@ uint32_t type_of(const char *path, uint32_t previous_type)
     return previous_type;
 }
 
-// Adds to the Admin profile, which has the host packages. `type` is in: of the preceding path, out: of this one.
+// Adds a host package to the Admin profile. `type` has the type of the preceding path and receives that of this one.
 uint64_t add_host_package(int32_t part_type, const char *sdr_key, uint8_t is_local, const char *pkg_path,
                           uint64_t sp_source, uint32_t &type)
 {

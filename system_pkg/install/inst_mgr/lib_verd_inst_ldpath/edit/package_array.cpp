@@ -39,7 +39,7 @@ void replace_packages(inst_sw_profile_info &body, PackageArray &array)
     }
 }
 
-bool is_base_rpm(const inst_swp_package &image, const char *name)
+bool has_base_rpm(const inst_swp_package &image, const char *name)
 {
     char **rpms = nullptr;
     const uint32_t count = inst_swp_package_get_files(&image, &rpms);
@@ -51,7 +51,7 @@ bool is_base_rpm(const inst_swp_package &image, const char *name)
     return false;
 }
 
-bool is_package(const inst_sw_profile_info &body, const char *name)
+bool has_package(const inst_sw_profile_info &body, const char *name)
 {
     inst_swp_package *packages = nullptr;
     const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);

@@ -41,8 +41,8 @@ template <class Keep> bool copy_packages(PackageArray &array, const inst_sw_prof
 void replace_packages(inst_sw_profile_info &body, PackageArray &array);
 
 // Return whether a package, or a base RPM, has this name.
-bool is_package(const inst_sw_profile_info &body, const char *name);
-bool is_base_rpm(const inst_swp_package &image, const char *name);
+bool has_package(const inst_sw_profile_info &body, const char *name);
+bool has_base_rpm(const inst_swp_package &image, const char *name);
 
 // Remove every package, or every base RPM, of this name. If there is no memory for the new list (NoList) or for its
 // content (NoContent), nothing changes. A base RPM list without names left remains present and empty.

@@ -9,7 +9,7 @@ namespace
 
 uint64_t remove_package(inst_sw_profile_info &body, const char *name, char **text)
 {
-    if (is_base_rpm(body.image, name)) {
+    if (has_base_rpm(body.image, name)) {
         // A base RPM hides packages of the same name. It is removed under the new package rules only.
         if (g_inst_pkg_fmt_info.is_new_format != 0 && remove_base_rpms(body.image, name) != RemoveResult::Done) {
             REPORT("Error! Can't allocate base_rpm_list\n");
@@ -18,7 +18,7 @@ uint64_t remove_package(inst_sw_profile_info &body, const char *name, char **tex
         }
         return 0;
     }
-    if (!is_package(body, name)) {
+    if (!has_package(body, name)) {
         REPORT("Pkg %s not found in SWP, nothing to do\n", name);
         return 0;
     }

@@ -122,9 +122,9 @@ uint64_t remove_and_store(const ProfileEdit &edit, const char *name, serv_packs 
     if (rc != 0) {
         return rc;
     }
-    if (is_package(body, name)) {
+    if (has_package(body, name)) {
         rc = remove_from_packages(body, name, sp_list, removed, remaining, text);
-    } else if (is_base_rpm(body.image, name)) {
+    } else if (has_base_rpm(body.image, name)) {
         rc = remove_from_base_rpms(body.image, name, text);
     } else {
         REPORT("Pkg %s not found in SWP, nothing to do\n", name);

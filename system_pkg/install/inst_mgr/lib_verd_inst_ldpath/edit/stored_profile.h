@@ -11,7 +11,7 @@ struct ProfileEdit {
     uint8_t is_local;
     int32_t state;
     uint32_t vm_type;
-    const char *decode_test_file = nullptr; // of a system test; lets decoding fail
+    const char *decode_test_file = nullptr; // if a system test has created it, decoding fails
 };
 
 // Each step reports its failure. Results: those of inst_get_sdr_swprofile_file(), of the reader, of both, and of

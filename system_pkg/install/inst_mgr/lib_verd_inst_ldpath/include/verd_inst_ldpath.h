@@ -1,6 +1,6 @@
 /*
- * The software-profile store: creates, stores, fetches, changes and queries software profiles, the records of what each
- * VM runs.
+ * The software-profile store: creates, stores, fetches, changes and queries software profiles, the records of the
+ * software that each VM runs.
  *
  * A profile is an inst_sw_profile_sdr_ext record (zeld.h), stored in a .bin file with a text twin. It is selected by:
  *
@@ -153,9 +153,8 @@ uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_loca
  * INSTCOMM codes if the text cannot be rendered or a copy to "/install_repo/local/" fails.
  * On disk: a failure before the .bin is opened changes nothing. A .bin that could not be written is removed. Later
  * failures leave the new .bin, unless it could not be verified (see below).
- * BEWARE: 0 is also returned if the .bin was written but not verified. It is then removed, with an error text, if what
- * was read back differs or there was no memory for reading it back; it remains, without a text, if it could not be
- * opened.
+ * BEWARE: 0 is also returned if the .bin was written but not verified. It is then removed, with an error text, if its
+ * content differs or there was no memory for reading it back; it remains, without a text, if it could not be opened.
  */
 uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            inst_sw_profile_sdr_ext *profile, char **error_message_out);
@@ -286,8 +285,8 @@ uint64_t inst_ldpath_add_pkg_in_swp(inst_sw_profile_info *profile, char *pkg_nam
 uint64_t inst_ldpath_remove_pkg_in_swp(inst_sw_profile_info *profile, const char *pkg_name, char **err_msg);
 
 /*
- * Adds a package to a stored profile. Under the new package rules, removes what it supersedes; under the old rules
- * keeps it. pkg_name may be a path, whose last component counts. rpms and the other arguments are those of
+ * Adds a package to a stored profile. Under the new package rules, removes superseded entries; under the old rules
+ * keeps them. pkg_name may be a path, whose last component counts. rpms and the other arguments are those of
  * inst_ldpath_add_pkg_in_swp(), but remain the caller's. Stores under the SDR key in the record, not under sdr_key.
  * Results: 0, even if the package is a duplicate, when the profile is stored again; INST_RC_INVALID_ARG;
  * INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; those of inst_dup_string_list(), inst_ldpath_add_pkg_in_swp(),
@@ -332,7 +331,7 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  * arguments remain the caller's. The presence bits of the node locations must be set: an ID without its bit is stored
  * as 0. Stores under the SDR key in the record, not under sdr_key.
  *
- * For all nodes: adds the package to the main body, removes what it supersedes, and removes all location profiles.
+ * For all nodes: adds the package to the main body, removes superseded entries, and removes all location profiles.
  * For some nodes, without location profiles: creates one with the package and the nodes.
  * For some nodes, with location profiles: tries each in turn. The first that has the package gets the nodes, even those
  * that it lists already; those before it get the package, and those after it are unchanged. If none has it, all get the
@@ -356,7 +355,7 @@ uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int
 
 /*
  * Adds an image for some nodes to a stored profile. If there are location profiles, the first whose image name begins
- * with image_name gets the nodes; if there is no such one, the profile is stored unchanged. Without location profiles,
+ * with image_name gets the nodes; if there is none, the profile is stored unchanged. Without location profiles,
  * creates one with the image, the version (null is stored as "null") and the nodes. All arguments remain the caller's.
  * The presence bits of the node locations must be set. Stores under the SDR key in the record, not under sdr_key.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading and storing a profile. On disk: a failure before

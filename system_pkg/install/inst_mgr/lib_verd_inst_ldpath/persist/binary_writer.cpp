@@ -45,8 +45,8 @@ void remove_file(const WriteJob &job)
     }
 }
 
-// Returns whether an attempt may start. Quirk: after a failed write, job.rc is an error, so this ends the loop and
-// reports a null buffer; readers of the log and of the error text know this sequence.
+// Returns whether an attempt may start.
+// Quirk: reports a null buffer also after a failed write, which ends the loop; readers of the log know the sequence.
 bool check_job(WriteJob &job)
 {
     if (job.rc == 0 && job.bytes == nullptr) {
@@ -122,8 +122,7 @@ AttemptResult verify(WriteJob &job)
         return AttemptResult::Retry;
     }
     const Owned<void> found(std::malloc(job.length));
-    // Quirk: the result is 0 although the file is removed; only the error text reports it; verd_inst_ldpath.h documents
-    // this.
+    // Quirk: the result is 0 although the file is removed; callers must check the error text (verd_inst_ldpath.h).
     if (found.ptr == nullptr) {
         err = errno;
         std::fclose(stream);

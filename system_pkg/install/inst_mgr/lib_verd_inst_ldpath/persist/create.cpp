@@ -111,7 +111,7 @@ uint64_t copy_optional_packages(const inst_swp_package *packages, uint32_t count
 }
 
 // Returns whether every service pack has a name. With a nameless one recorded, queries of service packs would fail.
-bool have_names(const serv_packs &source)
+bool all_have_names(const serv_packs &source)
 {
     for (uint32_t i = 0; source.service_packs != nullptr && i < source.service_packs_count; ++i) {
         if (source.service_packs[i].sp_name == nullptr) {
@@ -196,7 +196,7 @@ uint64_t create_profile(const swprofile_create_request &request)
     fill_record(profile.sdr_sw_profile, request, counts);
     const bool has_service_packs =
         has_service_pack_package(request.packages, counts.packages) && request.serv_packs != nullptr;
-    if (has_service_packs && !have_names(*request.serv_packs)) {
+    if (has_service_packs && !all_have_names(*request.serv_packs)) {
         return INST_RC_INVALID_ARG;
     }
 

@@ -40,7 +40,7 @@ struct Node {
     uint32_t loc_id_1, loc_id_2, loc_id_3;
 };
 
-bool lists(const Location &location, const Node &node)
+bool lists_node(const Location &location, const Node &node)
 {
     inst_node_loc *nodes = nullptr;
     const uint32_t count = inst_sw_profile_loc_get_node_locs(&location, &nodes);
@@ -55,7 +55,7 @@ const Location *find_location(const inst_sw_profile_sdr &sdr, const Node &node)
     Location *locations = nullptr;
     const uint32_t count = inst_sw_profile_sdr_get_loc_profiles(&sdr, &locations);
     for (uint32_t i = 0; i < count; ++i) {
-        if (lists(locations[i], node)) {
+        if (lists_node(locations[i], node)) {
             return &locations[i];
         }
     }

@@ -17,7 +17,7 @@ namespace
 using Package = inst_swp_package;
 
 // Returns whether the package belongs to the RPM. A null name belongs to nothing.
-bool belongs(const Package &package, const char *rpm)
+bool belongs_to(const Package &package, const char *rpm)
 {
     const char *const name = name_of(package);
     return rpm != nullptr && name != nullptr && std::strstr(rpm, name) != nullptr;
@@ -62,7 +62,7 @@ bool tag(Package &package, const OwnedStringList &rpms)
 {
     const char *const name = name_of(package);
     for (uint32_t i = 0; i < rpms.count; ++i) {
-        if (!belongs(package, rpms.list[i])) {
+        if (!belongs_to(package, rpms.list[i])) {
             continue;
         }
         REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", name);
@@ -91,7 +91,7 @@ void untag(Package &package, char *const *rpms, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
         const char *const rpm = rpms[i];
-        if (!belongs(package, rpm)) {
+        if (!belongs_to(package, rpm)) {
             continue;
         }
         REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", rpm);
