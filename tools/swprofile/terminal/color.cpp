@@ -50,11 +50,8 @@ std::size_t visible_width(const std::string &text)
 
 void add_color_options(CLI::App &command)
 {
-    CLI::Option *const option = add_choice_option(command, "--color", wanted, "color", {"auto", "always", "never"});
-    option->description("color the output; auto: on a terminal, unless NO_COLOR is set [auto]");
-    if (command.get_parent() != nullptr) {
-        option->group(""); // not in the help
-    }
+    add_choice_option(command, "--color", wanted, "color", {"auto", "always", "never"})
+        ->description("color the output [auto]");
     for (CLI::App *const subcommand : command.get_subcommands([](CLI::App *) { return true; })) {
         add_color_options(*subcommand);
     }

@@ -16,5 +16,5 @@ std::string colored_health(const std::string &text, const std::string &code);
 // The columns that a text of colored() takes on a terminal.
 std::size_t visible_width(const std::string &text);
 
-// Adds --color to the command and, without mention in their help, to its subcommands.
+// Adds --color to the command and all of its subcommands.
 void add_color_options(CLI::App &command);

@@ -135,7 +135,7 @@ std::string wrapped(const std::string &line)
     std::string rest = line;
     std::string lines;
     while (rest.size() > WIDTH) {
-        const std::size_t end = rest.rfind(' ', is_example ? WIDTH - 2 : WIDTH);
+        const std::size_t end = is_example ? rest.rfind(" --", WIDTH - 2) : rest.rfind(' ', WIDTH);
         if (end == rest.npos || end <= indent) {
             break;
         }
@@ -192,11 +192,12 @@ Failure usage_failure(const CLI::App &command, const CLI::ParseError &error)
     std::string path;
     const CLI::App &app = used_of(command, path);
     const Texts extras = extras_of(command);
-    const std::string kind = error.get_name();
+    const int kind = error.get_exit_code();
     if (has_unknown_subcommand(command)) {
         return unknown_subcommand(app, path, extras.front());
     }
-    if (extras.empty() || (kind != "ExtrasError" && kind != "RequiredError")) {
+    if (extras.empty() || (kind != static_cast<int>(CLI::ExitCodes::ExtrasError) &&
+                           kind != static_cast<int>(CLI::ExitCodes::RequiredError))) {
         return {USAGE, error.what(), {}, path + " --help"};
     }
     const auto option = std::ranges::find_if(extras, is_option);

@@ -8,7 +8,7 @@
 #include <string>
 
 // Breaks a line at blanks to fit 80 columns. What follows is indented like the text or, if the line has two columns,
-// the second one; the lines of an example end in a backslash.
+// the second one. An example is broken before an option.
 std::string wrapped(const std::string &line);
 
 // Wraps every line of a help. The lines of a paragraph of the footer are joined before.
