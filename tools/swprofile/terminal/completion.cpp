@@ -19,8 +19,8 @@ constexpr char FUNCTION[] = R"(    esac
 }
 
 _swprofile_complete() {
-    local word=${COMP_WORDS[COMP_CWORD]} option=${COMP_WORDS[COMP_CWORD-1]} prefix='' subcommand='' kinds='' offered=''
-    local entry i
+    local word=${COMP_WORDS[COMP_CWORD]} option=${COMP_WORDS[COMP_CWORD-1]} prefix='' subcommand='' kinds=''
+    local options='' offered='' entry i
     if [[ $word == --*=* ]]; then
         option=${word%%=*} prefix=${word%%=*}= word=${word#*=}
     elif [[ $word == '=' ]]; then
@@ -36,9 +36,10 @@ _swprofile_complete() {
     done
     for entry in $(_swprofile_table "$subcommand"); do
         case $entry in
-        "$option="*) kinds=${entry#*=} offered=''; break ;;
+        "$option="*) kinds=${entry#*=} options='' offered=''; break ;;
         =*) [[ $word == -* ]] || kinds+=" ${entry#=}" ;;
-        *) offered+=" ${entry%%=*}" ;;
+        -*) options+=" ${entry%%=*}" ;;
+        *) offered+=" $entry" ;;
         esac
     done
     case " $kinds " in
@@ -47,8 +48,12 @@ _swprofile_complete() {
         compopt -o filenames 2>/dev/null
         COMPREPLY=($(compgen -P "$prefix" -f -- "$word"))
         return ;;
-    *' SDR '*) offered=$(command ls -p $SDRS 2>/dev/null | sed -n 's|^\([[:alnum:]][[:alnum:]._+-]*\)/$|\1|p' | sort -u) ;;
-    *) offered+=" ${kinds//|/ }" ;;
+    *' SDR '*)
+        offered=$(command ls -p $SDRS 2>/dev/null |
+            sed -n 's|^\([[:alnum:]_+][[:alnum:]._+-]*\)/$|\1|p' | sort -u) ;;
+    *)
+        offered+=" ${kinds//|/ }"
+        [[ $word != -* && $offered == *[a-z]* ]] || offered+=$options ;;
     esac
     COMPREPLY=($(compgen -P "$prefix" -W "$offered" -- "$word"))
 }
