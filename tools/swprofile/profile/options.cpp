@@ -151,12 +151,12 @@ void add_json_option(CLI::App &command, bool &is_json)
 
 void add_install_type_option(CLI::App &command, uint32_t &type)
 {
-    add_parsed(command, "--type", type, parse_install_type, "type",
-               {"smu", "host-smu", "kernel", "base", "a number"}, "base");
+    add_parsed(command, "--type", type, parse_install_type, "type", {"smu", "host-smu", "kernel", "base", "a number"},
+               "base");
 }
 
-CLI::Option *add_choice_option(CLI::App &command, const std::string &name, std::string &target,
-                               const std::string &what, const std::vector<std::string> &values)
+CLI::Option *add_choice_option(CLI::App &command, const std::string &name, std::string &target, const std::string &what,
+                               const std::vector<std::string> &values)
 {
     const auto parse = [values](const std::string &text) {
         return std::ranges::count(values, text) != 0 ? std::optional(text) : std::nullopt;

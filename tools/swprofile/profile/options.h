@@ -27,8 +27,8 @@ void add_json_option(CLI::App &command, bool &is_json);
 void add_install_type_option(CLI::App &command, uint32_t &type);
 
 // An option or argument that takes one of these values.
-CLI::Option *add_choice_option(CLI::App &command, const std::string &name, std::string &target,
-                               const std::string &what, const std::vector<std::string> &values);
+CLI::Option *add_choice_option(CLI::App &command, const std::string &name, std::string &target, const std::string &what,
+                               const std::vector<std::string> &values);
 
 // The selecting options where they select any number of profiles.
 class PlaceFilter

@@ -3,8 +3,8 @@
 #include "profile/options.h"
 #include "safety/journal.h"
 #include "safety/lock.h"
-#include "terminal/color.h"
 #include "subcommands/commands.h"
+#include "terminal/color.h"
 #include "json/profile_json.h"
 
 #include <algorithm>

@@ -4,8 +4,8 @@
 #include "profile/output.h"
 #include "profile/repository.h"
 #include "safety/lock.h"
-#include "terminal/color.h"
 #include "subcommands/commands.h"
+#include "terminal/color.h"
 
 #include <algorithm>
 #include <cstdio>
