@@ -56,8 +56,7 @@ int run(int argc, char **argv)
         command.parse(argc, argv);
         return DONE;
     } catch (const CLI::ParseError &error) {
-        const bool is_answered = error.get_exit_code() == 0 && !has_unknown_subcommand(command); // by the help
-        return is_answered ? command.exit(error) : report(usage_failure(command, error));
+        return end_parsing(command, error);
     } catch (const Answer &answer) {
         return answer.code;
     } catch (const Failure &failure) {

@@ -1,5 +1,6 @@
 #include "terminal/help.h"
 
+#include "profile/failure.h"
 #include "profile/names.h"
 #include "subcommands/commands.h"
 
@@ -47,80 +48,52 @@ std::string nearest(const std::string &word, const Texts &names)
     return found;
 }
 
-Texts subcommands_of(const CLI::App &app)
-{
-    Texts names;
-    for (const CLI::App *const subcommand : app.get_subcommands({})) {
-        names.push_back(subcommand->get_name());
-    }
-    return names;
-}
-
-Texts options_of(const CLI::App &app)
-{
-    Texts names;
-    for (const CLI::Option *const option : app.get_options({})) {
-        for (const std::string &name : option->get_lnames()) {
-            names.push_back("--" + name);
-        }
-    }
-    return names;
-}
-
 bool is_option(const std::string &word)
 {
     return word.starts_with('-');
 }
 
-Failure unexpected(const CLI::App &app, const std::string &path, const std::string &what, const std::string &word)
+std::string path_of(const CLI::App &app)
 {
-    const std::string name = word.substr(0, word.find('='));
-    const std::string meant = nearest(name, is_option(name) ? options_of(app) : subcommands_of(app));
-    return {USAGE, what, meant.empty() ? Texts() : Texts{"did you mean '" + meant + "'?"}, path + " --help"};
+    return (app.get_parent() == nullptr ? "" : path_of(*app.get_parent()) + " ") + app.get_name();
 }
 
-Failure unknown_subcommand(const CLI::App &app, const std::string &path, const std::string &word)
+Failure unexpected(const CLI::App &app, const std::string &what, const std::string &word)
 {
-    const std::string has = " (" + app.get_name() + " has " + CLI::detail::join(subcommands_of(app), ", ") + ")";
-    return unexpected(app, path,
-                      app.get_parent() == nullptr ? "unknown subcommand or option: " + shown(word.c_str())
-                                                  : "unknown subcommand '" + shown(word.c_str()) + "'" + has,
-                      word);
-}
-
-// The subcommand that was used, and how it was called.
-const CLI::App &used_of(const CLI::App &command, std::string &path)
-{
-    const CLI::App *app = &command;
-    path = app->get_name();
-    while (!app->get_subcommands().empty()) {
-        app = app->get_subcommands().front();
-        path += " " + app->get_name();
+    Texts names;
+    for (const CLI::App *const subcommand : app.get_subcommands({})) {
+        names.push_back(subcommand->get_name());
     }
-    return *app;
+    for (const CLI::Option *const option : app.get_options({})) {
+        names.push_back(option->get_name(false, true)); // "-h,--help"
+        names.back().erase(0, names.back().rfind(',') + 1);
+    }
+    const std::string meant = nearest(word.substr(0, word.find('=')), names);
+    return {USAGE, what, meant.empty() ? Texts() : Texts{"did you mean '" + meant + "'?"}, path_of(app) + " --help"};
 }
 
-// Arguments that nothing takes, as they were given.
-Texts extras_of(const CLI::App &command)
+Failure unknown_subcommand(const CLI::App &app, const std::string &word)
 {
-    Texts extras = command.remaining(true);
-    std::erase(extras, "--");
-    return extras;
+    const auto name_of = [](const CLI::App *subcommand) { return subcommand->get_name(); };
+    return unexpected(app,
+                      app.get_parent() == nullptr
+                          ? "unknown subcommand or option: " + shown(word.c_str())
+                          : "unknown subcommand '" + shown(word.c_str()) + "' (" + app.get_name() + " has " +
+                                CLI::detail::join(app.get_subcommands({}), name_of, ", ") + ")",
+                      word);
 }
 
 void print_help(const CLI::App &command, const Texts &words)
 {
     const CLI::App *app = &command;
-    std::string path = app->get_name();
     for (const std::string &word : words) {
         const auto found = app->get_subcommands([&](const CLI::App *known) { return known->check_name(word); });
         if (found.empty()) {
-            throw unknown_subcommand(*app, path, word);
+            throw unknown_subcommand(*app, word);
         }
         app = found.front();
-        path += " " + word;
     }
-    std::fputs(app->get_formatter()->make_help(app, path, CLI::AppFormatMode::Normal).c_str(), stdout);
+    std::fputs(app->get_formatter()->make_help(app, path_of(*app), CLI::AppFormatMode::Normal).c_str(), stdout);
 }
 
 } // namespace
@@ -179,33 +152,29 @@ std::string HelpFormatter::make_footer(const CLI::App *app) const
     return footer;
 }
 
-bool has_unknown_subcommand(const CLI::App &command)
+int end_parsing(const CLI::App &command, const CLI::ParseError &error)
 {
-    std::string path;
-    const CLI::App &app = used_of(command, path);
-    const Texts extras = extras_of(command);
-    return !app.get_subcommands({}).empty() && !extras.empty() && (&app == &command || !is_option(extras.front()));
-}
-
-Failure usage_failure(const CLI::App &command, const CLI::ParseError &error)
-{
-    std::string path;
-    const CLI::App &app = used_of(command, path);
-    const Texts extras = extras_of(command);
-    const int kind = error.get_exit_code();
-    if (has_unknown_subcommand(command)) {
-        return unknown_subcommand(app, path, extras.front());
+    const CLI::App *app = &command; // the subcommand that was used
+    while (!app->get_subcommands().empty()) {
+        app = app->get_subcommands().front();
     }
-    if (extras.empty() || (kind != static_cast<int>(CLI::ExitCodes::ExtrasError) &&
-                           kind != static_cast<int>(CLI::ExitCodes::RequiredError))) {
-        return {USAGE, error.what(), {}, path + " --help"};
+    Texts extras = command.remaining(true);
+    std::erase(extras, "--");
+    if (!extras.empty() && !app->get_subcommands({}).empty() && (app == &command || !is_option(extras.front()))) {
+        return report(unknown_subcommand(*app, extras.front()));
     }
+    const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
+    if (code == CLI::ExitCodes::Success) { // a request for help
+        return command.exit(error);
+    }
+    if (extras.empty() || (code != CLI::ExitCodes::ExtrasError && code != CLI::ExitCodes::RequiredError)) {
+        return report(Failure(USAGE, error.what(), {}, path_of(*app) + " --help"));
+    }
+    const std::string what = extras.size() > 1 ? "arguments were" : "argument was";
     const auto option = std::ranges::find_if(extras, is_option);
-    return unexpected(app, path,
-                      (extras.size() > 1 ? "The following arguments were not expected: "
-                                         : "The following argument was not expected: ") +
-                          shown(CLI::detail::join(extras, " ").c_str()),
-                      option == extras.end() ? "" : *option);
+    return report(
+        unexpected(*app, "The following " + what + " not expected: " + shown(CLI::detail::join(extras, " ").c_str()),
+                   option == extras.end() ? "" : *option));
 }
 
 void add_help(CLI::App &command)

@@ -1,8 +1,6 @@
 // Help, and answers to wrong usage.
 #pragma once
 
-#include "profile/failure.h"
-
 #include <CLI/CLI.hpp>
 
 #include <string>
@@ -20,8 +18,6 @@ public:
     std::string make_footer(const CLI::App *app) const override;
 };
 
-// The failure for a command line that was rejected, which may name what was probably meant.
-Failure usage_failure(const CLI::App &command, const CLI::ParseError &error);
-
-// Are there words on the command line where a subcommand is missing?
-bool has_unknown_subcommand(const CLI::App &command);
+// Ends a command line that is not run: prints the help that was requested, or reports what is wrong and perhaps what
+// was meant. Returns the exit code.
+int end_parsing(const CLI::App &command, const CLI::ParseError &error);
