@@ -380,7 +380,8 @@ TEST_F(CommandTest, ColorsAndHelpOnATerminal)
 
     EXPECT_EQ(run("help service-pack add").out, run("service-pack add --help").out);
     EXPECT_EQ(run("help").out, run("--help").out);
-    std::istringstream help(run("add-for-nodes --help").out + run("create --help").out + plain);
+    std::istringstream help(run("add-for-nodes --help").out + run("add-host --help").out + run("create --help").out +
+                            plain);
     for (std::string line; std::getline(help, line);) {
         EXPECT_LE(line.size(), 80U) << line;
     }

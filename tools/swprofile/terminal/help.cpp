@@ -108,7 +108,10 @@ std::string wrapped(const std::string &line)
     std::string rest = line;
     std::string lines;
     while (rest.size() > WIDTH) {
-        const std::size_t end = is_example ? rest.rfind(" --", WIDTH - 2) : rest.rfind(' ', WIDTH);
+        std::size_t end = is_example ? rest.rfind(" --", WIDTH - 2) : rest.npos;
+        if (end == rest.npos || end <= indent) {
+            end = rest.rfind(' ', is_example ? WIDTH - 2 : WIDTH);
+        }
         if (end == rest.npos || end <= indent) {
             break;
         }

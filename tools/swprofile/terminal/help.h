@@ -6,7 +6,7 @@
 #include <string>
 
 // Breaks a line at blanks to fit 80 columns. What follows is indented like the text or, if the line has two columns,
-// the second one. An example is broken before an option.
+// the second one. An example is broken before an option if it can be.
 std::string wrapped(const std::string &line);
 
 // Wraps every line of a help. The lines of a paragraph of the footer are joined before.
