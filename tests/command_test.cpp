@@ -77,7 +77,10 @@ TEST_F(CommandTest, PackagesAndImagesForNodes)
     ASSERT_EQ(nodes.size(), 1U);
     EXPECT_EQ(nodes[0]["nodes"][1], "4294967295/0/2");
     EXPECT_EQ(nodes[0]["packages"][1]["name"], "b-1-1");
-    EXPECT_NE(run("nodes").out.find("a-1-1 b-1-1"), std::string::npos);
+    EXPECT_EQ(run("nodes").out, "NODES           IMAGE  VERSION  PACKAGES\n"
+                                "0/1/0           -      -        a-1-1\n"
+                                "4294967295/0/2                  b-1-1\n"
+                                "0/3/0\n");
     EXPECT_NE(run(add + "a-1-1 --type base --node 0/5/0").err.find("with all of its content"), std::string::npos);
 
     write_file("/tmp/packs.json", R"([{"name": "SP1", "rpms": ["x-hostos-2-1.noarch"]}])");
@@ -348,6 +351,42 @@ TEST_F(CommandTest, EditsThatChangeNothing)
     EXPECT_EQ(repository_state().size(), before.size());
 }
 
+TEST_F(CommandTest, ColorsAndHelpOnATerminal)
+{
+    run(create + "--package p-1-1");
+    run(create + "--package q-1-1 --state prepared");
+    write_file("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.bin", "x");
+    const std::string plain = run("list").out;
+    EXPECT_EQ(plain.find('\x1b'), std::string::npos);
+    std::string colors = run("list --color=always").out;
+    EXPECT_NE(colors.find("  -  \x1b[31mdamaged\x1b[0m\n"), std::string::npos) << colors;
+    for (const char *const sequence : {"\x1b[31m", "\x1b[32m", "\x1b[32m", "\x1b[0m", "\x1b[0m", "\x1b[0m"}) {
+        ASSERT_NE(colors.find(sequence), std::string::npos);
+        colors.erase(colors.find(sequence), std::string(sequence).size());
+    }
+    EXPECT_EQ(colors, plain); // the columns too
+    const std::string changes = run("--color always diff active prepared").out;
+    EXPECT_NE(changes.find("\n\x1b[31m- package p-1-1\x1b[0m\n\x1b[32m+ package q-1-1\x1b[0m\n"), std::string::npos);
+
+    // On a terminal, which script(1) provides.
+    const std::vector<std::pair<std::string, bool>> environments = {
+        {"TERM=xterm NO_COLOR=", true}, {"TERM=xterm NO_COLOR=1", false}, {"TERM=dumb", false}, {"-u TERM", false}};
+    for (const auto &[environment, has_colors] : environments) {
+        std::system(("env " + environment + " script -qec '" SWPROFILE " list' /dev/null >/tmp/out").c_str());
+        const std::string out = read_file("/tmp/out");
+        EXPECT_NE(out.find("damaged"), std::string::npos) << out;
+        EXPECT_EQ(out.find('\x1b') != std::string::npos, has_colors) << environment;
+    }
+
+    EXPECT_EQ(run("help service-pack add").out, run("service-pack add --help").out);
+    EXPECT_EQ(run("help").out, run("--help").out);
+    std::istringstream help(run("add-for-nodes --help").out + run("add-host --help").out + run("create --help").out +
+                            plain);
+    for (std::string line; std::getline(help, line);) {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
+}
+
 TEST_F(CommandTest, BadInputIsRejectedWithItsExitCode)
 {
     EXPECT_EQ(run(create).code, 0);
@@ -417,7 +456,17 @@ TEST_F(CommandTest, BadInputIsRejectedWithItsExitCode)
         {"create --state 3 --from /tmp/none.json", 1, "No such file or directory"},
         {"path --local --vm admin --text", 0, ""},
         {"boot-flag --vm admin", 0, ""},
-        {"frobnicate", 2, "unknown subcommand or option: frobnicate"},
+        {"frobnicate", 2, "unknown subcommand or option: frobnicate\n  try: swprofile --help\n"},
+        {"lsit --help", 2, "unknown subcommand or option: lsit\n  did you mean 'list'?\n"},
+        {"service-pack list", 2,
+         "unknown subcommand 'list' (service-pack has add, remove)\n  try: swprofile service-p"},
+        {"help service-pack adds", 2, "did you mean 'add'?\n"},
+        {"show b --stat=prepared a", 2, "not expected: b --stat=prepared a\n  did you mean '--state'?\n"},
+        {"copy --form active --to prepared", 2, "not expected: --form active\n  did you mean '--from'?\n"},
+        {"copy --from active", 2, "--to is required"},
+        {"list --wait nan", 2, "--wait: a number of seconds, 0 or more\n  try: swprofile list --help\n"},
+        {"list --wait -1", 2, "--wait: a number of seconds, 0 or more"},
+        {"list --color=pink", 2, "--color: unknown color 'pink' (use auto, always or never)"},
         {"show --local --global", 2, "excludes"},
         {create + "--state 3 --package a-1-1 --package a-1-1", 4, "is given twice"},
         {create + "--state 3 --from /tmp/null.json", 4, "sdr: must be a text"},

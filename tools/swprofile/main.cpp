@@ -1,12 +1,14 @@
 // swprofile: manages software profiles from a terminal or a script.
 #include "profile/failure.h"
-#include "profile/names.h"
 #include "safety/change.h"
 #include "subcommands/commands.h"
+#include "terminal/color.h"
+#include "terminal/help.h"
 
 #include "verd_inst_ldpath.h"
 
 #include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -15,13 +17,7 @@ void describe_command(CLI::App &command)
 {
     command.set_version_flag("--version", "swprofile " SWP_VERSION);
     command.require_subcommand(1);
-    command.failure_message([](const CLI::App *app, const CLI::Error &error) {
-        std::string name = "swprofile";
-        for (auto used = app->get_subcommands(); !used.empty(); used = used.front()->get_subcommands()) {
-            name += " " + used.front()->get_name();
-        }
-        return std::string("swprofile: ") + error.what() + "\n  try: " + name + " --help\n";
-    });
+    command.formatter(std::make_shared<HelpFormatter>());
     command.footer(
         "A profile is selected by SDR, VM type, state and scope; the defaults are default-sdr, qx, active and\n"
         "global.\n\n"
@@ -36,22 +32,19 @@ void describe_command(CLI::App &command)
         "  swprofile commit\n"
         "  swprofile check\n\n"
         "Every change is done completely or not at all; swprofile(1) explains how.\n"
-        "Exit codes: 0 done, 1 failed, 2 usage, 3 no such profile, 4 invalid data, 128 + signal interrupted.\n"
-        "has, diff, check and node-version NODE VERSION follow grep: 0 yes (equal, nothing found), 1 no, 2 failed.\n"
-        "Messages go to standard error, with more detail to /install_repo/log/install.log.");
+        "Messages go to standard error, with more detail to /install_repo/log/install.log.\n\n"
+        "Exit codes:\n"
+        "  0        done; or yes, equal, nothing found (*)\n"
+        "  1        failed; or no, different, something found (*)\n"
+        "  2        wrong usage; or failed (*)\n"
+        "  3        no such profile\n"
+        "  4        invalid data: a damaged profile, a faulty file, or faulty values\n"
+        "  128 + N  interrupted by signal N; an unfinished change is undone\n\n"
+        "(*) has, diff, check and node-version NODE VERSION follow grep.");
     for (AddSubcommand *const add : SUBCOMMANDS) {
         add(command);
     }
-}
-
-void check_subcommand(const CLI::App &command, int argc, char **argv)
-{
-    const std::string first = argc > 1 ? argv[1] : "--help";
-    const bool is_option = first == "-h" || first == "--help" || first == "--version";
-    if (!is_option &&
-        command.get_subcommands([&](const CLI::App *known) { return known->check_name(first); }).empty()) {
-        throw Failure(USAGE, "unknown subcommand or option: " + shown(first.c_str()), {}, "swprofile --help");
-    }
+    add_color_options(command);
 }
 
 // Subcommands run while the command line is parsed.
@@ -60,11 +53,10 @@ int run(int argc, char **argv)
     CLI::App command("Create, examine and change software profiles, the records of what each VM runs.", "swprofile");
     try {
         describe_command(command);
-        check_subcommand(command, argc, argv);
         command.parse(argc, argv);
         return DONE;
     } catch (const CLI::ParseError &error) {
-        return command.exit(error) == 0 ? DONE : USAGE;
+        return end_parsing(command, error);
     } catch (const Answer &answer) {
         return answer.code;
     } catch (const Failure &failure) {
@@ -78,7 +70,8 @@ int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    const uint64_t rc = verd_inst_ldpath_lib_init(0, nullptr);
+    const bool is_completion = argc > 1 && std::strcmp(argv[1], "completion") == 0; // runs in builds: writes no log
+    const uint64_t rc = is_completion ? 0 : verd_inst_ldpath_lib_init(0, nullptr);
     if (rc != 0) {
         return report(failure_of(rc, "cannot start"));
     }

@@ -3,6 +3,7 @@
 #include "profile/names.h"
 #include "profile/nodes.h"
 #include "profile/options.h"
+#include "terminal/color.h"
 
 #include "instcomm.h"
 
@@ -242,7 +243,10 @@ std::string text_of(const Difference &difference)
 void print_differences(const std::vector<Difference> &differences)
 {
     for (const Difference &difference : differences) {
-        std::printf("%s\n", text_of(difference).c_str());
+        const Color color = difference.kind == Difference::Added     ? Color::GREEN
+                            : difference.kind == Difference::Removed ? Color::RED
+                                                                     : Color::YELLOW;
+        std::printf("%s\n", colored(text_of(difference), color).c_str());
     }
 }
 

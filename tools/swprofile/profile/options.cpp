@@ -22,30 +22,37 @@ std::optional<uint32_t> find_name(const Names &names, const std::string &text)
     return std::nullopt;
 }
 
-// An option whose text is parsed; `values` lists what it takes.
-template <class T>
-CLI::Option *add_parsed(CLI::App &command, const std::string &flag, T &target,
-                        std::optional<T> (*parse)(const std::string &), const std::string &what,
-                        const std::string &values, const std::string &by_default)
+// "admin, qx, lc-qx or uvf".
+std::string listed(const std::vector<std::string> &values)
+{
+    std::string text;
+    for (const std::string &value : values) {
+        text += (&value == &values.front() ? "" : &value == &values.back() ? " or " : ", ") + value;
+    }
+    return text;
+}
+
+// An option whose text is parsed. Its type lists the values, for the help and for completion.
+template <class T, class Parse>
+CLI::Option *add_parsed(CLI::App &command, const std::string &flag, T &target, Parse parse, const std::string &what,
+                        const std::vector<std::string> &values, const std::string &by_default)
 {
     return command
         .add_option_function<std::string>(
             flag, [&target, parse](const std::string &text) { target = *parse(text); },
-            what + ": " + values + (by_default.empty() ? "" : " [" + by_default + "]"))
+            what + (by_default.empty() ? "" : " [" + by_default + "]"))
+        ->type_name(CLI::detail::join(values, "|"))
         ->check([=](const std::string &text) {
             return parse(text) ? std::string()
-                               : "unknown " + what + " '" + shown(text.c_str()) + "' (use " + values + ")";
+                               : "unknown " + what + " '" + shown(text.c_str()) + "' (use " + listed(values) + ")";
         });
 }
 
-// "admin, qx, lc-qx or uvf".
-std::string vm_type_values()
+std::vector<std::string> vm_type_values()
 {
-    const std::vector<uint32_t> types = vm_types();
-    std::string values;
-    for (const uint32_t &type : types) {
-        values += &type == &types.front() ? "" : &type == &types.back() ? " or " : ", ";
-        values += option_name(verd_vm_type_name(type));
+    std::vector<std::string> values;
+    for (const uint32_t type : vm_types()) {
+        values.push_back(option_name(verd_vm_type_name(type)));
     }
     return values;
 }
@@ -107,7 +114,7 @@ std::optional<uint32_t> parse_package_type(const std::string &text)
 
 CLI::Option *add_state_option(CLI::App &command, const std::string &flag, int32_t &state)
 {
-    return add_parsed(command, flag, state, parse_state, "state", "committed, active or prepared",
+    return add_parsed(command, flag, state, parse_state, "state", {"committed", "active", "prepared"},
                       state == 0 ? "" : verd_state_name(state));
 }
 
@@ -123,6 +130,7 @@ void add_scope_option(CLI::App &command, Selector &selector)
 void add_profile_options(CLI::App &command, Selector &selector)
 {
     command.add_option("--sdr", selector.sdr, "name of the SDR; not used for Admin profiles")
+        ->type_name("SDR")
         ->capture_default_str()
         ->check(key_fault);
     add_parsed(command, "--vm", selector.vm_type, parse_vm_type, "VM type", vm_type_values(),
@@ -143,7 +151,17 @@ void add_json_option(CLI::App &command, bool &is_json)
 
 void add_install_type_option(CLI::App &command, uint32_t &type)
 {
-    add_parsed(command, "--type", type, parse_install_type, "type", "smu, host-smu, kernel, base or a number", "base");
+    add_parsed(command, "--type", type, parse_install_type, "type", {"smu", "host-smu", "kernel", "base", "a number"},
+               "base");
+}
+
+CLI::Option *add_choice_option(CLI::App &command, const std::string &name, std::string &target, const std::string &what,
+                               const std::vector<std::string> &values)
+{
+    const auto parse = [values](const std::string &text) {
+        return std::ranges::count(values, text) != 0 ? std::optional(text) : std::nullopt;
+    };
+    return add_parsed(command, name, target, parse, what, values, "");
 }
 
 void PlaceFilter::add_options(CLI::App &command)

@@ -26,6 +26,10 @@ void add_json_option(CLI::App &command, bool &is_json);
 // --type: what is installed, which determines the recorded type.
 void add_install_type_option(CLI::App &command, uint32_t &type);
 
+// An option or argument that takes one of these values.
+CLI::Option *add_choice_option(CLI::App &command, const std::string &name, std::string &target, const std::string &what,
+                               const std::vector<std::string> &values);
+
 // The same options for subcommands that work on every profile that matches.
 class PlaceFilter
 {

@@ -1,9 +1,11 @@
 #include "profile/output.h"
 
 #include "profile/names.h"
+#include "terminal/color.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <numeric>
 
 namespace
 {
@@ -21,16 +23,19 @@ void print_table(const std::vector<TableRow> &rows)
     std::vector<bool> has_numbers(widths.size(), rows.size() > 1);
     for (const TableRow &row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], row[i].size());
+            widths[i] = std::max(widths[i], visible_width(row[i]));
             has_numbers[i] = has_numbers[i] && (&row == &rows.front() || row[i] == "-" || is_number(row[i]));
         }
     }
+    // Gaps of two blanks, or of one if that makes the table fit 80 columns.
+    const std::size_t width = std::accumulate(widths.begin(), widths.end(), 2 * (widths.size() - 1));
+    const bool is_narrow = width > 80 && width - (widths.size() - 1) <= 80;
     for (const TableRow &row : rows) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string padding(widths[i] - row[i].size(), ' ');
+            const std::string padding(widths[i] - visible_width(row[i]), ' ');
             line += has_numbers[i] ? padding + row[i] : row[i] + padding;
-            line += "  ";
+            line += is_narrow ? " " : "  ";
         }
         line.erase(line.find_last_not_of(' ') + 1);
         std::printf("%s\n", line.c_str());

@@ -5,6 +5,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <optional>
@@ -42,6 +44,14 @@ void lock(int fd, int operation, const fs::path &directory)
         std::this_thread::sleep_for(PERIOD);
         waited += PERIOD;
     }
+}
+
+std::string seconds_fault(const std::string &text)
+{
+    char *end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    const bool is_valid = !text.empty() && *end == '\0' && std::isfinite(seconds) && seconds >= 0;
+    return is_valid ? "" : "a number of seconds, 0 or more";
 }
 
 } // namespace
@@ -109,7 +119,7 @@ void add_wait_options(CLI::App &command)
                                   .add_option_function<double>(
                                       "--wait", [](double seconds) { longest_wait = Seconds(seconds); },
                                       "seconds to wait for other processes; by default as long as it takes")
-                                  ->check(CLI::NonNegativeNumber)
+                                  ->check(seconds_fault)
                                   ->type_name("SECONDS");
     command
         .add_flag_callback(

@@ -1,8 +1,10 @@
 #include "profile/findings.h"
+#include "profile/names.h"
 #include "profile/options.h"
 #include "safety/journal.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
+#include "terminal/color.h"
 #include "json/profile_json.h"
 
 #include <algorithm>
@@ -77,10 +79,12 @@ void print(const Check &check, bool is_json)
         return;
     }
     for (const Finding &finding : check.findings) {
-        std::printf("%s\n", text_of(finding).c_str());
+        const std::string path = shown(finding.path.c_str());
+        std::printf("%s: %s\n", path.c_str(), colored_health(finding.text, finding.code).c_str());
     }
     if (check.findings.empty()) {
-        std::printf("%zu profile%s checked, nothing found\n", check.profiles, check.profiles == 1 ? "" : "s");
+        std::printf("%zu profile%s checked, %s\n", check.profiles, check.profiles == 1 ? "" : "s",
+                    colored("nothing found", Color::GREEN).c_str());
     }
 }
 

@@ -9,7 +9,8 @@ using AddSubcommand = void(CLI::App &command);
 
 AddSubcommand add_create, add_show, add_list, add_path, add_exists, add_boot_flag, add_image, add_packages, add_rpms,
     add_has, add_service_packs, add_diff, add_node_version, add_check, add_repair, add_add, add_remove, add_add_host,
-    add_service_pack, add_nodes, add_add_for_nodes, add_image_for_nodes, add_transitions, add_delete;
+    add_service_pack, add_nodes, add_add_for_nodes, add_image_for_nodes, add_transitions, add_delete, add_help,
+    add_completion;
 
 template <class Options> struct NewSubcommand {
     CLI::App &app;
@@ -31,6 +32,7 @@ NewSubcommand<Options> new_subcommand(CLI::App &command, const std::string &name
 inline constexpr AddSubcommand *SUBCOMMANDS[] = {
     add_create, add_show, add_list, add_path, add_exists, add_boot_flag, add_image, add_packages, add_rpms, add_has,
     add_service_packs, add_diff, add_node_version, add_check, add_repair, add_add, add_remove, add_add_host,
-    add_service_pack, add_nodes, add_add_for_nodes, add_image_for_nodes, add_transitions, add_delete,
+    add_service_pack, add_nodes, add_add_for_nodes, add_image_for_nodes, add_transitions, add_delete, add_help,
+    add_completion,
 };
 // clang-format on

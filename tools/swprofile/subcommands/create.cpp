@@ -249,6 +249,7 @@ void add_create(CLI::App &command)
     create
         .add_option("--image", options.image,
                     "image file; only its name is recorded. If you give a path, the file must exist")
+        ->type_name("FILE")
         ->check(text_fault);
     Json &fields = options.fields;
     create

@@ -82,6 +82,7 @@ void add_add(CLI::App &command)
         new_subcommand<Options>(command, "add", "Add a package to a profile", add_package);
     subcommand.add_option("PACKAGE", options.package, "name-version-release")->required()->check(package_fault);
     subcommand.add_option("--rpm", options.files, "an RPM file of the package; repeat for each file")
+        ->type_name("FILE")
         ->allow_extra_args(false)
         ->check(path_fault<name_fault>);
     add_install_type_option(subcommand, options.type);

@@ -5,6 +5,7 @@
 #include "profile/repository.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
+#include "terminal/color.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -54,7 +55,7 @@ TableRow table_row(const Entry &entry)
         row.insert(row.end(), {shown(body.image.name), shown(body.version), std::to_string(body.packages_count),
                                std::to_string(body.sp_details_count)});
     }
-    row.push_back(entry.health);
+    row.push_back(colored_health(entry.health, entry.health));
     return row;
 }
 

@@ -6,6 +6,7 @@
 #include "safety/lock.h"
 #include "subcommands/commands.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace
@@ -16,22 +17,24 @@ struct Options {
     bool is_json = false;
 };
 
-std::string packages_text(const inst_sw_profile_info &body)
+// One node and one package per row.
+void add_rows(std::vector<TableRow> &rows, const inst_sw_profile_loc &location)
 {
-    std::string text;
-    for (const inst_swp_package &package : packages_of(body)) {
-        text += (text.empty() ? "" : " ") + shown(package.name);
+    const inst_sw_profile_info &body = location.sw_profile;
+    const std::span<inst_node_loc> nodes = nodes_of(location);
+    const std::span<inst_swp_package> packages = packages_of(body);
+    for (std::size_t i = 0; i == 0 || i < std::max(nodes.size(), packages.size()); ++i) {
+        const std::string none = i == 0 ? "-" : "";
+        rows.push_back({i < nodes.size() ? node_text(nodes[i]) : none, i == 0 ? shown(body.image.name) : "",
+                        i == 0 ? shown(body.version) : "", i < packages.size() ? shown(packages[i].name) : none});
     }
-    return text.empty() ? "-" : text;
 }
 
 void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selector)
 {
     std::vector<TableRow> rows = {{"NODES", "IMAGE", "VERSION", "PACKAGES"}};
     for (const inst_sw_profile_loc &location : locations_of(profile)) {
-        const inst_sw_profile_info &body = location.sw_profile;
-        rows.push_back(
-            {nodes_text(nodes_of(location)), shown(body.image.name), shown(body.version), packages_text(body)});
+        add_rows(rows, location);
     }
     if (rows.size() == 1) {
         std::printf("no location profiles in the %s\n", selector.describe().c_str());

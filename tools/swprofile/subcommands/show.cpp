@@ -4,6 +4,7 @@
 #include "profile/output.h"
 #include "safety/lock.h"
 #include "subcommands/commands.h"
+#include "terminal/help.h"
 
 #include <cstdio>
 
@@ -56,8 +57,10 @@ void print_tables(const inst_sw_profile_sdr_ext &profile, const Selector &select
     print_packages(body);
     print_section(service_pack_rows(service_packs_of(body)));
     for (const inst_sw_profile_loc &location : locations_of(profile)) {
-        std::printf("\nOn nodes %s: image %s, version %s\n", nodes_text(nodes_of(location)).c_str(),
-                    shown(location.sw_profile.image.name).c_str(), shown(location.sw_profile.version).c_str());
+        const std::string nodes = nodes_text(nodes_of(location));
+        const std::string line = "On nodes " + nodes + ": image " + shown(location.sw_profile.image.name) +
+                                 ", version " + shown(location.sw_profile.version);
+        std::printf("\n%s\n", wrapped(line).c_str());
         print_packages(location.sw_profile);
     }
 }
