@@ -4,6 +4,22 @@
 namespace
 {
 
+// Runs that are rejected, or answer with an exit code.
+struct Case {
+    std::string arguments;
+    int code;
+    const char *message; // on standard error
+};
+
+void run_all(std::initializer_list<Case> cases, const std::function<Ran(const std::string &)> &run)
+{
+    for (const auto &[arguments, code, message] : cases) {
+        const Ran result = run(arguments);
+        EXPECT_EQ(result.code, code) << arguments << "\n" << result.err;
+        EXPECT_NE(result.err.find(message), std::string::npos) << arguments << "\n" << result.err;
+    }
+}
+
 TEST_F(CommandTest, CreateAndShow)
 {
     write_file("/tmp/dir/image.iso", "x");
@@ -37,20 +53,19 @@ TEST_F(CommandTest, CreateAndShow)
     again["state"] = "active";
     again["path"] = shown["path"];
     EXPECT_EQ(again, shown);
+}
 
-    std::string image = "/tmp"; // lines of the log may be long
-    for (int i = 0; i < 15; ++i) {
-        image += "/" + std::string(180, 'i');
-    }
+TEST_F(CommandTest, LogAndTrace)
+{
+    const std::string image = "/tmp/" + std::string(180, 'i') + std::string(2500, '/') + "x"; // lines may be long
     write_file(image, "x");
-    run("create --state 3 --replace --image " + image);
+    run("create --service-pack SP1 --sp-package q-1-1 --image " + image);
     const std::string log = read_file("/install_repo/log/install.log");
     EXPECT_NE(log.find(", image=" + image + ", num_image_rpms=0"), std::string::npos);
     EXPECT_NE(log.find("] ldpath lib vestra init succeeded\n"), std::string::npos);
     EXPECT_NE(log.find("] SP[0]: SP1\n"), std::string::npos);
     const std::string trace = read_file("/install_repo/log/verd_inst_ldpath.vestra");
-    EXPECT_EQ(trace.substr(0, 8), "VESTRA1\n");
-    EXPECT_NE(trace.find("default-sdr"), std::string::npos);
+    EXPECT_TRUE(trace.starts_with("VESTRA1\n") && trace.find("default-sdr") != trace.npos);
     EXPECT_EQ((trace.size() - 4096) % 384, 0U);
 }
 
@@ -181,33 +196,40 @@ TEST_F(CommandTest, SourcesAreChecked)
     }
 }
 
-TEST_F(CommandTest, Questions)
+// Two QX states that differ, and one that is equal; an Admin profile with a location.
+void given_states(const std::string &create)
 {
+    const auto run = [](const std::string &arguments) {
+        EXPECT_EQ(std::system((SWPROFILE " " + arguments + " >/tmp/out").c_str()), 0);
+    };
     run(create + "--package a-1-1=x.rpm,y.rpm --package b-1-1 --image-rpm base --sp-package c-1-1 --service-pack "
                  "SP1=c-1-1");
     run("create --image kelo.iso --version 7 --vm admin");
     run("add-for-nodes d-1-1 --node 0/1/0 --vm admin");
     run("show --json");
     fs::copy_file("/tmp/out", "/tmp/active.json");
-    nlohmann::json prepared = json_of("show --json");
+    nlohmann::json prepared = nlohmann::json::parse(read_file("/tmp/out"));
     prepared["packages"][0]["rpms"] = {"y.rpm"};
     prepared["image"]["rpms"] = {"other"};
     write_file("/tmp/prepared.json", prepared.dump());
     run("create --from /tmp/prepared.json --state prepared --version 1.5.0");
     run("add-for-nodes e-1-1 --node 0/2/0 --node 0/3/0 --state prepared");
     run("create --from /tmp/active.json --state committed --lv other");
+}
+
+TEST_F(CommandTest, Questions)
+{
+    given_states(create);
     const struct {
         const char *arguments;
         int code;
         std::string out;
     } cases[] = {
         {"image", 0, "image.iso\n"},
-        {"packages", 0, "a-1-1\nb-1-1\nc-1-1\n"},
         {"packages --no-members", 0, "a-1-1\nb-1-1\n"},
         {"packages --host-smus", 0, ""},
         {"packages --host-smus --no-members", 2, ""},
         {"rpms a-1-1.x86_64", 0, "x.rpm\ny.rpm\n"},
-        {"rpms b-1-1", 0, ""},
         {"rpms d-1-1", 1, ""},
         {"has a-1-1.noarch.rpm", 0, "yes\n"},
         {"has d-1-1", 1, "no\n"},
@@ -218,19 +240,12 @@ TEST_F(CommandTest, Questions)
         {"service-packs --all --committed", 3, ""}, // no committed Admin profile
         {"service-packs --all --state 1", 2, ""},
         {"diff active committed", 0, ""},
-        {"diff active prepared", 1,
-         "--- active QX profile of default-sdr (global)\n+++ prepared QX profile of default-sdr (global)\n"
-         "- base RPM base\n+ base RPM other\n~ version: 1.4.0 -> 1.5.0\n~ package a-1-1: RPMs\n"
-         "+ location profile 0/2/0 0/3/0\n"
-         "+ package e-1-1 on nodes 0/2/0 0/3/0\n"},
         {"diff prepared active --vm uvf", 3, ""},
         {"node-version 0/1/0", 0, "7\n"},
         {"node-version 0/1/0 7", 0, "equal\n"},
         {"node-version 0/1/0 7.0", 1, "different\n"},
         {"node-version 0/1 7", 2, ""},
         {"check", 0, "4 profiles checked, nothing found\n"},
-        {"check --state committed", 0, "1 profile checked, nothing found\n"},
-        {"check --vm uvf", 3, ""},
         {"check --sdr default-sdr --state active", 0, "1 profile checked, nothing found\n"},
         {"check --sdr other", 3, ""},
     };
@@ -239,14 +254,20 @@ TEST_F(CommandTest, Questions)
         EXPECT_EQ(result.code, code) << arguments << result.err;
         EXPECT_EQ(result.out, out) << arguments;
     }
+    EXPECT_EQ(json_of("rpms a-1-1 --json")["rpms"][1], "y.rpm");
+    EXPECT_EQ(json_of("service-packs --json")["service_packs"][0]["rpms"][0], "c-1-1");
+    run("delete --vm admin --state active --yes");
+    EXPECT_EQ(run("node-version 0/1/0 7").code, 3);
+}
+
+TEST_F(CommandTest, Differences)
+{
+    given_states(create);
+    tell_run("diff active prepared");
     const nlohmann::json changes = json_of("diff active prepared --json")["changes"];
     ASSERT_EQ(changes.size(), 6U);
     EXPECT_EQ(changes[5]["nodes"][1], "0/3/0");
-    EXPECT_EQ(json_of("rpms a-1-1 --json")["rpms"][1], "y.rpm");
-    EXPECT_EQ(json_of("service-packs --json")["service_packs"][0]["rpms"][0], "c-1-1");
     EXPECT_EQ(std::system(SWPROFILE " diff active prepared >/dev/full 2>/dev/null") >> 8, 2); // not a difference
-    run("delete --vm admin --state active --yes");
-    EXPECT_EQ(run("node-version 0/1/0 7").code, 3);
 }
 
 // The files of the repository with their times, without logs.
@@ -312,31 +333,21 @@ TEST_F(CommandTest, EditsThatChangeNothing)
     fs::copy_file(active_txt, fs::path(other).replace_extension(".txt"));
     run("create --image kelo.iso --vm admin");
     write_file("/tmp/sp2.json", R"([{"name": "SP2", "rpms": ["z-9-9"]}])");
-    const struct {
-        const char *arguments;
-        int code;
-        const char *message;
-    } cases[] = {
-        {"add z-1-1 --sdr other", 4, "names another SDR: default-sdr"},
-        {"add-for-nodes z-1-1 --all-nodes --sdr other", 4, "names another SDR: default-sdr"},
-        {"add-host b-host-1-1 x-1-1 --new-format --vm", 2, ""},
-        {"add foo", 2, "'foo' is not name-version-release"},
-        {"add 'a b-1-1'", 2, "other characters"},
-        {"add a-1-1 --rpm 'x;y'", 2, "other characters"},
-        {"remove typo", 1, "there is no typo in the active QX profile"},
-        {"remove typo --dry-run", 1, "there is no typo"},
-        {"service-pack add /tmp/sp2.json", 1, "nothing to add to the active QX profile"},
-        {"service-pack remove /tmp/sp2.json", 1, "there is no service pack SP2"},
-        {"service-pack add /tmp/none", 1, "No such file or directory"},
-        {"service-pack", 2, ""},
-        {"add x-1-1 --state prepared", 3, "try: swprofile list"},
-    };
     const Lines before = repository_state();
-    for (const auto &[arguments, code, message] : cases) {
-        const Ran result = run(arguments);
-        EXPECT_EQ(result.code, code) << arguments << result.err;
-        EXPECT_NE(result.err.find(message), std::string::npos) << arguments << result.err;
-    }
+    run_all({{"add z-1-1 --sdr other", 4, "names another SDR: default-sdr"},
+             {"add-for-nodes z-1-1 --all-nodes --sdr other", 4, "names another SDR: default-sdr"},
+             {"add-host b-host-1-1 x-1-1 --new-format --vm", 2, ""},
+             {"add foo", 2, "'foo' is not name-version-release"},
+             {"add 'a b-1-1'", 2, "other characters"},
+             {"add a-1-1 --rpm 'x;y'", 2, "other characters"},
+             {"remove typo", 1, "there is no typo in the active QX profile"},
+             {"remove typo --dry-run", 1, "there is no typo"},
+             {"service-pack add /tmp/sp2.json", 1, "nothing to add to the active QX profile"},
+             {"service-pack remove /tmp/sp2.json", 1, "there is no service pack SP2"},
+             {"service-pack add /tmp/none", 1, "No such file or directory"},
+             {"service-pack", 2, ""},
+             {"add x-1-1 --state prepared", 3, "try: swprofile list"}},
+            run);
     for (const char *const arguments :
          {"remove typo --ignore-missing", "service-pack add /tmp/sp2.json --ignore-missing",
           "service-pack remove /tmp/sp2.json --ignore-missing"}) {
@@ -387,101 +398,89 @@ TEST_F(CommandTest, ColorsAndHelpOnATerminal)
     }
 }
 
-TEST_F(CommandTest, BadInputIsRejectedWithItsExitCode)
+TEST_F(CommandTest, RejectedQuestions)
 {
-    EXPECT_EQ(run(create).code, 0);
+    run(create);
     write_file(std::string(GLOBAL_QX) + "committed.bin", "");
     write_file("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.bin", "junk");
+    mkfifo("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin", 0600); // must not block
+    run_all({{"show --state prepared", 3, "there is no prepared QX profile of default-sdr (global)"},
+             {"show --state committed", 3, "an empty file counts as absent"},
+             {"show --vm uvf", 4, "is damaged"},
+             {"exists --vm 6 --local", 3, "there is no active UVF profile of default-sdr (local)"},
+             {"show --vm host", 3, "this VM type has no software profile"},
+             {"show --vm none", 2, "unknown VM type 'none' (use admin, qx, lc-qx or uvf)"},
+             {"show --state 4", 2, "unknown state '4'"},
+             {"show --sdr ../x", 2, "starts with '.'"},
+             {"show --sdr 'a;b'", 2, "has other characters"},
+             {"show --sdr 12345678901234567890123456789012345678901", 2, "more than 40"},
+             {"show --sdr ''", 2, "is empty"},
+             {"exists --vm uvf --state prepared", 1, "not a regular file"},
+             {"frobnicate", 2, "unknown subcommand or option: frobnicate"},
+             {"show --local --global", 2, "excludes"},
+             {"", 2, "subcommand"}},
+            run);
+    EXPECT_EQ(run("path --local --vm admin --text").out, "/install_repo/local//kelo-swprofile-active.txt\n");
+    EXPECT_EQ(run("boot-flag --vm admin").out, "/install_repo/local/kelo_boot_active\n");
+}
+
+TEST_F(CommandTest, RejectedRequests)
+{
+    EXPECT_EQ(run(create).code, 0);
     write_file("/tmp/request.json", R"({"image": {"name": "x.iso"}, "packages": [{"name": "p"}, {"nme": "q"}]})");
     write_file("/tmp/broken.json", "{");
     write_file("/tmp/null.json", R"({"sdr": null})");
     write_file("/tmp/typed.json", R"({"vm_type": ["qx"]})");
     write_file("/tmp/twice.json", R"({"image": {"name": "x"}, "image": {"name": "y"}})");
-    write_file("/tmp/packs.json", R"([{"name": "SP1"}, {"name": "SP1"}])");
-    write_file("/install_repo/gl/verdalis/a-1-1.2.tar", "");
     fs::create_directories("/install_repo/gl/instdb/sdr/dangling");
     fs::create_symlink("/no/such/file", "/install_repo/gl/instdb/sdr/dangling/qx-swprofile-active.bin");
     mkfifo("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin", 0600); // must not block
-    const struct {
-        std::string arguments;
-        int code;
-        const char *message;
-    } cases[] = {
-        {create, 1, "exists already"},
-        {create + "--replace", 0, ""},
-        {"show --state prepared", 3, "there is no prepared QX profile of default-sdr (global)"},
-        {"show --state committed", 3, "an empty file counts as absent"},
-        {"show --vm uvf", 4, "is damaged"},
-        {"exists --vm uvf", 4, "is damaged"},
-        {"exists --vm 6 --local", 3, "there is no active UVF profile of default-sdr (local)"},
-        {"show --vm host", 3, "this VM type has no software profile"},
-        {"show --vm none", 2, "unknown VM type 'none' (use admin, qx, lc-qx or uvf)"},
-        {"show --state 4", 2, "unknown state '4'"},
-        {"show --sdr ../x", 2, "starts with '.'"},
-        {"show --sdr 'a;b'", 2, "has other characters"},
-        {"show --sdr 12345678901234567890123456789012345678901", 2, "more than 40"},
-        {"show --sdr ''", 2, "is empty"},
-        {create + "--package='$(x)'", 2, "has other characters"},
-        {create + "--state 3 --package a-1", 2, "'a-1' is not name-version-release"},
-        {create + "--state 3 --service-pack SP1", 4, "service packs need a package that is a member"},
-        {create + "--state 3 --sp-package a-1-1", 4, "needs its service pack"},
-        {"create --image /no/such.iso --state 3", 4, "the image is missing, empty or not a regular file: /no/such.iso"},
-        {"create --state 3", 2, "no image given"},
-        {"create --image i --state 3 --lv " + std::string(188, 'n'), 2, "has more than 187"},
-        {"create --image i --state 3 --version 'a\nb'", 2, "other characters than printable"},
-        {"create --image i --vm uvf --state prepared --replace", 1, "not a regular file"},
-        {"create --from /tmp/typed.json", 4, "vm_type: must be a text"},
-        {"create --image i --sdr dangling", 1, "not a regular file"},
-        {"add-for-nodes a-1-1", 2, "for which nodes?"},
-        {"add-for-nodes a-1-1 --node 0/1", 2, "is not a node"},
-        {"add-for-nodes a-1-1 --node 0/1/0 --node 0/01/0", 2, "node 0/1/0 is given twice"},
-        {"add-for-nodes a-1-1 --node 0/1/4294967296", 2, "is not a node"},
-        {"add-for-nodes a-1-1 --node 0/1/0 --all-nodes", 2, "--node excludes --all-nodes"},
-        {"add-for-nodes 'a b' --all-nodes", 2, "has other characters"},
-        {"add-for-nodes a-1-1 --all-nodes --type other", 2, "unknown type 'other'"},
-        {"add-for-nodes a-1-1 --all-nodes --type smu", 1, "another package would be used"},
-        {"add-for-nodes b-1-1 --all-nodes --type smu", 1, "no file /install_repo/gl/verdalis/b-1-1*"},
-        {"create --state 3 --from /tmp/twice.json", 4, "'image' is given twice"},
-        {"service-pack add ''", 1, "cannot read the file"},
-        {"service-pack add /tmp/packs.json", 4, "the service pack is given twice: SP1"},
-        {"exists --vm uvf --state prepared", 1, "not a regular file"},
-        {"add-for-nodes a-1-1 --all-nodes --state 3", 3, "there is no prepared"},
-        {"add-for-nodes a-1-1 --all-nodes --type 1 --new-format --service-packs /tmp/broken.json", 4,
-         "not JSON: at line 1"},
-        {"add-for-nodes a-1-1 --all-nodes --service-packs /tmp/broken.json", 2, "requires --new-format"},
-        {"image-for-nodes i", 2, "--node is required"},
-        {"nodes --vm uvf", 4, "is damaged"},
-        {"create --state 3 --from /tmp/request.json", 4, "/tmp/request.json.packages[1]: unknown field 'nme'"},
-        {"create --state 3 --from /tmp/broken.json", 4, "not JSON: at line 1"},
-        {"create --state 3 --from /tmp/none.json", 1, "No such file or directory"},
-        {"path --local --vm admin --text", 0, ""},
-        {"boot-flag --vm admin", 0, ""},
-        {"frobnicate", 2, "unknown subcommand or option: frobnicate\n  try: swprofile --help\n"},
-        {"lsit --help", 2, "unknown subcommand or option: lsit\n  did you mean 'list'?\n"},
-        {"service-pack list", 2,
-         "unknown subcommand 'list' (service-pack has add, remove)\n  try: swprofile service-p"},
-        {"help service-pack adds", 2, "did you mean 'add'?\n"},
-        {"show b --stat=prepared a", 2, "not expected: b --stat=prepared a\n  did you mean '--state'?\n"},
-        {"copy --form active --to prepared", 2, "not expected: --form active\n  did you mean '--from'?\n"},
-        {"copy --from active", 2, "--to is required"},
-        {"list --wait nan", 2, "--wait: a number of seconds, 0 or more\n  try: swprofile list --help\n"},
-        {"list --wait -1", 2, "--wait: a number of seconds, 0 or more"},
-        {"list --color=pink", 2, "--color: unknown color 'pink' (use auto, always or never)"},
-        {"show --local --global", 2, "excludes"},
-        {create + "--state 3 --package a-1-1 --package a-1-1", 4, "is given twice"},
-        {create + "--state 3 --from /tmp/null.json", 4, "sdr: must be a text"},
-        {"list", 0, ""},
-        {"show --vm uvf --state 3", 1, "not a regular file"},
-        {"", 2, "subcommand"},
-        {"create --help", 0, ""},
-    };
-    for (const auto &[arguments, code, message] : cases) {
-        const Ran result = run(arguments);
-        EXPECT_EQ(result.code, code) << arguments << "\n" << result.err;
-        EXPECT_NE(result.err.find(message), std::string::npos) << arguments << "\n" << result.err;
-    }
-    EXPECT_EQ(run("path --local --vm admin --text").out, "/install_repo/local//kelo-swprofile-active.txt\n");
-    EXPECT_EQ(run("boot-flag --vm admin").out, "/install_repo/local/kelo_boot_active\n");
+    run_all({{create, 1, "exists already"},
+             {create + "--replace", 0, ""},
+             {create + "--package='$(x)'", 2, "has other characters"},
+             {create + "--state 3 --package a-1", 2, "'a-1' is not name-version-release"},
+             {create + "--state 3 --service-pack SP1", 4, "service packs need a package that is a member"},
+             {create + "--state 3 --sp-package a-1-1", 4, "needs its service pack"},
+             {"create --image /no/such.iso --state 3", 4,
+              "the image is missing, empty or not a regular file: /no/such.iso"},
+             {"create --state 3", 2, "no image given"},
+             {"create --image i --state 3 --lv " + std::string(188, 'n'), 2, "has more than 187"},
+             {"create --image i --state 3 --version 'a\nb'", 2, "other characters than printable"},
+             {"create --image i --vm uvf --state prepared --replace", 1, "not a regular file"},
+             {"create --from /tmp/typed.json", 4, "vm_type: must be a text"},
+             {"create --image i --sdr dangling", 1, "not a regular file"},
+             {"create --state 3 --from /tmp/twice.json", 4, "'image' is given twice"},
+             {"create --state 3 --from /tmp/request.json", 4, "/tmp/request.json.packages[1]: unknown field 'nme'"},
+             {"create --state 3 --from /tmp/broken.json", 4, "not JSON: at line 1"},
+             {"create --state 3 --from /tmp/none.json", 1, "No such file or directory"},
+             {create + "--state 3 --package a-1-1 --package a-1-1", 4, "is given twice"},
+             {create + "--state 3 --from /tmp/null.json", 4, "sdr: must be a text"},
+             {"create --help", 0, ""}},
+            run);
+}
+
+TEST_F(CommandTest, RejectedEditsForNodes)
+{
+    run(create);
+    write_file("/tmp/broken.json", "{");
+    write_file("/tmp/packs.json", R"([{"name": "SP1"}, {"name": "SP1"}])");
+    write_file("/install_repo/gl/verdalis/a-1-1.2.tar", "");
+    run_all({{"add-for-nodes a-1-1", 2, "for which nodes?"},
+             {"add-for-nodes a-1-1 --node 0/1", 2, "is not a node"},
+             {"add-for-nodes a-1-1 --node 0/1/0 --node 0/01/0", 2, "node 0/1/0 is given twice"},
+             {"add-for-nodes a-1-1 --node 0/1/4294967296", 2, "is not a node"},
+             {"add-for-nodes a-1-1 --node 0/1/0 --all-nodes", 2, "--node excludes --all-nodes"},
+             {"add-for-nodes a-1-1 --all-nodes --type other", 2, "unknown type 'other'"},
+             {"add-for-nodes a-1-1 --all-nodes --type smu", 1, "another package would be used"},
+             {"add-for-nodes b-1-1 --all-nodes --type smu", 1, "no file /install_repo/gl/verdalis/b-1-1*"},
+             {"service-pack add ''", 1, "cannot read the file"},
+             {"service-pack add /tmp/packs.json", 4, "the service pack is given twice: SP1"},
+             {"add-for-nodes a-1-1 --all-nodes --state 3", 3, "there is no prepared"},
+             {"add-for-nodes a-1-1 --all-nodes --type 1 --new-format --service-packs /tmp/broken.json", 4,
+              "not JSON: at line 1"},
+             {"add-for-nodes a-1-1 --all-nodes --service-packs /tmp/broken.json", 2, "requires --new-format"},
+             {"image-for-nodes i", 2, "--node is required"}},
+            run);
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // Creating profiles from requests.
-#include "support/repository_test.h"
+#include "support/bodies.h"
 
 namespace
 {
@@ -7,10 +7,7 @@ namespace
 class CreateTest : public RepositoryTest, protected CreateRequest
 {
 protected:
-    void tell_create(const std::string &title)
-    {
-        tell(title, [this](char **) { return inst_ldpath_create_sdr_swprofile(&request); });
-    }
+    void tell_create(const std::string &title) { TELL(title, inst_ldpath_create_sdr_swprofile(&request)); }
 
     // The created profile, which must be there.
     inst_sw_profile_info &created(const std::string &title)
@@ -27,13 +24,17 @@ protected:
 TEST_F(CreateTest, AProfileFromAFullRequest)
 {
     const inst_sw_profile_info &body = created("a full request");
-    Text text;
-    ASSERT_EQ(instcomm_get_swprofile_sdr_str(fetched.ptr, &text.ptr, 1, nullptr), 0U);
-    tell_line(text.str());
+    tell_content(content_of(body) + ", image " + body.image.name + " " + body.image.aux_name + ", version " +
+                 body.version + ", volume " + body.lv_name);
+    EXPECT_EQ(fetched.ptr->sdr_sw_profile.vm_type, VERD_VM_QX);
+    EXPECT_STREQ(fetched.ptr->sdr_sw_profile.sdr_key, key);
+    EXPECT_EQ(body.is_single_initrd_supported, 1);
     EXPECT_EQ(body.image.presence[0], 0b10111); // its type of 0 is there
     EXPECT_EQ(rpms[0], rpm_a);                  // sorted in the caller's array
     EXPECT_EQ(fetched.ptr->sdr_sw_profile_len,
               zeld_inst_sw_profile_sdr_encode_ext(&fetched.ptr->sdr_sw_profile, nullptr, 0, 0, 0, 0));
+    packs[1].sp_name = nullptr;
+    tell_create("a service pack without a name");
 }
 
 TEST_F(CreateTest, ABareRequest)
@@ -63,7 +64,9 @@ TEST_F(CreateTest, ServicePacksNeedAMember)
 
 TEST_F(CreateTest, RefusedRequests)
 {
-    tell("no request", [](char **) { return inst_ldpath_create_sdr_swprofile(nullptr); });
+    TELL("no request", inst_ldpath_create_sdr_swprofile(nullptr));
+    request.serv_packs = nullptr;
+    request.packages_count = 0;
     request.sdr_key = nullptr;
     tell_create("global, no key");
     EXPECT_EQ(rpms[0], rpm_c); // not sorted
@@ -76,29 +79,6 @@ TEST_F(CreateTest, RefusedRequests)
     tell_create("too large a body");
 }
 
-TEST_F(CreateTest, AServicePackWithoutAName)
-{
-    packs[1].sp_name = nullptr;
-    EXPECT_EQ(inst_ldpath_create_sdr_swprofile(&request), INST_RC_INVALID_ARG);
-    EXPECT_EQ(hooks::lines().back(), "Error! Service pack 1 has no name");
-    EXPECT_FALSE(fs::exists(active_bin));
-}
-
-TEST_F(CreateTest, AServicePackNameThatCantBeCopied)
-{
-    const std::string message = "SPERROR: FUNC: inst_ldpath_create_sdr_swprofile LINE: 2175 strdup failed ";
-    Lines lines;
-    for (int nth = 1; nth < 10 && (lines.empty() || lines.back() != message); ++nth) {
-        hooks::reset();
-        hooks::fail(hooks::ALLOCATION, nth);
-        const uint64_t rc = inst_ldpath_create_sdr_swprofile(&request);
-        hooks::disarm();
-        lines = hooks::lines();
-        EXPECT_TRUE(lines.back() != message || rc == INSTMGR_RC_NO_MEMORY) << rc;
-    }
-    EXPECT_EQ(lines.back(), message);
-}
-
 TEST_F(CreateTest, OptionalPackagesAreCopiedFirst)
 {
     write_file("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1", "a");
@@ -107,11 +87,12 @@ TEST_F(CreateTest, OptionalPackagesAreCopiedFirst)
     created("two optional packages");
     EXPECT_EQ(read_file("/install_repo/gl/qx/beta-1.0-r1"), "b");
     packages[0].name = nullptr;
-    created("a package without a name ends the copying");
+    EXPECT_EQ(inst_ldpath_create_sdr_swprofile(&request), 0U); // a package without a name ends the copying
     packages[0].name = names[0];
     fs::remove(active_bin);
     hooks::fail(hooks::SHELL); // -1
-    tell_create("a copy that fails, with service packs");
+    EXPECT_EQ(inst_ldpath_create_sdr_swprofile(&request), UINT64_MAX);
+    hooks::disarm();
     request.serv_packs = nullptr;
     fs::remove("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1");
     tell_create("a copy that fails, without service packs");

@@ -4,43 +4,27 @@
 #include "support/bodies.h"
 
 #include <memory>
+#include <regex>
+#include <set>
 
 namespace
 {
 
-// What an operation handed out; all of it is the caller's.
-struct Outcome {
-    uint64_t rc = 0;
-    inst_sw_profile_sdr_ext *profile = nullptr;
-    char *path = nullptr;
-    char *error = nullptr;
-    char **list = nullptr;
-    uint32_t count = 0;
-    serv_packs *packs = nullptr;
-    uint8_t flag = 0;
+struct Outcome : Answer {
+    Fetched profile;
+    Text error;
 };
-
-inst_sw_profile_sdr_ext *changed;  // what is stored, or edited in memory
-swprofile_create_request *request; // what is created
-inst_node_loc node;                // for which something is added
-uint64_t sp_source;
-
-uint64_t add_image()
-{
-    return inst_ldpath_add_image_location("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, 1, "image", "2");
-}
 
 struct Operation {
     const char *name;
     // Adds store what could be added, if need be nothing; Copies have flat copies.
     enum Kind { Fetches, Names, Stores, Adds, Copies, Edits, Asks } kind;
-    void (*run)(Outcome &);
+    uint64_t (*run)(Outcome &);
     bool from_nothing = false; // starts from an empty profile
 };
 
 constexpr uint32_t NO_HOST_SMUS = 1;
-
-const std::vector<const char *> PATHS = {"/a/x-1-1.noarch.rpm", "y"};
+const std::vector<const char *> PATHS = {"/a/x-1-1.noarch.rpm", "y"}, HOST = {"alpha-2.0-r1"};
 
 // A package that is offered to a body; what the body doesn't take is freed.
 struct Offer {
@@ -49,185 +33,111 @@ struct Offer {
     char *superseded[8] = {};
     uint32_t count = 0;
 
-    uint64_t add_to(inst_sw_profile_info &body)
-    {
-        const uint64_t rc = inst_ldpath_add_pkg_in_swp(&body, name, 2, files, 5, VERD_PKG_HOST_SMU, superseded, &count,
-                                                       0, sp_source, nullptr);
-        if (rc == 0) {
-            name = nullptr;
-            files = nullptr;
-        }
-        return rc;
-    }
     ~Offer()
     {
         std::free(name);
         inst_free_string_list(2, files);
-        for (char *const text : superseded) {
-            std::free(text);
-        }
+        std::for_each(std::begin(superseded), std::end(superseded), std::free);
     }
 };
+
+Fetched changed;                   // what is stored, or edited in memory
+swprofile_create_request *request; // what is created
+inst_node_loc node;                // for which something is added
+uint8_t ignored_flag;              // which is 1 also when the operation fails
+serv_packs *sp_list;
+uint64_t sp_source;
 std::unique_ptr<Offer> offer;
 
-uint64_t remove(const char *name)
+uint64_t add_to_body(char **error)
 {
-    return inst_ldpath_remove_pkg_in_swp(&changed->sdr_sw_profile.sw_profile, name, nullptr);
+    const uint64_t rc = inst_ldpath_add_pkg_in_swp(&changed.body(), offer->name, 2, offer->files, 5, VERD_PKG_HOST_SMU,
+                                                   offer->superseded, &offer->count, 0, sp_source, error);
+    if (rc == 0) {
+        offer->name = nullptr;
+        offer->files = nullptr;
+    }
+    return rc;
 }
 
 uint64_t add(const char *package, uint32_t type, uint32_t nodes)
 {
-    return inst_ldpath_add_pkg_location("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &node, nodes, package, 0, type,
-                                        sp_source);
+    return inst_ldpath_add_pkg_location(ACTIVE_QX, &node, nodes, package, 0, type, sp_source);
 }
 
-serv_packs *sp_list()
-{
-    return reinterpret_cast<serv_packs *>(sp_source);
-}
+#define OPERATION(name, kind, call)                                                                                    \
+    {                                                                                                                  \
+        name, Operation::kind, [](Outcome &o [[maybe_unused]]) -> uint64_t { return call; }                            \
+    }
+#define ON_NOTHING(name, kind, call)                                                                                   \
+    {                                                                                                                  \
+        name, Operation::kind, [](Outcome &o [[maybe_unused]]) -> uint64_t { return call; }, true                      \
+    }
 
 const Operation OPERATIONS[] = {
-    {"get QX", Operation::Fetches,
-     [](Outcome &o) { o.rc = inst_ldpath_get_sdr_swprofile("default-sdr", VERD_SWP_ACTIVE, &o.profile); }},
-    {"get", Operation::Fetches,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_get_swprofile("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &o.profile, &o.error);
-     }},
-    {"get if exists", Operation::Fetches,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_get_sw_profile_if_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &o.profile);
-     }},
-    {"name file", Operation::Names,
-     [](Outcome &o) { o.rc = inst_get_sdr_swprofile_file("s", &o.path, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &o.error); }},
-    {"name twin", Operation::Names,
-     [](Outcome &o) { o.rc = inst_get_sdr_swprofile_txt_file("/a/b.bin", &o.path, &o.error); }},
-    {"name flag", Operation::Names,
-     [](Outcome &o) { o.rc = inst_get_boot_active_swp_flag("s", &o.path, 0, VERD_VM_QX); }},
-    {"store", Operation::Stores,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_store_sdr_swprofile(changed, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, &o.error);
-     }},
-    {"store locally", Operation::Copies,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_store_sdr_swprofile(changed, 1, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, &o.error);
-     }},
-    {"create", Operation::Stores, [](Outcome &o) { o.rc = inst_ldpath_create_sdr_swprofile(request); }},
-    {"add in memory", Operation::Edits, [](Outcome &o) { o.rc = offer->add_to(changed->sdr_sw_profile.sw_profile); }},
-    {"add the first service packs", Operation::Edits,
-     [](Outcome &o) { o.rc = offer->add_to(changed->sdr_sw_profile.sw_profile); }, true},
-    {"remove", Operation::Edits, [](Outcome &o) { o.rc = remove("alpha-1.0-r1"); }},
-    {"remove a base RPM", Operation::Edits, [](Outcome &o) { o.rc = remove("base.rpm"); }},
-    {"promote", Operation::Edits,
-     [](Outcome &o) { o.rc = inst_ldpath_swp_move_prep_to_act("other", 0, VERD_VM_QX, &o.error); }},
-    {"copy", Operation::Edits,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_swp_copy("other", 0, VERD_VM_QX, VERD_SWP_PREPARED, VERD_SWP_COMMITTED, &o.error);
-     }},
-    {"delete", Operation::Edits, [](Outcome &o) { o.rc = inst_ldpath_delete_swprofile("other", 0, VERD_VM_QX); }},
-    {"ask for the image", Operation::Asks,
-     [](Outcome &o) { o.rc = inst_ldpath_get_swprofile_image(changed, &o.path); }},
-    {"ask for the file list", Operation::Asks,
-     [](Outcome &o) { o.rc = inst_ldpath_get_swprofile_filelist(changed, &o.list, &o.count, &o.error); }},
-    {"ask for packages", Operation::Asks,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_get_swprofile_img_pkgs(changed, &o.path, &o.list, &o.count, NO_HOST_SMUS, 0, &o.packs);
-     }},
-    {"ask for all names", Operation::Asks,
-     [](Outcome &o) { o.rc = inst_ldpath_get_swprofile_pkgs(changed, &o.list, &o.count); }},
-    {"ask for service packs", Operation::Asks,
-     [](Outcome &o) { o.rc = inst_ldpath_get_swprofile_sps(changed, &o.list, &o.count, &o.packs, &o.error); }},
-    {"ask for all service packs", Operation::Asks,
-     [](Outcome &o) { o.rc = inst_ldpath_get_all_swprofile_sps("asked", 1, &o.list, &o.count); }},
-    {"ask for package information", Operation::Asks,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_get_local_swprofile_pkgs_info("asked", VERD_SWP_ACTIVE, VERD_VM_UVF, &o.list, &o.count,
-                                                          &o.error);
-     }},
-    {"ask for active data", Operation::Asks,
-     [](Outcome &o) { o.rc = inst_swp_get_show_install_active_data("default-sdr", 0, VERD_VM_QX, &o.list, &o.count); }},
-    {"ask for a package", Operation::Asks,
-     [](Outcome &o) {
-         o.rc = inst_swp_is_pkg_present("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "beta-2.0-r1", &o.flag);
-     }},
-    {"ask for RPMs", Operation::Asks,
-     [](Outcome &o) {
-         o.rc = inst_swp_get_package_rpms("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "alpha-1.0-r1", nullptr,
-                                          &o.list, &o.count, &o.error);
-     }},
-    {"ask for the active image", Operation::Asks,
-     [](Outcome &o) {
-         o.rc = inst_get_image_name("default-sdr", &o.path);
-         o.rc = o.path == nullptr && o.rc == 0 ? INST_RC_NO_MEMORY : o.rc; // which isn't told
-     }},
-    {"ask for a match", Operation::Asks,
-     [](Outcome &o) {
-         uint8_t is_match = 0;
-         o.rc = inst_ldpath_check_swp_mismatch_wrapper("asked", 0, VERD_VM_QX, VERD_SWP_COMMITTED, VERD_SWP_ACTIVE, 0,
-                                                       1, &is_match);
-         o.flag = o.rc == 0 ? is_match : 0;
-     }},
-    {"ask for the version of a node", Operation::Asks,
-     [](Outcome &o) {
-         o.rc = instmgr_cmp_sw_version(0, 0, 0, "1.4.0", &o.flag);
-         o.flag = 0; // 1 also when it fails
-     }},
-    {"ask for a node", Operation::Asks, [](Outcome &o) { o.rc = instmgr_check_node_in_loc_mswp(0, 0, 0, &o.flag); }},
-    {"ask whether it exists", Operation::Asks,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_check_swprofile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &o.flag, &o.error);
-     }},
-    {"ask whether states are equal", Operation::Asks,
-     [](Outcome &o) { o.rc = inst_ldpath_is_sdr_master_act_comm_swp_equal("asked", &o.flag); }},
-    {"copy service packs", Operation::Asks,
-     [](Outcome &o) {
-         const uint64_t rc = instcomm_duplicate_sp_list(&o.packs, sp_list(), "sweep"); // or an empty set
-         EXPECT_EQ(rc == 0, o.packs != nullptr && o.packs->service_packs_count == 2);
-     }},
-    {"check for locations", Operation::Asks,
-     [](Outcome &) { inst_ldpath_chk_loc_profile_exists("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX); }},
-    {"add a bundle for all nodes", Operation::Stores,
-     [](Outcome &o) { o.rc = add("alpha-2.0-r1", VERD_PKG_HOST_SMU, 0); }},
-    {"add to locations", Operation::Adds, [](Outcome &o) { o.rc = add("gamma-1.0-r1", 0, 1); }},
-    {"add nodes of a package", Operation::Adds, [](Outcome &o) { o.rc = add("beta-2.0-r1", 0, 1); }},
-    {"add a first location", Operation::Stores, [](Outcome &o) { o.rc = add("beta-2.0-r1", 0, 1); }, true},
-    {"tag", Operation::Edits,
-     [](Outcome &o) {
-         uint8_t is_tagged = 0;
-         o.rc = inst_ldpath_tag_sp_pkg_in_swp(&changed->sdr_sw_profile.sw_profile, sp_list(), &is_tagged);
-         EXPECT_EQ(is_tagged, o.rc == 0 ? 1 : 0);
-     }},
-    {"untag", Operation::Edits,
-     [](Outcome &o) {
-         inst_sw_profile_info &body = changed->sdr_sw_profile.sw_profile;
-         o.rc = inst_ldpath_untag_sp_pkg_in_swp(&body, sp_list());
-         EXPECT_EQ(inst_swp_package_has_is_sp_pkg(&body.packages[2]), o.rc != 0);
-     }},
-    {"add to the stored", Operation::Stores,
-     [](Outcome &o) {
-         char *rpms[] = {offer->files[0], offer->files[1]};
-         o.rc = inst_ldpath_add_swprofile_pkgs("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "alpha-2.0-r1", rpms, 2,
-                                               5, VERD_PKG_HOST_SMU, sp_source, &o.error);
-     }},
-    {"remove from the stored", Operation::Stores,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_remove_swprofile_pkgs("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, "alpha-1.0-r1",
-                                                  sp_list(), &o.error);
-     }},
-    {"add service packs to the stored", Operation::Stores,
-     [](Outcome &o) {
-         o.rc = inst_ldpath_add_swprofile_sps("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, sp_source);
-     }},
-    {"remove service packs from the stored", Operation::Adds, // stored with its tags when these can't be taken away
-     [](Outcome &o) {
-         o.rc = inst_ldpath_remove_swprofile_sps("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, sp_list());
-     }},
-    {"add host packages", Operation::Asks, // to another profile
-     [](Outcome &o) {
-         char *const paths[] = {offer->name};
-         o.rc = instcomm_add_host_pkgs_to_swp(VERD_SWP_PREPARED, nullptr, 0, 1, paths, 0);
-     }},
-    {"add a first image", Operation::Stores, [](Outcome &o) { o.rc = add_image(); }, true},
-    {"add nodes of an image", Operation::Stores, [](Outcome &o) { o.rc = add_image(); }},
+    OPERATION("get QX", Fetches, inst_ldpath_get_sdr_swprofile("default-sdr", VERD_SWP_ACTIVE, &o.profile.ptr)),
+    OPERATION("get", Fetches, inst_ldpath_get_swprofile(ACTIVE_QX, &o.profile.ptr, &o.error.ptr)),
+    OPERATION("get if exists", Fetches, inst_ldpath_get_sw_profile_if_exists(ACTIVE_QX, &o.profile.ptr)),
+    OPERATION("name file", Names, inst_get_sdr_swprofile_file("s", &o.image, 0, 2, VERD_VM_QX, &o.error.ptr)),
+    OPERATION("name twin", Names, inst_get_sdr_swprofile_txt_file("/a/b.bin", &o.image, &o.error.ptr)),
+    OPERATION("name flag", Names, inst_get_boot_active_swp_flag("s", &o.image, 0, VERD_VM_QX)),
+    OPERATION("store", Stores, inst_ldpath_store_sdr_swprofile(changed.ptr, 0, 2, nullptr, VERD_VM_QX, &o.error.ptr)),
+    OPERATION("store locally", Copies,
+              inst_ldpath_store_sdr_swprofile(changed.ptr, 1, 2, nullptr, VERD_VM_QX, &o.error.ptr)),
+    OPERATION("create", Stores, inst_ldpath_create_sdr_swprofile(request)),
+    OPERATION("add in memory", Edits, add_to_body(&o.error.ptr)),
+    ON_NOTHING("add the first service packs", Edits, add_to_body(&o.error.ptr)),
+    OPERATION("remove", Edits, inst_ldpath_remove_pkg_in_swp(&changed.body(), "alpha-1.0-r1", &o.error.ptr)),
+    OPERATION("remove a base RPM", Edits, inst_ldpath_remove_pkg_in_swp(&changed.body(), "base.rpm", &o.error.ptr)),
+    OPERATION("promote", Edits, inst_ldpath_swp_move_prep_to_act("other", 0, VERD_VM_QX, &o.error.ptr)),
+    OPERATION("copy", Edits, inst_ldpath_swp_copy("other", 0, VERD_VM_QX, 3, 1, &o.error.ptr)),
+    OPERATION("delete", Edits, inst_ldpath_delete_swprofile("other", 0, VERD_VM_QX)),
+    OPERATION("ask for the image", Asks, inst_ldpath_get_swprofile_image(changed.ptr, &o.image)),
+    OPERATION("ask for the file list", Asks,
+              inst_ldpath_get_swprofile_filelist(changed.ptr, &o.list, &o.count, &o.error.ptr)),
+    OPERATION("ask for packages", Asks,
+              inst_ldpath_get_swprofile_img_pkgs(changed.ptr, &o.image, &o.list, &o.count, NO_HOST_SMUS, 0, &o.packs)),
+    OPERATION("ask for all names", Asks, inst_ldpath_get_swprofile_pkgs(changed.ptr, &o.list, &o.count)),
+    OPERATION("ask for service packs", Asks,
+              inst_ldpath_get_swprofile_sps(changed.ptr, &o.list, &o.count, &o.packs, &o.error.ptr)),
+    OPERATION("ask for all service packs", Asks, inst_ldpath_get_all_swprofile_sps("asked", 1, &o.list, &o.count)),
+    OPERATION("ask for package information", Asks,
+              inst_ldpath_get_local_swprofile_pkgs_info("asked", 2, VERD_VM_UVF, &o.list, &o.count, &o.error.ptr)),
+    OPERATION("ask for active data", Asks,
+              inst_swp_get_show_install_active_data("default-sdr", 0, VERD_VM_QX, &o.list, &o.count)),
+    OPERATION("ask for a package", Asks, inst_swp_is_pkg_present(ACTIVE_QX, "beta-2.0-r1", &o.flag)),
+    OPERATION("ask for RPMs", Asks,
+              inst_swp_get_package_rpms(ACTIVE_QX, "alpha-1.0-r1", nullptr, &o.list, &o.count, &o.error.ptr)),
+    OPERATION("ask for the active image", Asks, // which doesn't tell of a lack of memory
+              inst_get_image_name("default-sdr", &o.image) | (o.image == nullptr ? INST_RC_NO_MEMORY : 0)),
+    OPERATION("ask for a match", Asks,
+              inst_ldpath_check_swp_mismatch_wrapper("asked", 0, VERD_VM_QX, 1, 2, 0, 1, &ignored_flag)),
+    OPERATION("ask for the version of a node", Asks, instmgr_cmp_sw_version(0, 0, 0, "1.4.0", &ignored_flag)),
+    OPERATION("ask for a node", Asks, instmgr_check_node_in_loc_mswp(0, 0, 0, &o.flag)),
+    OPERATION("ask whether it exists", Asks, inst_ldpath_check_swprofile_exists(ACTIVE_QX, &o.flag, &o.error.ptr)),
+    OPERATION("ask whether states are equal", Asks, inst_ldpath_is_sdr_master_act_comm_swp_equal("asked", &o.flag)),
+    OPERATION("copy service packs", Edits, instcomm_duplicate_sp_list(&o.packs, sp_list, "sweep")),
+    OPERATION("check for locations", Asks, (inst_ldpath_chk_loc_profile_exists(ACTIVE_QX), 0)),
+    OPERATION("add a bundle for all nodes", Stores, add("alpha-2.0-r1", VERD_PKG_HOST_SMU, 0)),
+    OPERATION("add to locations", Adds, add("gamma-1.0-r1", 0, 1)),
+    OPERATION("add nodes of a package", Adds, add("beta-2.0-r1", 0, 1)),
+    ON_NOTHING("add a first location", Stores, add("beta-2.0-r1", 0, 1)),
+    OPERATION("tag", Edits, inst_ldpath_tag_sp_pkg_in_swp(&changed.body(), sp_list, &o.flag)),
+    OPERATION("untag", Edits, inst_ldpath_untag_sp_pkg_in_swp(&changed.body(), sp_list)),
+    OPERATION("add to the stored", Stores,
+              inst_ldpath_add_swprofile_pkgs(ACTIVE_QX, "alpha-2.0-r1", const_cast<char *const *>(PATHS.data()), 2, 5,
+                                             VERD_PKG_HOST_SMU, sp_source, &o.error.ptr)),
+    OPERATION("remove from the stored", Stores,
+              inst_ldpath_remove_swprofile_pkgs(ACTIVE_QX, "alpha-1.0-r1", sp_list, &o.error.ptr)),
+    OPERATION("remove a stored base RPM", Stores,
+              inst_ldpath_remove_swprofile_pkgs(ACTIVE_QX, "base.rpm", nullptr, &o.error.ptr)),
+    OPERATION("add service packs to the stored", Stores, inst_ldpath_add_swprofile_sps(ACTIVE_QX, sp_source)),
+    // Stored with its tags when these can't be taken away.
+    OPERATION("remove service packs from the stored", Adds, inst_ldpath_remove_swprofile_sps(ACTIVE_QX, sp_list)),
+    OPERATION("add host packages", Asks, // to another profile
+              instcomm_add_host_pkgs_to_swp(3, nullptr, 0, 1, const_cast<char *const *>(HOST.data()), 0)),
+    ON_NOTHING("add a first image", Stores, inst_ldpath_add_image_location(ACTIVE_QX, &node, 1, "image", "2")),
+    OPERATION("add nodes of an image", Stores, inst_ldpath_add_image_location(ACTIVE_QX, &node, 1, "image", "2")),
 };
 
 // What is on disk of the active profile: its .bin, and its twin without the changing header.
@@ -239,17 +149,19 @@ struct Disk {
 class FaultSweepTest : public RepositoryTest
 {
 protected:
+    std::set<std::string> said = {""};
+    std::string line; // that may go on
+
     // Profiles that are only asked for.
     static void given_others()
     {
-        Fetched profile = {new_full_profile()};
-        std::free(profile.body().sp_names[1]);
+        const Fetched profile = {new_full_profile()};
         profile.body().sp_names[1] = strdup("SP2");
         for (const int32_t state : {VERD_SWP_COMMITTED, VERD_SWP_ACTIVE}) {
             profile.ptr->ext_value = static_cast<uint64_t>(state);
-            inst_write_sdr_swprofile_to_file2(nullptr, 0, state, VERD_VM_ADMIN, profile.ptr, nullptr);
-            inst_write_sdr_swprofile_to_file2("asked", 0, state, VERD_VM_QX, profile.ptr, nullptr);
-            inst_write_sdr_swprofile_to_file2("asked", 1, state, VERD_VM_UVF, profile.ptr, nullptr);
+            store_as(nullptr, 0, state, VERD_VM_ADMIN, profile);
+            store_as("asked", 0, state, VERD_VM_QX, profile);
+            store_as("asked", 1, state, VERD_VM_UVF, profile);
         }
     }
 
@@ -259,20 +171,53 @@ protected:
         return {read_file(active_bin), twin.substr(std::min(twin.find("\n\n"), twin.size()))};
     }
 
-    static void run(const Operation &operation, Outcome &outcome)
+    // Has nothing like this been said before? Numbers and paths don't count.
+    bool is_new(const std::string &text)
     {
-        operation.run(outcome);
+        static const std::regex changing("/[^ ]+|[0-9a-f]*[0-9][0-9a-f]*");
+        return said.insert(std::regex_replace(text, changing, "")).second;
+    }
+
+    // Tells what is new in the error text and the messages of a failure, together with what is like it and was told
+    // just before.
+    void tell_what_is_new(const std::string &title, uint64_t rc, const Outcome &outcome)
+    {
+        bool is_text_new = false;
+        std::istringstream parts(outcome.error.str());
+        for (std::string part; std::getline(parts, part, ';');) {
+            is_text_new = is_new(part) || is_text_new;
+        }
+        std::string told = is_text_new ? " " + outcome.error.str() : "";
+        for (const std::string &message : hooks::lines()) {
+            told += is_new(message) ? " | " + message.substr(0, message.find_last_not_of("\n ") + 1) : "";
+        }
+        static const std::regex source_line("(dup str.*?)\\b\\d{1,3}\\b");
+        told = std::regex_replace(told, source_line, "$1LINE");
+        std::ostringstream head;
+        head << title << ": " << std::hex << rc;
+        const bool goes_on = line.starts_with(head.str() + " ") && line.size() + told.size() < 240;
+        if (title.empty() || told.empty()) {
+            return;
+        }
+        if (!goes_on && !line.empty()) {
+            tell_line(line);
+        }
+        line = (goes_on ? line + " or" : head.str()) + told;
+    }
+
+    uint64_t run(const Operation &operation, const std::string &title)
+    {
+        Outcome outcome;
+        outcome.flag = 0;
+        const uint64_t rc = operation.run(outcome);
         hooks::disarm();
-        const Text error = {outcome.error};
-        const Text path = {outcome.path};
-        const Fetched fetched = {outcome.profile};
-        const bool has_answer = path.ptr != nullptr || outcome.list != nullptr || outcome.packs != nullptr ||
+        tell_what_is_new(title, rc, outcome);
+        const bool has_answer = outcome.image != nullptr || outcome.list != nullptr || outcome.packs != nullptr ||
                                 outcome.flag != 0 || outcome.count != 0;
-        EXPECT_TRUE(operation.kind != Operation::Asks || !has_answer || outcome.rc == 0);
-        inst_free_string_list(outcome.count, outcome.list);
-        free_service_pack(outcome.packs);
-        EXPECT_EQ(fetched.ptr != nullptr, operation.kind == Operation::Fetches && outcome.rc == 0);
-        EXPECT_TRUE(path.ptr != nullptr || operation.kind != Operation::Names || outcome.rc != 0);
+        EXPECT_TRUE(operation.kind != Operation::Asks || !has_answer || rc == 0);
+        EXPECT_EQ(outcome.profile.ptr != nullptr, operation.kind == Operation::Fetches && rc == 0);
+        EXPECT_TRUE(outcome.image != nullptr || operation.kind != Operation::Names || rc != 0);
+        return rc;
     }
 
     // Makes all anew that an operation changes.
@@ -284,17 +229,15 @@ protected:
         for (const char *const file : {"prepared.bin", "prepared.txt", "active.bin", "active.txt"}) {
             write_file(std::string("/install_repo/gl/instdb/sdr/other/qx-swprofile-") + file, file);
         }
-        inst_ldpath_free_swprofile_ext(&changed);
-        changed = operation.from_nothing
-                      ? static_cast<inst_sw_profile_sdr_ext *>(calloc(1, sizeof(inst_sw_profile_sdr_ext)))
-                      : new_full_profile();
-        changed->ext_value = 77;
+        inst_ldpath_free_swprofile_ext(&changed.ptr);
+        changed.ptr = operation.from_nothing ? new_profile() : new_full_profile();
+        changed.ptr->ext_value = 77;
         if (operation.kind == Operation::Asks) {
-            changed->sdr_sw_profile.sw_profile.sp_names_count = 1; // the other is null
+            changed.body().sp_names_count = 1; // the other is null
         } else if (operation.kind == Operation::Edits && !operation.from_nothing) {
             inst_swp_package member = new_package("gamma-1-1");
             inst_swp_package_set_is_sp_pkg(&member, 1);
-            put_package(changed->sdr_sw_profile.sw_profile, member);
+            put_package(changed.body(), member);
         }
         offer = std::make_unique<Offer>();
     }
@@ -340,7 +283,7 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
     given_others();
     given_active_profile();
     const Disk full = disk();
-    Fetched empty = {new_profile_of_size(60)};
+    const Fetched empty = {new_profile_of_size(60)};
     ASSERT_EQ(store(empty.ptr), 0U);
     const Disk bare = disk();
     g_inst_pkg_fmt_info.is_new_format = 1;
@@ -349,43 +292,42 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
     ASSERT_EQ(std::system("cd /install_repo/gl/verdalis && tar -cf alpha-2.0-r1 x-1-1.rpm"), 0);
     const ServicePacks packs{{"SP1", {"alpha-2.0-r1"}},
                              {"SP2", {"alpha-2.0-r1.noarch", "beta-2.0-r1", "gamma-1-1-tp-1"}}};
+    sp_list = packs.set;
     sp_source = packs.source();
+    write_file("/tmp/enable_sp_debugs", "");
     for (const Operation &operation : OPERATIONS) {
         const Disk &before = operation.from_nothing ? bare : full;
-        Outcome whole;
         prepare(operation, before);
-        const std::string unedited = encoding_of(*changed);
-        run(operation, whole);
-        ASSERT_EQ(whole.rc, 0U) << operation.name;
-        const std::string edited = encoding_of(*changed);
+        const std::string unedited = encoding_of(*changed.ptr);
+        ASSERT_EQ(run(operation, ""), 0U) << operation.name;
+        const std::string edited = encoding_of(*changed.ptr);
         const Disk after = disk();
         for (int function = 0; function < hooks::FUNCTION_COUNT; ++function) {
             const auto failing = static_cast<hooks::Function>(function);
             for (int nth = 1; nth != 0; ++nth) {
-                SCOPED_TRACE(std::string(operation.name) + ", function " + std::to_string(function) + ", call " +
-                             std::to_string(nth));
+                const std::string title = std::string(operation.name) + ", " + hooks::NAMES[function];
+                SCOPED_TRACE(title + " " + std::to_string(nth));
                 prepare(operation, before);
                 hooks::reset();
                 hooks::fail(failing, nth, ENOMEM);
-                Outcome outcome;
-                run(operation, outcome);
+                const uint64_t rc = run(operation, title);
                 if (!hooks::orders[failing].fired) {
-                    EXPECT_EQ(outcome.rc, 0U);
+                    EXPECT_EQ(rc, 0U);
                     nth = -1; // there are no more calls
                 } else if (operation.kind == Operation::Stores || operation.kind == Operation::Adds) {
-                    check_store(operation.kind, failing, outcome.rc, before, after);
+                    check_store(operation.kind, failing, rc, before, after);
                 } else if (operation.kind == Operation::Copies) {
-                    check_copies(outcome.rc);
+                    check_copies(rc);
                 } else {
                     EXPECT_EQ(disk().bin, before.bin);
-                    EXPECT_EQ(encoding_of(*changed), outcome.rc == 0 ? edited : unedited);
+                    EXPECT_EQ(encoding_of(*changed.ptr), rc == 0 ? edited : unedited);
                 }
             }
         }
     }
-    inst_ldpath_free_swprofile_ext(&changed);
+    tell_line(line);
+    inst_ldpath_free_swprofile_ext(&changed.ptr);
     offer.reset();
-    g_inst_pkg_fmt_info.is_new_format = 0;
 }
 
 } // namespace

@@ -20,10 +20,9 @@ std::string joined(char *const *list, uint32_t count)
 
 } // namespace
 
-ServicePacks::ServicePacks(std::initializer_list<Pack> packs)
-    : set(static_cast<serv_packs *>(calloc(1, sizeof(serv_packs))))
+ServicePacks::ServicePacks(std::initializer_list<Pack> packs) : set(new_array<serv_packs>())
 {
-    auto *const array = static_cast<service_pack *>(calloc(packs.size(), sizeof(service_pack)));
+    auto *const array = new_array<service_pack>(packs.size());
     service_pack *next = array;
     for (const Pack &pack : packs) {
         if (pack.name != nullptr) {
@@ -44,50 +43,66 @@ void put_package(inst_sw_profile_info &body, const inst_swp_package &package)
     inst_sw_profile_info_set_packages(&body, packages, count + 1);
 }
 
-Lines content_of(const inst_sw_profile_info &body)
+inst_sw_profile_sdr_ext *new_profile_of(const std::vector<inst_swp_package> &packages)
 {
-    Lines lines;
-    inst_swp_package *packages = nullptr;
-    const uint32_t count = inst_sw_profile_info_get_packages(&body, &packages);
-    if (count == 0) {
-        lines.push_back(inst_sw_profile_info_has_packages(&body) ? "packages: there, empty" : "no packages");
+    inst_sw_profile_sdr_ext *const profile = new_profile("default-sdr");
+    for (const inst_swp_package &package : packages) {
+        put_package(profile->sdr_sw_profile.sw_profile, package);
     }
-    for (uint32_t i = 0; i < count; ++i) {
-        const inst_swp_package &package = packages[i];
-        lines.push_back("package " + shown(package.name) + ", type " + std::to_string(package.pkg_type) +
-                        (package.is_sp_pkg != 0 ? ", SP member" : "") +
-                        (package.pkg_value != 0 ? ", value " + std::to_string(package.pkg_value) : "") +
-                        (package.files_count != 0 ? ", files:" + joined(package.files, package.files_count) : ""));
-    }
-    if (inst_swp_package_has_files(&body.image)) {
-        lines.push_back("base RPMs:" + joined(body.image.files, body.image.files_count));
-    }
-    for (uint32_t i = 0; i < std::max(body.sp_names_count, body.sp_details_count); ++i) {
-        const sp_detail *const detail = i < body.sp_details_count ? &body.sp_details[i] : nullptr;
-        lines.push_back("service pack " + (i < body.sp_names_count ? shown(body.sp_names[i]) : "missing") +
-                        (detail == nullptr
-                             ? ", no detail"
-                             : ": " + shown(detail->sp_name) + joined(detail->sp_rpms, detail->sp_rpms_count)));
-    }
-    return lines;
+    return profile;
 }
 
-Lines content_of(const inst_sw_profile_sdr &sdr)
+std::string content_of(const inst_sw_profile_info &body)
 {
-    Lines lines = content_of(sdr.sw_profile);
+    std::string text;
+    for (uint32_t i = 0; i < body.packages_count; ++i) {
+        const inst_swp_package &package = body.packages[i];
+        text += (i == 0 ? "" : ", ") + shown(package.name) + "/" + std::to_string(package.pkg_type) +
+                (package.is_sp_pkg != 0 ? " SP member" : "") +
+                (package.pkg_value != 0 ? " value " + std::to_string(package.pkg_value) : "") +
+                (package.files_count != 0 ? " of" + joined(package.files, package.files_count) : "");
+    }
+    if (body.packages_count == 0) {
+        text = inst_sw_profile_info_has_packages(&body) ? "an empty list of packages" : "no packages";
+    }
+    text += inst_swp_package_has_files(&body.image) ? "; base" + joined(body.image.files, body.image.files_count) : "";
+    text += inst_sw_profile_info_has_sp_names(&body) && body.sp_names_count == 0 ? "; an empty list of names" : "";
+    for (uint32_t i = 0; i < std::max(body.sp_names_count, body.sp_details_count); ++i) {
+        text += "; " + (i < body.sp_names_count ? shown(body.sp_names[i]) : "no name");
+        text += i < body.sp_details_count
+                    ? " (" + shown(body.sp_details[i].sp_name) +
+                          joined(body.sp_details[i].sp_rpms, body.sp_details[i].sp_rpms_count) + ")"
+                    : " without detail";
+    }
+    return text;
+}
+
+std::string content_of(const inst_sw_profile_sdr &sdr)
+{
+    std::string text = content_of(sdr.sw_profile);
     for (uint32_t i = 0; i < sdr.loc_profiles_count; ++i) {
         const inst_sw_profile_loc &location = sdr.loc_profiles[i];
-        std::string nodes = "on nodes";
+        text += "\n    on";
         for (uint32_t j = 0; j < location.node_locs_count; ++j) {
             const inst_node_loc &node = location.node_locs[j];
-            nodes += " " + std::to_string(node.loc_id_1) + "/" + std::to_string(node.loc_id_2) + "/" +
-                     std::to_string(node.loc_id_3);
+            text += " " + std::to_string(node.loc_id_1) + "/" + std::to_string(node.loc_id_2) + "/" +
+                    std::to_string(node.loc_id_3);
         }
         const inst_sw_profile_info &body = location.sw_profile;
-        lines.push_back(nodes + ", image " + shown(body.image.name) + ", version " + shown(body.version) + ":");
-        for (const std::string &line : content_of(body)) {
-            lines.push_back("    " + line);
-        }
+        text += ", image " + shown(body.image.name) + ", version " + shown(body.version) + ": " + content_of(body);
     }
-    return lines;
+    return text;
+}
+
+std::string Answer::str() const
+{
+    std::string text = image == nullptr ? "" : std::string(" image ") + image;
+    text += list != nullptr || count != 0 ? ' ' + std::to_string(count) + ':' + joined(list, count) : "";
+    for (uint32_t i = 0; packs != nullptr && i < packs->service_packs_count; ++i) {
+        const service_pack &pack = packs->service_packs[i];
+        text += ", SP " + shown(pack.sp_name) + " of " + std::to_string(pack.sp_rpms_count);
+    }
+    text += packs != nullptr && packs->service_packs == nullptr ? ", SPs none" : "";
+    text += flag == 7 ? "" : " flag " + std::to_string(flag);
+    return text.empty() ? "nothing" : text.substr(1);
 }

@@ -21,8 +21,30 @@ struct ServicePacks {
 // Appends a package to a body, whose memory is its own.
 void put_package(inst_sw_profile_info &body, const inst_swp_package &package);
 
-// The body's packages, base RPMs and service packs, a line each.
-Lines content_of(const inst_sw_profile_info &body);
+// A profile of default-sdr with these packages only.
+inst_sw_profile_sdr_ext *new_profile_of(const std::vector<inst_swp_package> &packages);
+
+// The body's packages with their types, base RPMs and service packs.
+std::string content_of(const inst_sw_profile_info &body);
 
 // The same of a profile and its location profiles.
-Lines content_of(const inst_sw_profile_sdr &sdr);
+std::string content_of(const inst_sw_profile_sdr &sdr);
+
+// What a query handed out, all of which is the caller's.
+struct Answer {
+    char *image = nullptr;
+    char **list = nullptr;
+    uint32_t count = 0;
+    serv_packs *packs = nullptr;
+    uint8_t flag = 7; // neither
+
+    Answer() = default;
+    Answer(const Answer &) = delete;
+    ~Answer()
+    {
+        std::free(image);
+        inst_free_string_list(count, list);
+        free_service_pack(packs);
+    }
+    std::string str() const;
+};

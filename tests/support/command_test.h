@@ -28,6 +28,15 @@ protected:
         return result;
     }
 
+    // Tells a run with its exit code and all that it prints.
+    Ran tell_run(const std::string &arguments)
+    {
+        const Ran result = run(arguments);
+        tell_line("$ swprofile " + arguments + "\n" + result.out + result.err + "(exit code " +
+                  std::to_string(result.code) + ")");
+        return result;
+    }
+
     static nlohmann::json json_of(const std::string &arguments)
     {
         const nlohmann::json json = nlohmann::json::parse(run(arguments).out);

@@ -44,7 +44,7 @@ bool fires(Function function, const char *what = nullptr, const char *argument =
     }
     if (what != nullptr) {
         const Inside inside;
-        events.push_back(std::string(what) + argument);
+        events.push_back(std::string("> ") + what + argument);
     }
     Order &order = orders[function];
     ++order.calls;
@@ -83,11 +83,6 @@ void reset()
     allocated = 0;
     corrupts_reads = false;
     before_read = nullptr;
-    loses_detail = false;
-    loses_details = false;
-    loses_twin = false;
-    loses_path = false;
-    loses_profile = false;
 }
 
 void disarm()
@@ -118,6 +113,14 @@ using namespace hooks;
         return fires(function) ? (failure) : original arguments;                                                       \
     }
 
+// A hook that notes the call as an event.
+#define TOLD_HOOK(function, name, parameters, arguments, what, argument, ...)                                          \
+    extern "C" int name parameters __VA_ARGS__                                                                         \
+    {                                                                                                                  \
+        static auto *const original = next<int parameters>(#name);                                                     \
+        return fires(function, what, argument) ? -1 : original arguments;                                              \
+    }
+
 #define ALLOCATOR(name, parameters, arguments, bytes)                                                                  \
     extern "C" void *name parameters noexcept                                                                          \
     {                                                                                                                  \
@@ -146,7 +149,6 @@ HOOK(FTELL, long, ftell, (FILE * stream), (stream), -1)
 HOOK(ACCESS, int, access, (const char *path, int mode), (path, mode), -1, noexcept)
 HOOK(STAT, int, stat, (const char *path, struct stat *status), (path, status), -1, noexcept)
 HOOK(CLOCK, int, clock_gettime, (clockid_t clock, timespec *now), (clock, now), -1, noexcept)
-HOOK(RENAME, int, rename, (const char *from, const char *to), (from, to), -1, noexcept)
 HOOK(MKDTEMP, char *, mkdtemp, (char *path), (path), nullptr, noexcept)
 HOOK(MAKE_DIRECTORIES, int, instcomm_create_filepath_dirs, (const char *path), (path), -1)
 HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t count), (to, size, from, count),
@@ -169,52 +171,29 @@ HOOK(TRACE_OPEN, int, vestra_open_internal,
      (handle, name, records, size, path, build, context), 5)
 HOOK(UTIL_INIT, uint64_t, instcomm_util_init, (uint64_t context, uint64_t reserved), (context, reserved), 0x77)
 
+HOOK(LOSE_PATH, uint64_t, inst_get_sdr_swprofile_file,
+     (const char *key, char **path, uint8_t is_local, int32_t state, uint32_t vm_type, char **text),
+     (key, path, is_local, state, vm_type, text),
+     (original(key, path, is_local, state, vm_type, text), std::free(std::exchange(*path, nullptr)), 0))
+HOOK(LOSE_TWIN, uint64_t, inst_get_sdr_swprofile_txt_file, (const char *bin, char **path, char **text),
+     (bin, path, text), (original(bin, path, text), std::free(std::exchange(*path, nullptr)), 0))
+HOOK(LOSE_PROFILE, uint64_t, inst_ldpath_get_swprofile,
+     (const char *key, uint8_t is_local, int32_t state, uint32_t vm_type, inst_sw_profile_sdr_ext **profile,
+      char **text),
+     (key, is_local, state, vm_type, profile, text),
+     (original(key, is_local, state, vm_type, profile, text), inst_ldpath_free_swprofile_ext(profile), 0))
+
 extern "C" uint64_t instcomm_get_sp_names_from_rpm(uint64_t source, const char *package, char ***names, uint32_t *count,
                                                    sp_detail **details)
 {
-    static auto *const original =
-        next<uint64_t(uint64_t, const char *, char ***, uint32_t *, sp_detail **)>("instcomm_get_sp_names_from_rpm");
+    static auto *const original = next<decltype(instcomm_get_sp_names_from_rpm)>("instcomm_get_sp_names_from_rpm");
     const uint64_t rc = original(source, package, names, count, details);
-    if (std::exchange(loses_detail, false) && rc == 0) {
-        zeld_sp_detail_free_ext(&(*details)[*count - 1], std::free);
+    const bool loses_all = fires(LOSE_DETAILS);
+    for (uint32_t i = loses_all ? 0 : fires(LOSE_DETAIL) ? *count - 1 : *count; i < *count; ++i) {
+        zeld_sp_detail_free_ext(&(*details)[i], std::free);
     }
-    if (std::exchange(loses_details, false) && rc == 0) {
-        for (uint32_t i = 0; i < *count; ++i) {
-            zeld_sp_detail_free_ext(&(*details)[i], std::free);
-        }
+    if (loses_all) {
         std::free(std::exchange(*details, nullptr));
-    }
-    return rc;
-}
-
-extern "C" uint64_t inst_get_sdr_swprofile_file(const char *key, char **path, uint8_t is_local, int32_t state,
-                                                uint32_t vm_type, char **text)
-{
-    static auto *const original = next<decltype(inst_get_sdr_swprofile_file)>("inst_get_sdr_swprofile_file");
-    const uint64_t rc = original(key, path, is_local, state, vm_type, text);
-    if (std::exchange(loses_path, false) && rc == 0) {
-        std::free(std::exchange(*path, nullptr));
-    }
-    return rc;
-}
-
-extern "C" uint64_t inst_get_sdr_swprofile_txt_file(const char *bin, char **path, char **text)
-{
-    static auto *const original = next<decltype(inst_get_sdr_swprofile_txt_file)>("inst_get_sdr_swprofile_txt_file");
-    const uint64_t rc = original(bin, path, text);
-    if (std::exchange(loses_twin, false) && rc == 0) {
-        std::free(std::exchange(*path, nullptr));
-    }
-    return rc;
-}
-
-extern "C" uint64_t inst_ldpath_get_swprofile(const char *key, uint8_t is_local, int32_t state, uint32_t vm_type,
-                                              inst_sw_profile_sdr_ext **profile, char **text)
-{
-    static auto *const original = next<decltype(inst_ldpath_get_swprofile)>("inst_ldpath_get_swprofile");
-    const uint64_t rc = original(key, is_local, state, vm_type, profile, text);
-    if (rc == 0 && std::exchange(loses_profile, false)) {
-        inst_ldpath_free_swprofile_ext(profile);
     }
     return rc;
 }
@@ -248,10 +227,18 @@ extern "C" size_t fwrite(const void *from, size_t size, size_t count, FILE *stre
     return done;
 }
 
-extern "C" int unlink(const char *path) noexcept
+TOLD_HOOK(UNLINK, unlink, (const char *path), (path), "unlink ", path, noexcept)
+TOLD_HOOK(RENAME, rename, (const char *from, const char *to), (from, to), "rename ", from, noexcept)
+TOLD_HOOK(SYSTEM, system, (const char *command), (command), "system ", command)
+
+extern "C" int fsync(int)
 {
-    static auto *const original = next<int(const char *)>("unlink");
-    return fires(UNLINK, "unlink ", path) ? -1 : original(path);
+    return fires(SYNC, "fsync") ? -1 : 0;
+}
+
+extern "C" int fdatasync(int)
+{
+    return fires(SYNC, "fdatasync") ? -1 : 0;
 }
 
 extern "C" unsigned sleep(unsigned seconds)
@@ -273,31 +260,20 @@ extern "C" int wsystem(const char *command)
     return is_failing ? -1 : std::strcmp(command, "sync") == 0 ? 0 : original(command);
 }
 
-extern "C" int system(const char *command)
-{
-    static auto *const original = next<int(const char *)>("system");
-    return fires(SYSTEM, "system ", command) ? -1 : original(command);
-}
+#define RUN_HOOK(name, out_type, size_type)                                                                            \
+    extern "C" uint64_t name(out_type out, size_type size, const char *format, ...)                                    \
+    {                                                                                                                  \
+        static auto *const original = next<uint64_t(out_type, size_type, const char *, ...)>(#name);                   \
+        va_list arguments;                                                                                             \
+        va_start(arguments, format);                                                                                   \
+        const std::string command = formatted(format, arguments);                                                      \
+        va_end(arguments);                                                                                             \
+        const bool is_failing = fires(RUNCMD, "run ", command.c_str());                                                \
+        return is_failing ? INSTCOMM_RC_FAILED : original(out, size, "%s", command.c_str());                           \
+    }
 
-extern "C" uint64_t inst_runcmd(char *out, uint32_t size, const char *format, ...)
-{
-    static auto *const original = next<uint64_t(char *, uint32_t, const char *, ...)>("inst_runcmd");
-    va_list arguments;
-    va_start(arguments, format);
-    const std::string command = formatted(format, arguments);
-    va_end(arguments);
-    return fires(RUNCMD, "run ", command.c_str()) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command.c_str());
-}
-
-extern "C" uint64_t inst_runcmd_outbuff(char **out, uint32_t *size, const char *format, ...)
-{
-    static auto *const original = next<uint64_t(char **, uint32_t *, const char *, ...)>("inst_runcmd_outbuff");
-    va_list arguments;
-    va_start(arguments, format);
-    const std::string command = formatted(format, arguments);
-    va_end(arguments);
-    return fires(RUNCMD, "run ", command.c_str()) ? INSTCOMM_RC_FAILED : original(out, size, "%s", command.c_str());
-}
+RUN_HOOK(inst_runcmd, char *, uint32_t)
+RUN_HOOK(inst_runcmd_outbuff, char **, uint32_t *)
 
 extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, uint32_t has_strings,
                                 const char *arg_types, const char *format, ...)
@@ -314,10 +290,9 @@ extern "C" void instcomm_log(const char *format, ...)
     va_start(arguments, format);
     const std::string text = formatted(format, arguments);
     va_end(arguments);
-    if (messages.empty() || messages.back().format != format || !messages.back().text.empty()) {
-        events.push_back("log " + text); // what install-common says of itself
-        events.back().pop_back();
-        return;
+    const bool is_message = !messages.empty() && messages.back().format == format && messages.back().text.empty();
+    if (is_message) {
+        messages.back().text = text;
     }
-    messages.back().text = text;
+    events.push_back((is_message ? "" : "instcomm: ") + text.substr(0, text.find_last_not_of('\n') + 1));
 }

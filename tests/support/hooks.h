@@ -38,8 +38,21 @@ enum Function {
     COPY_DETAIL,
     TRACE_OPEN,
     UTIL_INIT,
-    FUNCTION_COUNT
+    FUNCTION_COUNT,
+    // Functions that succeed without handing out what they should.
+    LOSE_PATH = FUNCTION_COUNT,
+    LOSE_TWIN,
+    LOSE_PROFILE,
+    LOSE_DETAIL, // the last one of a search for service packs
+    LOSE_DETAILS,
+    ORDER_COUNT
 };
+
+inline constexpr const char *NAMES[FUNCTION_COUNT] = {
+    "allocation", "fopen",        "fclose",      "fread",         "fwrite",         "fseek",     "ftell",
+    "unlink",     "access",       "stat",        "clock_gettime", "sleep",          "sync",      "wsystem",
+    "system",     "rename",       "command",     "mkdtemp",       "making folders", "strncpy_s", "encode",
+    "compare",    "package copy", "detail copy", "trace open",    "util init"};
 
 // All zero until the program has been set up, which must mean no order: the first allocations come before that.
 struct Order {
@@ -60,18 +73,12 @@ struct Message {
     std::string text;
 };
 
-inline Order orders[FUNCTION_COUNT];
+inline Order orders[ORDER_COUNT];
 inline std::vector<Message> messages;
-inline std::vector<std::string>
-    events; // "sync", "shell sync", "sleep 4", "system COMMAND", "run COMMAND", "unlink PATH", "log TEXT"
-inline std::size_t allocated; // bytes asked for
-inline bool corrupts_reads;   // changes a byte of whatever is read
+inline std::vector<std::string> events; // "> sync", "> sleep 4", "> unlink PATH", ..., texts, "instcomm: TEXT"
+inline std::size_t allocated;           // bytes asked for
+inline bool corrupts_reads;             // changes a byte of whatever is read
 inline std::function<void()> before_read;
-inline bool loses_detail;  // the next search for service packs hands out a name without its detail
-inline bool loses_details; // the next search for service packs hands out names only
-inline bool loses_twin;    // the next naming of a text twin succeeds without a path
-inline bool loses_path;    // the next naming of a profile file succeeds without a path
-inline bool loses_profile; // the next fetch of any profile succeeds without one
 
 void reset(); // forgets all of these
 

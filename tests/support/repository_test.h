@@ -36,11 +36,19 @@ struct Fetched {
 std::string read_file(const fs::path &path);
 void write_file(const fs::path &path, const std::string &content); // with its directories
 
+// Cleared heap memory.
+template <class T> T *new_array(std::size_t count = 1)
+{
+    return static_cast<T *>(calloc(count, sizeof(T)));
+}
+
 // A heap list of heap texts; a null pointer stays one.
 char **new_list(const std::vector<const char *> &texts);
 
 // A package whose memory is its own.
 inst_swp_package new_package(const char *name, const std::vector<const char *> &files = {}, uint32_t type = 1);
+
+inst_sw_profile_sdr_ext *new_profile(const char *key = nullptr); // with nothing else
 
 // A profile with every field set, and more than one element in each array; released with
 // inst_ldpath_free_swprofile_ext().
@@ -67,17 +75,25 @@ struct CreateRequest {
                                         VERD_VM_QX, version, aux_name,        packages, 2,     &set, 1};
 };
 
-// A test tells a story: each call with what came of it, the result, the error text, DEBUG lines, messages, commands and
-// the files of the repository. The story is compared with transcripts/SUITE.TEST.txt, which is what people read.
+// The active QX profile of default-sdr, as arguments; a call whose error text goes to err, as tell() wants it.
+#define ACTIVE_QX "default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX
+#define TELL(title, call) tell(title, [&]([[maybe_unused]] char **err) -> uint64_t { return call; })
+
+// A test tells a story: each call with its result, error text, messages and commands in their order, and the files that
+// it creates (+) and removes (-). A run must tell the story of transcripts/SUITE.TEST.txt, which is what people read.
 class RepositoryTest : public testing::Test
 {
 protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Calls with the address of an error-text slot. Faults that were ordered are for this call only.
-    uint64_t tell(const std::string &title, const std::function<uint64_t(char **)> &call);
+    // Calls with the address of an error-text slot. Faults that were ordered are for this call only; those of failing()
+    // are ordered when all is ready for the call, as allocations must be.
+    uint64_t tell(const std::string &title, const std::function<uint64_t(char **)> &call, bool in_full = false);
+    void failing(hooks::Function function, int nth = 1, int err = EIO) { faults.push_back({function, nth, err}); }
     void tell_line(const std::string &line) { story += line + "\n"; }
+    std::string answer;                            // what a call hands out, if it is to be told
+    void tell_content(const std::string &content); // of a profile, if it isn't what was told last
 
     // Stores an ordinary profile for (default-sdr, global, active, QX) and forgets what was said about it.
     void given_active_profile();
@@ -85,6 +101,10 @@ protected:
     static uint64_t store(inst_sw_profile_sdr_ext *profile, char **err = nullptr)
     {
         return inst_write_sdr_swprofile_to_file2("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, err);
+    }
+    static uint64_t store_as(const char *key, uint8_t is_local, int32_t state, uint32_t vm_type, const Fetched &profile)
+    {
+        return inst_write_sdr_swprofile_to_file2(key, is_local, state, vm_type, profile.ptr, nullptr);
     }
     static uint64_t fetch(Fetched &fetched, char **err = nullptr)
     {
@@ -95,5 +115,11 @@ protected:
     const std::string active_txt = std::string(GLOBAL_QX) + "active.txt";
 
 private:
-    std::string story;
+    struct Fault {
+        hooks::Function function;
+        int nth, err;
+    };
+    std::vector<Fault> faults;
+    std::string story, shown_content;
+    Lines events_told;
 };
