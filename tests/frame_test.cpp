@@ -97,11 +97,10 @@ TEST_F(FrameTest, DebugLinesHaveTheirThresholds)
         }
     };
 #define TELL_DEBUG(call) tell_debug([&]([[maybe_unused]] char **err) -> uint64_t { return call; })
-    Text path;
     Fetched fetched, profile = {new_full_profile()};
     uint8_t flag = 0;
-    TELL_DEBUG(inst_get_boot_active_swp_flag("s", &path.ptr, 0, VERD_VM_QX));
-    TELL_DEBUG(inst_get_boot_active_swp_flag("s", &path.ptr, 1, VERD_VM_QX));
+    TELL_DEBUG(inst_get_boot_active_swp_flag("s", err, 0, VERD_VM_QX));
+    TELL_DEBUG(inst_get_boot_active_swp_flag("s", err, 1, VERD_VM_QX));
     TELL_DEBUG(inst_ldpath_store_sdr_swprofile(profile.ptr, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, err));
     for (const auto get : {inst_ldpath_get_sdr_swprofile, inst_ldpath_get_sdr_swprofile_lcp,
                            inst_ldpath_get_sdr_swprofile_uvf, inst_ldpath_get_sdr_local_swprofile}) {
