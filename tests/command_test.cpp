@@ -196,7 +196,7 @@ TEST_F(CommandTest, SourcesAreChecked)
     }
 }
 
-// Two QX states that differ, and one that is equal; an Admin profile with a location.
+// Two different QX states and an equal one; an Admin profile with a location profile.
 void given_states(const std::string &create)
 {
     const auto run = [](const std::string &arguments) {

@@ -41,8 +41,8 @@ struct Offer {
     }
 };
 
-Fetched changed;                   // what is stored, or edited in memory
-swprofile_create_request *request; // what is created
+Fetched changed;                   // the profile that is stored, or edited in memory
+swprofile_create_request *request; // the profile that is created
 inst_node_loc node;                // for which something is added
 uint8_t ignored_flag;              // which is 1 also when the operation fails
 serv_packs *sp_list;

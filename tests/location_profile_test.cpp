@@ -87,7 +87,7 @@ TEST_F(LocationProfileTest, PackagesForNodes)
     EXPECT_EQ(has_locations(), 1);
     add("a-1-1", 8, {2});         // there already: the node joins, though it is there too
     add("b-1-1", 8, {3});         // nowhere yet: all locations get it
-    hooks::fail(hooks::FOPEN, 2); // of the store, which is success all the same
+    hooks::fail(hooks::FOPEN, 2); // of the store, which still returns 0
     EXPECT_EQ(add_for({4}, "b-1-1"), 0U);
     hooks::disarm();
     add("new-1-1", 6, {}); // for all nodes

@@ -7,7 +7,7 @@ namespace
 class LocationTest : public RepositoryTest
 {
 protected:
-    // Tells a call that hands out a path.
+    // Prints a call that returns a path.
     void tell_path(const std::string &title, const std::function<uint64_t(char **path_p, char **err)> &name)
     {
         Text path;

@@ -209,7 +209,7 @@ TEST_F(PlatformTest, CopiesOfStringLists)
     inst_free_string_list(3, copy);
 }
 
-// What a part of the comparison sees: a changed text of the image, of packages, of service packs, ...
+// The part of the comparison that reports each change: a changed text of the image, of packages, of service packs, ...
 TEST_F(PlatformTest, ComparingProfiles)
 {
     struct Case {

@@ -135,7 +135,7 @@ protected:
         return run_traced(arguments, at_call).status;
     }
 
-    // The next command undoes what is half done. Then everything is as before or as after, and check prints the same.
+    // The next command undoes an unfinished change. Then all files are those before or after it, as is check's output.
     bool expect_old_or_new(const std::string &when) const
     {
         const Ran checked = run("check");
@@ -597,7 +597,7 @@ TEST_F(SafetyTest, DirectoryOnAnotherFileSystem)
     }
 }
 
-// What one of two processes does is complete before the other one begins.
+// Two changes at the same time run one after the other.
 TEST_F(SafetyTest, TwoChangesAtTheSameTime)
 {
     for (int round = 0; round < 10; ++round) {

@@ -30,7 +30,7 @@ std::string content_of(const inst_sw_profile_info &body);
 // The same of a profile and its location profiles.
 std::string content_of(const inst_sw_profile_sdr &sdr);
 
-// What a query handed out, all of which is the caller's.
+// The results of a query, which the caller frees.
 struct Answer {
     char *image = nullptr;
     char **list = nullptr;

@@ -28,7 +28,7 @@ protected:
         return result;
     }
 
-    // Tells a run with its exit code and all that it prints.
+    // Prints a run with its exit code and its output.
     Ran tell_run(const std::string &arguments)
     {
         const Ran result = run(arguments);

@@ -10,7 +10,7 @@
 namespace
 {
 
-constexpr std::size_t WIDTH = 240; // of a call that is told in a line
+constexpr std::size_t WIDTH = 240; // of a call that is printed in one line
 
 // Removes what is in a directory, but never goes into what is mounted there, such as the checkout itself.
 void empty_directory(const char *directory)
@@ -137,7 +137,7 @@ std::string without_repetition(Lines &told, const Lines &lines)
     return text;
 }
 
-// The lines of two stories between those that begin and end both, the expected ones first.
+// The differing lines of two stories, without their common beginning and end, the expected ones first.
 std::string difference(const std::string &expected, const std::string &told)
 {
     Lines before = lines_of(expected), after = lines_of(told);

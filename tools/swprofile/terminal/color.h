@@ -1,4 +1,4 @@
-// Colors of what is printed on a terminal.
+// Colors of output on a terminal.
 #pragma once
 
 #include <CLI/CLI.hpp>
