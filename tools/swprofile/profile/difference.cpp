@@ -250,6 +250,20 @@ void print_differences(const std::vector<Difference> &differences)
     }
 }
 
+void print_replaced(const Selector &place, const Inspection &previous, const inst_sw_profile_sdr_ext &current)
+{
+    if (previous.profile != nullptr) {
+        const std::vector<Difference> changes = differences(*previous.profile, current);
+        if (changes.empty()) {
+            std::printf("the previous %s was equal\n", place.describe().c_str());
+        }
+        print_differences(changes);
+    } else {
+        std::printf("the previous %s was %s\n", place.describe().c_str(),
+                    previous.exists ? previous.findings.front().code.c_str() : "missing");
+    }
+}
+
 Json difference_json(const Difference &difference)
 {
     Json json = {{"change", difference.kind == Difference::Added     ? "added"

@@ -1,6 +1,7 @@
 // Differences between two profiles, for people and scripts.
 #pragma once
 
+#include "profile/findings.h"
 #include "json/profile_json.h"
 
 #include <string>
@@ -21,4 +22,8 @@ std::vector<Difference> differences(const inst_sw_profile_sdr_ext &from, const i
 
 std::string text_of(const Difference &difference);                  // "+ package x"
 void print_differences(const std::vector<Difference> &differences); // one per line
+
+// Prints the differences from the profile that was replaced, or why they cannot be listed.
+void print_replaced(const Selector &place, const Inspection &previous, const inst_sw_profile_sdr_ext &current);
+
 Json difference_json(const Difference &difference);

@@ -15,7 +15,7 @@ void check_regular(const fs::path &file, fs::file_status (*status_of)(const fs::
         throw Failure(FAILED, "cannot examine " + file.string(), {error.message()});
     }
     if (fs::exists(status) && !fs::is_regular_file(status)) {
-        throw Failure(FAILED, "not a regular file: " + file.string());
+        throw Failure(FAILED, "not a regular file: " + file.string(), {}, "ls -ld " + file.string());
     }
 }
 

@@ -188,8 +188,8 @@ void run(Options &options)
     });
     std::printf("%s the %s\n%s\n", options.is_dry_run ? "would create" : "created", selector.describe().c_str(),
                 selector.path().c_str());
-    if (existing.profile != nullptr) {
-        print_differences(differences(*existing.profile, *profile));
+    if (existing.exists) {
+        print_replaced(selector, existing, *profile);
     }
 }
 

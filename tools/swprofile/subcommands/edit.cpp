@@ -63,6 +63,12 @@ void check_names(const EditOptions &options, const inst_sw_profile_info &body)
     }
 }
 
+bool has_package(const inst_sw_profile_info &body, const std::string &package)
+{
+    return std::ranges::any_of(packages_of(body),
+                               [&](const inst_swp_package &entry) { return shown(entry.name) == package; });
+}
+
 void run_edit(const Edit &edit)
 {
     const EditOptions &options = edit.options;

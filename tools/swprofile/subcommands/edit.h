@@ -44,6 +44,8 @@ struct Edit {
 // Rejects a name that the new package rules cannot split: the library would fail without naming it.
 void check_names(const EditOptions &options, const inst_sw_profile_info &body);
 
+bool has_package(const inst_sw_profile_info &body, const std::string &package);
+
 // Runs the edit and prints the differences that it has made, or would make in a dry run.
 void run_edit(const Edit &edit);
 

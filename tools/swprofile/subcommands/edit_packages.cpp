@@ -37,7 +37,12 @@ void add_package(Options &options)
                                                        rpms.data(), static_cast<uint32_t>(rpms.size()), uint64_t{0},
                                                        options.type, reinterpret_cast<uint64_t>(packs), error.slot());
                  }};
-    edit.before_operation = checking_names(options.edit);
+    edit.before_operation = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *packs) {
+        checking_names(options.edit)(before, packs);
+        if (!rpms.empty() && has_package(before.sdr_sw_profile.sw_profile, options.package)) {
+            note(options.package + " exists already; its list of RPM files is not changed");
+        }
+    };
     run_edit(edit);
 }
 

@@ -76,17 +76,11 @@ template <class Has>
 const inst_sw_profile_loc *location_with(const std::string &name, const inst_sw_profile_sdr_ext &profile, Has has)
 {
     for (const inst_sw_profile_loc &location : locations_of(profile)) {
-        if (has(location, name)) {
+        if (has(location.sw_profile, name)) {
             return &location;
         }
     }
     return nullptr;
-}
-
-bool has_package(const inst_sw_profile_loc &location, const std::string &package)
-{
-    return std::ranges::any_of(packages_of(location.sw_profile),
-                               [&](const inst_swp_package &entry) { return shown(entry.name) == package; });
 }
 
 // The nodes whose location profile has the package.
@@ -94,7 +88,7 @@ std::vector<inst_node_loc> nodes_with(const std::string &package, const inst_sw_
 {
     std::vector<inst_node_loc> nodes;
     for (const inst_sw_profile_loc &location : locations_of(profile)) {
-        if (has_package(location, package)) {
+        if (has_package(location.sw_profile, package)) {
             const std::span<inst_node_loc> own = nodes_of(location);
             nodes.insert(nodes.end(), own.begin(), own.end());
         }
@@ -177,9 +171,9 @@ void add_package(Options &options)
     run_edit(edit);
 }
 
-bool has_image(const inst_sw_profile_loc &location, const std::string &image)
+bool has_image(const inst_sw_profile_info &body, const std::string &image)
 {
-    const char *const name = location.sw_profile.image.name;
+    const char *const name = body.image.name;
     return name != nullptr && std::string(name).starts_with(image);
 }
 

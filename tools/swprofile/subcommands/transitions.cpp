@@ -32,21 +32,6 @@ Profile fetch_source(const Selector &from)
     return source;
 }
 
-// Prints the differences from the replaced profile, or why they cannot be listed.
-void print_replaced(const Selector &to, const inst_sw_profile_sdr_ext &source, const Inspection &target)
-{
-    if (target.profile != nullptr) {
-        const std::vector<Difference> changes = differences(*target.profile, source);
-        if (changes.empty()) {
-            std::printf("the previous %s was equal\n", to.describe().c_str());
-        }
-        print_differences(changes);
-    } else {
-        std::printf("the previous %s was %s\n", to.describe().c_str(),
-                    target.exists ? target.findings.front().code.c_str() : "missing");
-    }
-}
-
 uint64_t transfer(const Options &options, Change &change, const Selector &to, ErrorText &error)
 {
     const Selector &from = options.from;
@@ -83,7 +68,7 @@ void run(const Options &options)
     }
     const std::string done = options.is_dry_run ? "would " + verb : options.is_move ? "promoted" : "copied";
     std::printf("%s%s\n", done.c_str(), what.c_str());
-    print_replaced(to, *source, target);
+    print_replaced(to, target, *source);
 }
 
 void add_transition(CLI::App &command, const char *name, int32_t from, int32_t to, bool is_move, const char *help,
