@@ -34,7 +34,7 @@ int main(void)
     }
     uint64_t rc = create();
     if (rc != 0) {
-        fprintf(stderr, "can't create the profile: 0x%016" PRIx64 "\n", rc);
+        fprintf(stderr, "cannot create the profile: 0x%016" PRIx64 "\n", rc);
         return 1;
     }
     inst_sw_profile_sdr_ext *profile = NULL;
@@ -46,7 +46,7 @@ int main(void)
         const uint32_t count = inst_sw_profile_info_get_packages(body, &packages);
         printf("%s: %" PRIu32 " package, the first is %s\n", body->image.name, count, packages[0].name);
     } else {
-        fprintf(stderr, "can't fetch the profile: 0x%016" PRIx64 " %s\n", rc, reasons == NULL ? "" : reasons);
+        fprintf(stderr, "cannot fetch the profile: 0x%016" PRIx64 " %s\n", rc, reasons == NULL ? "" : reasons);
     }
     free(reasons);
     inst_ldpath_free_swprofile_ext(&profile);
