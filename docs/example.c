@@ -1,4 +1,4 @@
-/* Creates the active QX profile of an SDR, fetches it back and tells what it holds. */
+/* Creates the active QX profile of an SDR, fetches it back and prints its content. */
 #include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -24,7 +24,7 @@ static uint64_t create(void)
     request.version = version;
     request.packages = &package;
     request.packages_count = 1;
-    return inst_ldpath_create_sdr_swprofile(&request); /* everything stays ours */
+    return inst_ldpath_create_sdr_swprofile(&request); /* the caller still owns everything */
 }
 
 int main(void)

@@ -85,7 +85,7 @@ int main(int argc, char **argv)
     if (argc != 2 || verd_inst_ldpath_lib_init(0, &new_rules) != 0) {
         return 2;
     }
-    uint64_t rc = copy(VERD_SWP_ACTIVE, VERD_SWP_COMMITTED); /* to return to */
+    uint64_t rc = copy(VERD_SWP_ACTIVE, VERD_SWP_COMMITTED); /* the version to return to */
     if (rc != 0) {
         return 1;
     }
