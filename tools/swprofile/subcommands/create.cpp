@@ -40,9 +40,12 @@ void add_fields(Json &json, const Json &fields)
     }
 }
 
-// If the names of service packs are missing, takes them from the details.
+// If the names of service packs are missing, takes them from the details; in location profiles too.
 void add_names(Json &json)
 {
+    if (json.contains("location_profiles")) {
+        std::ranges::for_each(json["location_profiles"], add_names);
+    }
     if (json.contains("service_packs") && !json.contains("service_pack_names")) {
         json["service_pack_names"] = list_json(json["service_packs"], [](const Json &pack) {
             return pack.is_object() && pack.contains("name") ? pack["name"] : Json();
@@ -243,7 +246,7 @@ void add_create(CLI::App &command)
     create
         .add_option("--from", options.file,
                     "JSON file such as 'show --json' prints, or - for standard input; command-line options override "
-                    "it, and packages and service packs are added to its own")
+                    "it; packages, service packs and RPMs are added to its own")
         ->type_name("FILE");
     add_selector_options(create, options.selector);
     create
@@ -275,9 +278,8 @@ void add_create(CLI::App &command)
     add_change_options(create, options.is_dry_run);
     create.footer(
         "--from accepts everything that 'show --json' prints, location profiles included, so its output is a backup.\n"
-        "Without --from, packages are first copied from /misc/disk1/usb/opt_pkgs to /install_repo/gl/qx/, if the "
-        "former\n"
-        "exists. swprofile(1) documents the JSON fields.\n\n"
+        "Without --from, the packages given by options are first copied from /misc/disk1/usb/opt_pkgs, if it exists,\n"
+        "to /install_repo/gl/qx/. swprofile(1) documents the JSON fields.\n\n"
         "Examples:\n"
         "  swprofile create --image /images/qx-image-1.4.0.iso --version 1.4.0 --state prepared\n"
         "  swprofile create --image qx-image-1.4.0.iso --package qx-routing-1.4.0-r1=qx-routing-1.4.0-r1.rpm\n"
