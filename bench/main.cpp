@@ -1,5 +1,5 @@
 // Measures operations on profiles of 100 to 50 000 packages (a fetch also with 1) alternately with a baseline each, and
-// prints a table of the ratios. The baselines of the codec are floors: the least work that its task requires.
+// prints a table of the ratios. A baseline called a floor does the least work that the operation requires.
 #include "floors.h"
 #include "sample_profile.h"
 
@@ -364,8 +364,8 @@ std::vector<Benchmark> codec_benchmarks()
     };
 }
 
-// The baseline of an edit in memory is making and freeing one deep copy of the packages; that of a stored edit also has
-// a fetch and a store; that of a query is a fetch.
+// Edits in memory are compared with one deep copy of the packages, stored edits with a fetch and a store (adding and
+// removing also with a deep copy), "has" with a fetch, "compare" with two fetches.
 std::vector<Benchmark> library_benchmarks()
 {
     const Step deep_copy = &Subject::copy_and_free_packages;

@@ -51,7 +51,7 @@ endforeach()
 configure_file(cmake/verd_inst_ldpath.pc.in verd_inst_ldpath.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/verd_inst_ldpath.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# CMake: the package finds the platform's libraries, whosever they are.
+# CMake: the package finds the platform's libraries, ours or installed ones.
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/verd_inst_ldpath)
 configure_package_config_file(cmake/verd_inst_ldpath-config.cmake.in verd_inst_ldpath-config.cmake
     INSTALL_DESTINATION ${package_directory} PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_INCLUDEDIR)

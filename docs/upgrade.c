@@ -1,8 +1,8 @@
 /*
- * An upgrade as an install manager does it: prepare it on a copy of the active profile, add a bundle for all nodes,
- * look at the result, promote it, and commit it or roll back.
+ * An upgrade as an install manager does it: prepare it on a copy of the active profile, add a kernel package from a
+ * bundle for all nodes, look at the result, promote it, and commit it or roll back.
  *
- * usage: upgrade PACKAGE, a bundle in /install_repo/gl/verdalis
+ * usage: upgrade PACKAGE, a kernel package whose bundle is in /install_repo/gl/verdalis
  */
 #include <inttypes.h>
 #include <stdio.h>

@@ -465,7 +465,7 @@ TEST_F(CommandTest, RejectedEditsForNodes)
     write_file("/tmp/broken.json", "{");
     write_file("/tmp/packs.json", R"([{"name": "SP1"}, {"name": "SP1"}])");
     write_file("/install_repo/gl/verdalis/a-1-1.2.tar", "");
-    run_all({{"add-for-nodes a-1-1", 2, "for which nodes?"},
+    run_all({{"add-for-nodes a-1-1", 2, "no nodes given"},
              {"add-for-nodes a-1-1 --node 0/1", 2, "is not a node"},
              {"add-for-nodes a-1-1 --node 0/1/0 --node 0/01/0", 2, "node 0/1/0 is given twice"},
              {"add-for-nodes a-1-1 --node 0/1/4294967296", 2, "is not a node"},

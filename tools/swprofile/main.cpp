@@ -70,14 +70,15 @@ int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
-    const bool is_completion = argc > 1 && std::strcmp(argv[1], "completion") == 0; // runs in builds: writes no log
+    // Builds run 'swprofile completion': without the library's initialisation, it writes no log.
+    const bool is_completion = argc > 1 && std::strcmp(argv[1], "completion") == 0;
     const uint64_t rc = is_completion ? 0 : verd_inst_ldpath_lib_init(0, nullptr);
     if (rc != 0) {
         return report(failure_of(rc, "cannot start"));
     }
     const int code = run(argc, argv);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        const std::vector<std::string> done(Change::is_done() ? 1 : 0, "the change is done");
+        const std::vector<std::string> done(Change::is_any_done() ? 1 : 0, "the change is done");
         return report(Failure(FAILED, "cannot write to standard output", done));
     }
     return code;

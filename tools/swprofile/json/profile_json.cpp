@@ -85,7 +85,7 @@ ZELD_RECORDS(DEFINE_PUT_FIELDS)
 
 std::string json_key(const std::string &field, const std::string &label)
 {
-    return field == "aux_name" || field == "lv_name" ? field : option_name(label, '_');
+    return field == "aux_name" || field == "lv_name" ? field : lower_case_name(label, '_');
 }
 
 Json text_json(const char *text)

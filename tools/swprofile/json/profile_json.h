@@ -10,8 +10,8 @@ using Json = nlohmann::ordered_json;
 
 inline constexpr int JSON_SCHEMA = 1;
 
-// The JSON key of a field of a record: its label in lower case, with '_' for blanks; some fields have a key of their
-// own.
+// The JSON key of a field of a record: its label in lower case, with '_' for blanks; aux_name and lv_name keep their
+// names.
 std::string json_key(const std::string &field, const std::string &label);
 
 // A text of the record, null for a null pointer.

@@ -47,7 +47,7 @@ struct Value {
     template <class Parse> auto parsed(Parse parse) const
     {
         const auto value = parse(json.is_number() ? json.dump() : text());
-        require(value.has_value(), "unknown value " + shown(json.dump().c_str()));
+        require(value.has_value(), "unknown value " + printable(json.dump().c_str()));
         return *value;
     }
 
@@ -72,7 +72,7 @@ void read_object(const Value &value, const Readers &readers)
     value.require(value.json.is_object(), "must be an object");
     for (const auto &[key, field] : value.json.items()) {
         const auto reader = readers.find(key);
-        value.require(reader != readers.end(), "unknown field '" + shown(key.c_str()) + "'");
+        value.require(reader != readers.end(), "unknown field '" + printable(key.c_str()) + "'");
         reader->second(Value{field, value.where + "." + key});
     }
 }
@@ -210,15 +210,15 @@ Json parse_json(const std::string &text, const std::string &source)
     } catch (const Json::exception &error) {
         const std::string what = error.what();
         const std::size_t line = what.find("at line"); // skips the parser's prefix "[json.exception...]"
-        whole.reject("not JSON: " + shown(what.substr(line == what.npos ? what.find("] ") + 2 : line).c_str()));
+        whole.reject("not JSON: " + printable(what.substr(line == what.npos ? what.find("] ") + 2 : line).c_str()));
     }
-    whole.require(repeated.empty(), "'" + shown(repeated.c_str()) + "' is given twice");
+    whole.require(repeated.empty(), "'" + printable(repeated.c_str()) + "' is given twice");
     return json;
 }
 
 std::string source_name(const std::string &file)
 {
-    return file == "-" ? "standard input" : shown(file.c_str());
+    return file == "-" ? "standard input" : printable(file.c_str());
 }
 
 Profile profile_of(const Json &json, const std::string &source, Place &place)
@@ -252,7 +252,7 @@ ServicePacks service_packs_of(const Json &json, const std::string &source)
     for (const service_pack &pack : service_packs_of(set.get())) {
         const std::string fault = pack.sp_name == nullptr ? "has no name" : name_fault(pack.sp_name);
         value.require(fault.empty(), "a service pack " + fault);
-        value.require(names.insert(pack.sp_name).second, "the service pack is given twice: " + shown(pack.sp_name));
+        value.require(names.insert(pack.sp_name).second, "the service pack is given twice: " + printable(pack.sp_name));
     }
     return set;
 }

@@ -30,7 +30,7 @@ std::string from_to(const std::string &from, const std::string &to)
 template <class T> std::string value_text(const std::string &label, bool is_present, T value)
 {
     if constexpr (std::is_same_v<T, char *>) {
-        return shown(value);
+        return printable(value);
     } else if constexpr (std::is_same_v<T, uint8_t>) {
         return value != 0 ? "yes" : "no";
     } else {
@@ -88,17 +88,17 @@ ZELD_RECORDS(DEFINE_DIFFERENCES)
 
 std::string key_of(const char *text)
 {
-    return shown(text);
+    return printable(text);
 }
 
 std::string key_of(const inst_swp_package &package)
 {
-    return shown(package.name);
+    return printable(package.name);
 }
 
 std::string key_of(const sp_detail &pack)
 {
-    return shown(pack.sp_name);
+    return printable(pack.sp_name);
 }
 
 std::string key_of(const inst_sw_profile_loc &location)
@@ -168,7 +168,7 @@ struct Collector {
     void compare_texts(const std::string &what, const char *from, const char *to)
     {
         if (!is_same(from, to)) {
-            add(Difference::Changed, what, "", from_to(shown(from), shown(to)));
+            add(Difference::Changed, what, "", from_to(printable(from), printable(to)));
         }
     }
 

@@ -35,7 +35,7 @@ bool has_content(Findings &findings, const fs::path &path)
     return true;
 }
 
-// A twin or flat copies without their .bin file.
+// A twin or flat copies next to a missing or empty .bin file.
 void find_leftovers(Findings &findings, const std::vector<fs::path> &files)
 {
     for (std::size_t i = 1; i < files.size(); ++i) {
@@ -120,7 +120,7 @@ void check_flat_copies(Findings &findings, const std::vector<fs::path> &files)
 
 std::string text_of(const Finding &finding)
 {
-    return shown(finding.path.c_str()) + ": " + finding.text;
+    return printable(finding.path.c_str()) + ": " + finding.text;
 }
 
 Inspection inspect_bin(const Selector &selector)

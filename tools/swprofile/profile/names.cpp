@@ -9,7 +9,7 @@
 namespace
 {
 
-// The library cuts its shell commands to 200 or 256 characters; with these limits, every path fits.
+// The library truncates its shell commands to 199 or 255 characters; with these limits, every command fits.
 constexpr std::size_t MAX_KEY_LENGTH = 40;
 constexpr std::size_t MAX_NAME_LENGTH = 187;
 
@@ -35,10 +35,10 @@ std::string name_fault(const std::string &name)
         return "has more than " + std::to_string(MAX_NAME_LENGTH) + " characters";
     }
     if (name.front() == '.' || name.front() == '-') {
-        return "'" + shown(name.c_str()) + "' starts with '" + name.front() + "'";
+        return "'" + printable(name.c_str()) + "' starts with '" + name.front() + "'";
     }
     if (!std::all_of(name.begin(), name.end(), is_name_character)) {
-        return "'" + shown(name.c_str()) + "' has other characters than letters, digits and ._+-";
+        return "'" + printable(name.c_str()) + "' has other characters than letters, digits and ._+-";
     }
     return "";
 }
@@ -46,7 +46,7 @@ std::string name_fault(const std::string &name)
 std::string key_fault(const std::string &key)
 {
     if (key.size() > MAX_KEY_LENGTH) {
-        return "'" + shown(key.c_str()) + "' has more than " + std::to_string(MAX_KEY_LENGTH) + " characters";
+        return "'" + printable(key.c_str()) + "' has more than " + std::to_string(MAX_KEY_LENGTH) + " characters";
     }
     return name_fault(key);
 }
@@ -55,7 +55,7 @@ std::string text_fault(const std::string &text)
 {
     return std::all_of(text.begin(), text.end(), is_printable)
                ? ""
-               : "'" + shown(text.c_str()) + "' has other characters than printable ASCII";
+               : "'" + printable(text.c_str()) + "' has other characters than printable ASCII";
 }
 
 bool is_name_version_release(const char *name)
@@ -68,10 +68,10 @@ std::string package_fault(const std::string &name)
     const std::string fault = name_fault(name);
     return !fault.empty() || is_name_version_release(name.c_str())
                ? fault
-               : "'" + shown(name.c_str()) + "' is not name-version-release";
+               : "'" + printable(name.c_str()) + "' is not name-version-release";
 }
 
-std::string option_name(std::string name, char for_blank)
+std::string lower_case_name(std::string name, char for_blank)
 {
     for (char &letter : name) {
         letter = letter == ' ' ? for_blank : static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
@@ -79,7 +79,7 @@ std::string option_name(std::string name, char for_blank)
     return name;
 }
 
-std::string shown(const char *text)
+std::string printable(const char *text)
 {
     if (text == nullptr) {
         return "-";

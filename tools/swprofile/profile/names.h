@@ -15,7 +15,7 @@ std::string package_fault(const std::string &name);
 bool is_name_version_release(const char *name);
 
 // The text with everything except printable ASCII escaped; "-" for null.
-std::string shown(const char *text);
+std::string printable(const char *text);
 
 // "lc-qx" for "LC QX": a name as it is typed as an option's value or, with '_' for blanks, as a key of JSON.
-std::string option_name(std::string name, char for_blank = '-');
+std::string lower_case_name(std::string name, char for_blank = '-');

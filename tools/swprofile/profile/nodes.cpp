@@ -44,7 +44,7 @@ std::optional<inst_node_loc> parse_node(const std::string &text)
 
 std::string node_fault(const std::string &text)
 {
-    return parse_node(text) ? "" : "'" + shown(text.c_str()) + "' is not a node such as 0/1/0";
+    return parse_node(text) ? "" : "'" + printable(text.c_str()) + "' is not a node such as 0/1/0";
 }
 
 std::string node_text(const inst_node_loc &node)

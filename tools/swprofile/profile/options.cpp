@@ -15,7 +15,7 @@ using Names = std::vector<std::pair<std::string, uint32_t>>;
 std::optional<uint32_t> find_name(const Names &names, const std::string &text)
 {
     for (const auto &[name, number] : names) {
-        if (option_name(text) == option_name(name) || text == std::to_string(number)) {
+        if (lower_case_name(text) == lower_case_name(name) || text == std::to_string(number)) {
             return number;
         }
     }
@@ -44,7 +44,7 @@ CLI::Option *add_parsed(CLI::App &command, const std::string &flag, T &target, P
         ->type_name(CLI::detail::join(values, "|"))
         ->check([=](const std::string &text) {
             return parse(text) ? std::string()
-                               : "unknown " + what + " '" + shown(text.c_str()) + "' (use " + listed(values) + ")";
+                               : "unknown " + what + " '" + printable(text.c_str()) + "' (use " + listed(values) + ")";
         });
 }
 
@@ -52,7 +52,7 @@ std::vector<std::string> vm_type_values()
 {
     std::vector<std::string> values;
     for (const uint32_t type : vm_types()) {
-        values.push_back(option_name(verd_vm_type_name(type)));
+        values.push_back(lower_case_name(verd_vm_type_name(type)));
     }
     return values;
 }
@@ -134,7 +134,7 @@ void add_profile_options(CLI::App &command, Selector &selector)
         ->capture_default_str()
         ->check(key_fault);
     add_parsed(command, "--vm", selector.vm_type, parse_vm_type, "VM type", vm_type_values(),
-               selector.vm_type == 0 ? "" : option_name(verd_vm_type_name(selector.vm_type)));
+               selector.vm_type == 0 ? "" : lower_case_name(verd_vm_type_name(selector.vm_type)));
     add_scope_option(command, selector);
 }
 
@@ -176,12 +176,12 @@ bool PlaceFilter::is_restricted() const
     return std::ranges::any_of(FLAGS, [this](const char *flag) { return app->count(flag) != 0; });
 }
 
-std::vector<Selector> PlaceFilter::places(const PathVisitor &no_sdr) const
+std::vector<Selector> PlaceFilter::places(const PathVisitor &visit_other) const
 {
     const bool has_scope = app->count("--local") != 0 || app->count("--global") != 0;
     Selector global = wanted;
     global.is_local = false;
-    std::vector<Selector> places = all_places(no_sdr);
+    std::vector<Selector> places = all_places(visit_other);
     std::erase_if(places, [&](const Selector &place) {
         const bool is_sdr = place.sdr == wanted.sdr && verd_vm_type_has_sdr(place.vm_type);
         const bool is_type = place.vm_type == wanted.vm_type || (place.is_shared() && global.is_shared());

@@ -39,8 +39,8 @@ public:
     // Was any of the options given?
     bool is_restricted() const;
 
-    // The places that match every option that was given. For `no_sdr`, see all_places().
-    std::vector<Selector> places(const PathVisitor &no_sdr = [](const std::filesystem::path &) {}) const;
+    // The places that match every option that was given. For `visit_other`, see all_places().
+    std::vector<Selector> places(const PathVisitor &visit_other = [](const std::filesystem::path &) {}) const;
 
 private:
     Selector wanted = {"", 0, 0, false}; // by default, nothing is restricted

@@ -46,7 +46,7 @@ std::vector<TableRow> service_pack_rows(std::span<const sp_detail> packs)
 {
     std::vector<TableRow> rows = {{"SERVICE PACK", "RPMS"}};
     for (const sp_detail &pack : packs) {
-        rows.push_back({shown(pack.sp_name), std::to_string(pack.sp_rpms_count)});
+        rows.push_back({printable(pack.sp_name), std::to_string(pack.sp_rpms_count)});
     }
     return rows;
 }
@@ -58,7 +58,7 @@ void print_list(const StringList &list, const char *key, bool is_json)
         if (is_json) {
             texts.push_back(text_json(text));
         } else {
-            std::printf("%s\n", shown(text).c_str());
+            std::printf("%s\n", printable(text).c_str());
         }
     }
     if (is_json) {

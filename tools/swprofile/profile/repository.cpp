@@ -30,7 +30,7 @@ void add_types(std::vector<Selector> &places, Selector selector, bool has_sdr)
 }
 
 // The names of the SDRs that have a directory in a scope, sorted.
-std::vector<std::string> sdrs_of(bool is_local, const PathVisitor &no_sdr)
+std::vector<std::string> sdrs_of(bool is_local, const PathVisitor &visit_other)
 {
     const fs::path directory = fs::path(is_local ? VERD_LOCAL_DIRECTORY : VERD_GLOBAL_DIRECTORY) / "sdr";
     std::set<std::string> names;
@@ -45,7 +45,7 @@ std::vector<std::string> sdrs_of(bool is_local, const PathVisitor &no_sdr)
             }
             names.insert(name);
         } else {
-            no_sdr(at->path());
+            visit_other(at->path());
         }
     }
     if (error && error != std::errc::no_such_file_or_directory) {
@@ -59,14 +59,14 @@ std::vector<std::string> sdrs_of(bool is_local, const PathVisitor &no_sdr)
 
 } // namespace
 
-std::vector<Selector> all_places(const PathVisitor &no_sdr)
+std::vector<Selector> all_places(const PathVisitor &visit_other)
 {
     std::vector<Selector> places;
     for (const bool is_local : {false, true}) {
         Selector selector;
         selector.is_local = is_local;
         add_types(places, selector, false);
-        for (const std::string &sdr : sdrs_of(is_local, no_sdr)) {
+        for (const std::string &sdr : sdrs_of(is_local, visit_other)) {
             selector.sdr = sdr;
             add_types(places, selector, true);
         }

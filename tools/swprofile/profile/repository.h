@@ -7,10 +7,10 @@
 #include <functional>
 #include <vector>
 
-// In the order in which they are listed. `no_sdr` is called for each entry of an sdr/ directory that is
+// In the order in which they are listed. `visit_other` is called for each entry of an sdr/ directory that is
 // not the directory of an SDR.
 using PathVisitor = std::function<void(const std::filesystem::path &)>;
-std::vector<Selector> all_places(const PathVisitor &no_sdr);
+std::vector<Selector> all_places(const PathVisitor &visit_other);
 
 // Does something have this name, even a dangling link?
 bool name_exists(const std::filesystem::path &path);

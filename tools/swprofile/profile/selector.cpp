@@ -54,7 +54,7 @@ std::string Selector::command(const std::string &subcommand) const
         text += " --sdr " + sdr;
     }
     if (vm_type != by_default.vm_type) {
-        text += " --vm " + option_name(verd_vm_type_name(vm_type));
+        text += " --vm " + lower_case_name(verd_vm_type_name(vm_type));
     }
     if (state != by_default.state) {
         text += std::string(" --state ") + verd_state_name(state);
@@ -156,8 +156,8 @@ std::string identity_fault(const Selector &selector, const inst_sw_profile_sdr_e
     if (verd_vm_type_has_sdr(selector.vm_type) && !inst_sw_profile_sdr_has_sdr_key(&sdr)) {
         return "names no SDR";
     }
-    if (verd_vm_type_has_sdr(selector.vm_type) && shown(sdr.sdr_key) != selector.sdr) {
-        return "names another SDR: " + shown(sdr.sdr_key);
+    if (verd_vm_type_has_sdr(selector.vm_type) && printable(sdr.sdr_key) != selector.sdr) {
+        return "names another SDR: " + printable(sdr.sdr_key);
     }
     const bool is_either = selector.is_shared() && (sdr.vm_type == VERD_VM_QX || sdr.vm_type == VERD_VM_LC_QX);
     return sdr.vm_type == selector.vm_type || is_either
@@ -173,7 +173,7 @@ Profile fetch_own(const Selector &selector)
         throw Failure(INVALID_DATA, "the " + selector.describe() + " " + fault,
                       {"in " + selector.path(),
                        "to store it again, give --sdr and --vm of this place: create --replace --from FILE --sdr " +
-                           selector.sdr + " --vm " + option_name(verd_vm_type_name(selector.vm_type))},
+                           selector.sdr + " --vm " + lower_case_name(verd_vm_type_name(selector.vm_type))},
                       selector.command("show --json") + " >FILE");
     }
     return profile;

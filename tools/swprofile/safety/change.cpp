@@ -18,7 +18,7 @@ namespace
 constexpr std::size_t TWIN_HEADER_SIZE = 256; // at most: title, time, and the name of the program
 
 Change *current_change = nullptr;
-bool is_any_done = false;
+bool any_done = false;
 
 bool is_below(const fs::path &file, const fs::path &directory)
 {
@@ -39,9 +39,9 @@ Change *Change::current()
     return current_change;
 }
 
-bool Change::is_done()
+bool Change::is_any_done()
 {
-    return is_any_done;
+    return any_done;
 }
 
 Change::Change(const Selector &selector, bool is_dry, bool includes_local) : dry_run(is_dry)
@@ -215,14 +215,14 @@ void Change::finish(const std::vector<Selector> &changed, const ErrorText &error
     }
     std::for_each(directories.begin(), directories.end(), sync_directory);
     fail_if_interrupted();
-    // The scope of the profile comes last: as long as its journal is open, the change is undone. The local flat copies,
-    // whose journal is closed first, have the same content before and after.
+    // The journal of the profile's scope is closed last: until then, the next command undoes the change after a crash.
+    // The local journal of a deletion can be closed earlier: the flat copies in it have been put back.
     std::for_each(scopes.rbegin(), scopes.rend(), [](const std::unique_ptr<Scope> &scope) {
         if (scope->journal.is_open()) {
             scope->journal.close();
         }
     });
-    is_any_done = true;
+    any_done = true;
 }
 
 void Change::undo(Failure &failure)

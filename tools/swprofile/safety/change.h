@@ -31,8 +31,8 @@ public:
     using Operation = std::function<uint64_t(ErrorText &)>;
     void run(const std::string &what, const std::vector<Selector> &changed, const Operation &operation);
 
-    // Saves files that are about to change, if there is space for the copies and for `growth` more bytes. Not needed
-    // for stores: prepare_store() calls it.
+    // Saves files that are about to change. Throws a Failure if there is no space for the copies and for `growth` more
+    // bytes. Not needed for stores: prepare_store() calls it.
     void prepare(const std::vector<std::filesystem::path> &files, uint64_t growth);
 
     // After prepare(): sets the encoding that the profile's file must have in the end. Not needed for stores.
@@ -54,7 +54,7 @@ public:
     std::filesystem::path unpack_directory;
 
     static Change *current(); // null if there is none
-    static bool is_done();    // has a change been completed?
+    static bool is_any_done();
 
 private:
     struct Scope {

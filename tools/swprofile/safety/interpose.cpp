@@ -67,15 +67,15 @@ unsigned int sleep(unsigned int seconds)
     while (caught_signal() == 0 && steady_clock::now() - start < std::chrono::seconds(seconds)) {
         std::this_thread::sleep_for(milliseconds(20));
         if (!is_reported && steady_clock::now() - start > std::chrono::seconds(1)) {
-            note("waiting, since a profile file could not be written or removed; trying again soon");
+            note("waiting: a profile file was not written correctly or could not be removed");
             is_reported = true;
         }
     }
     return 0;
 }
 
-// The library copies and moves files by shell commands. A signal of the terminal must not end them: the current one
-// completes. The signal is not ignored here, unlike in libc's system(), so that the change is then undone.
+// The library copies and moves files by shell commands, which ignore signals, so that the current one completes. Unlike
+// in libc's system(), the command itself still catches the signal, and then undoes the change.
 int system(const char *command)
 {
     if (is_dry_run()) {

@@ -37,7 +37,7 @@ std::vector<fs::path> missing_directories(const fs::path &file)
 }
 
 // Unlike name_exists(), throws if the file cannot be examined: a saved copy must not be taken for a missing one.
-bool is_there(const fs::path &file)
+bool exists_or_throw(const fs::path &file)
 {
     std::error_code error;
     const fs::file_status status = fs::symlink_status(file, error);
@@ -156,7 +156,7 @@ uint64_t Journal::space_for(const std::vector<fs::path> &files, uint64_t block_s
 void Journal::expect(const std::string &checksum) const
 {
     int number = 0;
-    while (is_there(scope / OPEN / (EXPECTED + std::to_string(number)))) {
+    while (exists_or_throw(scope / OPEN / (EXPECTED + std::to_string(number)))) {
         ++number;
     }
     write_durably(scope / OPEN / (EXPECTED + std::to_string(number)), checksum);
@@ -165,7 +165,7 @@ void Journal::expect(const std::string &checksum) const
 void Journal::put_back(const fs::path &file) const
 {
     for (const Entry &entry : read()) {
-        if (entry.path == file && entry.action == RESTORE && is_there(entry.copy)) {
+        if (entry.path == file && entry.action == RESTORE && exists_or_throw(entry.copy)) {
             move_durably(entry.copy, file);
         }
     }
@@ -192,11 +192,11 @@ void Journal::undo() const
             remove_durably(entry.path);
         } else if (entry.action == REMOVE_DIRECTORY) {
             static_cast<void>(rmdir(entry.path.c_str())); // it may contain another program's files by now
-        } else if (is_there(entry.copy)) {
+        } else if (exists_or_throw(entry.copy)) {
             std::error_code ignored;
             fs::create_directories(entry.path.parent_path(), ignored);
             move_durably(entry.copy, entry.path);
-        } else if (!is_there(entry.path)) { // otherwise it has been put back already
+        } else if (!exists_or_throw(entry.path)) { // otherwise it has been put back already
             throw Failure(FAILED, "cannot put back " + entry.path.string(),
                           {"its saved copy is missing: " + entry.copy.string()});
         }
@@ -210,18 +210,18 @@ bool Journal::has_foreign_profile() const
     std::set<std::string> known;
     const std::vector<Entry> entries = read();
     for (const Entry &entry : entries) {
-        if (entry.action == RESTORE && is_there(entry.copy)) {
+        if (entry.action == RESTORE && exists_or_throw(entry.copy)) {
             known.insert(checksum_of(read_file(entry.copy)));
         }
     }
-    for (int i = 0; is_there(scope / OPEN / (EXPECTED + std::to_string(i))); ++i) {
+    for (int i = 0; exists_or_throw(scope / OPEN / (EXPECTED + std::to_string(i))); ++i) {
         known.insert(read_file(scope / OPEN / (EXPECTED + std::to_string(i))));
     }
     return std::ranges::any_of(entries, [&](const Entry &entry) {
         // If the copy has been put back already, the file is the saved one.
         std::error_code ignored;
         const bool can_be = entry.path.extension() == ".bin" && fs::is_regular_file(entry.path, ignored) &&
-                            (entry.action == REMOVE || (entry.action == RESTORE && is_there(entry.copy)));
+                            (entry.action == REMOVE || (entry.action == RESTORE && exists_or_throw(entry.copy)));
         const std::string content = can_be ? read_file(entry.path) : "";
         return can_be && is_decodable(content) && !known.contains(checksum_of(content));
     });

@@ -51,7 +51,7 @@ std::string seconds_fault(const std::string &text)
     char *end = nullptr;
     const double seconds = std::strtod(text.c_str(), &end);
     const bool is_valid = !text.empty() && *end == '\0' && std::isfinite(seconds) && seconds >= 0;
-    return is_valid ? "" : "a number of seconds, 0 or more";
+    return is_valid ? "" : "must be a number of seconds, 0 or more";
 }
 
 } // namespace
@@ -73,7 +73,8 @@ DirectoryLock::DirectoryLock(const fs::path &directory, LockMode mode)
     if (locked.fd < 0) {
         throw Failure(FAILED, "cannot open " + directory.string(), {std::strerror(err)});
     }
-    // A process that waits keeps later ones out of the queue, so that a series of readers cannot keep a writer waiting.
+    // The parent directory's lock is the queue: only its holder waits for the directory, so that a series of readers
+    // cannot keep a writer waiting.
     const Descriptor queue(open(directory.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (queue.fd >= 0 && mode != LockMode::UNQUEUED && (!longest_wait || longest_wait->count() > 0)) {
         lock(queue.fd, LOCK_EX, directory);

@@ -10,14 +10,15 @@
 #include <memory>
 #include <vector>
 
-// UNQUEUED: exclusive, for a directory that nobody locks for reading. Its lock comes last, and does not wait in a queue
-// that a reader may hold.
+// UNQUEUED: exclusive, without the queue. For the work area: its parent directory is also the queue of the local scope,
+// and a process that waits for that scope holds the queue, so waiting in it could be a deadlock.
 enum class LockMode { SHARED, EXCLUSIVE, UNQUEUED };
 
 // "/install_repo/local" or "/install_repo/gl/instdb".
 std::filesystem::path scope_directory(bool is_local);
 
-// Waits for the lock, at most --wait seconds. If the directory is missing, a shared lock locks nothing.
+// Waits for the lock, at most --wait seconds. If the directory is missing or may not be opened, a shared lock locks
+// nothing.
 class DirectoryLock
 {
 public:

@@ -79,7 +79,7 @@ void print(const Check &check, bool is_json)
         return;
     }
     for (const Finding &finding : check.findings) {
-        const std::string path = shown(finding.path.c_str());
+        const std::string path = printable(finding.path.c_str());
         std::printf("%s: %s\n", path.c_str(), colored_health(finding.text, finding.code).c_str());
     }
     if (check.findings.empty()) {

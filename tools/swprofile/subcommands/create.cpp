@@ -86,7 +86,7 @@ void check(const Options &options)
         throw Failure(INVALID_DATA, "cannot use the name of the image", {name_fault(image.filename())});
     }
     if (image.has_parent_path() && (!fs::is_regular_file(image, error) || fs::file_size(image, error) == 0)) {
-        throw Failure(INVALID_DATA, "the image is missing, empty or not a regular file: " + shown(image.c_str()));
+        throw Failure(INVALID_DATA, "the image is missing, empty or not a regular file: " + printable(image.c_str()));
     }
 }
 
@@ -162,7 +162,7 @@ uint64_t create(const Options &options, inst_sw_profile_sdr_ext &profile)
     return inst_ldpath_create_sdr_swprofile(&request);
 }
 
-void check_existing(const Options &options, const Inspection &existing)
+void check_replacement(const Options &options, const Inspection &existing)
 {
     const Selector &selector = options.selector;
     if (!existing.exists) {
@@ -183,7 +183,7 @@ void run(Options &options)
     Change change(selector, options.is_dry_run);
     selector.check_writable();
     const Inspection existing = inspect(selector);
-    check_existing(options, existing);
+    check_replacement(options, existing);
     change.run("create the " + selector.describe(), {selector}, [&](ErrorText &error) {
         return !options.file ? create(options, *profile)
                              : inst_ldpath_store_sdr_swprofile(profile.get(), selector.is_local, selector.state,

@@ -98,7 +98,7 @@ uint64_t delete_files(const std::vector<Selector> &states, Change &change)
 void run(const Options &options)
 {
     if (options.is_all_states == (options.state != 0)) {
-        throw Failure(USAGE, "which state?", {"give --state or --all-states"});
+        throw Failure(USAGE, "no state given", {"give --state or --all-states"});
     }
     const std::vector<Selector> states = states_of(options);
     const std::set<fs::path> asked = existing_files(states);

@@ -57,8 +57,8 @@ void check_names(const EditOptions &options, const inst_sw_profile_info &body)
     for (const char *const name : names) {
         if (options.is_new_format && name != nullptr && !is_name_version_release(name)) {
             throw Failure(INVALID_DATA, "the new package rules need names of the form name-version-release",
-                          {"the " + options.selector.describe() + " has '" + shown(name) + "'"},
-                          options.selector.command("remove " + shown(name)));
+                          {"the " + options.selector.describe() + " has '" + printable(name) + "'"},
+                          options.selector.command("remove " + printable(name)));
         }
     }
 }
@@ -66,7 +66,7 @@ void check_names(const EditOptions &options, const inst_sw_profile_info &body)
 bool has_package(const inst_sw_profile_info &body, const std::string &package)
 {
     return std::ranges::any_of(packages_of(body),
-                               [&](const inst_swp_package &entry) { return shown(entry.name) == package; });
+                               [&](const inst_swp_package &entry) { return printable(entry.name) == package; });
 }
 
 void run_edit(const Edit &edit)

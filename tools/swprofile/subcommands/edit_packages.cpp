@@ -132,7 +132,7 @@ void add_add_host(CLI::App &command)
     add_change_options(subcommand, edit.is_dry_run);
     subcommand.footer(
         "All are added or none. A file that is neither a host nor a third-party package gets the type of the\n"
-        "preceding file. A dry run compares each file with the profile as it is stored.\n\n"
+        "preceding file. A dry run does not see what the preceding files change.\n\n"
         "Example:\n"
         "  swprofile add-host /media/kelo-host-7.1-r2.x86_64.rpm /media/tp-ssh-1.0-r1.noarch.rpm");
 }

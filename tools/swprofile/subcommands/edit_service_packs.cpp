@@ -17,13 +17,13 @@ bool has_service_pack(const inst_sw_profile_sdr_ext &profile, const char *name)
            std::ranges::any_of(service_packs_of(body), is_it, &sp_detail::sp_name);
 }
 
-void check_existing(const Selector &selector, const inst_sw_profile_sdr_ext &profile, const serv_packs *packs)
+void check_recorded(const Selector &selector, const inst_sw_profile_sdr_ext &profile, const serv_packs *packs)
 {
     for (const service_pack &removed : service_packs_of(packs)) {
         if (!has_service_pack(profile, removed.sp_name)) {
             throw Failure(FAILED,
-                          "there is no service pack " + shown(removed.sp_name) + " in the " + selector.describe(), {},
-                          selector.command("service-packs"));
+                          "there is no service pack " + printable(removed.sp_name) + " in the " + selector.describe(),
+                          {}, selector.command("service-packs"));
         }
     }
 }
@@ -49,7 +49,7 @@ void remove(const EditOptions &options)
                  }};
     edit.before_operation = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *packs) {
         if (!options.ignores_missing) {
-            check_existing(selector, before, packs);
+            check_recorded(selector, before, packs);
         }
     };
     edit.before_store = unmark_after_last_service_pack;
@@ -78,8 +78,8 @@ void add_service_pack(CLI::App &command)
     add_subcommand(*pack, "add", "Record service packs, and mark their packages", add);
     add_subcommand(*pack, "remove", "Remove service packs, and unmark what no other one delivers", remove);
     pack->footer(
-        "A package is marked if its name is part of the name of one of the RPMs; nothing is recorded if no package\n"
-        "of the profile is. Removing one service pack unmarks third-party and host-OS packages only; removing the\n"
+        "A package is marked if its name is part of the name of one of the RPMs; if no package matches, nothing is\n"
+        "recorded. Removing one service pack unmarks third-party and host-OS packages only; removing the\n"
         "last one unmarks all packages.\n\n"
         "Examples:\n"
         "  swprofile service-pack add packs.json --dry-run\n"

@@ -58,7 +58,7 @@ void prepare_bundle(const Options &options)
         throw Failure(FAILED, "there is no bundle of " + options.package,
                       {"no file " + directory + options.package + "*"}, "ls " + directory);
     }
-    const std::string taken = shown(files.begin()->c_str());
+    const std::string taken = printable(files.begin()->c_str());
     if (!is_bundle_of(options.package, *files.begin())) {
         throw Failure(FAILED, "cannot find the bundle of " + options.package,
                       {"the bundle of another package would be used: " + directory + taken}, "ls " + directory);
@@ -126,7 +126,7 @@ void check_nodes(const Options &options, const inst_sw_profile_sdr_ext &before, 
 void add_package(Options &options)
 {
     if (options.nodes.empty() != options.is_for_all) {
-        throw Failure(USAGE, "for which nodes?", {"give --node for each node, or --all-nodes"});
+        throw Failure(USAGE, "no nodes given", {"give --node for each node, or --all-nodes"});
     }
     std::vector<inst_node_loc> nodes = options.nodes;
     const inst_sw_profile_loc *joined = nullptr; // of the profile before
@@ -138,7 +138,7 @@ void add_package(Options &options)
                                                        static_cast<uint32_t>(nodes.size()), options.package.c_str(),
                                                        uint64_t{0}, options.type, reinterpret_cast<uint64_t>(packs));
                  }};
-    std::optional<DirectoryLock> work_area; // which the scopes share
+    std::optional<DirectoryLock> work_area_lock; // which the scopes share
     edit.before_operation = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
         if (options.is_for_all || locations_of(before).empty()) {
             check_names(options.edit, before.sdr_sw_profile.sw_profile);
@@ -151,7 +151,7 @@ void add_package(Options &options)
             prepare_bundle(options);
         }
         if (comes_as_bundle(options) && !options.edit.is_dry_run) {
-            work_area.emplace(fs::path(VERD_WORK_AREA).parent_path(), LockMode::UNQUEUED);
+            work_area_lock.emplace(fs::path(VERD_WORK_AREA).parent_path(), LockMode::UNQUEUED);
         }
         joined = location_with(options.package, before, has_package);
         if (joined != nullptr) {
@@ -193,7 +193,7 @@ std::vector<inst_node_loc> nodes_to_add(const Options &options, const inst_sw_pr
                           options.image,
                       {"nodes can only join one that has it"}, options.edit.selector.command("nodes"));
     }
-    const std::string version = shown(joined->sw_profile.version);
+    const std::string version = printable(joined->sw_profile.version);
     if (!options.version.empty() && options.version != version) {
         throw Failure(FAILED, "the location profile of this image has version " + version, {},
                       options.edit.selector.command("nodes"));
@@ -232,9 +232,10 @@ void add_add_for_nodes(CLI::App &command)
     add_rule_options(add, options.edit, "JSON file of the service packs that deliver it");
     add_edit_options(add, options.edit);
     add.footer(
-        "Types smu and kernel, and under the new rules host-smu and base, are bundles of RPMs: tar files in\n"
-        "/install_repo/gl/verdalis/ whose names begin with the package's. They are unpacked in /install_repo/tmp/,\n"
-        "whose content is deleted first. A dry run unpacks elsewhere.\n\n"
+        "Packages of type smu and kernel, and under the new rules host-smu and base, are read from bundles: tar files\n"
+        "of RPMs, or single RPMs, in /install_repo/gl/verdalis/ whose names begin with the package's. They are "
+        "unpacked\n"
+        "in /install_repo/tmp/, whose content is deleted first. A dry run unpacks elsewhere.\n\n"
         "If there is no location profile, one is created for the nodes. Otherwise the nodes join the first one that\n"
         "has the package; if none has it, every location profile gets it. If other nodes would get it, or some of\n"
         "these would not, the command fails unless --join is given.\n\n"
@@ -256,7 +257,7 @@ void add_image_for_nodes(CLI::App &command)
     add_edit_options(image, options.edit);
     image.footer(
         "The nodes join the first location profile whose image has that name, or a longer one that begins with it.\n"
-        "If there is no location profile, one is created for them.\n\n"
+        "If there is no location profile, one is created for them; if none has such an image, the command fails.\n\n"
         "Example:\n"
         "  swprofile image-for-nodes qx-image-1.5.0.iso --version 1.5.0 --node 0/1/0");
 }

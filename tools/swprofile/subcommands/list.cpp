@@ -25,7 +25,7 @@ std::vector<Entry> read_repository()
     const ReadLock lock; // ends before they are printed
     std::vector<Entry> entries;
     const auto report_no_sdr = [](const std::filesystem::path &directory) {
-        note("not listed, since it is not the directory of an SDR: " + shown(directory.c_str()));
+        note("not listed, since it is not the directory of an SDR: " + printable(directory.c_str()));
     };
     for (const Selector &selector : all_places(report_no_sdr)) {
         Inspection found = inspect_bin(selector);
@@ -52,7 +52,7 @@ TableRow table_row(const Entry &entry)
         row.insert(row.end(), {"-", "-", "-", "-"});
     } else {
         const inst_sw_profile_info &body = entry.profile->sdr_sw_profile.sw_profile;
-        row.insert(row.end(), {shown(body.image.name), shown(body.version), std::to_string(body.packages_count),
+        row.insert(row.end(), {printable(body.image.name), printable(body.version), std::to_string(body.packages_count),
                                std::to_string(body.sp_details_count)});
     }
     row.push_back(colored_health(entry.health, entry.health));

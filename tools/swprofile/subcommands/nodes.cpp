@@ -25,8 +25,9 @@ void add_rows(std::vector<TableRow> &rows, const inst_sw_profile_loc &location)
     const std::span<inst_swp_package> packages = packages_of(body);
     for (std::size_t i = 0; i == 0 || i < std::max(nodes.size(), packages.size()); ++i) {
         const std::string none = i == 0 ? "-" : "";
-        rows.push_back({i < nodes.size() ? node_text(nodes[i]) : none, i == 0 ? shown(body.image.name) : "",
-                        i == 0 ? shown(body.version) : "", i < packages.size() ? shown(packages[i].name) : none});
+        rows.push_back({i < nodes.size() ? node_text(nodes[i]) : none, i == 0 ? printable(body.image.name) : "",
+                        i == 0 ? printable(body.version) : "",
+                        i < packages.size() ? printable(packages[i].name) : none});
     }
 }
 
@@ -86,7 +87,7 @@ void print_version(const inst_node_loc &node)
     const inst_sw_profile_loc *const location = location_of(*profile, node);
     const bool has_own = location != nullptr && inst_sw_profile_info_has_version(&location->sw_profile);
     const inst_sw_profile_info &body = has_own ? location->sw_profile : profile->sdr_sw_profile.sw_profile;
-    std::printf("%s\n", shown(body.version).c_str());
+    std::printf("%s\n", printable(body.version).c_str());
 }
 
 void compare(const inst_node_loc &node, const std::string &version)

@@ -32,7 +32,7 @@ void print_image(const Options &options)
     if (name == nullptr) {
         throw Failure(INVALID_DATA, "the " + options.selector.describe() + " has no image name");
     }
-    std::printf("%s\n", shown(name).c_str());
+    std::printf("%s\n", printable(name).c_str());
     std::free(name);
 }
 
@@ -67,15 +67,16 @@ bool find_rpms(const Selector &active, const std::string &name, StringList &rpms
 void print_rpms(const Options &options)
 {
     const Selector &active = options.selector;
-    const ReadLock lock(active.is_local);
-    active.check_readable();
     StringList rpms;
     std::string bare = options.package; // stored names usually lack the architecture
     instcomm_strip_arch_from_package_name(bare.data());
+    std::optional<ReadLock> lock(active.is_local);
+    active.check_readable();
     if (!find_rpms(active, options.package, rpms) && !find_rpms(active, bare.c_str(), rpms)) {
-        throw Failure(FAILED, "there is no " + shown(bare.c_str()) + " in the " + active.describe(), {},
+        throw Failure(FAILED, "there is no " + printable(bare.c_str()) + " in the " + active.describe(), {},
                       active.command("packages"));
     }
+    lock.reset(); // output may wait for a pager
     if (rpms.count == 0) {
         note("no RPMs are recorded for it");
     }
@@ -133,7 +134,7 @@ void add_packages(CLI::App &command)
     CLI::Option *const only = add_filter("--host-smus", HOST_SMUS, "host SMUs only");
     CLI::Option *const none = add_filter("--no-host-smus", NO_HOST_SMUS, "all except host SMUs")->excludes(only);
     add_filter("--no-members", NO_MEMBERS, "no members of service packs")->excludes(only)->excludes(none);
-    query.app.add_flag("--skip-flagged", options.skips_flagged, "no packages that are marked to be skipped");
+    query.app.add_flag("--skip-flagged", options.skips_flagged, "leave out packages whose field 'marker' is true");
     add_json_option(query.app, options.is_json);
     query.app.footer("In the order in which they were added.\n\n"
                      "Examples:\n"

@@ -47,7 +47,7 @@ void run_one(const Options &options)
 
 void run_all(const Options &options)
 {
-    const ReadLock lock;
+    std::optional<ReadLock> lock(std::in_place);
     const Selector &selector = options.selector;
     StringList names;
     const uint64_t rc =
@@ -61,6 +61,7 @@ void run_all(const Options &options)
     if (rc != 0) {
         throw failure_of(rc, "cannot list the service packs");
     }
+    lock.reset(); // output may wait for a pager
     print_list(names, "names", options.is_json);
 }
 
@@ -76,8 +77,8 @@ void add_service_packs(CLI::App &command)
     const auto [packs, options] =
         new_subcommand<Options>(command, "service-packs", "List the service packs of a profile, or all", run);
     add_selector_options(packs, options.selector);
-    CLI::Option *const all = packs.add_flag("--all", options.is_all,
-                                            "the names of those installed anywhere in the SDR: active QX and Admin");
+    CLI::Option *const all = packs.add_flag(
+        "--all", options.is_all, "print the names of the service packs of the active global QX and Admin profiles");
     for (const char *const flag : {"--vm", "--state", "--local", "--global"}) {
         all->excludes(packs.get_option(flag));
     }

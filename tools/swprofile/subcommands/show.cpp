@@ -35,8 +35,8 @@ void print_packages(const inst_sw_profile_info &body)
 {
     std::vector<TableRow> rows = {{"PACKAGE", "TYPE", "SP", "RPMS"}};
     for (const inst_swp_package &package : packages_of(body)) {
-        rows.push_back({shown(package.name), package_type_text(package.pkg_type), package.is_sp_pkg != 0 ? "yes" : "-",
-                        std::to_string(package.files_count)});
+        rows.push_back({printable(package.name), package_type_text(package.pkg_type),
+                        package.is_sp_pkg != 0 ? "yes" : "-", std::to_string(package.files_count)});
     }
     print_section(rows);
 }
@@ -49,17 +49,17 @@ void print_tables(const inst_sw_profile_sdr_ext &profile, const Selector &select
     print_table(
         {{"File", selector.path()},
          {"VM type", verd_vm_type_name(sdr.vm_type)},
-         {"Image", shown(body.image.name) + "  (" + count_of(body.image.files_count, "RPM") + ")"},
-         {"Version", shown(body.version)},
-         {"Volume", shown(body.lv_name)},
+         {"Image", printable(body.image.name) + "  (" + count_of(body.image.files_count, "RPM") + ")"},
+         {"Version", printable(body.version)},
+         {"Volume", printable(body.lv_name)},
          {"Content", count_of(body.packages_count, "package") + ", " + count_of(body.sp_details_count, "service pack") +
                          ", " + count_of(sdr.loc_profiles_count, "location profile")}});
     print_packages(body);
     print_section(service_pack_rows(service_packs_of(body)));
     for (const inst_sw_profile_loc &location : locations_of(profile)) {
         const std::string nodes = nodes_text(nodes_of(location));
-        const std::string line = "On nodes " + nodes + ": image " + shown(location.sw_profile.image.name) +
-                                 ", version " + shown(location.sw_profile.version);
+        const std::string line = "On nodes " + nodes + ": image " + printable(location.sw_profile.image.name) +
+                                 ", version " + printable(location.sw_profile.version);
         std::printf("\n%s\n", wrapped(line).c_str());
         print_packages(location.sw_profile);
     }

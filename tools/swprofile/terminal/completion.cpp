@@ -9,8 +9,9 @@
 namespace
 {
 
-// $1 is a subcommand, with a blank before each of its words. The words of an entry, the options' values after '=':
-// a choice such as a|b, FILE or SDR. Arguments have no name.
+// A shell function that prints the words that can follow a subcommand; $1 is its path, such as " service-pack add". The
+// words: subcommands, "--option", "--option=KIND" and, for an argument, "=KIND". KIND is a choice such as a|b, FILE,
+// SDR or empty.
 constexpr char TABLE_START[] = R"(_swprofile_table() {
     case $1 in
 )";
@@ -66,7 +67,7 @@ autoload -Uz bashcompinit && bashcompinit
 
 )";
 
-// When zsh loads the file, it is completing already.
+// zsh loads the file at the first completion, so the file must also complete that command line.
 constexpr char ZSH_END[] = R"([ "${funcstack[1]}" != _swprofile ] || _bash_complete -F _swprofile_complete
 )";
 
@@ -103,8 +104,9 @@ void print_script(const CLI::App &command, const std::string &shell)
     std::printf("%s%s", is_zsh ? ZSH_START : "", TABLE_START);
     print_entries(command, "");
     std::string function = FUNCTION;
-    const std::string places = "$SDRS";
-    function.replace(function.find(places), places.size(), VERD_GLOBAL_DIRECTORY "sdr " VERD_LOCAL_DIRECTORY "sdr");
+    const std::string placeholder = "$SDRS";
+    function.replace(function.find(placeholder), placeholder.size(),
+                     VERD_GLOBAL_DIRECTORY "sdr " VERD_LOCAL_DIRECTORY "sdr");
     std::printf("%s%s", function.c_str(), is_zsh ? ZSH_END : "");
 }
 

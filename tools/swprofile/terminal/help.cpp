@@ -77,8 +77,8 @@ Failure unknown_subcommand(const CLI::App &app, const std::string &word)
     const auto name_of = [](const CLI::App *subcommand) { return subcommand->get_name(); };
     return unexpected(app,
                       app.get_parent() == nullptr
-                          ? "unknown subcommand or option: " + shown(word.c_str())
-                          : "unknown subcommand '" + shown(word.c_str()) + "' (" + app.get_name() + " has " +
+                          ? "unknown subcommand or option: " + printable(word.c_str())
+                          : "unknown subcommand '" + printable(word.c_str()) + "' (" + app.get_name() + " has " +
                                 CLI::detail::join(app.get_subcommands({}), name_of, ", ") + ")",
                       word);
 }
@@ -175,9 +175,9 @@ int end_parsing(const CLI::App &command, const CLI::ParseError &error)
     }
     const std::string what = extras.size() > 1 ? "arguments were" : "argument was";
     const auto option = std::ranges::find_if(extras, is_option);
-    return report(
-        unexpected(*app, "The following " + what + " not expected: " + shown(CLI::detail::join(extras, " ").c_str()),
-                   option == extras.end() ? "" : *option));
+    return report(unexpected(
+        *app, "The following " + what + " not expected: " + printable(CLI::detail::join(extras, " ").c_str()),
+        option == extras.end() ? "" : *option));
 }
 
 void add_help(CLI::App &command)

@@ -5,11 +5,11 @@
 
 #include <string>
 
-// Breaks a line at blanks to fit 80 columns. What follows is indented like the text or, if the line has two columns,
-// the second one. An example is broken before an option if it can be.
+// Breaks a line at blanks to fit 80 columns. Continuation lines are indented like the text or, if the line has two
+// columns, like the second one. Examples are preferably broken before an option.
 std::string wrapped(const std::string &line);
 
-// Wraps every line of a help. The lines of a paragraph of the footer are joined before.
+// Wraps every line of a help. The lines of a paragraph of the footer are joined first.
 class HelpFormatter : public CLI::Formatter
 {
 public:
