@@ -93,16 +93,3 @@ std::string content_of(const inst_sw_profile_sdr &sdr)
     }
     return text;
 }
-
-std::string Answer::str() const
-{
-    std::string text = image == nullptr ? "" : std::string(" image ") + image;
-    text += list != nullptr || count != 0 ? ' ' + std::to_string(count) + ':' + joined(list, count) : "";
-    for (uint32_t i = 0; packs != nullptr && i < packs->service_packs_count; ++i) {
-        const service_pack &pack = packs->service_packs[i];
-        text += ", SP " + shown(pack.sp_name) + " of " + std::to_string(pack.sp_rpms_count);
-    }
-    text += packs != nullptr && packs->service_packs == nullptr ? ", SPs none" : "";
-    text += flag == 7 ? "" : " flag " + std::to_string(flag);
-    return text.empty() ? "nothing" : text.substr(1);
-}
