@@ -23,26 +23,16 @@ protected:
 
     inst_sw_profile_info &body() const { return profile.body(); }
 
-    // Adds a package. On success, the body owns the name and the files.
     void add(const std::string &name, uint32_t type, const std::vector<const char *> &paths = {}, uint64_t source = 0,
              uint64_t value = 0)
     {
+        Addition addition(name.c_str(), paths);
         record("add " + name.substr(0, 60) + " of type " + std::to_string(type), [&](Answer &, char **err) {
-            char *const heap_name = strdup(name.c_str());
-            char **const files = new_list(paths);
-            const auto count = static_cast<uint32_t>(paths.size());
-            char *superseded[8] = {};
-            uint32_t superseded_count = 77;
-            const uint64_t rc = inst_ldpath_add_pkg_in_swp(&body(), heap_name, count, files, value, type, superseded,
-                                                           &superseded_count, 0, source, err);
-            if (rc != 0) {
-                std::free(heap_name);
-                inst_free_string_list(count, files);
-            }
-            output = superseded_count == 77 ? "no count" : superseded_count == 0 ? "" : "supersedes";
-            for (char *const text : superseded) {
-                output += text == nullptr ? "" : std::string(" ") + text;
-                std::free(text);
+            const uint64_t rc = addition.add_to(body(), value, type, source, err);
+            output = addition.superseded_count == 77 ? "no count" : "";
+            output += addition.superseded[0] == nullptr ? "" : "supersedes";
+            for (const char *const superseded : addition.superseded) {
+                output += superseded == nullptr ? "" : std::string(" ") + superseded;
             }
             return rc;
         });

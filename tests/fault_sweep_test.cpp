@@ -26,38 +26,17 @@ struct Operation {
 constexpr uint32_t NO_HOST_SMUS = 1;
 const std::vector<const char *> PATHS = {"/a/x-1-1.noarch.rpm", "y"}, HOST = {"alpha-2.0-r1"};
 
-// A package to add to a body. Frees what the body does not take.
-struct Offer {
-    char *name = strdup("alpha-2.0-r1");
-    char **files = new_list(PATHS);
-    char *superseded[8] = {};
-    uint32_t count = 0;
-
-    ~Offer()
-    {
-        std::free(name);
-        inst_free_string_list(2, files);
-        std::for_each(std::begin(superseded), std::end(superseded), std::free);
-    }
-};
-
 Fetched changed;                   // the profile that is stored, or edited in memory
 swprofile_create_request *request; // the profile that is created
 inst_node_loc node;                // for which something is added
 uint8_t ignored_flag;              // 1 even if the operation fails
 serv_packs *sp_list, *removed_list;
 uint64_t sp_source;
-std::unique_ptr<Offer> offer;
+std::unique_ptr<Addition> addition; // of a package in memory
 
 uint64_t add_to_body(char **error)
 {
-    const uint64_t rc = inst_ldpath_add_pkg_in_swp(&changed.body(), offer->name, 2, offer->files, 5, VERD_PKG_HOST_SMU,
-                                                   offer->superseded, &offer->count, 0, sp_source, error);
-    if (rc == 0) {
-        offer->name = nullptr;
-        offer->files = nullptr;
-    }
-    return rc;
+    return addition->add_to(changed.body(), 5, VERD_PKG_HOST_SMU, sp_source, error);
 }
 
 uint64_t add(const char *package, uint32_t type, uint32_t nodes)
@@ -240,7 +219,7 @@ protected:
             inst_swp_package_set_is_sp_pkg(&member, 1);
             put_package(changed.body(), member);
         }
-        offer = std::make_unique<Offer>();
+        addition = std::make_unique<Addition>("alpha-2.0-r1", PATHS);
     }
 
     // After a success, the flat copies equal the files, except if these could not be verified and were deleted.
@@ -344,7 +323,7 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
     }
     record_line(line);
     inst_ldpath_free_swprofile_ext(&changed.ptr);
-    offer.reset();
+    addition.reset();
 }
 
 } // namespace

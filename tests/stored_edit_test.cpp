@@ -185,20 +185,10 @@ TEST_F(StoredEditTest, Members)
     }
     const ServicePacks packs{
         {"SP9", {"alpha-1.0-r1.noarch", "tp-x-1-1", "y", "other-2-1-12345678", "a-hostos-1-1-12345678"}}};
-    uint8_t is_tagged = 7;
-    const auto members = [&body] {
-        std::string text;
-        for (uint32_t i = 0; i < body.packages_count; ++i) {
-            const inst_swp_package &package = body.packages[i];
-            text += inst_swp_package_has_is_sp_pkg(&package) ? std::to_string(package.is_sp_pkg) : "-";
-        }
-        return text;
-    };
-    EXPECT_EQ(inst_ldpath_tag_sp_pkg_in_swp(&body, packs.set, &is_tagged), 0U);
-    EXPECT_EQ(is_tagged, 1);
-    EXPECT_EQ(members(), "1--11");
-    EXPECT_EQ(inst_ldpath_untag_sp_pkg_in_swp(&body, packs.set), 0U);
-    EXPECT_EQ(members(), "1----"); // alpha is no third-party package
+    RECORD("tag", inst_ldpath_tag_sp_pkg_in_swp(&body, packs.set, &a.flag));
+    record_content(content_of(body));
+    RECORD("untag; alpha is no third-party package", inst_ldpath_untag_sp_pkg_in_swp(&body, packs.set));
+    record_content(content_of(body));
 }
 
 TEST_F(StoredEditTest, RpmsOfNoOtherServicePack)

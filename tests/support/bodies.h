@@ -18,6 +18,21 @@ struct ServicePacks {
     serv_packs *set;
 };
 
+// A package to add to a body in memory. Owns what the body has not taken.
+struct Addition {
+    Addition(const char *package, const std::vector<const char *> &paths);
+    Addition(const Addition &) = delete;
+    ~Addition();
+
+    uint64_t add_to(inst_sw_profile_info &body, uint64_t value, uint32_t type, uint64_t source, char **err);
+
+    char *name;
+    char **files;
+    uint32_t file_count;
+    char *superseded[8] = {};
+    uint32_t superseded_count = 77;
+};
+
 // Appends a package to a body, which takes ownership.
 void put_package(inst_sw_profile_info &body, const inst_swp_package &package);
 

@@ -11,45 +11,21 @@
 namespace hooks
 {
 
-enum Function {
-    ALLOCATION, // malloc, calloc, realloc and strdup, also in the tests
-    FOPEN,
-    FCLOSE,
-    FREAD,
-    FWRITE, // a failing one writes a byte less
-    FSEEK,
-    FTELL,
-    UNLINK,
-    ACCESS,
-    STAT,
-    CLOCK,
-    SLEEP,
-    SYNC,
-    SHELL, // wsystem
-    SYSTEM,
-    RENAME,
-    RUNCMD,
-    MKDTEMP,
-    MAKE_DIRECTORIES,
-    STRNCPY_S,
-    ENCODE,
-    COMPARE,
-    TRACE_OPEN,
-    UTIL_INIT,
-    // These return success without their result, as functions that somebody interposes can.
-    LOSE_PATH,
-    LOSE_TWIN,
-    LOSE_PROFILE,
-    LOSE_DETAIL, // the last one of a search for service packs
-    LOSE_DETAILS,
-    FUNCTION_COUNT
-};
-
-inline constexpr const char *NAMES[FUNCTION_COUNT] = {
-    "allocation", "fopen",     "fclose",         "fread",       "fwrite",      "fseek",   "ftell",      "unlink",
-    "access",     "stat",      "clock_gettime",  "sleep",       "sync",        "wsystem", "system",     "rename",
-    "command",    "mkdtemp",   "making folders", "strncpy_s",   "encode",      "compare", "trace open", "util init",
-    "path lost",  "twin lost", "profile lost",   "detail lost", "details lost"};
+// ALLOCATION is malloc, calloc, realloc or strdup, also of the tests; a failing FWRITE writes a byte less. Those from
+// LOSE_PATH on return success without their result, as functions that somebody interposes can.
+#define HOOKED_FUNCTIONS(X)                                                                                            \
+    X(ALLOCATION, "allocation")                                                                                        \
+    X(FOPEN, "fopen") X(FCLOSE, "fclose") X(FREAD, "fread") X(FWRITE, "fwrite") X(FSEEK, "fseek") X(FTELL, "ftell")    \
+        X(UNLINK, "unlink") X(ACCESS, "access") X(STAT, "stat") X(CLOCK, "clock_gettime") X(SLEEP, "sleep")            \
+            X(SYNC, "sync") X(SHELL, "wsystem") X(SYSTEM, "system") X(RENAME, "rename") X(RUNCMD, "command")           \
+                X(MKDTEMP, "mkdtemp") X(MAKE_DIRECTORIES, "making folders") X(STRNCPY_S, "strncpy_s")                  \
+                    X(ENCODE, "encode") X(COMPARE, "compare") X(TRACE_OPEN, "trace open") X(UTIL_INIT, "util init")    \
+                        X(LOSE_PATH, "path lost") X(LOSE_TWIN, "twin lost") X(LOSE_PROFILE, "profile lost")            \
+                            X(LOSE_DETAIL, "last detail lost") X(LOSE_DETAILS, "details lost")
+#define ENUMERATOR(function, name) function,
+#define FUNCTION_NAME(function, name) name,
+enum Function { HOOKED_FUNCTIONS(ENUMERATOR) FUNCTION_COUNT };
+inline constexpr const char *NAMES[FUNCTION_COUNT] = {HOOKED_FUNCTIONS(FUNCTION_NAME)};
 
 // All zero means no order: the first allocations precede the initialisation of variables.
 struct Order {

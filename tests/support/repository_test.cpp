@@ -54,26 +54,22 @@ std::set<std::string> files_of_repository()
     return files;
 }
 
-// The title of a call, and the lines that are not known yet. Successive lines that differ only in numbers and their
-// last word are joined: "> unlink a | b".
+// The title of a call, and the lines that are not known yet. Words with numbers or paths make a command or a file, but
+// not a message, a new one.
 std::string without_known_lines(const std::string &text, std::set<std::string> &known)
 {
+    static const std::regex changing("\\S*([0-9/]|global:|local:|flat:)\\S*");
     std::istringstream stream(text);
-    std::string title, lines, last, last_form = "none";
+    std::string title, lines;
     std::getline(stream, title);
     int known_count = 0;
     for (std::string line; std::getline(stream, line);) {
-        if (!known.insert(line).second) {
+        const bool is_message = std::string("+->").find(line[2]) == std::string::npos;
+        if (known.insert(is_message ? std::regex_replace(line, changing, "") : line).second) {
+            lines += "\n" + line;
+        } else {
             ++known_count;
-            continue;
         }
-        static const std::regex numbers("\\d+");
-        const std::string form = std::regex_replace(line.substr(0, line.rfind(' ')), numbers, "");
-        const auto differs = std::mismatch(line.begin(), line.end(), last.begin(), last.end()).first - line.begin();
-        lines += form == last_form ? " | " + line.substr(line.rfind(' ', static_cast<std::size_t>(differs) - 1) + 1)
-                                   : "\n" + line;
-        last = line;
-        last_form = form;
     }
     return title + (known_count == 0 ? "" : ", " + std::to_string(known_count) + " as above") + lines + "\n";
 }
