@@ -1,9 +1,6 @@
 // Packages and images for some nodes, or for all.
 #include "support/bodies.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace
 {
 
@@ -197,14 +194,7 @@ TEST_F(LocationProfileTest, ATestFileEndsTheProcess)
 {
     given({});
     write_file("/tmp/inst_ut_inst_mgr_respawn", "");
-    const pid_t child = fork();
-    if (child == 0) {
-        add_for({}, "a-1-1");
-        _exit(9);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EXIT(add_for({}, "a-1-1"), testing::ExitedWithCode(1), "");
     EXPECT_FALSE(fs::exists("/tmp/inst_ut_inst_mgr_respawn"));
     EXPECT_EQ(add_for({}, "a-1-1"), 0U);
 }

@@ -54,11 +54,11 @@ std::set<std::string> files_of_repository()
     return files;
 }
 
-// The title of a call, and the lines that are not known yet. Words with numbers or paths make a command or a file, but
-// not a message, a new one.
+// The title of a call, and the lines that are not known yet. A message that differs only in names of packages and paths
+// is known.
 std::string without_known_lines(const std::string &text, std::set<std::string> &known)
 {
-    static const std::regex changing("\\S*([0-9/]|global:|local:|flat:)\\S*");
+    static const std::regex changing("\\S*(-\\d|/|global:|local:|flat:)\\S*");
     std::istringstream stream(text);
     std::string title, lines;
     std::getline(stream, title);
