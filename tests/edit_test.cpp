@@ -55,8 +55,8 @@ TEST_F(EditTest, OldRules)
     add("smu-3-1", 6); // a duplicate after a superseded entry
     add("smu-1-1", 6);
     given({});
-    add("other-1-1", 8); // one base name is not superseded
-    add("other-2-1", 8);
+    add("other-1-1", 8);
+    add("other-2-1", 8); // only host SMUs and kernels supersede
     add("no form", UINT32_MAX);
 
     given({new_package("none-1-1", {}, 4), new_package("mod-1-1", {"kernel-modules-1-1"}, 4),

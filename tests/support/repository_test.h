@@ -105,7 +105,7 @@ struct Answer {
 
 // A test can record a transcript, which must be that of transcripts/SUITE.TEST.txt: each call with its result code,
 // error text and answer, messages and commands in their order, and the files that it creates (+) and deletes (-). Lines
-// that the test has recorded before, for messages apart from names of packages and paths, are only counted.
+// that the test has recorded before, for messages apart from names, paths and sizes, are only counted.
 class RepositoryTest : public testing::Test
 {
 protected:
