@@ -69,7 +69,7 @@ const Operation OPERATIONS[] = {
     OPERATION("remove", Edits, inst_ldpath_remove_pkg_in_swp(&changed.body(), "alpha-1.0-r1", &o.error.ptr)),
     OPERATION("remove a base RPM", Edits, inst_ldpath_remove_pkg_in_swp(&changed.body(), "base.rpm", &o.error.ptr)),
     OPERATION("promote", Edits, inst_ldpath_swp_move_prep_to_act("default-sdr", 1, VERD_VM_QX, &o.error.ptr)),
-    OPERATION("copy", Edits, inst_ldpath_swp_copy("default-sdr", 1, VERD_VM_QX, 3, 1, &o.error.ptr)),
+    OPERATION("copy", Edits, inst_ldpath_swp_copy("default-sdr", 1, VERD_VM_QX, 2, 1, &o.error.ptr)),
     OPERATION("delete", Edits, inst_ldpath_delete_swprofile("default-sdr", 1, VERD_VM_QX)),
     OPERATION("ask for the image", Asks, inst_ldpath_get_swprofile_image(changed.ptr, &o.text)),
     OPERATION("ask for the file list", Asks,
