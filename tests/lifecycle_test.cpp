@@ -31,7 +31,7 @@ std::string origin_of(const std::string &state)
 {
     std::string origins;
     for (const std::string &file : {"sdr/default-sdr/qx-swprofile-" + state + ".txt", "qx-swprofile-" + state + ".bin",
-                                   "qx-swprofile-" + state + ".txt"}) {
+                                    "qx-swprofile-" + state + ".txt"}) {
         const std::string path = read_file("/install_repo/local/" + file);
         origins += path.substr(std::min(path.size(), path.rfind('-') + 1)) + " ";
     }
