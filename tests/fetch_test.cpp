@@ -23,7 +23,7 @@ TEST_F(FetchTest, FixedGetters)
         const std::string path = std::string("/install_repo/") + getter.file;
         write_file(path, encoding_of(*profile.ptr));
         Fetched fetched;
-        TELL(getter.name, getter.get("s", VERD_SWP_PREPARED, &fetched.ptr));
+        RECORD(getter.name, getter.get("s", VERD_SWP_PREPARED, &fetched.ptr));
         ASSERT_NE(fetched.ptr, nullptr);
         EXPECT_EQ(encoding_of(*fetched.ptr), encoding_of(*profile.ptr));
         EXPECT_EQ(getter.get(nullptr, VERD_SWP_PREPARED, &fetched.ptr), INST_RC_INVALID_ARG);
@@ -31,24 +31,24 @@ TEST_F(FetchTest, FixedGetters)
         fs::remove(path);
     }
     Fetched fetched;
-    TELL("no key", inst_ldpath_get_sdr_swprofile(nullptr, VERD_SWP_PREPARED, &fetched.ptr));
-    TELL("state 4", inst_ldpath_get_sdr_swprofile("s", 4, &fetched.ptr));
-    TELL("no file", inst_ldpath_get_sdr_swprofile("t", VERD_SWP_PREPARED, &fetched.ptr));
+    RECORD("no key", inst_ldpath_get_sdr_swprofile(nullptr, VERD_SWP_PREPARED, &fetched.ptr));
+    RECORD("state 4", inst_ldpath_get_sdr_swprofile("s", 4, &fetched.ptr));
+    RECORD("no file", inst_ldpath_get_sdr_swprofile("t", VERD_SWP_PREPARED, &fetched.ptr));
 }
 
 TEST_F(FetchTest, GeneralGetters)
 {
     Fetched fetched;
     const auto get_all = [&](const std::string &title, int32_t state, inst_sw_profile_sdr_ext **profile_p) {
-        TELL("global, " + title, inst_ldpath_get_swprofile("s", 0, state, VERD_VM_QX, profile_p, err));
-        TELL("local, " + title, inst_ldpath_get_swprofile("s", 1, state, VERD_VM_QX, profile_p, err));
-        TELL("local only, " + title, inst_ldpath_get_local_swprofile("s", state, VERD_VM_QX, profile_p, err));
+        RECORD("global, " + title, inst_ldpath_get_swprofile("s", 0, state, VERD_VM_QX, profile_p, err));
+        RECORD("local, " + title, inst_ldpath_get_swprofile("s", 1, state, VERD_VM_QX, profile_p, err));
+        RECORD("local only, " + title, inst_ldpath_get_local_swprofile("s", state, VERD_VM_QX, profile_p, err));
     };
     get_all("state 4", 4, &fetched.ptr);
     get_all("no file", 2, &fetched.ptr);
     get_all("no out-parameter", 2, nullptr);
-    failing(hooks::ALLOCATION);
-    TELL("no memory for the messages before the hint", inst_ldpath_get_swprofile("s", 1, 1, 1, &fetched.ptr, err));
+    fail_in_call(hooks::ALLOCATION);
+    RECORD("no memory for the text before the hint", inst_ldpath_get_swprofile("s", 1, 1, 1, &fetched.ptr, err));
     EXPECT_EQ(fetched.ptr, nullptr);
 }
 
@@ -56,15 +56,14 @@ TEST_F(FetchTest, AProfileThatMayNotExist)
 {
     Fetched fetched;
     const auto get = [&](const std::string &title, int32_t state, inst_sw_profile_sdr_ext **profile_p) {
-        TELL(title, inst_ldpath_get_sw_profile_if_exists("default-sdr", 0, state, VERD_VM_QX, profile_p));
+        RECORD(title, inst_ldpath_get_sw_profile_if_exists("default-sdr", 0, state, VERD_VM_QX, profile_p));
     };
-    get("no file", 2, &fetched.ptr);
     write_file(active_bin, "junk");
     get("junk", 2, &fetched.ptr);
     get("state 0", 0, &fetched.ptr);
     get("no out-parameter", 2, nullptr);
     EXPECT_EQ(fetched.ptr, nullptr);
-    given_active_profile();
+    store_active_profile();
     get("a profile", 2, &fetched.ptr);
     ASSERT_NE(fetched.ptr, nullptr);
     inst_ldpath_free_swprofile_ext(&fetched.ptr);

@@ -11,7 +11,7 @@ namespace
 
 using FrameTest = RepositoryTest;
 
-TEST_F(FrameTest, InitialisationCopiesThePackageFormatAndReportsFirst)
+TEST_F(FrameTest, Initialisation)
 {
     inst_pkg_fmt_info settings = {"0123456789abcde", 7};
     EXPECT_EQ(verd_inst_ldpath_lib_init(1, &settings), 0U);
@@ -20,13 +20,13 @@ TEST_F(FrameTest, InitialisationCopiesThePackageFormatAndReportsFirst)
     ASSERT_EQ(hooks::lines(), Lines{"ldpath lib vestra init succeeded"});
     EXPECT_EQ(hooks::messages[0].site, 0U);
 
-    std::memset(settings.name, 'y', sizeof settings.name); // no terminator: cut to 15
+    std::memset(settings.name, 'y', sizeof settings.name); // no terminator: cut to 15 characters
     settings.is_new_format = 0;
-    EXPECT_EQ(verd_inst_ldpath_lib_init(1, &settings), 0U);
-    EXPECT_EQ(std::string(g_inst_pkg_fmt_info.name), std::string(15, 'y'));
-    EXPECT_EQ(verd_inst_ldpath_lib_init(1, &g_inst_pkg_fmt_info), 0U);
-    EXPECT_EQ(verd_inst_ldpath_lib_init(1, nullptr), 0U);
-    EXPECT_EQ(std::string(g_inst_pkg_fmt_info.name), std::string(15, 'y'));
+    const inst_pkg_fmt_info *const sources[] = {&settings, &g_inst_pkg_fmt_info, nullptr};
+    for (const inst_pkg_fmt_info *const source : sources) {
+        EXPECT_EQ(verd_inst_ldpath_lib_init(1, source), 0U);
+        EXPECT_EQ(std::string(g_inst_pkg_fmt_info.name), std::string(15, 'y'));
+    }
     EXPECT_EQ(g_inst_pkg_fmt_info.is_new_format, 0);
 }
 
@@ -74,14 +74,14 @@ TEST_F(FrameTest, FailedInitialisation)
     EXPECT_EQ(hooks::messages[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
 }
 
-// The DEBUG lines of all operations, each with the lowest verbosity at which it is written.
+// The DEBUG lines of the library, each with the lowest verbosity at which it is written.
 TEST_F(FrameTest, DebugLinesHaveTheirThresholds)
 {
     std::map<std::string, int> threshold_of; // of lines without their numbers and paths
-    const auto tell_debug = [&](const std::function<uint64_t(char **)> &call) {
+    const auto record_debug = [&](const std::function<uint64_t(char **)> &call) {
         static const std::regex head("DEBUG .* tid \\d+, (\\w+), \\d+ : "), changing("/\\S+|[0-9a-f]{3,}");
         for (const int verbosity : {0, 1, 2, 3, 4}) {
-            given_active_profile();
+            store_active_profile();
             Text text;
             g_inst_common_debug_verbosity_level = static_cast<uint16_t>(verbosity);
             g_inst_common_debug_prefix = 2;
@@ -91,36 +91,32 @@ TEST_F(FrameTest, DebugLinesHaveTheirThresholds)
             std::istringstream lines(std::regex_replace(testing::internal::GetCapturedStderr(), head, "$1: "));
             for (std::string line; std::getline(lines, line);) {
                 if (threshold_of.emplace(std::regex_replace(line, changing, ""), verbosity).second) {
-                    tell_line(std::to_string(verbosity) + " " + line);
+                    record_line(std::to_string(verbosity) + " " + line);
                 }
             }
         }
     };
-#define TELL_DEBUG(call) tell_debug([&]([[maybe_unused]] char **err) -> uint64_t { return call; })
+#define RECORD_DEBUG(call) record_debug([&]([[maybe_unused]] char **err) -> uint64_t { return call; })
     Fetched fetched, profile = {new_full_profile()};
     uint8_t flag = 0;
-    TELL_DEBUG(inst_get_boot_active_swp_flag("s", err, 0, VERD_VM_QX));
-    TELL_DEBUG(inst_get_boot_active_swp_flag("s", err, 1, VERD_VM_QX));
-    TELL_DEBUG(inst_ldpath_store_sdr_swprofile(profile.ptr, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, err));
-    for (const auto get : {inst_ldpath_get_sdr_swprofile, inst_ldpath_get_sdr_swprofile_lcp,
-                           inst_ldpath_get_sdr_swprofile_uvf, inst_ldpath_get_sdr_local_swprofile}) {
-        TELL_DEBUG(get("s", VERD_SWP_ACTIVE, &fetched.ptr));
-    }
-    TELL_DEBUG(inst_ldpath_get_swprofile("s", 0, 4, VERD_VM_QX, &fetched.ptr, err));
-    TELL_DEBUG(inst_ldpath_get_local_swprofile("s", 4, VERD_VM_QX, &fetched.ptr, err));
-    TELL_DEBUG(inst_swp_is_pkg_present(ACTIVE_QX, "beta-2.0-r1", &flag));
-    TELL_DEBUG(inst_swp_get_package_rpms(nullptr, 0, 2, VERD_VM_QX, "x", &flag, nullptr, nullptr, err));
+    RECORD_DEBUG(inst_get_boot_active_swp_flag("s", err, 0, VERD_VM_QX));
+    RECORD_DEBUG(inst_get_boot_active_swp_flag("s", err, 1, VERD_VM_QX));
+    RECORD_DEBUG(inst_ldpath_store_sdr_swprofile(profile.ptr, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, err));
+    RECORD_DEBUG(inst_ldpath_get_sdr_swprofile("s", VERD_SWP_ACTIVE, &fetched.ptr));
+    RECORD_DEBUG(inst_ldpath_get_swprofile("s", 0, 4, VERD_VM_QX, &fetched.ptr, err));
+    RECORD_DEBUG(inst_swp_is_pkg_present(ACTIVE_QX, "beta-2.0-r1", &flag));
+    RECORD_DEBUG(inst_swp_get_package_rpms(nullptr, 0, 2, VERD_VM_QX, "x", &flag, nullptr, nullptr, err));
     for (const char *const key : {"default-sdr", "s"}) {
-        TELL_DEBUG(inst_ldpath_check_swprofile_exists(key, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &flag, err));
+        RECORD_DEBUG(inst_ldpath_check_swprofile_exists(key, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &flag, err));
     }
-    TELL_DEBUG(inst_ldpath_is_sdr_master_act_comm_swp_equal("default-sdr", &flag));
-    TELL_DEBUG(inst_ldpath_swp_copy("s", 1, VERD_VM_QX, 2, 3, err));
-    TELL_DEBUG(inst_ldpath_delete_swprofile("s", 1, VERD_VM_QX));
+    RECORD_DEBUG(inst_ldpath_is_sdr_master_act_comm_swp_equal("default-sdr", &flag));
+    RECORD_DEBUG(inst_ldpath_swp_copy("s", 1, VERD_VM_QX, 2, 3, err));
+    RECORD_DEBUG(inst_ldpath_delete_swprofile("s", 1, VERD_VM_QX));
 }
 
 TEST_F(FrameTest, MessagesLeaveErrnoAlone)
 {
-    errno = EDOM; // the trace of the tests sets it
+    errno = EDOM; // the hook of the trace changes it
     inst_ldpath_create_sdr_swprofile(nullptr);
     EXPECT_EQ(errno, EDOM);
     EXPECT_EQ(hooks::messages.size(), 1U);
@@ -147,17 +143,18 @@ TEST_F(FrameTest, HeadsOfDebugLines)
     EXPECT_TRUE(matches(4, 0, "DEBUG <Unknown Time>       : \\.000 : "));
 }
 
-TEST_F(FrameTest, ErrorTextTellsTheChainAndKeepsToItsBound)
+TEST_F(FrameTest, ErrorTextsListTheCausesInAtMost2047Bytes)
 {
     Text text;
     Fetched fetched;
     for (inst_sw_profile_sdr_ext **const profile_p : {&fetched.ptr, static_cast<decltype(&fetched.ptr)>(nullptr)}) {
-        inst_ldpath_get_swprofile("x", 0, 4, VERD_VM_QX, profile_p, &text.ptr); // the second time the slot is taken
+        inst_ldpath_get_swprofile("x", 0, 4, VERD_VM_QX, profile_p,
+                                  &text.ptr); // the second time the slot has a text already
         EXPECT_EQ(text.str(), "E:Error as partition type is invalid;E:Failed to get QX software profile file;");
     }
     fs::create_directories("/install_repo/gl/instdb/sdr");
     fetched.ptr = new_full_profile();
-    // From a message that just fits to one that leaves no room for anything behind it.
+    // From a text that fits to one that leaves no room for the second message.
     for (std::size_t length = 1900; length < 2060; ++length) {
         Text cut;
         const std::string key(length, 'k'); // longer than any file's name may be
@@ -168,25 +165,6 @@ TEST_F(FrameTest, ErrorTextTellsTheChainAndKeepsToItsBound)
                                   "E:Failed to write SDR software profile to .bin file;";
         EXPECT_EQ(cut.str(), whole.substr(0, 2047));
     }
-}
-
-TEST_F(FrameTest, NodeLocationLists)
-{
-    inst_node_loc nodes[2] = {};
-    inst_node_loc_set_loc_id_1(&nodes[0], 1);
-    inst_node_loc_set_loc_id_3(&nodes[1], 3);
-    inst_node_loc *copy = nodes;
-    EXPECT_EQ(verd_inst_dup_node_loc_list(2, nodes, nullptr), INST_RC_INVALID_ARG);
-    EXPECT_EQ(verd_inst_dup_node_loc_list(0, nullptr, &copy), 0U);
-    EXPECT_EQ(copy, nullptr);
-    EXPECT_EQ(hooks::lines(), Lines{"list1_cnt is 0"});
-    EXPECT_EQ(verd_inst_dup_node_loc_list(2, nullptr, &copy), INST_RC_INVALID_ARG);
-    ASSERT_EQ(verd_inst_dup_node_loc_list(2, nodes, &copy), 0U);
-    EXPECT_EQ(std::memcmp(copy, nodes, sizeof nodes), 0);
-    std::free(copy);
-    hooks::fail(hooks::ALLOCATION);
-    EXPECT_EQ(verd_inst_dup_node_loc_list(2, nodes, &copy), INST_RC_NO_MEMORY);
-    EXPECT_EQ(copy, nullptr);
 }
 
 } // namespace

@@ -4,105 +4,86 @@
 namespace
 {
 
-constexpr char LOCAL[] = "/install_repo/local/";
-constexpr char LOCAL_QX[] = "/install_repo/local/sdr/default-sdr/qx-swprofile-";
-
-class LifecycleTest : public RepositoryTest
+// Files that are no profiles: these operations do not read them. Each has its own path as its content.
+void write_files(const Lines &paths)
 {
-protected:
-    // Files that aren't profiles: nothing here looks into them.
-    static void given(const Lines &files)
-    {
-        fs::remove_all(LOCAL);
-        for (const std::string &file : files) {
-            write_file(file, file);
+    fs::remove_all("/install_repo/local");
+    for (const std::string &path : paths) {
+        write_file("/install_repo/" + path, path);
+    }
+}
+
+// The four files of each state of the local QX profile of default-sdr.
+void write_states(const Lines &states)
+{
+    Lines paths;
+    for (const std::string &state : states) {
+        for (const std::string folder : {"local/sdr/default-sdr", "local"}) {
+            paths.push_back(folder + "/qx-swprofile-" + state + ".bin");
+            paths.push_back(folder + "/qx-swprofile-" + state + ".txt");
         }
-        hooks::reset();
     }
+    write_files(paths);
+}
 
-    static Lines files_of(const std::initializer_list<std::string> &states)
-    {
-        Lines files;
-        for (const std::string &state : states) {
-            for (const std::string extension : {".bin", ".txt"}) {
-                files.push_back(LOCAL_QX + state + extension);
-                files.push_back(LOCAL + ("qx-swprofile-" + state) + extension);
-            }
-        }
-        return files;
+// The state from which the text twin and the flat copies of this state were moved or copied.
+std::string origin_of(const std::string &state)
+{
+    std::string origins;
+    for (const std::string &file : {"sdr/default-sdr/qx-swprofile-" + state + ".txt", "qx-swprofile-" + state + ".bin",
+                                    "qx-swprofile-" + state + ".txt"}) {
+        const std::string path = read_file("/install_repo/local/" + file);
+        origins += path.substr(std::min(path.size(), path.rfind('-') + 1)) + " ";
     }
+    return origins;
+}
 
-    uint64_t promote(const std::string &title, const char *key = "default-sdr", uint8_t is_local = 1)
-    {
-        return TELL("promote: " + title, inst_ldpath_swp_move_prep_to_act(key, is_local, VERD_VM_QX, err));
-    }
-
-    uint64_t copy(const std::string &title, int32_t from = VERD_SWP_ACTIVE, int32_t to = VERD_SWP_COMMITTED,
-                  const char *key = "default-sdr", uint32_t vm_type = VERD_VM_QX)
-    {
-        return TELL("copy: " + title, inst_ldpath_swp_copy(key, 1, vm_type, from, to, err));
-    }
-};
+using LifecycleTest = RepositoryTest;
 
 TEST_F(LifecycleTest, Deleting)
 {
-    given(files_of({"active", "prepared"}));
-    const auto delete_all = [this](const std::string &title, const char *key, uint8_t is_local, uint32_t vm_type) {
-        TELL(title, inst_ldpath_delete_swprofile(key, is_local, vm_type));
-    };
-    TELL("delete a file", inst_ldpath_delete_swprofile_file((std::string(LOCAL_QX) + "active.bin").c_str()));
-    delete_all("delete all states", "default-sdr", 1, VERD_VM_QX);
-    delete_all("delete what isn't there", nullptr, 0, VERD_VM_ADMIN);
-    delete_all("delete without a key", nullptr, 1, VERD_VM_QX);
-    delete_all("delete a Host's", "s", 0, VERD_VM_HOST);
-    TELL("delete nothing", inst_ldpath_delete_swprofile_file(nullptr));
+    write_states({"active", "prepared"});
+    RECORD("a file", inst_ldpath_delete_swprofile_file("/install_repo/local/sdr/default-sdr/qx-swprofile-active.bin"));
+    RECORD("all states", inst_ldpath_delete_swprofile("default-sdr", 1, VERD_VM_QX));
+    RECORD("no key", inst_ldpath_delete_swprofile(nullptr, 1, VERD_VM_QX));
+    RECORD("Host has no profile", inst_ldpath_delete_swprofile("s", 0, VERD_VM_HOST));
+    RECORD("no path", inst_ldpath_delete_swprofile_file(nullptr));
     write_file("/install_repo/x", "");
-    TELL("delete another file", inst_ldpath_delete_swprofile_file("/install_repo/x"));
+    RECORD("a file without extension", inst_ldpath_delete_swprofile_file("/install_repo/x"));
 }
 
 TEST_F(LifecycleTest, Promoting)
 {
-    given(files_of({"active", "prepared"}));
-    EXPECT_EQ(promote("everything is there"), 0U);
-    EXPECT_EQ(read_file(std::string(LOCAL_QX) + "active.txt"), std::string(LOCAL_QX) + "prepared.txt");
-    promote("nothing is prepared");
-    given(files_of({"active"}));
-    write_file(std::string(LOCAL_QX) + "prepared.bin", "");
-    promote("an empty file is prepared");
-    given({std::string(LOCAL_QX) + "prepared.bin", std::string(LOCAL_QX) + "active.txt"});
-    promote("no twin is prepared");
-    given({"/install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-prepared.bin",
-           LOCAL + std::string("qx-swprofile-prepared.bin")});
-    promote("a global profile leaves the flat copies alone", "default-sdr", 0);
-    promote("no key", nullptr, 0);
-    given(files_of({"prepared"}));
-    failing(hooks::RUNCMD, 2, EROFS);
-    promote("a flat copy can't be moved");
+    const auto promote = [this](const std::string &title, uint8_t is_local) {
+        RECORD(title, inst_ldpath_swp_move_prep_to_act("default-sdr", is_local, VERD_VM_QX, err));
+    };
+    write_states({"active", "prepared"});
+    promote("over an active profile", 1);
+    EXPECT_EQ(origin_of("active"), "prepared.txt prepared.bin prepared.txt ");
+    write_files({"local/sdr/default-sdr/qx-swprofile-prepared.bin", "local/sdr/default-sdr/qx-swprofile-active.txt"});
+    promote("without text twin and flat copies", 1);
+    write_files({"gl/instdb/sdr/default-sdr/qx-swprofile-prepared.bin", "local/qx-swprofile-prepared.bin"});
+    promote("a global profile has no flat copies", 0);
 }
 
 TEST_F(LifecycleTest, Copying)
 {
-    given(files_of({"active", "committed"}));
-    EXPECT_EQ(copy("everything is there"), 0U);
-    for (const std::string &file : files_of({"committed"})) {
-        EXPECT_NE(read_file(file).find("active"), std::string::npos) << file;
-    }
+    const auto copy = [this](const std::string &title, int32_t from = VERD_SWP_ACTIVE, int32_t to = VERD_SWP_COMMITTED,
+                             const char *key = "default-sdr", uint32_t vm_type = VERD_VM_QX) {
+        RECORD(title, inst_ldpath_swp_copy(key, 1, vm_type, from, to, err));
+    };
+    write_states({"active", "committed"});
+    copy("over a committed profile");
+    EXPECT_EQ(origin_of("committed"), "active.txt active.bin active.txt ");
     copy("the same state", VERD_SWP_ACTIVE, VERD_SWP_ACTIVE);
-    copy("nothing to copy", VERD_SWP_PREPARED);
-    copy("no such state", 9);
-    copy("to no such state", VERD_SWP_ACTIVE, 9);
-    given({std::string(LOCAL) + "sdr/s/uvf-swprofile-active.bin",
-           std::string(LOCAL) + "sdr/s/uvf-swprofile-committed.txt"});
-    copy("no twin, no flat copies", VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, "s", VERD_VM_UVF);
-    const std::string key(100, 'k'); // the command is cut, and makes a file of another name
-    given({LOCAL + ("sdr/" + key) + "/qx-swprofile-active.bin"});
-    copy("a command that is cut", VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, key.c_str());
-    given(files_of({"active"}));
-    failing(hooks::SYSTEM, 2, EROFS);
-    copy("the twin can't be copied");
-    given(files_of({"active"}));
-    failing(hooks::RUNCMD, 2, EROFS);
-    copy("a flat copy can't be copied");
+    copy("no prepared profile", VERD_SWP_PREPARED);
+    copy("from state 9", 9);
+    copy("to state 9", VERD_SWP_ACTIVE, 9);
+    write_files({"local/sdr/s/uvf-swprofile-active.bin", "local/sdr/s/uvf-swprofile-committed.txt"});
+    copy("without text twin; UVF has no flat copies", VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, "s", VERD_VM_UVF);
+    const std::string key(100, 'k'); // the command is cut, and creates a file of another name
+    write_files({"local/sdr/" + key + "/qx-swprofile-active.bin"});
+    copy("a command that is too long", VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, key.c_str());
 }
 
 } // namespace

@@ -1,9 +1,6 @@
 // Packages and images for some nodes, or for all.
 #include "support/bodies.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace
 {
 
@@ -28,53 +25,53 @@ protected:
 
     static void shell(const std::string &command) { ASSERT_EQ(std::system(command.c_str()), 0) << command; }
 
-    static void make_tar(const std::string &name, const std::string &members)
+    static void create_tar(const std::string &name, const std::string &members)
     {
         shell("mkdir -p /tmp/m && cd /tmp/m && touch " + members + " && tar --no-unquote -cPf " + PACKAGES + name +
               " " + members);
     }
 
-    using Ids = std::initializer_list<uint32_t>;
+    using Ids = std::vector<uint32_t>;
 
-    static uint64_t add_for(Ids ids, const char *name, uint32_t type = VERD_PKG_BASE, uint64_t source = 0)
+    static uint64_t add_for(const Ids &ids, const char *name, uint32_t type = VERD_PKG_BASE, uint64_t source = 0)
     {
         const std::vector<inst_node_loc> list = nodes(ids);
         return inst_ldpath_add_pkg_location(ACTIVE_QX, list.data(), static_cast<uint32_t>(list.size()), name, 0, type,
                                             source);
     }
 
-    void add(const char *name, uint32_t type, Ids ids, uint64_t source = 0)
+    void add(const char *name, uint32_t type, const Ids &ids, uint64_t source = 0)
     {
-        TELL(std::string("add ") + name, add_for(ids, name, type, source));
-        tell_profile();
+        RECORD(std::string("add ") + name, add_for(ids, name, type, source));
+        record_profile();
     }
 
-    void add_image(const char *name, const char *version, Ids ids)
+    void add_image(const char *name, const char *version, const Ids &ids)
     {
         const std::vector<inst_node_loc> list = nodes(ids);
-        TELL(std::string("add image ") + name,
-             inst_ldpath_add_image_location(ACTIVE_QX, list.data(), static_cast<uint32_t>(list.size()), name, version));
-        tell_profile();
+        const auto count = static_cast<uint32_t>(list.size());
+        RECORD(std::string("add image ") + name,
+               inst_ldpath_add_image_location(ACTIVE_QX, list.data(), count, name, version));
+        record_profile();
     }
 
     static uint8_t has_locations() { return inst_ldpath_chk_loc_profile_exists(ACTIVE_QX); }
 
 private:
-    static std::vector<inst_node_loc> nodes(Ids ids)
+    static std::vector<inst_node_loc> nodes(const Ids &ids)
     {
-        std::vector<inst_node_loc> list(ids.size());
-        std::size_t i = 0;
+        std::vector<inst_node_loc> list;
         for (const uint32_t id : ids) {
-            inst_node_loc_set_loc_id_2(&list[i++], id);
+            inst_node_loc_set_loc_id_2(&list.emplace_back(), id);
         }
         return list;
     }
 
-    void tell_profile()
+    void record_profile()
     {
         Fetched profile;
         if (fetch(profile) == 0) {
-            tell_content(content_of(profile.ptr->sdr_sw_profile));
+            record_content(content_of(profile.ptr->sdr_sw_profile));
         }
     }
 };
@@ -85,9 +82,9 @@ TEST_F(LocationProfileTest, PackagesForNodes)
     EXPECT_EQ(has_locations(), 0);
     add("a-1-1", 8, {1, 2});
     EXPECT_EQ(has_locations(), 1);
-    add("a-1-1", 8, {2});         // there already: the node joins, though it is there too
-    add("b-1-1", 8, {3});         // nowhere yet: all locations get it
-    hooks::fail(hooks::FOPEN, 2); // of the store, which still returns 0
+    add("a-1-1", 8, {2});         // a location has it: the node joins, even if it is already listed
+    add("b-1-1", 8, {3});         // no location has it: all locations get it
+    hooks::fail(hooks::FOPEN, 2); // of the store; the result is still 0
     EXPECT_EQ(add_for({4}, "b-1-1"), 0U);
     hooks::disarm();
     add("new-1-1", 6, {}); // for all nodes
@@ -95,8 +92,8 @@ TEST_F(LocationProfileTest, PackagesForNodes)
     add("new-1-1", 6, {});
     add("x; $(id) 'y'", 0, {5});
     g_inst_pkg_fmt_info.is_new_format = 1;
-    add("no form", 0, {});  // can't be added
-    add("no form", 0, {7}); // the walk goes on
+    add("no form", 0, {});
+    add("no form", 0, {7}); // the failure of one location does not end the operation
 }
 
 TEST_F(LocationProfileTest, Bundles)
@@ -104,30 +101,30 @@ TEST_F(LocationProfileTest, Bundles)
     given(
         {new_package("qx-kernel-1-1", {"qx-kernel-1-1"}, 4), new_package("qx-kernel-rt-1-1", {"qx-kernel-rt-1-1"}, 4)});
     write_file("/install_repo/tmp/left/over", "");
-    make_tar("qx-kernel-2-1.tar", "./qx-kernel-2-1.x86_64.rpm README ./qx-kernel-modules-2-1.x86_64.rpm");
-    add("qx-kernel-2-1", 7, {}); // found by how its name begins, superseding the kernel of its class
+    create_tar("qx-kernel-2-1.tar", "./qx-kernel-2-1.x86_64.rpm README ./qx-kernel-modules-2-1.x86_64.rpm");
+    add("qx-kernel-2-1", 7, {}); // found by the beginning of its name; supersedes the kernel of its class
     write_file(std::string(PACKAGES) + "single-1-1.rpm", "rpm");
     add("single-1-1.rpm", 4, {1});
     add("absent-1-1", 4, {2});
-    add("single-1-1", 6, {2}); // no bundle under the old rules
+    add("single-1-1", 6, {2}); // not a bundle under the old rules
     g_inst_pkg_fmt_info.is_new_format = 1;
     const ServicePacks packs{{"SP1", {"single-2-1.x86_64"}}};
-    make_tar("single-2-1", "single-2-1.x86_64.rpm");
+    create_tar("single-2-1", "single-2-1.x86_64.rpm");
     add("single-2-1", 6, {}, packs.source());
 }
 
-TEST_F(LocationProfileTest, DamagedBundlesAreRefused)
+TEST_F(LocationProfileTest, DamagedBundlesAreRejected)
 {
     given({});
     std::string many;
     for (int i = 0; i < 255; ++i) {
         many += "r-" + std::to_string(i) + "-1.rpm ";
     }
-    make_tar("many", many);
-    make_tar("upward", "../m/a-1-1.rpm");
-    make_tar("absolute", "/tmp/m/a-1-1.rpm");
-    make_tar("none", "README");
-    make_tar("odd", "'a\\b-1-1.rpm'");
+    create_tar("many", many);
+    create_tar("upward", "../m/a-1-1.rpm");
+    create_tar("absolute", "/tmp/m/a-1-1.rpm");
+    create_tar("none", "README");
+    create_tar("odd", "'a\\b-1-1.rpm'");
     shell(
         "ln -s /no/such /tmp/m/l-1-1.rpm && tar -C /tmp/m -cf /install_repo/gl/verdalis/link l-1-1.rpm && "
         "cd /install_repo/gl/verdalis && head -c 2048 many >cut && gzip -c cut >zipped && yes | head -c 2000 >text && "
@@ -144,26 +141,26 @@ TEST_F(LocationProfileTest, DamagedBundlesAreRefused)
     EXPECT_FALSE(fs::exists("/install_repo/m"));
 }
 
-// What a sound bundle brings along beside its members doesn't matter, nor what the environment asks of tar.
-TEST_F(LocationProfileTest, UnpackingIsNotToBeLedAstray)
+// Unpacking writes into its directory only and clears special mode bits, whatever else a bundle contains and whatever
+// the environment asks of tar.
+TEST_F(LocationProfileTest, UnpackingStaysInItsDirectory)
 {
     given({});
     shell("mkdir -p /tmp/m/d /tmp/out && cd /tmp/m && touch a-1-1.rpm d/b-1-1.rpm && chmod 6777 a-1-1.rpm && "
           "tar -cf /install_repo/gl/verdalis/whole ./a-1-1.rpm ./d && rm -r d && ln -s /tmp/out d && "
-          "tar -cf /install_repo/gl/verdalis/led d && rm d && mkdir d && touch d/b-1-1.rpm && "
-          "tar -rf /install_repo/gl/verdalis/led d/b-1-1.rpm");
+          "tar -cf /install_repo/gl/verdalis/linked d && rm d && mkdir d && touch d/b-1-1.rpm && "
+          "tar -rf /install_repo/gl/verdalis/linked d/b-1-1.rpm");
     setenv("TAR_OPTIONS", "-P -v", 1);
     add("whole", VERD_PKG_SMU, {});
     const fs::path work = (*fs::directory_iterator("/install_repo/tmp")).path();
     EXPECT_EQ(fs::status(work / "a-1-1.rpm").permissions() & fs::perms(06000), fs::perms::none);
-    add("led", VERD_PKG_SMU, {});
+    EXPECT_EQ(add_for({}, "linked", VERD_PKG_SMU), INSTCOMM_RC_FAILED);
     unsetenv("TAR_OPTIONS");
-    EXPECT_TRUE(fs::is_empty("/tmp/out"));
     write_file("/tmp/bin/tar", "#!/bin/sh\ntouch /tmp/out/run\n");
     fs::permissions("/tmp/bin/tar", fs::perms::owner_all);
     const std::string path = getenv("PATH");
     setenv("PATH", ("/tmp/bin:" + path).c_str(), 1);
-    add("whole", VERD_PKG_SMU, {});
+    EXPECT_EQ(add_for({}, "whole", VERD_PKG_SMU), 0U);
     setenv("PATH", path.c_str(), 1);
     EXPECT_TRUE(fs::is_empty("/tmp/out"));
 }
@@ -172,67 +169,32 @@ TEST_F(LocationProfileTest, ImagesForNodes)
 {
     given({});
     add_image("qx-image", nullptr, {1});
-    add_image("qx", "2.0", {2, 2}); // begins the name that is there
-    add_image("kelo", "2.0", {3});  // in no location: nothing changes
+    add_image("qx", "2.0", {2, 2}); // the beginning of the existing name
+    add_image("kelo", "2.0", {3});  // no location has it: nothing changes
     add("a-1-1", 8, {});
     add("a-1-1", 8, {4});
-    add_image("", "2.0", {3}); // a location without an image has none
+    add_image("", "2.0", {3}); // a location without an image does not have it
 }
 
 TEST_F(LocationProfileTest, Failures)
 {
-    TELL("no profile", has_locations());
-    TELL("no key", inst_ldpath_chk_loc_profile_exists(nullptr, 0, 2, VERD_VM_QX));
-    add("a-1-1", 8, {});
+    RECORD("locations, no profile", has_locations());
+    RECORD("locations, no key", inst_ldpath_chk_loc_profile_exists(nullptr, 0, 2, VERD_VM_QX));
     add_image("i", nullptr, {});
     const auto add_null = [](const char *key, const char *name, uint32_t count) {
         return inst_ldpath_add_pkg_location(key, 0, 2, VERD_VM_QX, nullptr, count, name, 0, 8, 0);
     };
-    TELL("no package", add_null("default-sdr", nullptr, 0));
-    TELL("a node without its location", add_null("default-sdr", "a-1-1", 1));
-    TELL("no image", inst_ldpath_add_image_location(ACTIVE_QX, nullptr, 0, nullptr, nullptr));
-    TELL("no key", add_null(nullptr, "a-1-1", 0));
+    RECORD("no package", add_null("default-sdr", nullptr, 0));
+    RECORD("no array of nodes", add_null("default-sdr", "a-1-1", 1));
+    RECORD("no image", inst_ldpath_add_image_location(ACTIVE_QX, nullptr, 0, nullptr, nullptr));
+    RECORD("no key", add_null(nullptr, "a-1-1", 0));
 }
 
-// When memory runs out, nodes that should join a location either do, or the result or the log says that they do not.
-TEST_F(LocationProfileTest, MemoryRunsOutWhileNodesJoin)
-{
-    bool has_fired = true;
-    for (int nth = 2; has_fired; ++nth) { // the first is for the list of nodes
-        given({});
-        ASSERT_EQ(add_for({1}, "a-1-1"), 0U);
-        hooks::reset();
-        hooks::fail(hooks::ALLOCATION, nth);
-        const uint64_t rc = add_for({2}, "a-1-1");
-        has_fired = hooks::orders[hooks::ALLOCATION].fired;
-        hooks::disarm();
-        const Lines lines = hooks::lines();
-        Fetched profile;
-        if (rc != 0 || fetch(profile) != 0) { // a store without memory to verify the file removes it
-            continue;
-        }
-        const bool is_joined = profile.ptr->sdr_sw_profile.loc_profiles[0].node_locs_count == 2;
-        EXPECT_TRUE(is_joined || std::any_of(lines.begin(), lines.end(),
-                                             [](const std::string &line) {
-                                                 return line.find("Failed to ") !=
-                                                        std::string::npos; // allocate, add or store
-                                             }))
-            << nth;
-    }
-}
-
-TEST_F(LocationProfileTest, AMarkerEndsTheProcess)
+TEST_F(LocationProfileTest, ATestFileEndsTheProcess)
 {
     given({});
     write_file("/tmp/inst_ut_inst_mgr_respawn", "");
-    const pid_t child = fork();
-    if (child == 0) {
-        add_for({}, "a-1-1");
-        _exit(9);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EXIT(add_for({}, "a-1-1"), testing::ExitedWithCode(1), "");
     EXPECT_FALSE(fs::exists("/tmp/inst_ut_inst_mgr_respawn"));
     EXPECT_EQ(add_for({}, "a-1-1"), 0U);
 }

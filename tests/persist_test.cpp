@@ -1,4 +1,4 @@
-// Writing profiles to disk, verified, and reading them back.
+// Writing profiles to disk, verifying them, and reading them.
 #include "support/repository_test.h"
 
 #include <cstring>
@@ -10,27 +10,11 @@ namespace
 class PersistTest : public RepositoryTest
 {
 protected:
-    uint64_t tell_store(const std::string &title) { return TELL(title, store(profile, err)); }
+    uint64_t record_store(const std::string &title) { return RECORD(title, store(profile, err)); }
 
     const Fetched full = {new_full_profile()};
     inst_sw_profile_sdr_ext *const profile = full.ptr;
 };
-
-// The steps that all operations share, which other stories tell in a line.
-TEST_F(PersistTest, SharedSteps)
-{
-    const auto store_it = [this](char **err) {
-        return inst_ldpath_store_sdr_swprofile(profile, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, err);
-    };
-    Fetched fetched;
-    const auto fetch_it = [&](char **err) { return fetch(fetched, err); };
-    tell("store", store_it, true); // into directories that are made
-    tell("fetch", fetch_it, true);
-    tell("store again", store_it);
-    fs::remove(active_bin);
-    tell("fetch, no file", fetch_it, true);
-    tell("fetch again, no file", fetch_it);
-}
 
 TEST_F(PersistTest, AStoredProfileIsTheEncodingAndATwin)
 {
@@ -53,23 +37,14 @@ TEST_F(PersistTest, AStoredProfileIsTheEncodingAndATwin)
     EXPECT_EQ(read_file(active_txt).find("# Updated on <Unknown Time>       : .000 \n"), 20U);
 }
 
-TEST_F(PersistTest, FilesThatCantBeWritten)
+TEST_F(PersistTest, FailedWrites)
 {
-    failing(hooks::FWRITE, 1, ENOSPC);
-    failing(hooks::UNLINK, 1, EBUSY);
-    tell_store("a short write; removing succeeds the second time");
-    failing(hooks::FWRITE, 1, ENOSPC);
-    failing(hooks::UNLINK, hooks::ALWAYS, EBUSY);
-    tell_store("a short write; removing never succeeds");
-    fs::remove(active_bin);
-
-    fs::create_directories(active_bin);
-    tell_store("a directory in the place of the .bin");
-    fs::remove(active_bin);
-    fs::create_directories(active_txt);
-    tell_store("a directory in the place of the .txt");
-    EXPECT_EQ(read_file(active_bin), encoding_of(*profile));
-
+    fail_in_call(hooks::FWRITE, 1, ENOSPC);
+    fail_in_call(hooks::UNLINK, 1, EBUSY);
+    record_store("a short write; the second unlink succeeds");
+    fail_in_call(hooks::FWRITE, 1, ENOSPC);
+    fail_in_call(hooks::UNLINK, hooks::ALWAYS, EBUSY);
+    record_store("a short write; every unlink fails");
     fs::remove_all("/install_repo/gl");
     write_file("/install_repo/gl/instdb", "in the way");
     EXPECT_EQ(store(profile), INSTMGR_RC_ERRNO(ENOTDIR));
@@ -84,40 +59,39 @@ TEST_F(PersistTest, FilesThatCantBeWritten)
     EXPECT_EQ(read_file("/install_repo/elsewhere/x"), encoding_of(*profile));
 }
 
-TEST_F(PersistTest, FilesThatCantBeVerified)
+TEST_F(PersistTest, FailedVerification)
 {
     hooks::corrupts_reads = true;
-    tell_store("other bytes are read back every time");
+    record_store("every attempt reads other bytes");
     hooks::corrupts_reads = true;
-    failing(hooks::FWRITE, 5, EDQUOT); // after four times the same
-    tell_store("and cannot be written at last");
-    failing(hooks::FOPEN, 2, EACCES);
-    tell_store("can't be opened for reading once");
+    fail_in_call(hooks::FWRITE, 5, EDQUOT);
+    record_store("four attempts read other bytes, the fifth cannot write");
+    fail_in_call(hooks::FOPEN, 2, EACCES);
+    record_store("the first attempt cannot read");
 }
 
 TEST_F(PersistTest, TheEncodeBufferGrowsOnce)
 {
     for (const uint32_t size : {102400U, 102401U, 500000U}) {
         const Fetched large = {new_profile_of_size(size)};
-        TELL(std::to_string(size) + " bytes", store(large.ptr, err));
+        RECORD(std::to_string(size) + " bytes", store(large.ptr, err));
         EXPECT_EQ(read_file(active_bin), encoding_of(*large.ptr));
     }
-    hooks::fail(hooks::ENCODE, hooks::ALWAYS);
-    tell_store("never fits");
-    hooks::fail(hooks::ENCODE, 1, 0);
-    tell_store("encodes to nothing");
+    fail_in_call(hooks::ENCODE, hooks::ALWAYS);
+    record_store("no buffer is large enough");
+    fail_in_call(hooks::ENCODE, 1, 0);
+    record_store("an encoding of 0 bytes");
 }
 
 TEST_F(PersistTest, FlatCopiesOfTheDefaultSdr)
 {
-    const auto write = [this](const std::string &title, const char *key, uint32_t vm_type) {
-        TELL(title, inst_write_sdr_swprofile_to_file2(key, 1, 2, vm_type, profile, err));
+    const auto write = [this](const char *key, uint32_t vm_type) {
+        RECORD(std::string(key) + ", " + verd_vm_type_name(vm_type),
+               inst_write_sdr_swprofile_to_file2(key, 1, 2, vm_type, profile, err));
     };
-    write("another SDR", "other", VERD_VM_QX);
-    write("another VM type", "default-sdr", VERD_VM_UVF);
-    failing(hooks::RUNCMD, 2, EAGAIN);
-    write("the second copy fails", "default-sdr", VERD_VM_LC_QX);
-    write("both copies", "default-sdr", VERD_VM_LC_QX);
+    write("other", VERD_VM_QX);
+    write("default-sdr", VERD_VM_UVF);
+    write("default-sdr", VERD_VM_LC_QX);
     EXPECT_EQ(read_file("/install_repo/local/qx-lcp-swprofile-active.bin"), encoding_of(*profile));
 }
 
@@ -126,7 +100,11 @@ TEST_F(PersistTest, StoringUsesTheKeyOfTheRecord)
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
     char *const former = sdr.sw_profile.lv_name;
     char name[] = "part2";
-    TELL("with a key", inst_ldpath_store_sdr_swprofile(profile, 0, VERD_SWP_ACTIVE, name, VERD_VM_QX, err));
+    const auto store_record = [&](const std::string &title, inst_sw_profile_sdr_ext *record_p, uint8_t is_local,
+                                  uint32_t vm_type) {
+        RECORD(title, inst_ldpath_store_sdr_swprofile(record_p, is_local, VERD_SWP_ACTIVE, name, vm_type, err));
+    };
+    store_record("with a key", profile, 0, VERD_VM_QX);
     EXPECT_EQ(std::exchange(sdr.sw_profile.lv_name, former), name); // the caller's own text
     Fetched fetched;
     ASSERT_EQ(fetch(fetched), 0U);
@@ -134,37 +112,37 @@ TEST_F(PersistTest, StoringUsesTheKeyOfTheRecord)
 
     std::free(sdr.sdr_key);
     inst_sw_profile_sdr_clear_sdr_key(&sdr);
-    TELL("no key, Admin", inst_ldpath_store_sdr_swprofile(profile, 1, VERD_SWP_COMMITTED, name, VERD_VM_ADMIN, err));
+    store_record("no key, Admin", profile, 1, VERD_VM_ADMIN);
     EXPECT_EQ(sdr.sw_profile.lv_name, former);
-    TELL("no key, QX", inst_ldpath_store_sdr_swprofile(profile, 0, VERD_SWP_ACTIVE, name, VERD_VM_QX, err));
-    TELL("no profile", inst_ldpath_store_sdr_swprofile(nullptr, 0, VERD_SWP_ACTIVE, name, VERD_VM_QX, err));
-    TELL("no profile, to be written", store(nullptr, err));
+    store_record("no key, QX", profile, 0, VERD_VM_QX);
+    store_record("no record", nullptr, 0, VERD_VM_QX);
+    RECORD("no record to write", store(nullptr, err));
 }
 
-TEST_F(PersistTest, FilesThatCantBeRead)
+TEST_F(PersistTest, FailedReads)
 {
-    const auto tell_fetch = [this](const std::string &title) {
+    const auto record_fetch = [this](const std::string &title) {
         Fetched fetched;
-        TELL(title, fetch(fetched, err));
+        RECORD(title, fetch(fetched, err));
         EXPECT_EQ(fetched.ptr, nullptr);
     };
     write_file(active_bin, "");
-    errno = EBUSY; // somebody else's
-    tell_fetch("an empty file");
+    errno = EBUSY; // of an earlier call
+    record_fetch("an empty file");
     write_file(active_bin, "not a profile");
-    tell_fetch("not a profile");
+    record_fetch("not a profile");
     hooks::before_read = [this] { std::ofstream(active_bin, std::ios::app) << "more"; };
-    tell_fetch("a file that grows");
-    failing(hooks::FTELL);
-    tell_fetch("a file without a position");
+    record_fetch("a file that grows");
+    fail_in_call(hooks::FTELL);
+    record_fetch("ftell fails");
     fs::resize_file(active_bin, INT32_MAX); // sparse
-    tell_fetch("a file that no profile can fill");
+    record_fetch("a file larger than any profile");
     fs::resize_file(active_bin, (1ULL << 32) + 9);
-    tell_fetch("a file whose size has more than 32 bits");
+    record_fetch("a file whose size has more than 32 bits");
     fs::remove(active_bin);
     fs::create_directory(active_bin);
     Fetched fetched;
-    EXPECT_NE(fetch(fetched), 0U); // what a directory's size is depends on the file system
+    EXPECT_NE(fetch(fetched), 0U); // the size of a directory depends on the file system
     EXPECT_EQ(fetched.ptr, nullptr);
 }
 

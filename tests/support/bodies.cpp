@@ -34,6 +34,29 @@ ServicePacks::ServicePacks(std::initializer_list<Pack> packs) : set(new_array<se
     serv_packs_set_service_packs(set, array, static_cast<uint32_t>(packs.size()));
 }
 
+Addition::Addition(const char *package, const std::vector<const char *> &paths)
+    : name(strdup(package)), files(new_list(paths)), file_count(static_cast<uint32_t>(paths.size()))
+{
+}
+
+Addition::~Addition()
+{
+    std::free(name);
+    inst_free_string_list(file_count, files);
+    std::for_each(std::begin(superseded), std::end(superseded), std::free);
+}
+
+uint64_t Addition::add_to(inst_sw_profile_info &body, uint64_t value, uint32_t type, uint64_t source, char **err)
+{
+    const uint64_t rc = inst_ldpath_add_pkg_in_swp(&body, name, file_count, files, value, type, superseded,
+                                                   &superseded_count, 0, source, err);
+    if (rc == 0) {
+        name = nullptr;
+        files = nullptr;
+    }
+    return rc;
+}
+
 void put_package(inst_sw_profile_info &body, const inst_swp_package &package)
 {
     inst_swp_package *packages = nullptr;
@@ -82,7 +105,7 @@ std::string content_of(const inst_sw_profile_sdr &sdr)
     std::string text = content_of(sdr.sw_profile);
     for (uint32_t i = 0; i < sdr.loc_profiles_count; ++i) {
         const inst_sw_profile_loc &location = sdr.loc_profiles[i];
-        text += "\n    on";
+        text += "; on";
         for (uint32_t j = 0; j < location.node_locs_count; ++j) {
             const inst_node_loc &node = location.node_locs[j];
             text += " " + std::to_string(node.loc_id_1) + "/" + std::to_string(node.loc_id_2) + "/" +
@@ -92,17 +115,4 @@ std::string content_of(const inst_sw_profile_sdr &sdr)
         text += ", image " + shown(body.image.name) + ", version " + shown(body.version) + ": " + content_of(body);
     }
     return text;
-}
-
-std::string Answer::str() const
-{
-    std::string text = image == nullptr ? "" : std::string(" image ") + image;
-    text += list != nullptr || count != 0 ? ' ' + std::to_string(count) + ':' + joined(list, count) : "";
-    for (uint32_t i = 0; packs != nullptr && i < packs->service_packs_count; ++i) {
-        const service_pack &pack = packs->service_packs[i];
-        text += ", SP " + shown(pack.sp_name) + " of " + std::to_string(pack.sp_rpms_count);
-    }
-    text += packs != nullptr && packs->service_packs == nullptr ? ", SPs none" : "";
-    text += flag == 7 ? "" : " flag " + std::to_string(flag);
-    return text.empty() ? "nothing" : text.substr(1);
 }

@@ -1,9 +1,9 @@
-// Bodies for tests of editing, and how their stories tell what is in them.
+// Bodies and service packs for tests of editing, and bodies as text.
 #pragma once
 
 #include "support/repository_test.h"
 
-// Service packs as a source for adding packages.
+// Service packs, which can be the source of an addition.
 struct ServicePacks {
     struct Pack {
         const char *name;
@@ -18,33 +18,29 @@ struct ServicePacks {
     serv_packs *set;
 };
 
-// Appends a package to a body, whose memory is its own.
+// A package to add to a body in memory. Owns what the body has not taken.
+struct Addition {
+    Addition(const char *package, const std::vector<const char *> &paths);
+    Addition(const Addition &) = delete;
+    ~Addition();
+
+    uint64_t add_to(inst_sw_profile_info &body, uint64_t value, uint32_t type, uint64_t source, char **err);
+
+    char *name;
+    char **files;
+    uint32_t file_count;
+    char *superseded[8] = {};
+    uint32_t superseded_count = 77;
+};
+
+// Appends a package to a body, which takes ownership.
 void put_package(inst_sw_profile_info &body, const inst_swp_package &package);
 
-// A profile of default-sdr with these packages only.
+// A profile of default-sdr with these packages and no other field.
 inst_sw_profile_sdr_ext *new_profile_of(const std::vector<inst_swp_package> &packages);
 
-// The body's packages with their types, base RPMs and service packs.
+// The packages of a body with their types, its base RPMs and service packs.
 std::string content_of(const inst_sw_profile_info &body);
 
 // The same of a profile and its location profiles.
 std::string content_of(const inst_sw_profile_sdr &sdr);
-
-// The results of a query, which the caller frees.
-struct Answer {
-    char *image = nullptr;
-    char **list = nullptr;
-    uint32_t count = 0;
-    serv_packs *packs = nullptr;
-    uint8_t flag = 7; // neither
-
-    Answer() = default;
-    Answer(const Answer &) = delete;
-    ~Answer()
-    {
-        std::free(image);
-        inst_free_string_list(count, list);
-        free_service_pack(packs);
-    }
-    std::string str() const;
-};

@@ -32,8 +32,8 @@ protected:
     Ran tell_run(const std::string &arguments)
     {
         const Ran result = run(arguments);
-        tell_line("$ swprofile " + arguments + "\n" + result.out + result.err + "(exit code " +
-                  std::to_string(result.code) + ")");
+        record_line("$ swprofile " + arguments + "\n" + result.out + result.err + "(exit code " +
+                    std::to_string(result.code) + ")");
         return result;
     }
 

@@ -29,14 +29,14 @@ namespace hooks
 namespace
 {
 
-thread_local bool is_inside; // of a hook: what it does itself doesn't count
+thread_local bool is_inside; // a hook, whose own calls are not counted
 
 struct Inside {
     bool was = std::exchange(is_inside, true);
     ~Inside() { is_inside = was; }
 };
 
-// Counts a call, and notes it as an event if it is told of what. Is it one that is to fail?
+// Counts a call, records it as an event if `what` is given, and returns whether it must fail.
 bool fires(Function function, const char *what = nullptr, const char *argument = "")
 {
     if (is_inside) {
@@ -113,8 +113,8 @@ using namespace hooks;
         return fires(function) ? (failure) : original arguments;                                                       \
     }
 
-// A hook that notes the call as an event.
-#define TOLD_HOOK(function, name, parameters, arguments, what, argument, ...)                                          \
+// A hook that records the call as an event.
+#define RECORDED_HOOK(function, name, parameters, arguments, what, argument, ...)                                      \
     extern "C" int name parameters __VA_ARGS__                                                                         \
     {                                                                                                                  \
         static auto *const original = next<int parameters>(#name);                                                     \
@@ -138,7 +138,7 @@ extern "C" char *strdup(const char *text) noexcept
     if (fires(ALLOCATION)) {
         return nullptr;
     }
-    const Inside inside; // its own allocation has been counted
+    const Inside inside; // its allocation has been counted
     return original(text);
 }
 
@@ -156,12 +156,6 @@ HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t
 HOOK(ENCODE, uint32_t, zeld_inst_sw_profile_sdr_ext_encode_ext,
      (const inst_sw_profile_sdr_ext *record, void *buffer, uint32_t size, uint32_t a, uint32_t b, uint32_t c),
      (record, buffer, size, a, b, c), errno == 0 ? 0 : size + 1)
-HOOK(COPY_PACKAGE, int32_t, zeld_inst_swp_package_duplicate,
-     (inst_swp_package * copy, const inst_swp_package *package, zeld_allocator allocate, uint64_t argument),
-     (copy, package, allocate, argument), 3)
-HOOK(COPY_DETAIL, int32_t, zeld_sp_detail_duplicate,
-     (sp_detail * copy, const sp_detail *detail, zeld_allocator allocate, uint64_t argument),
-     (copy, detail, allocate, argument), 3)
 HOOK(COMPARE, uint64_t, instcomm_compare_swp_profiles,
      (const inst_sw_profile_sdr_ext *a, const inst_sw_profile_sdr_ext *b, uint8_t *is_equal, uint32_t option),
      (a, b, is_equal, option), 0x77)
@@ -188,6 +182,9 @@ extern "C" uint64_t instcomm_get_sp_names_from_rpm(uint64_t source, const char *
 {
     static auto *const original = next<decltype(instcomm_get_sp_names_from_rpm)>("instcomm_get_sp_names_from_rpm");
     const uint64_t rc = original(source, package, names, count, details);
+    if (details == nullptr || *count == 0) {
+        return rc;
+    }
     const bool loses_all = fires(LOSE_DETAILS);
     for (uint32_t i = loses_all ? 0 : fires(LOSE_DETAIL) ? *count - 1 : *count; i < *count; ++i) {
         zeld_sp_detail_free_ext(&(*details)[i], std::free);
@@ -202,7 +199,7 @@ extern "C" size_t fread(void *to, size_t size, size_t count, FILE *stream)
 {
     static auto *const original = next<size_t(void *, size_t, size_t, FILE *)>("fread");
     if (fires(FREAD)) {
-        stream->_flags |= 0x20; // what ferror() looks at
+        stream->_flags |= 0x20; // the flag that ferror() returns
         return 0;
     }
     if (before_read) {
@@ -216,7 +213,6 @@ extern "C" size_t fread(void *to, size_t size, size_t count, FILE *stream)
     return done;
 }
 
-// A failing write is a short one.
 extern "C" size_t fwrite(const void *from, size_t size, size_t count, FILE *stream)
 {
     static auto *const original = next<size_t(const void *, size_t, size_t, FILE *)>("fwrite");
@@ -227,9 +223,9 @@ extern "C" size_t fwrite(const void *from, size_t size, size_t count, FILE *stre
     return done;
 }
 
-TOLD_HOOK(UNLINK, unlink, (const char *path), (path), "unlink ", path, noexcept)
-TOLD_HOOK(RENAME, rename, (const char *from, const char *to), (from, to), "rename ", from, noexcept)
-TOLD_HOOK(SYSTEM, system, (const char *command), (command), "system ", command)
+RECORDED_HOOK(UNLINK, unlink, (const char *path), (path), "unlink ", path, noexcept)
+RECORDED_HOOK(RENAME, rename, (const char *from, const char *to), (from, to), "rename ", from, noexcept)
+RECORDED_HOOK(SYSTEM, system, (const char *command), (command), "system ", command)
 
 extern "C" int fsync(int)
 {
@@ -256,7 +252,7 @@ extern "C" int wsystem(const char *command)
 {
     static auto *const original = next<int(const char *)>("wsystem");
     const bool is_failing = fires(SHELL, "shell ", command);
-    const Inside inside; // which uses system()
+    const Inside inside; // the original calls system()
     return is_failing ? -1 : std::strcmp(command, "sync") == 0 ? 0 : original(command);
 }
 
@@ -280,7 +276,7 @@ extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, ui
 {
     const Inside inside;
     messages.push_back({site, size_class, has_strings, arg_types, format, ""});
-    errno = EPERM; // the caller is to keep its own
+    errno = EPERM; // which the library must restore
 }
 
 extern "C" void instcomm_log(const char *format, ...)

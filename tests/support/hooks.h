@@ -1,5 +1,5 @@
-// The C and platform functions that the library calls, as the tests define them in their own executable: they count,
-// fail on order, and otherwise do what they always do. Sleeping, syncing and the trace are only recorded.
+// C and platform functions that the library calls, as the test executable defines them: they count their calls, fail on
+// request, and otherwise call the real function. Sleeping, syncing and tracing are only recorded.
 #pragma once
 
 #include <cerrno>
@@ -11,52 +11,26 @@
 namespace hooks
 {
 
-enum Function {
-    ALLOCATION, // malloc, calloc, realloc and strdup, of anybody while the order stands
-    FOPEN,
-    FCLOSE,
-    FREAD,
-    FWRITE, // a failing one is short by a byte
-    FSEEK,
-    FTELL,
-    UNLINK,
-    ACCESS,
-    STAT,
-    CLOCK,
-    SLEEP,
-    SYNC,
-    SHELL, // wsystem
-    SYSTEM,
-    RENAME,
-    RUNCMD,
-    MKDTEMP,
-    MAKE_DIRECTORIES,
-    STRNCPY_S,
-    ENCODE,
-    COMPARE,
-    COPY_PACKAGE,
-    COPY_DETAIL,
-    TRACE_OPEN,
-    UTIL_INIT,
-    FUNCTION_COUNT,
-    // Functions that succeed without handing out what they should.
-    LOSE_PATH = FUNCTION_COUNT,
-    LOSE_TWIN,
-    LOSE_PROFILE,
-    LOSE_DETAIL, // the last one of a search for service packs
-    LOSE_DETAILS,
-    ORDER_COUNT
-};
+// ALLOCATION is malloc, calloc, realloc or strdup, also of the tests; a failing FWRITE writes a byte less. Those from
+// LOSE_PATH on return success without their result, as functions that somebody interposes can.
+// clang-format off
+#define HOOKED_FUNCTIONS(X) \
+    X(ALLOCATION, "allocation") X(FOPEN, "fopen") X(FCLOSE, "fclose") X(FREAD, "fread") X(FWRITE, "fwrite") \
+    X(FSEEK, "fseek") X(FTELL, "ftell") X(UNLINK, "unlink") X(ACCESS, "access") X(STAT, "stat") \
+    X(CLOCK, "clock_gettime") X(SLEEP, "sleep") X(SYNC, "sync") X(SHELL, "wsystem") X(SYSTEM, "system") \
+    X(RENAME, "rename") X(RUNCMD, "command") X(MKDTEMP, "mkdtemp") X(MAKE_DIRECTORIES, "making folders") \
+    X(STRNCPY_S, "strncpy_s") X(ENCODE, "encode") X(COMPARE, "compare") X(TRACE_OPEN, "trace open") \
+    X(UTIL_INIT, "util init") X(LOSE_PATH, "path lost") X(LOSE_TWIN, "twin lost") X(LOSE_PROFILE, "profile lost") \
+    X(LOSE_DETAIL, "last detail lost") X(LOSE_DETAILS, "details lost")
+// clang-format on
+#define ENUMERATOR(function, name) function,
+#define FUNCTION_NAME(function, name) name,
+enum Function { HOOKED_FUNCTIONS(ENUMERATOR) FUNCTION_COUNT };
+inline constexpr const char *NAMES[FUNCTION_COUNT] = {HOOKED_FUNCTIONS(FUNCTION_NAME)};
 
-inline constexpr const char *NAMES[FUNCTION_COUNT] = {
-    "allocation", "fopen",        "fclose",      "fread",         "fwrite",         "fseek",     "ftell",
-    "unlink",     "access",       "stat",        "clock_gettime", "sleep",          "sync",      "wsystem",
-    "system",     "rename",       "command",     "mkdtemp",       "making folders", "strncpy_s", "encode",
-    "compare",    "package copy", "detail copy", "trace open",    "util init"};
-
-// All zero until the program has been set up, which must mean no order: the first allocations come before that.
+// All zero means no order: the first allocations precede the initialisation of variables.
 struct Order {
-    int calls;   // since the reset
+    int calls;   // since reset()
     int fail_at; // the call that fails; ALWAYS
     int err;
     bool fired;
@@ -73,23 +47,23 @@ struct Message {
     std::string text;
 };
 
-inline Order orders[ORDER_COUNT];
+inline Order orders[FUNCTION_COUNT];
 inline std::vector<Message> messages;
 inline std::vector<std::string> events; // "> sync", "> sleep 4", "> unlink PATH", ..., texts, "instcomm: TEXT"
-inline std::size_t allocated;           // bytes asked for
-inline bool corrupts_reads;             // changes a byte of whatever is read
+inline std::size_t allocated;           // bytes
+inline bool corrupts_reads;             // changes a byte of each read
 inline std::function<void()> before_read;
 
-void reset(); // forgets all of these
+void reset(); // clears all of these
 
-// The nth call from now fails with the errno given.
+// Lets the nth call from now fail with this errno.
 inline void fail(Function function, int nth = 1, int err = EIO)
 {
     orders[function].fail_at = nth == ALWAYS ? ALWAYS : orders[function].calls + nth;
     orders[function].err = err;
     orders[function].fired = false;
 }
-void disarm(); // takes all such orders back, and the corruption
+void disarm(); // cancels these orders, and the corruption of reads
 
 std::vector<std::string> lines(); // texts of the messages, without the newline
 

@@ -5,14 +5,13 @@
 #include <ftw.h>
 #include <map>
 #include <regex>
-#include <set>
 
 namespace
 {
 
-constexpr std::size_t WIDTH = 240; // of a call that is printed in one line
+constexpr std::size_t WIDTH = 240; // a call that fits into it is one line of the transcript
 
-// Removes what is in a directory, but never goes into what is mounted there, such as the checkout itself.
+// Deletes the contents of a directory, except of file systems that are mounted below it, such as the checkout itself.
 void empty_directory(const char *directory)
 {
     const auto remove_entry = [](const char *path, const struct stat *, int, FTW *place) {
@@ -24,8 +23,7 @@ void empty_directory(const char *directory)
     nftw(directory, remove_entry, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
 }
 
-// No two messages share a number, a number never tells two things, and the trace is told of the arguments what the
-// format says of them.
+// Every message has a number of its own, the trace gets the argument types of its format, and it is also logged.
 void check_messages()
 {
     static std::map<uint32_t, std::string> format_of;
@@ -56,102 +54,24 @@ std::set<std::string> files_of_repository()
     return files;
 }
 
-Lines lines_of(const std::string &text)
+// The title of a call, and the lines that are not known yet. A message that differs only in names, paths and sizes of
+// profiles is known.
+std::string without_known_lines(const std::string &text, std::set<std::string> &known)
 {
-    Lines lines;
+    static const std::regex changing("\\S*(-\\d|/|global:|local:|flat:|\\bSP\\d)\\S*|\\d+ bytes");
     std::istringstream stream(text);
+    std::string title, lines;
+    std::getline(stream, title);
+    int known_count = 0;
     for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-// Lines that follow each other and differ in numbers and their last word only are put into one: "> unlink a | b".
-std::string folded(const std::string &told)
-{
-    std::string text, last, last_form;
-    for (const std::string &line : lines_of(told)) {
-        static const std::regex numbers("\\d+");
-        const std::string form = std::regex_replace(line.substr(0, line.rfind(' ')), numbers, "");
-        if (line.starts_with("  ") && form == last_form) {
-            const auto differs = std::mismatch(line.begin(), line.end(), last.begin(), last.end()).first;
-            const std::size_t word = line.rfind(' ', static_cast<std::size_t>(differs - line.begin()) - 1) + 1;
-            text += " | " + line.substr(word);
+        const bool is_message = std::string("+->").find(line[2]) == std::string::npos;
+        if (known.insert(is_message ? std::regex_replace(line, changing, "") : line).second) {
+            lines += "\n" + line;
         } else {
-            text += (text.empty() ? "" : "\n") + line;
+            ++known_count;
         }
-        last = line;
-        last_form = form;
     }
-    return text + "\n";
-}
-
-// Steps that all operations share, of which PersistTest.SharedSteps tells every line. Elsewhere they are one line, or
-// none for the naming of the ordinary profile; if they differ in anything, they are told in full.
-std::string with_shared_steps(std::string told)
-{
-    static const std::pair<std::regex, const char *> steps[] = {
-        {std::regex("Software profile path for VM \\d \\(\\w+\\), sdr \\S+ is (\\S+)\n"), "path \\1\n"},
-        {std::regex("Writing SW profile to (\\S+), len=(\\d+)\n  > sync\n  > shell sync\n  > sync\n  > sync\n"),
-         "written \\1, \\2 bytes\n"},
-        {std::regex("Storing \\w+ (\\w+) SW Profile for [A-Z ]+ \\(key=\\S+\\), part_short_name=null\n"
-                    "  path (\\S*-\\1.bin)\n  written \\2, ",
-                    std::regex::icase),
-         "stored \\2, "},
-        {std::regex("  (stored|written) /install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-active.bin,"), "  \\1"},
-        {std::regex("  path (\\S+)\n  Error! Can't open file \\1, 2 \\(No such file or directory\\)\n"
-                    "  Error! inst_decode_sw_profile_ext failed, 4000127aca100002\n"),
-         "  no file \\1\n"},
-        {std::regex("  inst_ldpath_get_sdr_swprofile: sdr_key is \\S+\n  (path|no file)"), "  \\1"},
-        {std::regex("  path /install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-active.bin\n"), ""},
-        {std::regex("  path (\\S+)\n  (stored|written) \\1,"), "  \\2 \\1,"},
-        {std::regex("  ([-+]) (\\S+)\\.bin\n  \\1 \\2.txt\n"), "  \\1 \\2.bin, .txt\n"},
-        {std::regex("  instcomm: \\w+: no service packs\n"), ""},
-        {std::regex("smu\\.\\w{6}"), "smu.XXXXXX"},
-        {std::regex("((is NULL|dup str),? .*?)\\b\\d{1,3}(;|\n)"), "\\1LINE\\3"},
-    };
-    for (const auto &[step, line] : steps) {
-        told = std::regex_replace(told, step, line, std::regex_constants::format_sed);
-    }
-    return folded(told);
-}
-
-// Lines that follow each other in what has been told before, too, are put into one.
-std::string without_repetition(Lines &told, const Lines &lines)
-{
-    std::string text;
-    std::size_t at = told.size(), same = 0;
-    told.insert(told.end(), lines.begin(), lines.end());
-    for (; at < told.size(); at += same) {
-        same = 1;
-        for (std::size_t former = 0; former < at; ++former) {
-            std::size_t count = 0;
-            while (at + count < told.size() && told[former + count] == told[at + count]) {
-                ++count;
-            }
-            same = std::max(same, count);
-        }
-        text += same < 2 ? told[at] + "\n"
-                         : "  " + std::to_string(same) + " lines as above, from:" + told[at].substr(1) + "\n";
-    }
-    return text;
-}
-
-// The differing lines of two stories, without their common beginning and end, the expected ones first.
-std::string difference(const std::string &expected, const std::string &told)
-{
-    Lines before = lines_of(expected), after = lines_of(told);
-    const auto [first, other] = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
-    const auto [last, other_last] =
-        std::mismatch(before.rbegin(), std::reverse_iterator(first), after.rbegin(), std::reverse_iterator(other));
-    std::string text = "line " + std::to_string(first - before.begin() + 1) + ":\n";
-    for (auto at = first; at != last.base(); ++at) {
-        text += "- " + *at + "\n";
-    }
-    for (auto at = other; at != other_last.base(); ++at) {
-        text += "+ " + *at + "\n";
-    }
-    return text;
+    return title + (known_count == 0 ? "" : ", " + std::to_string(known_count) + " as above") + lines + "\n";
 }
 
 template <class Record>
@@ -278,6 +198,36 @@ std::string encoding_of(const inst_sw_profile_sdr_ext &profile)
     return bytes;
 }
 
+std::string abbreviated(std::string text)
+{
+    static const std::pair<std::regex, const char *> abbreviations[] = {
+        {std::regex(GLOBAL_QX), "global:"},
+        {std::regex(LOCAL_QX), "local:"},
+        {std::regex(FLAT_QX), "flat:"},
+        {std::regex("Software profile path for VM \\d \\(\\w+\\), sdr \\S+ is (\\S+)\n"), "path \\1\n"},
+        {std::regex("Writing SW profile to (\\S+), len=(\\d+)\n  > sync\n  > shell sync\n  > sync\n  > sync\n"),
+         "written \\1, \\2 bytes\n"},
+        {std::regex("Storing \\w+ (\\w+) SW Profile for [A-Za-z ]+ \\(key=\\S+\\), part_short_name=null\n"
+                    "  path (\\S*\\1.bin)\n  written \\2, "),
+         "stored \\2, "},
+        {std::regex("  (stored|written) global:active.bin,"), "  \\1"},
+        {std::regex("  path (\\S+)\n  Error! Can't open file \\1, 2 \\(No such file or directory\\)\n"
+                    "  Error! inst_decode_sw_profile_ext failed, 4000127aca100002\n"),
+         "  no file \\1\n"},
+        {std::regex("  inst_ldpath_get_sdr_swprofile: sdr_key is \\S+\n  (path|no file)"), "  \\1"},
+        {std::regex("  path global:active.bin\n"), ""},
+        {std::regex("  path (\\S+)\n  (stored|written) \\1,"), "  \\2 \\1,"},
+        {std::regex("  ([-+]) (\\S+)\\.bin\n  \\1 \\2.txt\n"), "  \\1 \\2.bin, .txt\n"},
+        {std::regex("  instcomm: \\w+: no service packs\n"), ""},
+        {std::regex("smu\\.\\w{6}"), "smu.XXXXXX"},
+        {std::regex("((is NULL|dup str),? [^\n;]*?)\\b\\d{1,3}(?=[;\n]|$)"), "\\1LINE"},
+    };
+    for (const auto &[pattern, abbreviation] : abbreviations) {
+        text = std::regex_replace(text, pattern, abbreviation, std::regex_constants::format_sed);
+    }
+    return text;
+}
+
 CreateRequest::CreateRequest()
 {
     inst_swp_package_set_name(&packages[0], names[0]);
@@ -287,6 +237,30 @@ CreateRequest::CreateRequest()
     sp_detail_set_sp_rpms(&packs[0], rpms, 1);
     sp_detail_set_sp_name(&packs[1], pack_names[1]);
     serv_packs_set_service_packs(&set, packs, 2);
+}
+
+Answer::~Answer()
+{
+    std::free(text);
+    inst_free_string_list(count, list);
+    free_service_pack(packs);
+}
+
+std::string Answer::str() const
+{
+    const auto shown = [](const char *word) { return word == nullptr ? "(null)" : word; };
+    std::string all = text == nullptr ? "" : std::string(text) + " ";
+    all += list == nullptr && count == 0 ? "" : std::to_string(count) + ": ";
+    for (uint32_t i = 0; i < count; ++i) {
+        all += std::string(shown(list[i])) + " ";
+    }
+    all += packs != nullptr && packs->service_packs == nullptr ? "no SPs " : "";
+    for (uint32_t i = 0; packs != nullptr && i < packs->service_packs_count; ++i) {
+        const service_pack &pack = packs->service_packs[i];
+        all += std::string("SP ") + shown(pack.sp_name) + " of " + std::to_string(pack.sp_rpms_count) + " ";
+    }
+    all += flag == 7 ? "" : "flag " + std::to_string(flag) + " ";
+    return all.substr(0, all.find_last_not_of(' ') + 1);
 }
 
 void RepositoryTest::SetUp()
@@ -304,23 +278,19 @@ void RepositoryTest::TearDown()
 {
     check_messages();
     hooks::reset();
-    if (story.empty()) {
+    if (transcript.empty()) {
         return;
     }
     const testing::TestInfo &test = *testing::UnitTest::GetInstance()->current_test_info();
     const std::string name = std::string(test.test_suite_name()) + "." + test.name();
-    const fs::path file = fs::path(SWP_TRANSCRIPTS) / (name + ".txt");
-    if (getenv("SWP_WRITE_TRANSCRIPTS") != nullptr) {
-        write_file(file, story);
-    }
-    const std::string expected = read_file(file);
-    EXPECT_TRUE(story == expected) << file.string() << ", " << difference(expected, story)
-                                   << "To write it again: SWP_WRITE_TRANSCRIPTS=1 scripts/sandbox "
-                                      "build/dev/bin/swprofile_tests --gtest_filter="
-                                   << name;
+    const std::string file = SWP_TRANSCRIPTS "/" + name + ".txt";
+    write_file(getenv("SWP_WRITE_TRANSCRIPTS") != nullptr ? file : "/tmp/transcript", transcript);
+    EXPECT_TRUE(read_file(file) == transcript || std::system(("diff -u " + file + " /tmp/transcript").c_str()) == 0)
+        << "To write it again: SWP_WRITE_TRANSCRIPTS=1 scripts/sandbox build/dev/bin/swprofile_tests --gtest_filter="
+        << name;
 }
 
-uint64_t RepositoryTest::tell(const std::string &title, const std::function<uint64_t(char **)> &call, bool in_full)
+uint64_t RepositoryTest::record(const std::string &title, const std::function<uint64_t(Answer &, char **)> &call)
 {
     check_messages();
     hooks::messages.clear();
@@ -330,13 +300,15 @@ uint64_t RepositoryTest::tell(const std::string &title, const std::function<uint
     for (const Fault &fault : std::exchange(faults, {})) {
         hooks::fail(fault.function, fault.nth, fault.err);
     }
-    const uint64_t rc = call(&text.ptr);
+    Answer answer;
+    const uint64_t rc = call(answer, &text.ptr);
     hooks::disarm();
     const std::set<std::string> after = files_of_repository();
 
     std::ostringstream out;
     out << title << ": " << std::hex << rc << (text.ptr == nullptr ? "" : " ") << text.str();
-    out << (answer.empty() ? "" : " = ") << std::exchange(answer, "") << "\n";
+    output = answer.str() + output;
+    out << (output.empty() ? "" : " = ") << std::exchange(output, "") << "\n";
     for (const std::string &event : hooks::events) {
         out << "  " << event << "\n";
     }
@@ -346,28 +318,26 @@ uint64_t RepositoryTest::tell(const std::string &title, const std::function<uint
     for (const std::string &file : after) {
         out << (before.contains(file) ? "" : "  + " + file + "\n");
     }
-    std::string told = in_full ? out.str() : with_shared_steps(out.str());
-    const std::size_t head = told.find('\n') + 1;
-    told.replace(head, told.npos, without_repetition(events_told, lines_of(told.substr(head))));
-    const bool is_short = told.size() < WIDTH; // a line then
-    story += is_short ? std::regex_replace(told, std::regex("\n  "), " | ") : told;
+    const std::string lines = without_known_lines(abbreviated(out.str()), recorded_lines);
+    const bool is_one_line = lines.size() < WIDTH;
+    transcript += is_one_line ? std::regex_replace(lines, std::regex("\n  "), " | ") : lines;
     return rc;
 }
 
-void RepositoryTest::tell_content(const std::string &content)
+void RepositoryTest::record_content(const std::string &content)
 {
-    if (std::exchange(shown_content, content) == content) {
+    if (std::exchange(recorded_content, content) == content) {
         return;
     }
-    const std::size_t last_line = story.empty() ? 0 : story.rfind('\n', story.size() - 2) + 1;
-    if (story.empty() || story.size() - last_line + content.size() > WIDTH) {
-        tell_line("  = " + content);
+    const std::size_t last_line = transcript.empty() ? 0 : transcript.rfind('\n', transcript.size() - 2) + 1;
+    if (transcript.empty() || transcript.size() - last_line + content.size() > WIDTH) {
+        record_line("  = " + content);
     } else {
-        story.replace(story.size() - 1, 1, " | = " + content + "\n");
+        transcript.replace(transcript.size() - 1, 1, " | = " + content + "\n");
     }
 }
 
-void RepositoryTest::given_active_profile()
+void RepositoryTest::store_active_profile()
 {
     const Fetched profile = {new_full_profile()};
     ASSERT_EQ(store(profile.ptr), 0U);

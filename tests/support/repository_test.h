@@ -1,4 +1,4 @@
-// What the tests of the store have in common: an empty repository in the private root, and verbs to work with it.
+// Shared by the tests of the library: an empty repository in the private root, profiles to work with, and transcripts.
 #pragma once
 
 #include "support/hooks.h"
@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -18,9 +19,12 @@ namespace fs = std::filesystem;
 
 using Lines = std::vector<std::string>;
 
+// Paths of QX profiles of default-sdr, without state and extension.
 inline constexpr char GLOBAL_QX[] = "/install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-";
+inline constexpr char LOCAL_QX[] = "/install_repo/local/sdr/default-sdr/qx-swprofile-";
+inline constexpr char FLAT_QX[] = "/install_repo/local/qx-swprofile-";
 
-// An error text as an operation hands it out.
+// A text that an operation returns.
 struct Text {
     char *ptr = nullptr;
     ~Text() { std::free(ptr); }
@@ -34,7 +38,7 @@ struct Fetched {
 };
 
 std::string read_file(const fs::path &path);
-void write_file(const fs::path &path, const std::string &content); // with its directories
+void write_file(const fs::path &path, const std::string &content); // and creates its directories
 
 // Cleared heap memory.
 template <class T> T *new_array(std::size_t count = 1)
@@ -45,21 +49,24 @@ template <class T> T *new_array(std::size_t count = 1)
 // A heap list of heap texts; a null pointer stays one.
 char **new_list(const std::vector<const char *> &texts);
 
-// A package whose memory is its own.
+// A package that owns its memory.
 inst_swp_package new_package(const char *name, const std::vector<const char *> &files = {}, uint32_t type = 1);
 
-inst_sw_profile_sdr_ext *new_profile(const char *key = nullptr); // with nothing else
+inst_sw_profile_sdr_ext *new_profile(const char *key = nullptr); // without any other field
 
 // A profile with every field set, and more than one element in each array; released with
 // inst_ldpath_free_swprofile_ext().
 inst_sw_profile_sdr_ext *new_full_profile();
 
-// A QX profile of default-sdr whose encoding takes exactly that many bytes.
+// A QX profile of default-sdr whose encoding has that many bytes.
 inst_sw_profile_sdr_ext *new_profile_of_size(uint32_t bytes);
 
 std::string encoding_of(const inst_sw_profile_sdr_ext &profile);
 
-// A full request for the active QX profile of default-sdr, and all that it points at.
+// Abbreviates paths, and steps that many operations share. A step that differs in anything remains as it is.
+std::string abbreviated(std::string text);
+
+// A request for the active QX profile of default-sdr with every member set, and the memory that it points to.
 struct CreateRequest {
     CreateRequest();
     CreateRequest(const CreateRequest &) = delete;
@@ -75,32 +82,50 @@ struct CreateRequest {
                                         VERD_VM_QX, version, aux_name,        packages, 2,     &set, 1};
 };
 
-// The active QX profile of default-sdr, as arguments; a call whose error text goes to err, as tell() wants it.
-#define ACTIVE_QX "default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX
-#define TELL(title, call) tell(title, [&]([[maybe_unused]] char **err) -> uint64_t { return call; })
+// What a call can return besides its result code. Owns the memory.
+struct Answer {
+    char *text = nullptr;
+    char **list = nullptr;
+    uint32_t count = 0;
+    serv_packs *packs = nullptr;
+    uint8_t flag = 7; // neither
 
-// A test tells a story: each call with its result, error text, messages and commands in their order, and the files that
-// it creates (+) and removes (-). A run must tell the story of transcripts/SUITE.TEST.txt, which is what people read.
+    Answer() = default;
+    Answer(const Answer &) = delete;
+    ~Answer();
+    std::string str() const;
+};
+
+// The active QX profile of default-sdr, as arguments.
+#define ACTIVE_QX "default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX
+
+// Records a call, which may use `a`, an Answer, and `err`, the address for its error text.
+#define RECORD(title, call)                                                                                            \
+    record(title, [&]([[maybe_unused]] Answer &a, [[maybe_unused]] char **err) -> uint64_t { return call; })
+
+// A test can record a transcript, which must be that of transcripts/SUITE.TEST.txt: each call with its result code,
+// error text and answer, messages and commands in their order, and the files that it creates (+) and deletes (-). Lines
+// that the test has recorded before, for messages apart from names, paths and sizes, are only counted.
 class RepositoryTest : public testing::Test
 {
 protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Calls with the address of an error-text slot. Faults that were ordered are for this call only; those of failing()
-    // are ordered when all is ready for the call, as allocations must be.
-    uint64_t tell(const std::string &title, const std::function<uint64_t(char **)> &call, bool in_full = false);
-    void failing(hooks::Function function, int nth = 1, int err = EIO) { faults.push_back({function, nth, err}); }
-    void tell_line(const std::string &line) { story += line + "\n"; }
-    std::string answer;                            // what a call hands out, if it is to be told
-    void tell_content(const std::string &content); // of a profile, if it isn't what was told last
+    uint64_t record(const std::string &title, const std::function<uint64_t(Answer &, char **)> &call);
+    void record_line(const std::string &line) { transcript += line + "\n"; }
+    void record_content(const std::string &content); // of a profile, if it has changed since the last time
+    std::string output;                              // of the call being recorded, if not in its Answer
 
-    // Stores an ordinary profile for (default-sdr, global, active, QX) and forgets what was said about it.
-    void given_active_profile();
+    // Lets a function fail in the next call that is recorded; hooks::fail() also counts the calls before it.
+    void fail_in_call(hooks::Function function, int nth = 1, int err = EIO) { faults.push_back({function, nth, err}); }
+
+    // Stores an ordinary profile as the active QX profile of default-sdr, and forgets the messages of that.
+    void store_active_profile();
 
     static uint64_t store(inst_sw_profile_sdr_ext *profile, char **err = nullptr)
     {
-        return inst_write_sdr_swprofile_to_file2("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile, err);
+        return inst_write_sdr_swprofile_to_file2(ACTIVE_QX, profile, err);
     }
     static uint64_t store_as(const char *key, uint8_t is_local, int32_t state, uint32_t vm_type, const Fetched &profile)
     {
@@ -108,11 +133,12 @@ protected:
     }
     static uint64_t fetch(Fetched &fetched, char **err = nullptr)
     {
-        return inst_ldpath_get_swprofile("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, &fetched.ptr, err);
+        return inst_ldpath_get_swprofile(ACTIVE_QX, &fetched.ptr, err);
     }
 
     const std::string active_bin = std::string(GLOBAL_QX) + "active.bin";
     const std::string active_txt = std::string(GLOBAL_QX) + "active.txt";
+    std::string transcript;
 
 private:
     struct Fault {
@@ -120,6 +146,6 @@ private:
         int nth, err;
     };
     std::vector<Fault> faults;
-    std::string story, shown_content;
-    Lines events_told;
+    std::string recorded_content;
+    std::set<std::string> recorded_lines;
 };
