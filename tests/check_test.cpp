@@ -28,13 +28,13 @@ TEST_F(CommandTest, CheckFindsWhatIsWrong)
           {"/install_repo/gl/instdb/sdr/x", ""}}) {
         write_file(file, content);
     }
-    tell_run("check");
+    record_run("check");
     EXPECT_EQ(json_of("check --json")["findings"][2]["code"], "twin-differs");
     EXPECT_EQ(run("check --vm uvf").code, 1); // every profile that matches
     EXPECT_EQ(run("check --sdr other").code, 1);
     EXPECT_EQ(run("check --vm uvf --local").code, 3);
-    tell_run("repair --dry-run");
-    tell_run("repair"); // not the rest
+    record_run("repair --dry-run");
+    record_run("repair"); // not the rest
     EXPECT_EQ(json_of("check --json")["findings"].size(), 8U);
     EXPECT_EQ(run("repair --local --state prepared").out, "nothing to repair\n");
 }
@@ -103,7 +103,7 @@ TEST_F(CommandTest, ListTellsEveryProfilesHealth)
     write_file("/install_repo/gl/instdb/sdr/a/uvf-swprofile-active.bin", "junk");
     write_file("/install_repo/gl/instdb/sdr/b/qx-swprofile-prepared.bin", "");
     write_file("/install_repo/gl/instdb/sdr/-rf/qx-swprofile-prepared.bin", "");
-    tell_run("list");
+    record_run("list");
     const nlohmann::json json = json_of("list --json");
     EXPECT_EQ(json["profiles"][2]["health"], "damaged");
     EXPECT_FALSE(json["profiles"][0].contains("sdr"));
