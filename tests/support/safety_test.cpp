@@ -34,20 +34,7 @@ Files repository()
     return files;
 }
 
-std::string difference(const Files &expected, const Files &found)
-{
-    std::string text;
-    for (const auto &[path, content] : expected) {
-        const auto at = found.find(path);
-        text += at == found.end() ? "\n- " + path : at->second != content ? "\n~ " + path : "";
-    }
-    for (const auto &[path, content] : found) {
-        text += expected.contains(path) ? "" : "\n+ " + path;
-    }
-    return text;
-}
-
-SafetyTest::State SafetyTest::state()
+State SafetyTest::state()
 {
     const std::string checked = run("check").out;
     return {repository(), checked};
@@ -103,7 +90,7 @@ int SafetyTest::intervene(const AtCall &at_call) const
 bool SafetyTest::expect_old_or_new() const
 {
     const State found = state();
-    EXPECT_TRUE(found == before || found == after) << found.checked << difference(before.files, found.files);
+    EXPECT_TRUE(found == before || found == after) << found.checked << testing::PrintToString(found.files);
     return found == after;
 }
 

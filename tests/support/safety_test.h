@@ -9,7 +9,6 @@
 using Files = std::map<std::string, std::string>; // path to content
 
 Files repository(); // without the headers of text twins, which contain the time
-std::string difference(const Files &expected, const Files &found);
 
 inline constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
 
@@ -17,18 +16,19 @@ inline constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
 struct Operation {
     const char *name;
     std::vector<std::string> preparation;
-    std::string arguments;
+    std::string arguments; // for a call: of the command that mends a part of it
     std::function<uint64_t()> call = nullptr;
+};
+
+struct State {
+    Files files;
+    std::string checked; // output of check
+    bool operator==(const State &) const = default;
 };
 
 class SafetyTest : public CommandTest
 {
 protected:
-    struct State {
-        Files files;
-        std::string checked; // output of check
-        bool operator==(const State &) const = default;
-    };
     static State state();
 
     // Prepares the repository and runs the operation once undisturbed.
