@@ -1,12 +1,14 @@
 // The command does a change completely or not at all: whenever it is killed, interrupted, or out of space.
 #include "support/safety_test.h"
 
+#include <array>
 #include <csignal>
 #include <fcntl.h>
 #include <set>
 #include <sys/file.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace
@@ -174,14 +176,8 @@ TEST_F(SafetyTest, ProfilesOfAnotherProgramAreKept)
 // A single failing call of the library, even if the library returns 0, ends in a message and the state before.
 TEST_F(SafetyTest, FailedCallsOfTheLibrary)
 {
-    const struct {
-        const char *preparation;
-        const char *words;
-        long call;
-        const char *ending;
-        int err;
-        const char *message;
-    } cases[] = {
+    // Preparation, change, system call, end of its path, error, message.
+    const std::tuple<const char *, const char *, long, const char *, int, const char *> cases[] = {
         {"add-for-nodes a-1-1 --node 0/1/0", "add-for-nodes a-1-1 --node 0/2/0", SYS_openat, "active.bin", EROFS,
          "does not have the new content"},
         {"copy --from active --to prepared", "promote", SYS_rename, "prepared.bin", EIO, "Input/output error"},
@@ -193,8 +189,7 @@ TEST_F(SafetyTest, FailedCallsOfTheLibrary)
         run(preparation);
         const Files expected = repository();
         const int status = trace(words, once_at(call, ending, {Intervention::FAIL, err}));
-        EXPECT_EQ(WEXITSTATUS(status), 1) << words;
-        EXPECT_TRUE(has(read_file("/tmp/err"), message)) << words;
+        EXPECT_TRUE(WEXITSTATUS(status) == 1 && has(read_file("/tmp/err"), message)) << read_file("/tmp/err");
         EXPECT_EQ(repository(), expected) << words;
     }
 }
@@ -246,10 +241,10 @@ TEST_F(SafetyTest, JournalsThatCannotBeUsed)
         }
         write_file(fs::path(JOURNAL) / "7", "saved");
         const Files expected = repository();
-        EXPECT_EQ(run("add a-1-1").code, 1) << entries;
-        EXPECT_TRUE(has(run("check --state active").out, "is not undone yet")) << entries;
-        EXPECT_TRUE(has(run("list").err, "is not undone yet")) << entries;
-        EXPECT_EQ(repository(), expected) << entries;
+        SCOPED_TRACE(entries);
+        expect(
+            {{"add a-1-1", 1, ""}, {"check --state active", 1, "is not undone yet"}, {"list", 0, "is not undone yet"}});
+        EXPECT_EQ(repository(), expected);
         fs::remove_all(JOURNAL);
     }
 
@@ -272,11 +267,8 @@ TEST_F(SafetyTest, DirectoryOnAnotherFileSystem)
     EXPECT_EQ(run(create).code, 0);
     const std::string bin = read_file(active_bin);
     for (const std::string words : {"add a-1-1", "create --image i --replace", "delete --state active --yes"}) {
-        const Ran rejected = run(words);
-        EXPECT_EQ(rejected.code, 1) << words;
-        EXPECT_TRUE(has(rejected.err, "on another file system")) << words;
+        expect({{words, 1, "on another file system"}, {"check", 0, ""}});
         EXPECT_EQ(read_file(active_bin), bin) << words;
-        EXPECT_EQ(run("check").code, 0) << words;
     }
 }
 
@@ -289,8 +281,8 @@ TEST_F(SafetyTest, ChangesAtTheSameTime)
     }
     run(create);
     std::vector<std::string> scripts;
-    for (const char *const base : {"a", "b", "c", "d", "e", "f", "g", "h"}) {
-        scripts.push_back("for i in $(seq 20); do swprofile add " + std::string(base) + "$i-1-r1; done");
+    for (const std::string base : {"a", "b", "c", "d", "e", "f", "g", "h"}) {
+        scripts.push_back("for i in $(seq 20); do swprofile add " + base + "$i-1-r1; done");
     }
     EXPECT_EQ(run_at_once(scripts), 0);
     EXPECT_EQ(json_of("packages --json")["names"].size(), 160U);
@@ -325,8 +317,8 @@ TEST_F(SafetyTest, BundlesForBothScopes)
     EXPECT_EQ(run_at_once({"scope=global" + edit, "scope=local" + edit, read, read}), 0) << read_file("/tmp/log");
 }
 
-// Readers keep no writer waiting: neither many that come one after the other, nor one whose output nobody reads.
-TEST_F(SafetyTest, WritersBesideReaders)
+// Readers keep no writer waiting: neither many in turn, nor one whose output is never read.
+TEST_F(SafetyTest, ReadersKeepNoWriterWaiting)
 {
     nlohmann::json profile = {{"image", {{"name", "i"}}}};
     for (int i = 0; i < 2000; ++i) {
@@ -339,8 +331,8 @@ TEST_F(SafetyTest, WritersBesideReaders)
     EXPECT_EQ(run("add a-1-1 --wait 5").code, 0);
     pclose(pipe);
 
-    std::vector<std::string> scripts(6, "until [ -e /tmp/added ]; do " SWPROFILE " check; done");
-    scripts.emplace_back(SWPROFILE " add b-1-1 --wait 5; code=$?; touch /tmp/added; exit $code");
+    std::vector<std::string> scripts(6, "until [ -e /tmp/added ]; do swprofile check; done");
+    scripts.emplace_back("swprofile add b-1-1 --wait 5; code=$?; touch /tmp/added; exit $code");
     EXPECT_EQ(run_at_once(scripts), 0) << read_file("/tmp/log");
 }
 
@@ -349,13 +341,13 @@ TEST_F(SafetyTest, WaitingForALock)
     run(create);
     const int directory = open("/install_repo/gl/instdb", O_RDONLY | O_DIRECTORY);
     flock(directory, LOCK_EX);
-    EXPECT_EQ(run("add a-1-1 --no-wait").code, 1);
-    for (const std::string question : {"check", "has a-1-1", "node-version 0/1/0 1", "diff active committed"}) {
-        EXPECT_EQ(run(question + " --no-wait").code, 2) << question; // not "no"
-    }
-    const Ran waited = run("list --wait 0.6");
-    EXPECT_EQ(waited.code, 1);
-    EXPECT_TRUE(waited.err.starts_with("swprofile: note: waiting for another process")) << waited.err;
+    expect({{"add a-1-1 --no-wait", 1, ""},
+            {"list --wait 0.6", 1, "note: waiting for another process"},
+            // Not 1, which would mean "no".
+            {"check --no-wait", 2, ""},
+            {"has a-1-1 --no-wait", 2, ""},
+            {"node-version 0/1/0 1 --no-wait", 2, ""},
+            {"diff active committed --no-wait", 2, ""}});
     close(directory);
     EXPECT_EQ(run("add a-1-1 --no-wait").code, 0);
 }
