@@ -29,7 +29,8 @@ TEST_F(CommandTest, CheckAndRepair)
     record_run("check");
     EXPECT_EQ(json_of("check --json")["findings"][2]["code"], "twin-differs");
     expect({{"check --vm uvf", 1, ""}, {"check --sdr other", 1, ""}, {"check --vm uvf --local", 3, ""}});
-    record_run("repair --dry-run");
+    expect({{"repair --dry-run", 0,
+             "would remove /install_repo/local/sdr/default-sdr/qx-swprofile-prepared.txt: a text"}});
     record_run("repair");
     EXPECT_EQ(json_of("check --json")["findings"].size(), 8U);
     expect({{"repair --local --state prepared", 0, "nothing to repair\n"}});

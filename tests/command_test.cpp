@@ -28,30 +28,18 @@ TEST_F(CommandTest, CreateAndShow)
     }
     EXPECT_TRUE(has(read_file(active_txt), "\n\n" + run("show --text").out + "\n"));
 
+    const std::string log = read_file("/install_repo/log/install.log");
+    EXPECT_TRUE(has(log, "] ldpath lib vestra init succeeded\n") && has(log, "] SP[0]: SP1\n")) << log;
+    const std::string trace = read_file("/install_repo/log/verd_inst_ldpath.vestra");
+    EXPECT_TRUE(trace.starts_with("VESTRA1\n") && (trace.size() - 4096) % 384 == 0 && has(trace, "default-sdr"));
+
     // What is shown can be created again; options override it.
-    run("show --json");
-    fs::copy_file("/tmp/out", "/tmp/request.json");
+    write_file("/tmp/request.json", shown.dump());
     EXPECT_EQ(run("create --state 3 --from - </tmp/request.json").code, 0);
     nlohmann::json again = json_of("show --state prepared --json");
     EXPECT_EQ(std::exchange(again["state"], "active"), "prepared");
     again["path"] = shown["path"];
     EXPECT_EQ(again, shown);
-}
-
-TEST_F(CommandTest, LogAndTrace)
-{
-    const std::string image = "/tmp/" + std::string(180, 'i') + std::string(2500, '/') + "x"; // lines may be long
-    write_file(image, "x");
-    run("create --service-pack SP1 --sp-package q-1-1 --image " + image);
-    const std::string log = read_file("/install_repo/log/install.log");
-    for (const std::string &part :
-         {", image=" + image + ", num_image_rpms=0", std::string("] ldpath lib vestra init succeeded\n"),
-          std::string("] SP[0]: SP1\n")}) {
-        EXPECT_TRUE(has(log, part));
-    }
-    const std::string trace = read_file("/install_repo/log/verd_inst_ldpath.vestra");
-    EXPECT_TRUE(trace.starts_with("VESTRA1\n") && trace.find("default-sdr") != trace.npos);
-    EXPECT_EQ((trace.size() - 4096) % 384, 0U);
 }
 
 TEST_F(CommandTest, PackagesForNodes)
@@ -91,8 +79,7 @@ TEST_F(CommandTest, ImagesForNodes)
     EXPECT_EQ(json_of("nodes --json")["location_profiles"][0]["version"], "2");
 
     // What is shown is a backup, location profiles included.
-    run("show --json");
-    fs::copy_file("/tmp/out", "/tmp/backup.json");
+    write_file("/tmp/backup.json", json_of("show --json").dump());
     expect({{"create --from /tmp/backup.json --state committed", 0, ""}, {"diff active committed", 0, ""}});
 }
 
@@ -161,7 +148,7 @@ TEST_F(CommandTest, SourcesAreChecked)
 }
 
 // Two different QX states and an equal one; an Admin profile with a location profile.
-void given_states()
+void store_states()
 {
     expect({{create + "--package a-1-1=x.rpm,y.rpm --package b-1-1 --image-rpm base --sp-package c-1-1 "
                       "--service-pack SP1=c-1-1",
@@ -180,14 +167,18 @@ void given_states()
 
 TEST_F(CommandTest, Questions)
 {
-    given_states();
-    EXPECT_EQ(run("packages --host-smus").out + run("rpms d-1-1").out + run("diff active committed").out, "");
+    store_states();
+    record_run("diff active prepared");
+    const nlohmann::json changes = json_of("diff active prepared --json")["changes"];
+    ASSERT_EQ(changes.size(), 6U);
+    EXPECT_EQ(changes[5]["nodes"][1], "0/3/0");
+    EXPECT_EQ(std::system(SWPROFILE " diff active prepared >/dev/full 2>/dev/null") >> 8, 2); // not a difference
     expect({{"image", 0, "image.iso\n"},
             {"packages --no-members", 0, "a-1-1\nb-1-1\n"},
-            {"packages --host-smus", 0, ""},
+            {"packages --host-smus", 0, NO_OUTPUT},
             {"packages --host-smus --no-members", 2, ""},
             {"rpms a-1-1.x86_64", 0, "x.rpm\ny.rpm\n"},
-            {"rpms d-1-1", 1, ""},
+            {"rpms d-1-1", 1, "there is no d-1-1"},
             {"has a-1-1.noarch.rpm", 0, "yes\n"},
             {"has d-1-1", 1, "no\n"},
             {"has d-1-1 --sdr none", 3, ""},
@@ -196,7 +187,7 @@ TEST_F(CommandTest, Questions)
             {"service-packs --all", 0, "SP1\n"},
             {"service-packs --all --committed", 3, ""}, // no committed Admin profile
             {"service-packs --all --state 1", 2, ""},
-            {"diff active committed", 0, ""},
+            {"diff active committed", 0, NO_OUTPUT},
             {"diff prepared active --vm uvf", 3, ""},
             {"node-version 0/1/0", 0, "7\n"},
             {"node-version 0/1/0 7", 0, "equal\n"},
@@ -211,16 +202,6 @@ TEST_F(CommandTest, Questions)
     EXPECT_EQ(json_of("service-packs --json")["service_packs"][0]["rpms"][0], "c-1-1");
     run("delete --vm admin --state active --yes");
     EXPECT_EQ(run("node-version 0/1/0 7").code, 3);
-}
-
-TEST_F(CommandTest, Differences)
-{
-    given_states();
-    record_run("diff active prepared");
-    const nlohmann::json changes = json_of("diff active prepared --json")["changes"];
-    ASSERT_EQ(changes.size(), 6U);
-    EXPECT_EQ(changes[5]["nodes"][1], "0/3/0");
-    EXPECT_EQ(std::system(SWPROFILE " diff active prepared >/dev/full 2>/dev/null") >> 8, 2); // not a difference
 }
 
 // The files of the repository with their times and contents, without logs.
@@ -313,7 +294,6 @@ TEST_F(CommandTest, ColorsAndHelpOnATerminal)
     run(create + "--package q-1-1 --state prepared");
     write_file("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.bin", "x");
     const std::string plain = run("list").out;
-    EXPECT_EQ(plain.find('\x1b'), std::string::npos);
     const std::string colors = run("list --color=always").out;
     EXPECT_TRUE(has(colors, "  -  \x1b[31mdamaged\x1b[0m\n") && has(colors, "  \x1b[32mok\x1b[0m\n"));
     EXPECT_EQ(std::regex_replace(colors, std::regex("\x1b\\[\\d+m"), ""), plain); // the columns too

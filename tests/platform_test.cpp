@@ -57,7 +57,8 @@ TEST_F(PlatformTest, Log)
     log("to no link\n");
     EXPECT_EQ(fs::file_size("/tmp/victim"), 0U);
     fs::remove(path);
-    log("one\n");
+    log("%s one\n", std::string(2700, 'x').c_str());
+    EXPECT_TRUE(read_file(path).ends_with("xx one\n"));
     fs::resize_file(path, 16 << 20);
     const int reader = open(path.c_str(), O_RDONLY);
     flock(reader, LOCK_SH); // as any user can: no writer may wait for it

@@ -38,19 +38,21 @@ inline Ran run(const std::string &arguments, const std::string &wrapper = "")
 struct Step {
     std::string arguments;
     int code;
-    std::string output; // whole standard output and error if it ends with a newline, otherwise a part of them
+    std::string output; // all of standard output and error if it ends with a newline, otherwise a part of them
 };
+inline const std::string NO_OUTPUT = "(no output)";
 
 inline void expect(const std::vector<Step> &steps)
 {
-    for (const auto &[arguments, code, output] : steps) {
+    for (const auto &[arguments, code, expected] : steps) {
         const Ran result = run(arguments);
+        const std::string output = result.out + result.err;
         EXPECT_EQ(result.code, code) << arguments << "\n" << result.err;
-        if (output.ends_with('\n')) {
-            EXPECT_EQ(result.out + result.err, output) << arguments;
-        } else {
-            EXPECT_TRUE(has(result.out + result.err, output)) << arguments;
-        }
+        EXPECT_TRUE(expected == NO_OUTPUT      ? output.empty()
+                    : expected.ends_with('\n') ? output == expected
+                                               : output.find(expected) != std::string::npos)
+            << arguments << "\n"
+            << expected << "\ninstead of " << output;
     }
 }
 
