@@ -6,7 +6,6 @@ namespace
 
 TEST_F(CommandTest, CheckAndRepair)
 {
-    const std::string global = "/install_repo/gl/instdb/";
     run(create + "--local");
     run(create + "--vm uvf");
     const Fetched profile = {new_full_profile()}; // whose lists of service packs disagree

@@ -57,22 +57,14 @@ std::string with_valid_frame(std::string bytes)
     return bytes;
 }
 
-// Fields that are present but null, and absent fields whose members are set.
-TEST_F(CodecTest, OddStates)
+TEST_F(CodecTest, AccessorsSetPresenceOnAllLevels)
 {
-    inst_sw_profile_sdr_ext odd = {};
-    inst_sw_profile_info &body = odd.sdr_sw_profile.sw_profile;
-    EXPECT_FALSE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&odd));
+    inst_sw_profile_sdr_ext profile = {};
+    inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
+    EXPECT_FALSE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&profile));
     inst_swp_package_set_pkg_type(&body.image, 0);
-    EXPECT_TRUE(inst_sw_profile_info_has_image(&body));
-    EXPECT_TRUE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&odd)); // through all levels
-    EXPECT_EQ(body.presence[0] & 2, 0);
-    inst_sw_profile_info_set_lv_name(&body, nullptr);
-    inst_sw_profile_info_set_packages(&body, nullptr, 1000000);
-    body.sp_names = reinterpret_cast<char **>(8);
-    body.sp_names_count = 1;
-    EXPECT_TRUE(round_trips(encoding_of(odd)));
-    zeld_inst_sw_profile_sdr_ext_free_ext(&odd, free);
+    EXPECT_TRUE(inst_sw_profile_info_has_image(&body) && inst_sw_profile_sdr_ext_has_sdr_sw_profile(&profile));
+    EXPECT_EQ(body.presence[0] & 2, 0); // the image's own bit
 }
 
 // A NUL inside a text would shorten it when it is encoded again. The lengths are those around the decoder's blocks
@@ -122,7 +114,8 @@ inst_sw_profile_sdr_ext *new_admin_profile()
     return profile;
 }
 
-// States that differ although they look alike: set bits of nested records, null and empty texts, empty arrays, zeros.
+// States that differ although they look alike: set bits of nested records, null and empty texts, empty arrays, zeros. A
+// null array counts as empty, and the members of an absent field are ignored.
 inst_sw_profile_sdr_ext *new_profile_of_odd_states()
 {
     inst_sw_profile_sdr_ext *const profile = new_profile();
@@ -134,7 +127,9 @@ inst_sw_profile_sdr_ext *new_profile_of_odd_states()
     inst_sw_profile_sdr_set_loc_profiles(&sdr, nullptr, 0);
     inst_sw_profile_info_set_lv_name(&body, strdup(""));
     inst_sw_profile_info_set_image(&body, body.image);
-    inst_sw_profile_info_set_packages(&body, nullptr, 0);
+    inst_sw_profile_info_set_packages(&body, nullptr, 1000000);
+    body.sp_names = reinterpret_cast<char **>(8);
+    body.sp_names_count = 1;
     inst_sw_profile_info_set_version(&body, strdup("\xc3\xa9"));
     inst_sw_profile_info_set_is_single_initrd_supported(&body, 0);
     inst_swp_package_set_pkg_marker(&body.image, 2);

@@ -22,10 +22,10 @@ TEST_F(CommandTest, CreateAndShow)
                      {"name": "q-1-1", "type": "base", "service_pack_member": true}],
         "service_packs": [{"name": "SP1", "rpms": ["q-1-1"]}, {"name": "SP2"}], "service_pack_names": ["SP1", "SP2"],
         "encoded_bytes_at_creation": 218})"));
-    const std::string human = run("show").out;
-    for (const char *const part : {"image.iso  (2 RPMs)", "1.4.0", "lv0", "p-1-1", "SP1"}) {
-        EXPECT_TRUE(has(human, part));
-    }
+    expect({{"show", 0,
+             "Image    image.iso  (2 RPMs)\nVersion  1.4.0\nVolume   lv0\nContent  2 packages, 2 service packs"},
+            {"show", 0,
+             "\np-1-1    base  -       2\nq-1-1    base  yes     0\n\nSERVICE PACK  RPMS\nSP1              1"}});
     EXPECT_TRUE(has(read_file(active_txt), "\n\n" + run("show --text").out + "\n"));
 
     const std::string log = read_file("/install_repo/log/install.log");
