@@ -105,7 +105,7 @@ TEST_F(CommandTest, PromoteCopyDelete)
          {"delete --local --state active </dev/null", 2, ""},
          {"delete --local --yes", 2, ""},
          {"delete --sdr other --state active --yes", 3, ""}, // the flat copies are another profile's
-         // A global profile has no flat copies: those of the local one stay.
+         // A global profile has no flat copies: the local profile keeps its own.
          {create, 0, ""},
          {"delete --state active --yes", 0, ""},
          {"check", 0, "2 profiles checked, nothing found\n"},

@@ -62,7 +62,7 @@ TEST_F(SafetyTest, LibraryKilledAtAnySystemCall)
          {active},
          CALL(inst_ldpath_delete_swprofile_file, "/install_repo/local/sdr/default-sdr/qx-swprofile-active.bin")},
     };
-    int mixtures = 0;
+    int mixtures = 0, repetitions = 0;
     at_system_calls(operations, 5, [&](int at) {
         intervene(at_number(at, {Intervention::KILL}));
         const State found = state();
@@ -79,12 +79,12 @@ TEST_F(SafetyTest, LibraryKilledAtAnySystemCall)
         EXPECT_FALSE(has(found.checked, "nothing found")) << testing::PrintToString(files);
         if (!operation.arguments.empty()) {
             run("repair --local");
-            run(operation.arguments); // which fails if only the flat copies were missing
+            repetitions += run(operation.arguments).code == 0 ? 1 : 0; // unless the prepared profile has been moved
             EXPECT_EQ(state().checked, after.checked);
             EXPECT_EQ(profiles_of(state()), new_files);
         }
     });
-    EXPECT_GT(mixtures, 0);
+    EXPECT_TRUE(mixtures > repetitions && repetitions > 0);
 }
 
 } // namespace

@@ -16,7 +16,7 @@ namespace
 
 const Intervention KILL = {Intervention::KILL};
 
-// Intervenes once, in such a call for a file whose path ends like this; when it is opened, only within a change.
+// Intervenes once, in the first such call for a file whose path ends like this. An openat() counts within a change only.
 AtCall once_at(long id, const std::string &ending, Intervention what)
 {
     return [=, is_done = false](const SystemCall &call) mutable {
@@ -52,6 +52,7 @@ std::vector<Operation> operations()
         {"service-pack remove", {active}, "service-pack remove /install_repo/sp1.json --local"},
         {"promote", {active, prepared, commit}, "promote --local"},
         {"commit", {active, commit, change}, "commit --local"},
+        {"rollback", {active, commit, change}, "rollback --local"},
         {"copy", {active, prepared}, "copy --local --from active --to prepared"},
         {"repair", {active, "list >/dev/null && rm " + twin}, "repair"},
         {"repair leftovers",

@@ -16,7 +16,7 @@ inline constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
 struct Operation {
     const char *name;
     std::vector<std::string> preparation;
-    std::string arguments; // for a call: of the command that mends a part of it
+    std::string arguments; // of the command; for a call: of the command that completes it after a kill, or none
     std::function<uint64_t()> call = nullptr;
 };
 
@@ -43,8 +43,8 @@ protected:
     // Restores the prepared repository, runs the operation again, and returns its status.
     int intervene(const AtCall &at_call) const;
 
-    // The next command undoes an unfinished change, so that all files are those before or after the operation. Returns
-    // whether they are those after it.
+    // The next command undoes an unfinished change, so that the state is the one before or after the operation. Returns
+    // whether it is the one after it.
     bool expect_old_or_new() const;
 
     // Runs shell scripts at the same time, with output to /tmp/log, and returns how many failed.
