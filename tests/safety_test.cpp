@@ -16,7 +16,7 @@ namespace
 
 const Intervention KILL = {Intervention::KILL};
 
-// Intervenes once, in the first such call for a file whose path ends like this. An openat() counts within a change only.
+// Intervenes in the first such call for a file whose path ends like this. An openat() counts within a change only.
 AtCall once_at(long id, const std::string &ending, Intervention what)
 {
     return [=, is_done = false](const SystemCall &call) mutable {
