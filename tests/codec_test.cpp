@@ -26,75 +26,52 @@ int32_t decode(inst_sw_profile_sdr_ext &record, const std::string &bytes)
                                                    0);
 }
 
-bool is_cleared(const inst_sw_profile_sdr_ext &record)
+// Does it decode? If so, it must encode to the same bytes. Rejected or released, the record must be cleared.
+bool round_trips(const std::string &bytes)
 {
-    const inst_sw_profile_sdr_ext cleared = {};
-    return std::memcmp(&record, &cleared, sizeof record) == 0;
-}
-
-enum class Outcome { REJECTED, ROUND_TRIPS, WRONG };
-
-// Decodes the bytes and encodes the record again. Rejected bytes must leave the record cleared.
-Outcome round_trip(const std::string &bytes)
-{
-    inst_sw_profile_sdr_ext record = {};
+    inst_sw_profile_sdr_ext record = {}, cleared = {};
     record.presence[0] = 0xff; // old content must be ignored
     record.sdr_sw_profile.sdr_key = reinterpret_cast<char *>(8);
     record.sdr_sw_profile.sw_profile.image.presence[1] = 0xff;
     const std::size_t before = hooks::allocated;
-    const int32_t status = decode(record, bytes);
+    const bool decodes = decode(record, bytes) == 0;
     EXPECT_LE(hooks::allocated - before, MEMORY_PER_BYTE * bytes.size());
-    if (status != 0) {
-        return is_cleared(record) ? Outcome::REJECTED : Outcome::WRONG;
+    if (decodes) {
+        EXPECT_TRUE(encoding_of(record) == bytes);
+        zeld_inst_sw_profile_sdr_ext_free_ext(&record, free);
     }
-    const bool is_same = encoding_of(record) == bytes;
-    zeld_inst_sw_profile_sdr_ext_free_ext(&record, free);
-    return is_same && is_cleared(record) ? Outcome::ROUND_TRIPS : Outcome::WRONG;
+    EXPECT_EQ(std::memcmp(&record, &cleared, sizeof record), 0);
+    return decodes;
 }
 
 // Sets the length and the checksum to match the bytes, so that only the record can be wrong.
 std::string with_valid_frame(std::string bytes)
 {
-    if (bytes.size() < HEADER_SIZE + CHECKSUM_SIZE) {
-        return bytes;
+    const auto size = static_cast<uint32_t>(bytes.size());
+    if (size >= HEADER_SIZE + CHECKSUM_SIZE) {
+        XXH128_canonical_t checksum;
+        std::memcpy(&bytes[12], &size, sizeof size);
+        XXH128_canonicalFromHash(&checksum, XXH3_128bits(bytes.data(), size - CHECKSUM_SIZE));
+        std::memcpy(&bytes[size - CHECKSUM_SIZE], &checksum, CHECKSUM_SIZE);
     }
-    for (std::size_t i = 0; i < 4; ++i) {
-        bytes[12 + i] = static_cast<char>(bytes.size() >> 8 * i);
-    }
-    XXH128_canonical_t checksum;
-    XXH128_canonicalFromHash(&checksum, XXH3_128bits(bytes.data(), bytes.size() - CHECKSUM_SIZE));
-    std::memcpy(bytes.data() + bytes.size() - CHECKSUM_SIZE, checksum.digest, CHECKSUM_SIZE);
     return bytes;
 }
 
-std::string full_encoding()
+TEST_F(CodecTest, AccessorsSetPresenceOnAllLevels)
 {
-    return encoding_of(*Fetched{new_full_profile()}.ptr);
-}
-
-// Fields that are present but null, and absent fields whose members are set.
-TEST_F(CodecTest, OddStates)
-{
-    inst_sw_profile_sdr_ext odd = {};
-    inst_sw_profile_info &body = odd.sdr_sw_profile.sw_profile;
-    EXPECT_FALSE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&odd));
+    inst_sw_profile_sdr_ext profile = {};
+    inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
+    EXPECT_FALSE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&profile));
     inst_swp_package_set_pkg_type(&body.image, 0);
-    EXPECT_TRUE(inst_sw_profile_info_has_image(&body));
-    EXPECT_TRUE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&odd)); // through all levels
-    EXPECT_EQ(body.presence[0] & 2, 0);
-    inst_sw_profile_info_set_lv_name(&body, nullptr);
-    inst_sw_profile_info_set_packages(&body, nullptr, 1000000);
-    body.sp_names = reinterpret_cast<char **>(8);
-    body.sp_names_count = 1;
-    EXPECT_EQ(round_trip(encoding_of(odd)), Outcome::ROUND_TRIPS);
-    zeld_inst_sw_profile_sdr_ext_free_ext(&odd, free);
+    EXPECT_TRUE(inst_sw_profile_info_has_image(&body) && inst_sw_profile_sdr_ext_has_sdr_sw_profile(&profile));
+    EXPECT_EQ(body.presence[0] & 2, 0); // the image's own bit
 }
 
 // A NUL inside a text would shorten it when it is encoded again. The lengths are those around the decoder's blocks
 // of 16.
 TEST_F(CodecTest, TextsOfAnyLengthAndWithoutNul)
 {
-    for (const std::size_t length : {0U, 1U, 7U, 15U, 16U, 17U, 31U, 32U, 33U, 64U, 300000U}) {
+    for (const std::size_t length : {0U, 1U, 15U, 16U, 17U, 31U, 32U, 33U, 300000U}) {
         inst_sw_profile_sdr_ext profile = {};
         std::string text(length, 'x');
         inst_sw_profile_info_set_version(&profile.sdr_sw_profile.sw_profile, text.data());
@@ -113,8 +90,8 @@ TEST_F(CodecTest, TextsOfAnyLengthAndWithoutNul)
 
 TEST_F(CodecTest, EncodingCountsPastTheEndOfItsBuffer)
 {
-    const std::string whole = full_encoding();
     const Fetched profile = {new_full_profile()};
+    const std::string whole = encoding_of(*profile.ptr);
     for (uint32_t size = 0; size <= whole.size() + 20; ++size) {
         std::string buffer(size + 1, '\x7f');
         EXPECT_EQ(zeld_inst_sw_profile_sdr_ext_encode_ext(profile.ptr, buffer.data(), size, 0, 0, 0), whole.size());
@@ -137,7 +114,8 @@ inst_sw_profile_sdr_ext *new_admin_profile()
     return profile;
 }
 
-// States that differ although they look alike: set bits of nested records, null and empty texts, empty arrays, zeros.
+// States that differ although they look alike: set bits of nested records, null and empty texts, empty arrays, zeros. A
+// null array counts as empty, and the members of an absent field are ignored.
 inst_sw_profile_sdr_ext *new_profile_of_odd_states()
 {
     inst_sw_profile_sdr_ext *const profile = new_profile();
@@ -149,7 +127,9 @@ inst_sw_profile_sdr_ext *new_profile_of_odd_states()
     inst_sw_profile_sdr_set_loc_profiles(&sdr, nullptr, 0);
     inst_sw_profile_info_set_lv_name(&body, strdup(""));
     inst_sw_profile_info_set_image(&body, body.image);
-    inst_sw_profile_info_set_packages(&body, nullptr, 0);
+    inst_sw_profile_info_set_packages(&body, nullptr, 1000000);
+    body.sp_names = reinterpret_cast<char **>(8);
+    body.sp_names_count = 1;
     inst_sw_profile_info_set_version(&body, strdup("\xc3\xa9"));
     inst_sw_profile_info_set_is_single_initrd_supported(&body, 0);
     inst_swp_package_set_pkg_marker(&body.image, 2);
@@ -163,7 +143,7 @@ std::string golden_bytes(const std::string &name)
 }
 
 // The files that freeze version 1 of the format.
-TEST_F(CodecTest, GoldenFilesAreWrittenAndReadForEver)
+TEST_F(CodecTest, GoldenFiles)
 {
     const struct {
         const char *name;
@@ -174,12 +154,12 @@ TEST_F(CodecTest, GoldenFilesAreWrittenAndReadForEver)
                   {"qx-every-field", {new_full_profile()}}};
     for (const auto &[name, built] : golden) {
         EXPECT_TRUE(encoding_of(*built.ptr) == golden_bytes(name)) << name;
-        EXPECT_EQ(round_trip(golden_bytes(name)), Outcome::ROUND_TRIPS) << name;
+        EXPECT_TRUE(round_trips(golden_bytes(name))) << name;
     }
-    EXPECT_EQ(round_trip(golden_bytes("qx-locations")), Outcome::ROUND_TRIPS);
+    EXPECT_TRUE(round_trips(golden_bytes("qx-locations")));
 }
 
-TEST_F(CodecTest, TheExampleInTheDocsIsTheGoldenFile)
+TEST_F(CodecTest, ExampleOfTheFormatInTheDocs)
 {
     std::istringstream page(read_file(fs::path(SWP_GOLDEN) / "../../docs/encoding.md"));
     std::string shown;
@@ -197,7 +177,7 @@ TEST_F(CodecTest, TheExampleInTheDocsIsTheGoldenFile)
     EXPECT_TRUE(shown == golden_bytes("admin"));
 }
 
-TEST_F(CodecTest, EveryDamagedByteIsFound)
+TEST_F(CodecTest, DamagedBytes)
 {
     inst_sw_profile_sdr_ext record;
     for (const char *const name : {"empty", "admin"}) {
@@ -218,10 +198,10 @@ TEST_F(CodecTest, EveryDamagedByteIsFound)
     }
 }
 
-TEST_F(CodecTest, HostileBytesRoundTripOrAreRejected)
+TEST_F(CodecTest, HostileBytes)
 {
     std::mt19937 random(4711);
-    const std::string whole = full_encoding();
+    const std::string whole = golden_bytes("qx-every-field");
     int accepted = 0;
     for (int round = 0; round < 60000; ++round) {
         std::string bytes = whole;
@@ -237,9 +217,8 @@ TEST_F(CodecTest, HostileBytesRoundTripOrAreRejected)
                 bytes[at] = static_cast<char>(kind == 2 ? static_cast<int>(random() % 256) : near);
             }
         }
-        const Outcome outcome = round_trip(with_valid_frame(bytes));
-        ASSERT_NE(outcome, Outcome::WRONG) << round;
-        accepted += outcome == Outcome::ROUND_TRIPS ? 1 : 0;
+        accepted += round_trips(with_valid_frame(bytes)) ? 1 : 0;
+        ASSERT_FALSE(HasFailure()) << round;
     }
     EXPECT_GT(accepted, 1000); // the decoder was tested, not only the checks before it
 }
@@ -259,7 +238,7 @@ TEST_F(CodecTest, NestedCountsStayWithinTheMemoryBound)
     put(location + 4, 49000);
     bytes[location + 8] = 2; // files
     put(location + 10, 24000);
-    EXPECT_EQ(round_trip(with_valid_frame(bytes)), Outcome::REJECTED);
+    EXPECT_FALSE(round_trips(with_valid_frame(bytes)));
     EXPECT_GT(hooks::allocated, 90 * bytes.size());
 }
 

@@ -13,12 +13,15 @@ namespace
 
 using PlatformTest = RepositoryTest;
 
+// The platform's function, which the tests replace by their own.
+#define REAL(function) reinterpret_cast<decltype(&(function))>(dlsym(RTLD_NEXT, #function))
+
 TEST_F(PlatformTest, Rendering)
 {
     const Fetched profile = {new_full_profile()};
     std::free(std::exchange(profile.body().version, strdup("1\n.4\x1b[1m\\\xc2\x9b")));
     std::string rendered;
-    for (int nth = 1; rendered.empty(); ++nth) { // nothing at all until memory suffices
+    for (int nth = 1; rendered.empty(); ++nth) { // empty until memory suffices
         Text text;
         hooks::fail(hooks::ALLOCATION, nth);
         const uint64_t rc = instcomm_get_swprofile_sdr_str(profile.ptr, &text.ptr, 1, nullptr);
@@ -44,41 +47,37 @@ TEST_F(PlatformTest, Rendering)
     }
 }
 
-TEST_F(PlatformTest, TheLogFollowsNoLink)
-{
-    write_file("/tmp/victim", "");
-    fs::create_directories("/install_repo/log");
-    fs::create_symlink("/tmp/victim", "/install_repo/log/install.log");
-    EXPECT_EQ(std::system(SWPROFILE " list >/dev/null"), 0);
-    EXPECT_EQ(fs::file_size("/tmp/victim"), 0U);
-}
-
-TEST_F(PlatformTest, TheLogIsRotated)
+TEST_F(PlatformTest, Log)
 {
     const std::string path = "/install_repo/log/install.log";
-    auto *const log = reinterpret_cast<void (*)(const char *, ...)>(dlsym(RTLD_NEXT, "instcomm_log"));
-    log("one\n");
+    auto *const log = REAL(instcomm_log);
+    write_file("/tmp/victim", "");
+    fs::create_directories("/install_repo/log");
+    fs::create_symlink("/tmp/victim", path);
+    log("to no link\n");
+    EXPECT_EQ(fs::file_size("/tmp/victim"), 0U);
+    fs::remove(path);
+    log("%s one\n", std::string(2700, 'x').c_str());
+    EXPECT_TRUE(read_file(path).ends_with("xx one\n"));
     fs::resize_file(path, 16 << 20);
     const int reader = open(path.c_str(), O_RDONLY);
-    flock(reader, LOCK_SH); // which anybody can do: nobody may wait for it
+    flock(reader, LOCK_SH); // as any user can: no writer may wait for it
     log("two\n");
     EXPECT_TRUE(read_file(path).ends_with("] two\n"));
     EXPECT_FALSE(fs::exists(path + ".1"));
     close(reader);
-    log("three\n");
+    log("three\n"); // into the next log
     EXPECT_GT(fs::file_size(path + ".1"), 16U << 20);
     EXPECT_TRUE(read_file(path).ends_with("] three\n"));
     EXPECT_LT(fs::file_size(path), 100U);
 }
 
-TEST_F(PlatformTest, TheTraceIsARing)
+TEST_F(PlatformTest, Trace)
 {
-    auto *const trace = reinterpret_cast<decltype(&vestra_internal)>(dlsym(RTLD_NEXT, "vestra_internal"));
-    auto *const open_trace =
-        reinterpret_cast<decltype(&vestra_open_internal)>(dlsym(RTLD_NEXT, "vestra_open_internal"));
+    auto *const trace = REAL(vestra_internal);
     const std::string path = "/install_repo/log/ring.vestra";
     uint64_t handle = 0;
-    ASSERT_EQ(open_trace(&handle, "ring", 3, 384, "path", "id", 0), 0);
+    ASSERT_EQ(REAL(vestra_open_internal)(&handle, "ring", 3, 384, "path", "id", 0), 0);
     for (const char *const text : {"one", "two", "three", "four"}) {
         trace(handle, 0, 4, 1, "s", "%s", text);
     }
@@ -145,48 +144,46 @@ TEST_F(PlatformTest, PackageNames)
     hooks::fail(hooks::ALLOCATION, hooks::ALWAYS);
     const uint64_t rc = instcomm_split_swp_pkg_entry("a-1-1", &base.ptr, nullptr, nullptr, nullptr);
     hooks::disarm();
-    EXPECT_EQ(rc, INSTCOMM_RC_NO_MEMORY);
-    EXPECT_EQ(base.ptr, nullptr);
-    for (auto [name, stripped] : {std::pair<std::string, const char *>{"a.aarch64", "a"},
-                                  {"a.noarch.rpm", "a"},
-                                  {"a.rpm", "a.rpm"},
-                                  {"noarch", "noarch"},
-                                  {".arm", ""},
-                                  {"", ""}}) {
-        instcomm_strip_arch_from_package_name(name.data());
-        EXPECT_STREQ(name.c_str(), stripped);
+    EXPECT_TRUE(rc == INSTCOMM_RC_NO_MEMORY && base.ptr == nullptr);
+    char names[][16] = {"a.aarch64", "a.noarch.rpm", "a.rpm", "noarch", ".arm", ""};
+    Lines stripped;
+    for (char *const name : names) {
+        instcomm_strip_arch_from_package_name(name);
+        stripped.emplace_back(name);
     }
+    EXPECT_EQ(stripped, (Lines{"a", "a", "a.rpm", "noarch", "", ""}));
 }
 
 TEST_F(PlatformTest, KindsOfPackages)
 {
     const std::pair<const char *, std::string> cases[] = {
-        {"kelo-host-smu-1-1.x86_64.rpm", "host, kernel 0"},
-        {"/a/host-1-1", "host, kernel 0"},
-        {"kelo-hostos", "hostos, kernel 0"},
-        {"hostos-1-1", "hostos, kernel 0"},
-        {"/host-x/tp-1-1", "tp, kernel 0"},
-        {"qx-tp", "tp, kernel 0"},
-        {"ghostos-1-1", "kernel 0"},
-        {"kernel-1-1", "kernel 1"},
-        {"qx-kernel-modules-1-1", "kernel 2"},
-        {"qx-kernel-rt-1-1", "kernel 3"},
-        {nullptr, "kernel 7"},
+        {"kelo-host-smu-1-1.x86_64.rpm", "host 0"},
+        {"/a/host-1-1", "host 0"},
+        {"kelo-hostos", "hostos 0"},
+        {"hostos-1-1", "hostos 0"},
+        {"/host-x/tp-1-1", "tp 0"},
+        {"qx-tp", "tp 0"},
+        {"ghostos-1-1", "0"},
+        {"kernel-1-1", "1"},
+        {"qx-kernel-modules-1-1", "2"},
+        {"qx-kernel-rt-1-1", "3"},
+        {nullptr, "7"},
     };
     for (const auto &[name, kinds] : cases) {
         int kernel_class = 7;
         instcomm_get_kernel_pkg_class(name, &kernel_class);
-        const std::string found = std::string(instcomm_is_host_pkg(name) != 0 ? "host, " : "") +
-                                  (instcomm_is_hostos_pkg(name) != 0 ? "hostos, " : "") +
-                                  (instcomm_is_tp_pkg(name, 0) != 0 ? "tp, " : "") + "kernel ";
-        EXPECT_EQ(found + std::to_string(kernel_class), kinds) << name;
+        EXPECT_EQ(std::string(instcomm_is_host_pkg(name) != 0 ? "host " : "") +
+                      (instcomm_is_hostos_pkg(name) != 0 ? "hostos " : "") +
+                      (instcomm_is_tp_pkg(name, 0) != 0 ? "tp " : "") + std::to_string(kernel_class),
+                  kinds)
+            << name;
     }
 }
 
-TEST_F(PlatformTest, CopiesOfStringLists)
+TEST_F(PlatformTest, StringLists)
 {
-    char a[] = "a", bc[] = "bc";
-    char *list[] = {bc, nullptr, a}, *others[] = {a, nullptr};
+    char a[] = "a", bc[] = "bc", empty[] = "", printed[64];
+    char *list[] = {bc, nullptr, a, bc, empty, nullptr, a, empty}, *others[] = {a, nullptr};
     char **copy = list, **unmatched = nullptr;
     for (const int nth : {1, 2, 3}) {
         hooks::fail(hooks::ALLOCATION, nth);
@@ -194,31 +191,46 @@ TEST_F(PlatformTest, CopiesOfStringLists)
         EXPECT_EQ(copy, list);
     }
     ASSERT_EQ(inst_dup_string_list(3, list, &copy, nullptr), 0U);
-    EXPECT_EQ(copy[1], nullptr);
-    char printed[64];
     inst_print_list(printed, sizeof printed, copy, 3);
     EXPECT_STREQ(printed, "bc, (null), a");
     inst_print_list(printed, 6, copy, 3);
     EXPECT_STREQ(printed, "bc, (");
     uint32_t count = 0;
     ASSERT_EQ(instcomm_match_lists(copy, 3, others, 2, &unmatched, &count), 0U);
-    ASSERT_EQ(count, 2U);
-    EXPECT_EQ(unmatched[0], copy[0]);
-    EXPECT_EQ(unmatched[1], nullptr); // matches nothing
+    EXPECT_TRUE(count == 2 && unmatched[0] == copy[0] && unmatched[1] == nullptr); // null matches nothing
     std::free(unmatched);
     inst_free_string_list(3, copy);
+
+    for (const int allocation : {99, 1}) { // with memory to sort, and without
+        count = 0;
+        copy = nullptr;
+        EXPECT_EQ(instcomm_add_to_list(&copy, &count, list, 2), 0U);
+        hooks::fail(hooks::ALLOCATION, 8); // of the longer list
+        EXPECT_EQ(instcomm_add_to_list(&copy, &count, list, 8), INSTCOMM_RC_NO_MEMORY);
+        hooks::disarm();
+        EXPECT_EQ(count, 2U);
+        EXPECT_EQ(instcomm_add_to_list(&copy, &count, list, 8), 0U);
+        EXPECT_EQ(instcomm_add_to_list(&copy, &count, nullptr, 8), 0U);
+        EXPECT_EQ(count, 10U);
+        hooks::fail(hooks::ALLOCATION, allocation);
+        remove_duplicates_from_list(copy, &count);
+        hooks::disarm();
+        inst_print_list(printed, sizeof printed, copy, count);
+        EXPECT_STREQ(printed, "bc, (null), a, ");
+        EXPECT_EQ(copy[4], nullptr);
+        inst_free_string_list(count, copy);
+    }
 }
 
-// The part of the comparison that reports each change: a changed text of the image, of packages, of service packs, ...
+// Each change is a difference to the comparisons that select its part of the profile.
 TEST_F(PlatformTest, ComparingProfiles)
 {
-    struct Case {
+#define CHANGE(what) [](auto &whole [[maybe_unused]], auto &body [[maybe_unused]], auto &at [[maybe_unused]]) { what; }
+    const struct {
         void (*change)(inst_sw_profile_sdr_ext &, inst_sw_profile_info &, inst_sw_profile_loc &);
         uint32_t part; // 0: of none that can be selected
         bool is_difference = true;
-    };
-#define CHANGE(what) [](auto &whole [[maybe_unused]], auto &body [[maybe_unused]], auto &at [[maybe_unused]]) { what; }
-    const Case cases[] = {
+    } cases[] = {
         {CHANGE(body.image.name[0] = 'x'), 1},
         {CHANGE(body.packages[0].files[2] = strdup("x")), 2},
         {CHANGE(body.packages[1].presence[1] = 2), 2},
@@ -252,7 +264,7 @@ TEST_F(PlatformTest, ComparingProfiles)
             EXPECT_EQ(is_same, is_seen ? 0 : 1) << &one - cases << ", selector " << selector;
             EXPECT_EQ(first, is_same);
         }
-        changed.ptr->sdr_sw_profile.presence[0] = 15; // what was hidden is to be freed
+        changed.ptr->sdr_sw_profile.presence[0] = 15; // frees the location profiles that a case has hidden
     }
 }
 
@@ -263,42 +275,17 @@ TEST_F(PlatformTest, ComparingPackagesInAnotherOrder)
     std::swap(turned.body().packages[0], turned.body().packages[1]);
     std::swap(location.packages[0], location.packages[1]);
     uint8_t is_same = 7;
-    EXPECT_EQ(instcomm_cmp_swprofile_ext(original.ptr, turned.ptr, 10, nullptr, 0, 1, &is_same), 0U);
-    EXPECT_EQ(is_same, 1);
+    const auto compare = [&](uint32_t selector, uint32_t option) {
+        return instcomm_cmp_swprofile_ext(original.ptr, turned.ptr, selector, nullptr, 0, option, &is_same);
+    };
+    EXPECT_TRUE(compare(10, 1) == 0 && is_same == 1);
+    EXPECT_TRUE(compare(10, 0) == 0 && is_same == 0);
     for (const int nth : {1, 2}) { // for the main body, for the location
         hooks::fail(hooks::ALLOCATION, nth);
-        EXPECT_EQ(instcomm_cmp_swprofile_ext(original.ptr, turned.ptr, 0, nullptr, 0, 1, &is_same),
-                  INSTCOMM_RC_NO_MEMORY);
+        EXPECT_EQ(compare(0, 1), INSTCOMM_RC_NO_MEMORY);
         hooks::disarm();
     }
-    EXPECT_EQ(instcomm_cmp_swprofile_ext(original.ptr, turned.ptr, 10, nullptr, 0, 0, &is_same), 0U);
-    EXPECT_EQ(is_same, 0);
     EXPECT_EQ(instcomm_compare_swp_profiles(original.ptr, nullptr, &is_same, 2), INSTCOMM_RC_INVALID_ARG);
-}
-
-TEST_F(PlatformTest, ListsGrowAndLoseDuplicates)
-{
-    char a[] = "a", b[] = "b", c[] = "", printed[64];
-    char *const names[] = {b, a, nullptr, b, c, nullptr, a, c};
-    for (const int allocation : {99, 1}) { // with memory to sort, and without
-        char **list = nullptr;
-        uint32_t count = 0;
-        EXPECT_EQ(instcomm_add_to_list(&list, &count, names, 2), 0U);
-        hooks::fail(hooks::ALLOCATION, 8); // where the list is to grow
-        EXPECT_EQ(instcomm_add_to_list(&list, &count, names, 8), INSTCOMM_RC_NO_MEMORY);
-        hooks::disarm();
-        EXPECT_EQ(count, 2U);
-        EXPECT_EQ(instcomm_add_to_list(&list, &count, names, 8), 0U);
-        EXPECT_EQ(instcomm_add_to_list(&list, &count, nullptr, 8), 0U);
-        EXPECT_EQ(count, 10U);
-        hooks::fail(hooks::ALLOCATION, allocation);
-        remove_duplicates_from_list(list, &count);
-        hooks::disarm();
-        inst_print_list(printed, sizeof printed, list, count);
-        EXPECT_STREQ(printed, "b, a, (null), ");
-        EXPECT_EQ(list[4], nullptr);
-        inst_free_string_list(count, list);
-    }
 }
 
 } // namespace

@@ -2,9 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sys/prctl.h>
@@ -13,58 +11,82 @@
 #include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
 
-[[noreturn]] void exec_traced(const std::vector<std::string> &arguments)
+user_regs_struct registers_of(pid_t child)
 {
-    std::vector<char *> argv;
-    for (const std::string &argument : arguments) {
-        argv.push_back(const_cast<char *>(argument.c_str()));
+    user_regs_struct registers;
+    ptrace(PTRACE_GETREGS, child, nullptr, &registers);
+    return registers;
+}
+
+void set_register(pid_t child, unsigned long long user_regs_struct::*name, int value)
+{
+    user_regs_struct registers = registers_of(child);
+    registers.*name = static_cast<unsigned long long>(value);
+    ptrace(PTRACE_SETREGS, child, nullptr, &registers);
+}
+
+TracedRun trace(pid_t child, bool is_counting, const AtCall &at_call)
+{
+    TracedRun run = {};
+    waitpid(child, &run.status, 0);
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    bool is_entry = false;
+    int failure = 0;
+    long signal = 0;
+    while (ptrace(PTRACE_SYSCALL, child, nullptr, signal) == 0 && waitpid(child, &run.status, 0) == child &&
+           WIFSTOPPED(run.status)) {
+        const int stop = WSTOPSIG(run.status);
+        if (stop != (SIGTRAP | 0x80)) {
+            signal = stop == SIGTRAP ? 0 : stop; // SIGTRAP: of exec
+            continue;
+        }
+        signal = 0;
+        is_entry = !is_entry;
+        if (!is_entry && failure != 0) {
+            set_register(child, &user_regs_struct::rax, -std::exchange(failure, 0));
+        }
+        const auto id = static_cast<long>(registers_of(child).orig_rax);
+        is_counting = is_counting || id == SYS_flock;
+        if (!is_entry || !is_counting) {
+            continue;
+        }
+        ++run.calls;
+        const Intervention done = at_call ? at_call({run.calls, id, child}) : Intervention();
+        if (done.kind == Intervention::KILL) {
+            kill(child, SIGKILL);
+            waitpid(child, &run.status, 0);
+            break;
+        } else if (done.kind == Intervention::SIGNAL) {
+            kill(child, done.value);
+        } else if (done.kind == Intervention::FAIL) {
+            failure = done.value;
+            set_register(child, &user_regs_struct::orig_rax, -1); // there is no such call
+        }
     }
-    argv.push_back(nullptr);
-    const int out = open("/tmp/out", O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    const int err = open("/tmp/err", O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(out, STDOUT_FILENO);
-    dup2(err, STDERR_FILENO);
-    setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // LeakSanitizer cannot work in a traced process, and would fail it
-    ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-    raise(SIGSTOP);
-    execv(argv[0], argv.data());
-    _exit(127);
+    return run;
 }
 
-// Replaces the call by one that does not exist; its result is set when it returns.
-void skip_call(pid_t child)
+TracedRun fork_traced(const std::function<uint64_t()> &function, bool is_counting, const AtCall &at_call)
 {
-    user_regs_struct registers;
-    ptrace(PTRACE_GETREGS, child, nullptr, &registers);
-    registers.orig_rax = static_cast<unsigned long long>(-1);
-    ptrace(PTRACE_SETREGS, child, nullptr, &registers);
-}
-
-void set_result(pid_t child, int err)
-{
-    user_regs_struct registers;
-    ptrace(PTRACE_GETREGS, child, nullptr, &registers);
-    registers.rax = static_cast<unsigned long long>(-err);
-    ptrace(PTRACE_SETREGS, child, nullptr, &registers);
-}
-
-long call_of(pid_t child)
-{
-    user_regs_struct registers;
-    ptrace(PTRACE_GETREGS, child, nullptr, &registers);
-    return static_cast<long>(registers.orig_rax);
+    const pid_t child = fork();
+    if (child == 0) {
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        raise(SIGSTOP);
+        _exit(function() == 0 ? 0 : 1);
+    }
+    return trace(child, is_counting, at_call);
 }
 
 } // namespace
 
 std::string SystemCall::path() const
 {
-    user_regs_struct registers;
-    ptrace(PTRACE_GETREGS, process, nullptr, &registers);
+    const user_regs_struct registers = registers_of(process);
     const std::string directory = "/proc/" + std::to_string(process);
     if (id == SYS_write) {
         std::error_code ignored;
@@ -77,76 +99,20 @@ std::string SystemCall::path() const
     return text;
 }
 
-namespace
+TracedRun run_traced(const std::string &command, const AtCall &at_call)
 {
-
-TracedRun trace(pid_t child, bool is_armed, const std::function<Intervention(const SystemCall &)> &at_call)
-{
-    TracedRun run = {};
-    waitpid(child, &run.status, 0);
-    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    bool is_entry = true;
-    int failure = 0;
-    long signal = 0;
-    while (ptrace(PTRACE_SYSCALL, child, nullptr, signal) == 0 && waitpid(child, &run.status, 0) == child &&
-           WIFSTOPPED(run.status)) {
-        signal = 0;
-        if (WSTOPSIG(run.status) != (SIGTRAP | 0x80)) {
-            signal = WSTOPSIG(run.status) == SIGTRAP ? 0 : WSTOPSIG(run.status); // SIGTRAP: of execv()
-            continue;
-        }
-        if (!is_entry && failure != 0) {
-            set_result(child, failure);
-            failure = 0;
-        }
-        const bool was_entry = is_entry;
-        is_entry = !is_entry;
-        if (!was_entry) {
-            continue;
-        }
-        const long id = call_of(child);
-        is_armed = is_armed || id == SYS_flock;
-        if (!is_armed) {
-            continue;
-        }
-        const Intervention done = at_call({++run.calls, id, child});
-        if (done.kind == Intervention::KILL) {
-            kill(child, SIGKILL);
-            waitpid(child, &run.status, 0);
-            break;
-        } else if (done.kind == Intervention::SIGNAL) {
-            kill(child, done.value);
-        } else if (done.kind == Intervention::FAIL) {
-            failure = done.value;
-            skip_call(child);
-        }
-    }
-    return run;
+    const std::string script = "exec " + command + " >/tmp/out 2>/tmp/err";
+    const auto exec = [&] {
+        setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // LeakSanitizer cannot work in a traced process, and would fail it
+        return static_cast<uint64_t>(execl("/bin/sh", "sh", "-c", script.c_str(), nullptr));
+    };
+    return fork_traced(exec, false, at_call);
 }
 
-} // namespace
-
-TracedRun run_traced(const std::vector<std::string> &arguments,
-                     const std::function<Intervention(const SystemCall &)> &at_call)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        exec_traced(arguments);
-    }
-    return trace(child, false, at_call);
-}
-
-TracedRun run_traced(const std::function<void()> &call, const std::function<Intervention(const SystemCall &)> &at_call)
+TracedRun call_traced(const std::function<uint64_t()> &function, const AtCall &at_call)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    const pid_t child = fork();
-    if (child == 0) {
-        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-        raise(SIGSTOP);
-        call();
-        _exit(0);
-    }
-    const TracedRun run = trace(child, true, at_call);
+    const TracedRun run = fork_traced(function, true, at_call);
     while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) { // for shell commands that outlive a killed process
     }
     return run;

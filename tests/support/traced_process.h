@@ -1,10 +1,10 @@
-// Runs a program and stops it at every system call, to kill it, to make the call fail, or to send a signal.
+// Runs a program or a function in a process that stops at every system call, to kill it, to let the call fail, or to
+// send a signal.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <sys/types.h>
-#include <vector>
 
 struct SystemCall {
     int number; // counted from 1
@@ -19,14 +19,16 @@ struct Intervention {
     int value = 0; // errno or signal
 };
 
+using AtCall = std::function<Intervention(const SystemCall &)>; // null: never intervenes
+
 struct TracedRun {
     int status; // as of waitpid()
     int calls;  // counted system calls
 };
 
-// The calls of a program are counted from its first flock() on; earlier ones are start-up. Its children are not traced.
-TracedRun run_traced(const std::vector<std::string> &arguments,
-                     const std::function<Intervention(const SystemCall &)> &at_call);
+// Runs a command line, with output to /tmp/out and /tmp/err. Its calls are counted from its first flock() on; earlier
+// calls are start-up. Its children are not traced.
+TracedRun run_traced(const std::string &command, const AtCall &at_call);
 
-// Makes a call in a process of its own, and waits for that process and its children.
-TracedRun run_traced(const std::function<void()> &call, const std::function<Intervention(const SystemCall &)> &at_call);
+// Calls a function in a new process, and waits for that process and its children. All calls are counted.
+TracedRun call_traced(const std::function<uint64_t()> &function, const AtCall &at_call);
