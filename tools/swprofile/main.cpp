@@ -68,6 +68,7 @@ int run(int argc, char **argv)
 
 } // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): aborts only if there is no memory for the report of a failure
 int main(int argc, char **argv)
 {
     const bool is_completion = argc > 1 && std::strcmp(argv[1], "completion") == 0; // runs in builds: writes no log
