@@ -26,6 +26,7 @@ template <IsNumber T> void store(uint8_t *at, T value)
 {
     [&]<std::size_t... I>(std::index_sequence<I...>)
     {
+        // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): the encoder calls this only if there is room
         ((at[I] = static_cast<uint8_t>(value >> 8 * I)), ...);
     }
     (std::make_index_sequence<sizeof(T)>{});

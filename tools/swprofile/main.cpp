@@ -68,6 +68,7 @@ int run(int argc, char **argv)
 
 } // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): aborts only if there is no memory for the report of a failure
 int main(int argc, char **argv)
 {
     // Builds run 'swprofile completion': without the library's initialisation, it writes no log.

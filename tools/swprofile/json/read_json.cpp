@@ -38,7 +38,7 @@ struct Value {
     std::string text() const
     {
         require(json.is_string(), "must be a text");
-        const std::string text = json.get<std::string>();
+        std::string text = json.get<std::string>();
         require(text.find('\0') == std::string::npos, "has a NUL");
         return text;
     }
@@ -250,7 +250,10 @@ ServicePacks service_packs_of(const Json &json, const std::string &source)
     read_array(value, set->service_packs, set->service_packs_count);
     std::set<std::string> names;
     for (const service_pack &pack : service_packs_of(set.get())) {
-        const std::string fault = pack.sp_name == nullptr ? "has no name" : name_fault(pack.sp_name);
+        if (pack.sp_name == nullptr) {
+            value.reject("a service pack has no name");
+        }
+        const std::string fault = name_fault(pack.sp_name);
         value.require(fault.empty(), "a service pack " + fault);
         value.require(names.insert(pack.sp_name).second, "the service pack is given twice: " + printable(pack.sp_name));
     }

@@ -145,7 +145,7 @@ std::string rendered_text(const inst_sw_profile_sdr_ext &profile)
     if (rc != 0) {
         throw failure_of(rc, "cannot render the profile");
     }
-    const std::string rendered = text;
+    std::string rendered = text;
     std::free(text);
     return rendered;
 }

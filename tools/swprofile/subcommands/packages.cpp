@@ -6,6 +6,7 @@
 #include "subcommands/commands.h"
 
 #include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -70,9 +71,10 @@ void print_rpms(const Options &options)
     StringList rpms;
     std::string bare = options.package; // stored names usually lack the architecture
     instcomm_strip_arch_from_package_name(bare.data());
+    bare.resize(std::strlen(bare.c_str()));
     std::optional<ReadLock> lock(active.is_local);
     active.check_readable();
-    if (!find_rpms(active, options.package, rpms) && !find_rpms(active, bare.c_str(), rpms)) {
+    if (!find_rpms(active, options.package, rpms) && !find_rpms(active, bare, rpms)) {
         throw Failure(FAILED, "there is no " + printable(bare.c_str()) + " in the " + active.describe(), {},
                       active.command("packages"));
     }

@@ -24,7 +24,8 @@ PackageArray::~PackageArray()
 
 bool allocate_packages(PackageArray &array, std::size_t capacity)
 {
-    array.entries = static_cast<inst_swp_package *>(std::calloc(capacity, sizeof(inst_swp_package)));
+    const std::size_t room = capacity == 0 ? 1 : capacity; // calloc(0) may return null without failing
+    array.entries = static_cast<inst_swp_package *>(std::calloc(room, sizeof(inst_swp_package)));
     return array.entries != nullptr;
 }
 
