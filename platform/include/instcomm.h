@@ -22,7 +22,7 @@ extern "C" {
 #define INSTCOMM_RC_INVALID_ARG 0x40101278C8000803ULL  /* a null or unusable argument */
 #define INSTCOMM_RC_INVALID_DATA 0x40101278C8000807ULL /* invalid or damaged data */
 
-/* Package-format settings. `name` is NUL-terminated; a non-zero flag selects the new package rules. */
+/* Package-format settings. A non-zero is_new_format selects the new package rules. */
 typedef struct inst_pkg_fmt_info {
     char name[16];
     uint8_t is_new_format;
@@ -72,7 +72,8 @@ int strncpy_s(char *dst, size_t dst_size, const char *src, size_t count);
 
 /*
  * String lists: a count and a heap array of heap strings. Entries may be null; copies keep null entries. A null array
- * counts as empty, and an empty list is returned as a null array.
+ * counts as empty, and an empty list is returned as a null array. inst_dup_string_list() returns 0,
+ * INSTCOMM_RC_INVALID_ARG for a null `copy`, or INSTCOMM_RC_NO_MEMORY. `err` is not used.
  */
 uint64_t inst_dup_string_list(uint32_t count, char *const *list, char ***copy, char **err);
 void inst_free_string_list(uint32_t count, char **list); /* strings and array; list may be null */
@@ -132,12 +133,14 @@ const char *instcomm_extract_file_name_from_path(const char *path);
  * Unpacks a bundle (a tar archive of RPM files, or a single ".rpm") into work_dir and returns the paths of the RPMs
  * there, in the order of the bundle, in a new list that the caller frees. *pkg_value is the size of the bundle in
  * bytes. Members that are not RPMs are unpacked, but not listed. `err` is not used. Results: 0;
- * INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; and, with the reason in the log:
+ * INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; and, with the reason in the log unless noted otherwise:
  *
- *   INSTCOMM_RC_FAILED        the bundle is missing; tar cannot be run (as in a process that ignores SIGCHLD) or fails
- * to unpack it (as for a member whose path leads through a link) INSTCOMM_RC_INVALID_DATA  with nothing unpacked: tar
- * cannot list the bundle; it is damaged, has no RPM or more than `limit`, or a member that would be written outside of
- * work_dir. After unpacking: an RPM is not a regular file
+ *   INSTCOMM_RC_FAILED        the bundle is missing; tar cannot be run, as in a process that ignores SIGCHLD;
+ *                             tar fails to unpack it, as for a member whose path leads through a link;
+ *                             no temporary file can be created for tar's list (not logged)
+ *   INSTCOMM_RC_INVALID_DATA  nothing is unpacked: tar cannot list the bundle; it is damaged; it has no RPM, more
+ *                             than `limit`, or a member that would be written outside of work_dir.
+ *                             After unpacking: an RPM is not a regular file
  */
 uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle_path, const char *work_dir, uint32_t *count,
                                                    char ***files, uint32_t limit, uint64_t *pkg_value, char **err);
@@ -154,7 +157,7 @@ uint64_t instcomm_get_sp_names_from_rpm(uint64_t sp_source, const char *pkg_name
 
 /*
  * Return the names of the service packs of a set, or the names of all RPMs that they deliver, in their order: a new
- * list, null if there are none. The last two arguments are not used. Results: 0; INSTCOMM_RC_INVALID_ARG;
+ * list, null if there are none. reserved_1 and reserved_2 are not used. Results: 0; INSTCOMM_RC_INVALID_ARG;
  * INSTCOMM_RC_NO_MEMORY; the first function also INSTCOMM_RC_INVALID_DATA if a service pack has no name.
  */
 uint64_t instcomm_get_sp_names_from_sp_list(const serv_packs *sp_list, char ***names, uint32_t *count);

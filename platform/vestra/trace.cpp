@@ -102,8 +102,8 @@ void open_ring(Trace &trace)
     }
 }
 
-// Reserves the next record and returns its offset, or -1 if the descriptor has become another file's. A ring that was
-// truncated gets a new header.
+// Reserves the next record and returns its offset; -1 if the descriptor now belongs to another file, or if the counter
+// cannot be read or written. Writes a new header if the ring was truncated.
 off_t reserve_record(const Trace &trace)
 {
     struct stat file;

@@ -1,5 +1,4 @@
 #include "edit/locations.h"
-#include "frame/enumerations.h"
 #include "frame/report.h"
 
 #include <cstring>

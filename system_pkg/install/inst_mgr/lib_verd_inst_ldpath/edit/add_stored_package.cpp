@@ -1,6 +1,5 @@
 #include "edit/replacement_list.h"
 #include "edit/stored_profile.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/report.h"
 #include "frame/text_list.h"

@@ -48,6 +48,11 @@ template <class... Args> void report(uint32_t site, const char *format, Args... 
 
 } // namespace trace
 
+constexpr const char *text_or_null(const char *text)
+{
+    return text == nullptr ? "null" : text;
+}
+
 // Lets the compiler check a printf format. Evaluates nothing.
 #define CHECK_FORMAT(...) static_cast<void>(sizeof(std::printf(__VA_ARGS__)))
 

@@ -27,10 +27,10 @@
  * Results are 64-bit codes, 0 for success; verd_result_name() and verd_result_meaning() turn them into text. Codes of
  * install-common (instcomm.h) are passed on. A null pointer where none is allowed returns INST_RC_INVALID_ARG.
  *
- * Error texts: `char **err_msg_p` (or error_message_out) may be null. If it points to a null pointer, an operation may
- * store a text there: entries "E:reason;", from the innermost cause outwards, at most 2047 characters. The caller frees
- * it with free(), whatever the result is: storing, promoting, copying and inst_swp_get_package_rpms() can succeed and
- * leave a text. If it points to a text already, that text is kept.
+ * Error texts: `char **err_msg_p` (also err_msg, error_message_out) may be null. If it points to a null pointer, an
+ * operation may store a text there: entries "E:reason;", from the innermost cause outwards, at most 2047 characters.
+ * The caller frees it with free(), whatever the result is: storing, promoting, copying and inst_swp_get_package_rpms()
+ * can succeed and leave a text. If it points to a text already, that text is kept.
  *
  * Ownership: returned paths and texts are freed with free(), returned profiles with inst_ldpath_free_swprofile_ext().
  * Unless a comment says otherwise, out-parameters are unchanged on failure.

@@ -1,5 +1,4 @@
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/owned.h"
 #include "lifecycle/remove_file.h"
 #include "location/flat_copy.h"

@@ -1,7 +1,6 @@
 #include "location/existence.h"
 
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 

@@ -1,6 +1,5 @@
 #include "frame/cut_text.h"
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
 #include "frame/owned.h"

@@ -1,6 +1,5 @@
 #include "persist/binary_writer.h"
 
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "frame/report.h"
@@ -16,7 +15,8 @@ namespace
 constexpr char WRITER[] = "inst_write_sdr_swprofile_to_file";
 constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while writing QX software profile to file\n";
 
-// Quirk: five attempts, one plus four retries, but messages say 4; readers of the log search for this text.
+// Quirk: a failed verification gets five attempts, one plus four retries, but the message says 4; log searches match
+// it.
 constexpr int RETRIES = 4;
 constexpr unsigned RETRY_SECONDS = 4;
 constexpr int REMOVAL_RETRIES = 4;
@@ -82,8 +82,8 @@ FILE *open_for_writing(WriteJob &job)
     return stream;
 }
 
-// Waits after each failed attempt. Only the last one adds to the error text.
-void pause_after_failure(WriteJob &job, const char *what, int err)
+// Waits after a failed write or comparison. In the last attempt, also reports it and adds to the error text.
+void pause_and_report_last(WriteJob &job, const char *what, int err)
 {
     sleep(RETRY_SECONDS);
     if (job.retries <= 0) {
@@ -107,7 +107,7 @@ bool write_bytes(WriteJob &job, FILE *stream)
     remove_file(job);
     REPORT("%s: Error when writing SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, written, job.length, err,
            std::strerror(err), job.path, job.rc);
-    pause_after_failure(job, "fwrite() to", err);
+    pause_and_report_last(job, "fwrite() to", err);
     return false;
 }
 
@@ -142,7 +142,7 @@ AttemptResult verify(WriteJob &job)
     remove_file(job);
     REPORT("%s: Error when reading back SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, read, job.length, err,
            std::strerror(err), job.path, job.rc);
-    pause_after_failure(job, "fread() the", err);
+    pause_and_report_last(job, "fread() the", err);
     return AttemptResult::Retry;
 }
 

@@ -1,5 +1,4 @@
 #include "frame/cut_text.h"
-#include "frame/enumerations.h"
 #include "frame/owned.h"
 #include "frame/report.h"
 #include "location/repository.h"

@@ -1,5 +1,4 @@
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "location/flat_copy.h"

@@ -18,8 +18,8 @@ uint64_t decode(const char *path, inst_sw_profile_sdr_ext **profile_p)
     return rc;
 }
 
-// The getters of a fixed scope and VM type. They return no error text. If the file cannot be named, the reader rejects
-// the null path.
+// The getters of a fixed scope and VM type. They return no error text. They ignore a failure to name the file: the
+// reader then rejects the null path, or cannot open the empty one.
 uint64_t get_fixed(const char *function, const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                    inst_sw_profile_sdr_ext **profile_p)
 {

@@ -1,7 +1,6 @@
 // Searches the active profile for a package. The state argument appears in messages only.
 #include "frame/debug_line.h"
 #include "frame/entry_name.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "persist/owned_profile.h"

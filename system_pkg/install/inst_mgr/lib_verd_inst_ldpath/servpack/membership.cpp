@@ -129,7 +129,8 @@ struct OwnedSet {
     ~OwnedSet() { free_service_pack(set); }
 };
 
-// An incomplete set (out of memory) would untag RPMs that remaining service packs still deliver.
+// Returns whether the set has every detail. Converting can return 0 with an incomplete set (out of memory), by which
+// packages that remaining service packs still deliver would be unmarked.
 bool is_complete(const serv_packs *set, const sp_detail *details, uint32_t detail_count)
 {
     service_pack *packs = nullptr;

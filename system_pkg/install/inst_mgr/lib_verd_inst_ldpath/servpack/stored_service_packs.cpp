@@ -2,7 +2,6 @@
 #include "edit/service_pack_merge.h"
 #include "edit/service_pack_removal.h"
 #include "edit/stored_profile.h"
-#include "frame/enumerations.h"
 #include "frame/marker_files.h"
 #include "frame/owned.h"
 
