@@ -154,6 +154,8 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
     // Without replace_count the caller cannot know how many names were stored, so none are.
     SearchResult found = {replace_count == nullptr ? nullptr : replace_list};
     rc = find_superseded(body, package, is_new_format ? &base : nullptr, found, text);
+    // Quirk: under the old rules the count is written only if an entry is superseded; callers keep the 0 that they have
+    // set (verd_inst_ldpath.h).
     if ((is_new_format || found.count != 0) && replace_list != nullptr && replace_count != nullptr) {
         *replace_count = found.count;
     }
@@ -163,7 +165,7 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
     PackageArray packages;
     const std::size_t room = std::size_t{inst_sw_profile_info_get_packages(&body, nullptr)} + 1;
     if (rc != 0 || !allocate_packages(packages, room)) {
-        // Quirk: also logged after a failed split of a name; support searches for this text.
+        // Quirk: also logged after a failed split of a name; log searches match this text.
         REPORT("Error! Can't allocate file_list\n");
         return rc != 0 ? rc : INST_RC_NO_MEMORY;
     }

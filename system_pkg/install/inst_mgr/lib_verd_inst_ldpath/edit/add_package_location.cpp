@@ -86,7 +86,8 @@ void report_add_failure(uint64_t rc)
 
 // Adds the package to one location after the other, until one has it already: that location gets the nodes. A location
 // whose add fails is skipped. Superseded packages stay in their locations.
-// Without memory for a list of superseded names the loop ends with 0, and the changes so far are stored.
+// Quirk: without memory for a list of superseded names, ends with 0, and the changes so far are stored; only log
+// searches find the reason, a message of allocate_replacement_list().
 uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, NodeList &nodes, bool &is_duplicate)
 {
     inst_sw_profile_loc *locations = nullptr;

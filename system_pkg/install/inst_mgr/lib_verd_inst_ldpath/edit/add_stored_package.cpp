@@ -29,7 +29,7 @@ struct PackageCopies {
 uint64_t make_copies(const char *function, const PackageRequest &package, PackageCopies &copies, char **text)
 {
     copies.name.ptr = strdup(file_name_of(package.name));
-    // Quirk: fixed numbers instead of source lines; readers of the log identify the failed copy by them.
+    // Quirk: fixed numbers instead of source lines; log searches identify the failed copy by them.
     if (copies.name.ptr == nullptr) {
         REPORT("Failed to allocate memory in function %s:%d\n", function, 3564);
         error_text_add(text, "Failed to allocate memory\n");
@@ -47,6 +47,7 @@ uint64_t make_copies(const char *function, const PackageRequest &package, Packag
 uint64_t add_package_to_body(const char *function, inst_sw_profile_info &body, const PackageRequest &package,
                              PackageCopies &copies, OwnedStringList &superseded, char **text)
 {
+    // Quirk: `reserved` is 1, elsewhere 0; processes that interpose the function tell its callers apart by it.
     const uint64_t rc =
         inst_ldpath_add_pkg_in_swp(&body, copies.name.ptr, copies.rpms.count, copies.rpms.list, package.value,
                                    package.type, superseded.list, &superseded.count, 1, package.sp_source, text);

@@ -76,6 +76,8 @@ uint64_t copy_existing(const inst_sw_profile_info &body, const MergeMessages &me
     const uint32_t count = inst_sw_profile_info_get_sp_names(&body, &names);
     const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, &details);
     for (uint32_t i = 0; i < count; ++i) {
+        // Quirk: a name without a detail counts as out of memory (duplicating null fails); callers get
+        // INST_RC_NO_MEMORY for such a body (verd_inst_ldpath.h).
         bool detail_copied = false;
         if (!append(merged, names[i], i < detail_count ? &details[i] : nullptr, detail_copied)) {
             if (!detail_copied) {

@@ -105,6 +105,8 @@ uint64_t scan_packages(const inst_sw_profile_info &body, const NewPackage &packa
         if (base == nullptr && is_superseded_by_old_rules(entries[i], existing_type, package)) {
             return record_superseded(found, existing);
         }
+        // Quirk: splits the name of every entry, so that one that cannot be split fails the call, whatever its type;
+        // callers recognise such a body by the error (docs/contract.md).
         if (base != nullptr) {
             const bool may_supersede = is_same_kind(existing_type, package, *base);
             const uint64_t rc = compare_base_names(existing, may_supersede, *base, found, text);

@@ -48,7 +48,7 @@ struct StateToDelete {
     void (*not_deleted)(const char *path, uint64_t rc);
 };
 
-// Quirk: the first message lacks the "Error! " of the others; tools that search the log expect it so.
+// Quirk: the first message lacks the "Error! " of the others; log searches expect it so.
 constexpr StateToDelete STATES[] = {
     {VERD_SWP_COMMITTED, [](uint64_t rc) { REPORT("Failed to get committed SW profile file: %lx\n", rc); },
      [](const char *path, uint64_t rc) {

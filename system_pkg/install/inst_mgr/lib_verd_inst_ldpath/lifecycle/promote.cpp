@@ -44,6 +44,8 @@ uint64_t rename_bin(const Transition &transition, char **text)
 {
     const char *const prepared = transition.from.bin.ptr;
     const char *const active = transition.to.bin.ptr;
+    // Quirk: deletes the old active .bin first, so a failed rename() leaves none; callers that find none promote again
+    // (docs/contract.md).
     if (transition.to.exists != 0) {
         static_cast<void>(unlink(active));
     }

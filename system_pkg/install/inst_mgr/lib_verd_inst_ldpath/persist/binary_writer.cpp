@@ -46,7 +46,7 @@ void remove_file(const WriteJob &job)
 }
 
 // Returns whether an attempt may start.
-// Quirk: reports a null buffer also after a failed write, which ends the loop; readers of the log know the sequence.
+// Quirk: reports a null buffer also after a failed write, which ends the loop; log searches match this message.
 bool check_job(WriteJob &job)
 {
     if (job.rc == 0 && job.bytes == nullptr) {
@@ -112,6 +112,8 @@ bool write_bytes(WriteJob &job, FILE *stream)
 }
 
 // Reads the file back and compares. If the content differs or there is no memory, removes the file.
+// Quirk: rc stays 0 although the file is removed; callers rely on the result and detect the failure by the error text
+// (verd_inst_ldpath.h).
 AttemptResult verify(WriteJob &job)
 {
     FILE *const stream = std::fopen(job.path, "r");
@@ -122,7 +124,6 @@ AttemptResult verify(WriteJob &job)
         return AttemptResult::Retry;
     }
     const Owned<void> found(std::malloc(job.length));
-    // Quirk: the result is 0 although the file is removed; callers must check the error text (verd_inst_ldpath.h).
     if (found.ptr == nullptr) {
         err = errno;
         std::fclose(stream);
@@ -156,6 +157,7 @@ AttemptResult write_once(WriteJob &job)
         return AttemptResult::Retry;
     }
     sync();
+    // Quirk: syncs again by a shell command; processes that interpose wsystem() see each write before it is read back.
     static_cast<void>(wsystem("sync"));
     return verify(job);
 }

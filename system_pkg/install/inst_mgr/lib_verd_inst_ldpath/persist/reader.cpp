@@ -10,7 +10,7 @@ TRACE_SITES_BEGIN(reader)
 namespace
 {
 
-// Quirk: fixed numbers instead of source lines; support identifies the failed call of fseek() by them.
+// Quirk: fixed numbers instead of source lines; log searches identify the failed call of fseek() by them.
 constexpr int SEEK_END_LINE = 1756;
 constexpr int SEEK_SET_LINE = 1765;
 

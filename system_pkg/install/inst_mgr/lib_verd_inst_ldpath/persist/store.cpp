@@ -18,7 +18,7 @@ namespace
 constexpr char WRITE[] = "inst_write_sdr_swprofile_to_file2";
 constexpr char STORE[] = "inst_ldpath_store_sdr_swprofile";
 constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while storing QX software profile\n";
-// Quirk: a fixed number instead of the source line; support identifies the rejected argument by it.
+// Quirk: a fixed number instead of the source line; log searches identify the rejected argument by it.
 constexpr int NULL_PROFILE_LINE = 1933;
 
 // Encodes into a new buffer of `size` bytes. `length` receives the size that the encoding needs; if it is greater than

@@ -96,7 +96,7 @@ uint64_t find_package(const Search &search, uint8_t *is_present)
         return 0;
     }));
     // Quirk: tests the pointer, not the flag, so it is logged if the caller passes no flag, even if the package was
-    // found; readers of the log know it.
+    // found; log searches match this message.
     if (is_present == nullptr) {
         REPORT("Did not find pkg %s in %s %s SW Profile for %s VM (key=%s)\n", name.ptr, search.scope(), search.state(),
                search.vm(), search.key());
@@ -140,7 +140,7 @@ uint64_t find_rpms(const Search &search, Rpms &rpms, char **text)
     }
     OwnedProfile profile;
     rc = fetch_active(search, profile, text);
-    if (rc != 0) { // Quirk: says "local" in both scopes; readers of the log search for this text.
+    if (rc != 0) { // Quirk: says "local" in both scopes; log searches match this text.
         REPORT("Failed to get local active QX sw profile, rc=0x%lx\n", rc);
         error_text_add(text, "Failed to get local active QX software profile\n");
         return rc;

@@ -86,7 +86,9 @@ uint64_t compare_version(const Node &node, const char *sw_version, bool &is_equa
     OwnedProfile profile;
     const uint64_t rc = fetch_admin_master(function, profile);
     if (rc != 0) {
-        is_equal = true; // callers must check the result code first
+        // Quirk: equal after a failed fetch; callers that ignore the result code see no difference
+        // (verd_inst_ldpath.h).
+        is_equal = true;
         return rc;
     }
     const Info &body = versioned_body(profile.sdr(), node);

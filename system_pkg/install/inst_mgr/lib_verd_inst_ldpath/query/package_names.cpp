@@ -57,6 +57,7 @@ uint64_t get_file_list(inst_sw_profile_sdr_ext *profile, char ***file_list_out, 
         return INST_RC_INVALID_ARG;
     }
     if (is_null(file_list_out, function)) {
+        // Quirk: only this null argument leaves an error text; callers that print texts expect none for the others.
         error_text_add(text, "Hit an unexpected NULL pointer while getting software profile file list\n");
         return INST_RC_INVALID_ARG;
     }

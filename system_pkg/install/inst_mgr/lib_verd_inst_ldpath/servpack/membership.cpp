@@ -207,6 +207,8 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
     if (rc != 0) {
         return rc;
     }
+    // Quirk: allocates before it is known whether a package changes; log searches find the message of a failed
+    // allocation even if none would.
     PackageArray packages;
     if (!allocate_or_report(packages, *profile)) {
         return INST_RC_NO_MEMORY;

@@ -124,7 +124,9 @@ uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList
         REPORT_SP_DEBUG("SPDEBUG: SP detailed info present in swp for %d Sp's\n", detail_count);
     }
     if (remaining.names.count == 0) {
-        untag_or_log(body, sp_list); // before the details are deleted: they protect RPMs from untagging
+        // Quirk: unmarks before the details are deleted, so packages of the RPMs in them stay marked; callers of
+        // inst_ldpath_get_swprofile_img_pkgs() that leave out members still leave them out.
+        untag_or_log(body, sp_list);
         clear_service_packs(body);
         REPORT("SPINFO: %s Removed all sp in swp\n", REMOVE);
         return 0;
