@@ -45,19 +45,4 @@ int instcomm_create_filepath_dirs(const char *path)
     errno = err;
     return made ? 0 : -1;
 }
-
-int strncpy_s(char *dst, size_t dst_size, const char *src, size_t count)
-{
-    if (dst == nullptr || dst_size == 0) {
-        return EINVAL;
-    }
-    const std::size_t length = src == nullptr ? dst_size : strnlen(src, count);
-    if (length >= dst_size) {
-        dst[0] = '\0';
-        return src == nullptr ? EINVAL : ERANGE;
-    }
-    std::memcpy(dst, src, length);
-    dst[length] = '\0';
-    return 0;
-}
 }

@@ -1,6 +1,7 @@
 #include "instcomm.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -220,5 +221,20 @@ int package_comp(const void *a, const void *b)
         return (left != nullptr) - (right != nullptr);
     }
     return std::strcmp(left, right);
+}
+
+int strncpy_s(char *dst, size_t dst_size, const char *src, size_t count)
+{
+    if (dst == nullptr || dst_size == 0) {
+        return EINVAL;
+    }
+    const std::size_t length = src == nullptr ? dst_size : strnlen(src, count);
+    if (length >= dst_size) {
+        dst[0] = '\0';
+        return src == nullptr ? EINVAL : ERANGE;
+    }
+    std::memcpy(dst, src, length);
+    dst[length] = '\0';
+    return 0;
 }
 }

@@ -110,13 +110,14 @@ off_t reserve_record(const Trace &trace)
     if (fstat(trace.fd, &file) != 0 || file.st_dev != trace.device || file.st_ino != trace.inode) {
         return -1;
     }
-    constexpr off_t AT = offsetof(RingHeader, appended);
+    constexpr off_t COUNTER_OFFSET = offsetof(RingHeader, appended);
     uint64_t number = 0;
-    if (pread(trace.fd, &number, sizeof number, AT) != sizeof number && !write_header(trace.fd, trace.header)) {
+    if (pread(trace.fd, &number, sizeof number, COUNTER_OFFSET) != sizeof number &&
+        !write_header(trace.fd, trace.header)) {
         return -1;
     }
     const uint64_t appended = number + 1;
-    if (pwrite(trace.fd, &appended, sizeof appended, AT) != sizeof appended) {
+    if (pwrite(trace.fd, &appended, sizeof appended, COUNTER_OFFSET) != sizeof appended) {
         return -1;
     }
     return static_cast<off_t>(HEADER_SIZE + number % trace.header.capacity * trace.header.record_size);

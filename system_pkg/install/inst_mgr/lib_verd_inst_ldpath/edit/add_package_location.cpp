@@ -11,7 +11,7 @@ TRACE_SITES_BEGIN(add_package_location)
 namespace
 {
 
-constexpr char ADD[] = "inst_ldpath_add_pkg_location";
+constexpr char FUNCTION[] = "inst_ldpath_add_pkg_location";
 constexpr uint32_t MAX_RPMS_OF_BUNDLE = 254;
 
 struct NodePackage {
@@ -29,13 +29,13 @@ uint64_t unpack_bundle(NodePackage &package)
     find_package_file(package.name, bundle);
     if (!create_work_directory(work_directory)) {
         const int err = errno;
-        REPORT("%s: mkdtemp failed, %d \n", ADD, err);
+        REPORT("%s: mkdtemp failed, %d \n", FUNCTION, err);
         return INSTMGR_RC_ERRNO(err);
     }
     const uint64_t rc = instcomm_get_rpm_package_list_from_bundle(
         bundle, work_directory, &package.files.count, &package.files.list, MAX_RPMS_OF_BUNDLE, &package.value, nullptr);
     if (rc != 0) {
-        REPORT("%s: failed to get pkg list from bundle %s\n", ADD, bundle);
+        REPORT("%s: failed to get pkg list from bundle %s\n", FUNCTION, bundle);
     }
     return rc;
 }
@@ -194,7 +194,7 @@ uint64_t add_package(const ProfileEdit &edit, const inst_node_loc *node_locs, ui
     rc = store_edited_profile(edit, profile);
     if (is_duplicate) {
         // Quirk: a failed store is hidden, too; callers treat a duplicate as done.
-        REPORT("%s: rc INSTMGR_DUP_SWPROFILE_PKG xlated to OK\n", ADD);
+        REPORT("%s: rc INSTMGR_DUP_SWPROFILE_PKG xlated to OK\n", FUNCTION);
         rc = 0;
     }
     return rc;
@@ -214,8 +214,8 @@ extern "C" uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is
            verd_scope_name(is_local), verd_state_name(state), verd_vm_type_name(vm_type), text_or_null(sdr_key),
            pkg_name, num_loc, pkg_type);
     exit_if_ordered();
-    static_cast<void>(instmgr_show_serv_pack(reinterpret_cast<const serv_packs *>(sp_source), ADD));
-    const ProfileEdit edit = {ADD, sdr_key, is_local, state, vm_type};
+    static_cast<void>(instmgr_show_serv_pack(reinterpret_cast<const serv_packs *>(sp_source), FUNCTION));
+    const ProfileEdit edit = {FUNCTION, sdr_key, is_local, state, vm_type};
     NodePackage package = {pkg_name, pkg_type, sp_source};
     return add_package(edit, node_locs, num_loc, package);
 }

@@ -1,5 +1,6 @@
 #include "edit/replacement_list.h"
 #include "edit/stored_profile.h"
+#include "frame/entry_name.h"
 #include "frame/error_text.h"
 #include "frame/report.h"
 #include "frame/text_list.h"

@@ -59,11 +59,11 @@ uint64_t copy_added(const ServicePackLists &added, const MergeMessages &messages
         bool detail_copied = false;
         if (!append(merged, added.names[i], &added.details[i], detail_copied)) {
             if (!detail_copied) {
-                messages.first_detail_not_copied(text);
+                messages.added_detail_not_copied(text);
             }
             return INST_RC_NO_MEMORY;
         }
-        messages.first_name(i, merged.names[i]);
+        messages.added_name(i, merged.names[i]);
     }
     return 0;
 }

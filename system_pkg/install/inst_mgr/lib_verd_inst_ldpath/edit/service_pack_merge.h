@@ -23,8 +23,8 @@ struct MergeMessages {
     void (*details_of_body)(uint32_t count);                   // as above
     void (*body_has_none)(uint32_t new_count);
     void (*body_has_some)();
-    void (*first_name)(uint32_t index, const char *name); // for each one added to a body without any
-    void (*first_detail_not_copied)(char **text);
+    void (*added_name)(uint32_t index, const char *name); // for each one added to a body without any
+    void (*added_detail_not_copied)(char **text);
     void (*new_names)(char *const *names, uint32_t count); // missing in the body; at least one
     void (*detail_of_body_not_copied)(char **text);
     void (*detail_missing)(const char *name, char **text);

@@ -14,9 +14,6 @@ bool allocate_list(OwnedStringList &list, std::size_t entries);
 // unchanged.
 bool shrink(OwnedStringList &list);
 
-// Returns the last component of a path, a pointer into the path.
-const char *file_name_of(const char *path);
-
 // Appends a copy; the list must have room. Results: those of copy_text().
 uint64_t append_copy(OwnedStringList &list, const char *text);
 

@@ -112,11 +112,11 @@ consteval BuildId build_id()
     namespace                                                                                                          \
     {                                                                                                                  \
     constexpr unsigned FIRST_SITE = trace::first_site(#file);                                                          \
-    constexpr unsigned FIRST_COUNT = __COUNTER__ + 1;                                                                  \
+    constexpr unsigned FIRST_COUNTER = __COUNTER__ + 1;                                                                \
     }
 
 #define TRACE_SITES_END(file)                                                                                          \
-    static_assert(__COUNTER__ - FIRST_COUNT == trace::site_count(#file), "correct this file's line in trace_sites.h")
+    static_assert(__COUNTER__ - FIRST_COUNTER == trace::site_count(#file), "correct this file in trace_sites.h")
 
 // The number of the next message. Expand it once per message.
-#define NEXT_TRACE_SITE (FIRST_SITE + (__COUNTER__ - FIRST_COUNT))
+#define NEXT_TRACE_SITE (FIRST_SITE + (__COUNTER__ - FIRST_COUNTER))

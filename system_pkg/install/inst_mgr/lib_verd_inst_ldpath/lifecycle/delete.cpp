@@ -9,7 +9,7 @@ TRACE_SITES_BEGIN(delete)
 namespace
 {
 
-constexpr char DELETE_FILE[] = "inst_ldpath_delete_swprofile_file";
+constexpr char FUNCTION[] = "inst_ldpath_delete_swprofile_file";
 
 void remove_flat_copy(const char *path)
 {
@@ -32,7 +32,7 @@ uint64_t delete_files(const char *swprofile_file)
     Owned<char> copy;
     rc = copy_path(swprofile_file, &copy.ptr);
     if (rc != 0) {
-        REPORT("%s: Error, Failed to allocate memory \n", DELETE_FILE);
+        REPORT("%s: Error, Failed to allocate memory \n", FUNCTION);
         return rc;
     }
     remove_flat_copy(copy.ptr);

@@ -3,7 +3,8 @@
 
 #include <cstddef>
 
-// The size of path buffers, to which longer paths are cut.
+// The size of path buffers, to which longer paths are cut. One more than repository::PATH_SIZE: a path that was cut has
+// 4096 characters, which the system rejects, so it never names another file.
 inline constexpr std::size_t PACKAGE_PATH_SIZE = 4097;
 
 // Composes the path of a package's file: of the file with this name; if it is missing, of the first file whose name

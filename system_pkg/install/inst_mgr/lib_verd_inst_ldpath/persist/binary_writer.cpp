@@ -12,8 +12,8 @@ TRACE_SITES_BEGIN(binary_writer)
 namespace
 {
 
-constexpr char WRITER[] = "inst_write_sdr_swprofile_to_file";
-constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while writing QX software profile to file\n";
+constexpr char FUNCTION[] = "inst_write_sdr_swprofile_to_file";
+constexpr char NULL_POINTER_TEXT[] = "Hit an unexpected NULL pointer while writing QX software profile to file\n";
 
 // Quirk: a failed verification gets five attempts, one plus four retries, but the message says 4; log searches match
 // it.
@@ -53,14 +53,14 @@ bool check_job(WriteJob &job)
         job.rc = INST_RC_INVALID_ARG;
     }
     if (job.rc != 0) {
-        REPORT("%s: Error! swprofile buffer is NULL\n", WRITER);
-        error_text_add(&job.text, NULL_POINTER);
+        REPORT("%s: Error! swprofile buffer is NULL\n", FUNCTION);
+        error_text_add(&job.text, NULL_POINTER_TEXT);
         return false;
     }
     if (job.path == nullptr) {
         job.rc = INST_RC_INVALID_ARG;
-        REPORT("%s: Error! sdr_swprofile_file is NULL\n", WRITER);
-        error_text_add(&job.text, NULL_POINTER);
+        REPORT("%s: Error! sdr_swprofile_file is NULL\n", FUNCTION);
+        error_text_add(&job.text, NULL_POINTER_TEXT);
         return false;
     }
     return true;
@@ -76,7 +76,7 @@ FILE *open_for_writing(WriteJob &job)
     }
     if (stream == nullptr) {
         job.rc = INSTMGR_RC_ERRNO(err);
-        REPORT("%s: Error! Can't open file %s, %d (%s), rc=%lx\n", WRITER, job.path, err, std::strerror(err), job.rc);
+        REPORT("%s: Error! Can't open file %s, %d (%s), rc=%lx\n", FUNCTION, job.path, err, std::strerror(err), job.rc);
         error_text_add(&job.text, "Failed to fopen() file %s (%s)\n", job.path, std::strerror(err));
     }
     return stream;
@@ -105,7 +105,7 @@ bool write_bytes(WriteJob &job, FILE *stream)
     }
     job.rc = INSTMGR_RC_ERRNO(err);
     remove_file(job);
-    REPORT("%s: Error when writing SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, written, job.length, err,
+    REPORT("%s: Error when writing SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", FUNCTION, written, job.length, err,
            std::strerror(err), job.path, job.rc);
     pause_and_report_last(job, "fwrite() to", err);
     return false;
@@ -119,8 +119,8 @@ AttemptResult verify(WriteJob &job)
     FILE *const stream = std::fopen(job.path, "r");
     int err = errno;
     if (stream == nullptr) {
-        REPORT("%s: Error when opening SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, job.length, job.length,
-               err, std::strerror(err), job.path, job.rc);
+        REPORT("%s: Error when opening SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", FUNCTION, job.length,
+               job.length, err, std::strerror(err), job.path, job.rc);
         return AttemptResult::Retry;
     }
     const Owned<void> found(std::malloc(job.length));
@@ -128,7 +128,7 @@ AttemptResult verify(WriteJob &job)
         err = errno;
         std::fclose(stream);
         remove_file(job);
-        REPORT("%s: Error when malloc for SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, job.length,
+        REPORT("%s: Error when malloc for SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", FUNCTION, job.length,
                job.length, err, std::strerror(err), job.path, job.rc);
         error_text_add(&job.text, "Failed to allocate memory\n");
         return AttemptResult::Finished;
@@ -141,8 +141,8 @@ AttemptResult verify(WriteJob &job)
         return AttemptResult::Finished;
     }
     remove_file(job);
-    REPORT("%s: Error when reading back SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, read, job.length, err,
-           std::strerror(err), job.path, job.rc);
+    REPORT("%s: Error when reading back SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", FUNCTION, read, job.length,
+           err, std::strerror(err), job.path, job.rc);
     pause_and_report_last(job, "fread() the", err);
     return AttemptResult::Retry;
 }
@@ -180,7 +180,7 @@ uint64_t inst_write_sdr_swprofile_to_file(const char *file_path, const void *buf
     WriteJob job = {file_path, buffer, length};
     if (length == 0) {
         REPORT("error: being asked to create SW Profile of 0 bytes\n");
-        error_text_add(&job.text, NULL_POINTER);
+        error_text_add(&job.text, NULL_POINTER_TEXT);
         job.rc = INSTMGR_RC_EMPTY_SWPROFILE;
     } else {
         write_and_retry(job);

@@ -12,7 +12,7 @@ TRACE_SITES_BEGIN(create)
 namespace
 {
 
-constexpr char CREATE[] = "inst_ldpath_create_sdr_swprofile";
+constexpr char FUNCTION[] = "inst_ldpath_create_sdr_swprofile";
 // Quirk: a fixed number instead of the source line; log searches identify the failed copy by it.
 constexpr int STRDUP_LINE = 2175;
 
@@ -137,7 +137,7 @@ uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &sour
     names.count = count;
     for (uint32_t i = 0; i < count; ++i) {
         if ((names.list[i] = strdup(packs[i].sp_name)) == nullptr) {
-            REPORT("SPERROR: FUNC: %s LINE: %d strdup failed \n", CREATE, STRDUP_LINE);
+            REPORT("SPERROR: FUNC: %s LINE: %d strdup failed \n", FUNCTION, STRDUP_LINE);
             return INSTMGR_RC_NO_MEMORY;
         }
     }
@@ -174,7 +174,7 @@ uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_crea
     if (rc != 0) {
         // Quirk: "(null)" instead of the file name; log searches match this text.
         constexpr char file_name[] = "(null)";
-        REPORT("%s: Error! Failed to write SW profile to file %s: %lx\n", CREATE, file_name, rc);
+        REPORT("%s: Error! Failed to write SW profile to file %s: %lx\n", FUNCTION, file_name, rc);
     }
     return rc;
 }

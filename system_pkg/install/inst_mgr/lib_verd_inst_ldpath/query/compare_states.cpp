@@ -8,7 +8,7 @@ TRACE_SITES_BEGIN(compare_states)
 namespace
 {
 
-constexpr char MASTERS_EQUAL[] = "inst_ldpath_is_sdr_master_act_comm_swp_equal";
+constexpr char FUNCTION[] = "inst_ldpath_is_sdr_master_act_comm_swp_equal";
 
 constexpr MasterMessages ACTIVE = {
     [](const char *sdr_key) {
@@ -16,7 +16,7 @@ constexpr MasterMessages ACTIVE = {
     },
     [] { REPORT("QX master act sw profile exists\n"); },
     [](const char *sdr_key, uint64_t rc) {
-        REPORT("%s: failed to query sw profile, sdr_key = %s, rc=%ld\n", MASTERS_EQUAL, sdr_key, rc);
+        REPORT("%s: failed to query sw profile, sdr_key = %s, rc=%ld\n", FUNCTION, sdr_key, rc);
     },
 };
 constexpr MasterMessages COMMITTED = {
@@ -25,7 +25,7 @@ constexpr MasterMessages COMMITTED = {
     },
     [] { REPORT("QX master committed sw profile exists\n"); },
     [](const char *sdr_key, uint64_t rc) {
-        REPORT("%s: failed to query committed sw profile, sdr_key = %s, rc=%ld\n", MASTERS_EQUAL, sdr_key, rc);
+        REPORT("%s: failed to query committed sw profile, sdr_key = %s, rc=%ld\n", FUNCTION, sdr_key, rc);
     },
 };
 
@@ -40,7 +40,7 @@ uint64_t compare_masters(const char *sdr_key, uint8_t *is_equal)
         REPORT("Error! sdr_key is NULL\n");
         return INST_RC_INVALID_ARG;
     }
-    REPORT("%s: sdr_key is %s\n", MASTERS_EQUAL, sdr_key);
+    REPORT("%s: sdr_key is %s\n", FUNCTION, sdr_key);
     Owned<char> text;
     OwnedProfile active;
     uint64_t rc = fetch_master_profile({sdr_key, VERD_SWP_ACTIVE, VERD_VM_QX}, ACTIVE, active, &text.ptr);

@@ -52,8 +52,8 @@ constexpr Messages GLOBAL = {"Hit an unexpected NULL pointer while getting the g
                              nullptr};
 constexpr Messages LOCAL = {"Hit an unexpected NULL pointer while getting the local software profile\n", NO_FILE_NAME,
                             "An internal error occurred. Use 'hw-module location <node ID> reload force' to recover\n"};
-constexpr Messages LOCAL_ONLY = {"Hit an unexpected NULL pointer while getting local software profile\n",
-                                 "Error as failed to get local QX software profile file\n", nullptr};
+constexpr Messages LOCAL_GETTER = {"Hit an unexpected NULL pointer while getting local software profile\n",
+                                   "Error as failed to get local QX software profile file\n", nullptr};
 
 uint64_t name_and_decode(const Messages &messages, const char *sdr_key, uint8_t is_local, int32_t part_type,
                          uint32_t vm_type, inst_sw_profile_sdr_ext **profile_p, char **text)
@@ -125,7 +125,7 @@ uint64_t inst_ldpath_get_swprofile(const char *sdr_key, uint8_t is_local, int32_
 uint64_t inst_ldpath_get_local_swprofile(const char *sdr_key, int32_t part_type, uint32_t vm_type,
                                          inst_sw_profile_sdr_ext **local_sw_profile_ext_pp, char **error_message_out)
 {
-    return get_general(__func__, LOCAL_ONLY, sdr_key, 1, part_type, vm_type, local_sw_profile_ext_pp,
+    return get_general(__func__, LOCAL_GETTER, sdr_key, 1, part_type, vm_type, local_sw_profile_ext_pp,
                        error_message_out);
 }
 

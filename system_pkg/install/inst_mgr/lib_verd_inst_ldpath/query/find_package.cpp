@@ -26,7 +26,7 @@ struct Search {
     const char *key() const { return text_or_null(sdr_key); }
 };
 
-uint64_t check(const Search &search)
+uint64_t check_arguments(const Search &search)
 {
     if (verd_vm_type_has_sdr(search.vm_type) && search.sdr_key == nullptr) {
         REPORT("Error! sdr_key is NULL\n");
@@ -67,7 +67,7 @@ uint64_t copy_without_architecture(const char *name, Owned<char> &copy)
 
 uint64_t find_package(const Search &search, uint8_t *is_present)
 {
-    uint64_t rc = check(search);
+    uint64_t rc = check_arguments(search);
     if (rc != 0) {
         return rc;
     }
@@ -134,7 +134,7 @@ uint64_t copy_rpms(const Search &search, const Package &package, Rpms &rpms, cha
 
 uint64_t find_rpms(const Search &search, Rpms &rpms, char **text)
 {
-    uint64_t rc = check(search);
+    uint64_t rc = check_arguments(search);
     if (rc != 0) {
         return rc;
     }
