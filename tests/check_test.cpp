@@ -15,10 +15,11 @@ TEST_F(CommandTest, CheckAndRepair)
     EXPECT_EQ(package["extra_list"][0], "extra"); // passed-through fields
     fs::remove("/install_repo/local/qx-swprofile-active.txt");
     fs::create_directory("/install_repo/local/sdr/default-sdr/qx-swprofile-committed.bin");
+    const std::string uvf_twin = "/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.txt";
     for (const auto &[file, content] :
-         {std::pair{"/install_repo/local/qx-swprofile-active.bin", "junk"},
+         {std::pair<std::string, std::string>{"/install_repo/local/qx-swprofile-active.bin", "junk"},
           {"/install_repo/local/sdr/default-sdr/qx-swprofile-prepared.txt", ""},
-          {"/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.txt", "\n\nVM\n"},
+          {uvf_twin, "another head: " + read_file(uvf_twin)},
           {"/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin", ""},
           {"/install_repo/gl/instdb/sdr/default-sdr/qx-swprofile-activ", ""},
           {"/install_repo/gl/instdb/kelo-master-swprofile-active.bin", "junk"},
@@ -28,11 +29,14 @@ TEST_F(CommandTest, CheckAndRepair)
     record_run("check");
     EXPECT_EQ(json_of("check --json")["findings"][2]["code"], "twin-differs");
     expect({{"check --vm uvf", 1, ""}, {"check --sdr other", 1, ""}, {"check --vm uvf --local", 3, ""}});
-    expect({{"repair --dry-run", 0,
+    expect({{"repair --dry-run", 1,
              "would remove /install_repo/local/sdr/default-sdr/qx-swprofile-prepared.txt: a text"}});
     record_run("repair");
     EXPECT_EQ(json_of("check --json")["findings"].size(), 8U);
     expect({{"repair --local --state prepared", 0, "nothing to repair\n"}});
+    fs::remove_all("/install_repo/local");
+    fs::create_directory_symlink("gl/instdb", "/install_repo/local");
+    expect({{"delete --vm uvf --state active --yes", 1, "are in one directory"}}); // and does not wait for itself
 }
 
 TEST_F(CommandTest, List)

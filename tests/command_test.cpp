@@ -388,6 +388,7 @@ TEST_F(CommandTest, RejectedEditsForNodes)
             {"add-for-nodes a-1-1 --all-nodes --type smu", 1, "another package would be used"},
             {"add-for-nodes b-1-1 --all-nodes --type smu", 1, "no file /install_repo/gl/verdalis/b-1-1*"},
             {"service-pack add ''", 1, "cannot read the file"},
+            {"create --from /tmp", 1, "Is a directory"},
             {"service-pack add /tmp/packs.json", 4, "the service pack is given twice: SP1"},
             {"add-for-nodes a-1-1 --all-nodes --state 3", 3, "there is no prepared"},
             {"add-for-nodes a-1-1 --all-nodes --service-packs /tmp/packs.json", 2, "requires --new-format"},

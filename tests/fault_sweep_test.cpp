@@ -1,6 +1,6 @@
-// Every allocation and every call of a C or platform function fails once in every operation. Afterwards the operation
-// has failed and the disk is unchanged, or it has succeeded completely, or its outcome is one that docs/contract.md
-// lists for a store. The sanitizers check for leaks.
+// Every allocation and every call of a C or platform function fails in every operation, once and with all later calls;
+// with SWP_ALL_ERRORS, each with 14 errors. Afterwards the operation has failed and the disk is unchanged, or it has
+// succeeded completely, or its outcome is one that docs/contract.md lists for a store. The sanitizers check for leaks.
 #include "support/bodies.h"
 
 #include <memory>
@@ -44,6 +44,24 @@ uint64_t add(const char *package, uint32_t type, uint32_t nodes)
     return inst_ldpath_add_pkg_location(ACTIVE_QX, &node, nodes, package, 0, type, sp_source);
 }
 
+uint64_t remove_rpms(char **rpms, uint32_t count)
+{
+    char **left = nullptr;
+    uint32_t left_count = 0;
+    const uint64_t rc = inst_remove_rpms_part_of_active_sp(&changed.body(), rpms, count, &left, &left_count);
+    std::free(left);
+    return rc;
+}
+
+uint64_t copy_nodes()
+{
+    inst_node_loc *copy = nullptr;
+    const uint64_t rc = verd_inst_dup_node_loc_list(1, &node, &copy);
+    EXPECT_EQ(copy != nullptr, rc == 0);
+    std::free(copy);
+    return rc;
+}
+
 #define OPERATION(name, kind, call)                                                                                    \
     {                                                                                                                  \
         name, Operation::kind, [](Outcome &o [[maybe_unused]]) -> uint64_t { return call; }                            \
@@ -57,6 +75,11 @@ const Operation OPERATIONS[] = {
     OPERATION("get QX", Fetches, inst_ldpath_get_sdr_swprofile("default-sdr", VERD_SWP_ACTIVE, &o.profile.ptr)),
     OPERATION("get", Fetches, inst_ldpath_get_swprofile(ACTIVE_QX, &o.profile.ptr, &o.error.ptr)),
     OPERATION("get if exists", Fetches, inst_ldpath_get_sw_profile_if_exists(ACTIVE_QX, &o.profile.ptr)),
+    OPERATION("get LC QX", Fetches, inst_ldpath_get_sdr_swprofile_lcp("asked", VERD_SWP_ACTIVE, &o.profile.ptr)),
+    OPERATION("get UVF", Fetches, inst_ldpath_get_sdr_swprofile_uvf("asked", VERD_SWP_ACTIVE, &o.profile.ptr)),
+    OPERATION("get local QX", Fetches, inst_ldpath_get_sdr_local_swprofile("asked", VERD_SWP_ACTIVE, &o.profile.ptr)),
+    OPERATION("get locally", Fetches,
+              inst_ldpath_get_local_swprofile("asked", VERD_SWP_ACTIVE, VERD_VM_UVF, &o.profile.ptr, &o.error.ptr)),
     OPERATION("name file", Names, inst_get_sdr_swprofile_file("s", &o.text, 0, 2, VERD_VM_QX, &o.error.ptr)),
     OPERATION("name twin", Names, inst_get_sdr_swprofile_txt_file("/a/b.bin", &o.text, &o.error.ptr)),
     OPERATION("name flag", Names, inst_get_boot_active_swp_flag("s", &o.text, 0, VERD_VM_QX)),
@@ -71,6 +94,14 @@ const Operation OPERATIONS[] = {
     OPERATION("promote", Edits, inst_ldpath_swp_move_prep_to_act("default-sdr", 1, VERD_VM_QX, &o.error.ptr)),
     OPERATION("copy", Edits, inst_ldpath_swp_copy("default-sdr", 1, VERD_VM_QX, 2, 1, &o.error.ptr)),
     OPERATION("delete", Edits, inst_ldpath_delete_swprofile("default-sdr", 1, VERD_VM_QX)),
+    OPERATION("delete a file", Edits,
+              inst_ldpath_delete_swprofile_file("/install_repo/local/sdr/default-sdr/qx-swprofile-active.bin")),
+    OPERATION("write", Stores, inst_write_sdr_swprofile_to_file2(ACTIVE_QX, changed.ptr, &o.error.ptr)),
+    OPERATION("start", Edits, verd_inst_ldpath_lib_init(0, nullptr)),
+    OPERATION("copy nodes", Edits, copy_nodes()),
+    OPERATION("remove RPMs of service packs", Edits, remove_rpms(const_cast<char **>(PATHS.data()), 2)),
+    OPERATION("convert details", Edits, // returns 0 with an incomplete set
+              instmgr_convert_sp_det_to_serv_pack(&o.packs, changed.body().sp_details, 1)),
     OPERATION("ask for the image", Asks, inst_ldpath_get_swprofile_image(changed.ptr, &o.text)),
     OPERATION("ask for the file list", Asks,
               inst_ldpath_get_swprofile_filelist(changed.ptr, &o.list, &o.count, &o.error.ptr)),
@@ -130,6 +161,8 @@ class FaultSweepTest : public RepositoryTest
 protected:
     std::set<std::string> known_texts = {""};
     std::string line; // of the transcript, to which more texts may be appended
+    Disk before, after;
+    std::string unedited, edited; // `changed`, encoded
 
     // Profiles that operations only read.
     static void store_others()
@@ -139,8 +172,10 @@ protected:
         for (const int32_t state : {VERD_SWP_COMMITTED, VERD_SWP_ACTIVE}) {
             profile.ptr->ext_value = static_cast<uint64_t>(state);
             store_as(nullptr, 0, state, VERD_VM_ADMIN, profile);
-            store_as("asked", 0, state, VERD_VM_QX, profile);
-            store_as("asked", 1, state, VERD_VM_UVF, profile);
+            for (const uint32_t vm_type : {VERD_VM_QX, VERD_VM_LC_QX, VERD_VM_UVF}) {
+                store_as("asked", 0, state, vm_type, profile);
+                store_as("asked", 1, state, vm_type, profile);
+            }
         }
     }
 
@@ -183,13 +218,16 @@ protected:
         }
     }
 
-    uint64_t run(const Operation &operation, hooks::Function failing, const std::string &title)
+    // `title` is null if the texts are not recorded.
+    uint64_t run(const Operation &operation, hooks::Function failing, const std::string *title)
     {
         Outcome outcome;
         outcome.flag = 0;
         const uint64_t rc = operation.run(outcome);
         hooks::disarm();
-        record_new_texts(title, rc, outcome);
+        if (title != nullptr) {
+            record_new_texts(*title, rc, outcome);
+        }
         const bool has_answer = outcome.text != nullptr || outcome.list != nullptr || outcome.packs != nullptr ||
                                 outcome.flag != 0 || outcome.count != 0;
         EXPECT_TRUE(operation.kind != Operation::Asks || !has_answer || rc == 0);
@@ -200,7 +238,7 @@ protected:
     }
 
     // Creates everything again that an operation changes.
-    void prepare(const Operation &operation, const Disk &before) const
+    void prepare(const Operation &operation) const
     {
         write_file(active_bin, before.bin);
         write_file(active_txt, before.twin);
@@ -241,16 +279,18 @@ protected:
         EXPECT_TRUE(rc != 0 || function != hooks::LOSE_TWIN || kind == Operation::Adds || kind == Operation::Names);
     }
 
-    void check_store(Operation::Kind kind, hooks::Function function, uint64_t rc, const Disk &before,
-                     const Disk &after) const
+    void check_store(Operation::Kind kind, hooks::Function function, bool fails_always, uint64_t rc) const
     {
         const Disk found = disk();
         const bool exists = fs::exists(active_bin);
         const bool is_success = rc == 0 && kind == Operation::Stores;
         const bool is_unchanged = found.bin == before.bin;
         EXPECT_TRUE(!exists || is_unchanged || found.bin == after.bin);
-        EXPECT_TRUE(exists || function == hooks::FWRITE || function == hooks::ALLOCATION); // which delete the file
-        EXPECT_TRUE(exists || kind == Operation::Adds || (function == hooks::ALLOCATION) == (rc == 0));
+        // A file that cannot be written is deleted, with an error; one that cannot be verified, with result 0.
+        const bool is_unverified = function == hooks::ALLOCATION || (function == hooks::FREAD && fails_always);
+        const bool has_other_error = function == hooks::ALLOCATION && fails_always;
+        EXPECT_TRUE(exists || function == hooks::FWRITE || is_unverified);
+        EXPECT_TRUE(exists || kind == Operation::Adds || is_unverified == (rc == 0) || has_other_error);
         EXPECT_TRUE(!is_success || !exists || found.bin == after.bin);
         const Lines lines = hooks::lines();
         const bool is_logged = std::any_of(lines.begin(), lines.end(), [](const std::string &text) {
@@ -265,9 +305,57 @@ protected:
             EXPECT_EQ(found.twin, after.twin);
         }
     }
+
+    // Runs an operation without a failure.
+    void measure(const Operation &operation, const Disk &disk_before)
+    {
+        before = disk_before;
+        prepare(operation);
+        unedited = encoding_of(*changed.ptr);
+        const std::string untitled; // its texts are only known from now on
+        EXPECT_EQ(run(operation, hooks::ALLOCATION, &untitled), 0U) << operation.name;
+        edited = encoding_of(*changed.ptr);
+        after = disk();
+    }
+
+    // Lets each call of a function fail in turn, alone or with all later calls. Returns how often that was.
+    int sweep(const Operation &operation, hooks::Function failing, int err, int times)
+    {
+        const std::string title = std::string(operation.name) + ", " + hooks::NAMES[failing];
+        const std::string *const recorded = times == 1 && err == ENOMEM ? &title : nullptr;
+        for (int nth = 1;; ++nth) {
+            SCOPED_TRACE(title + " " + std::to_string(nth) + (times == 1 ? ": " : " and all later ones: ") +
+                         strerrorname_np(err));
+            prepare(operation);
+            hooks::reset();
+            hooks::fail(failing, nth, err, times);
+            const uint64_t rc = run(operation, failing, recorded);
+            if (!hooks::orders[failing].fired) {
+                EXPECT_EQ(rc, 0U);
+                return nth - 1;
+            }
+            check_outcome(operation, failing, times == hooks::ALWAYS, rc);
+        }
+    }
+
+    void check_outcome(const Operation &operation, hooks::Function failing, bool fails_always, uint64_t rc) const
+    {
+        if (failing >= hooks::LOSE_PATH) {
+            check_lost_result(operation.kind, failing, rc);
+            EXPECT_TRUE(rc == 0 || failing == hooks::LOSE_TWIN || disk().bin == before.bin);
+            EXPECT_TRUE(rc == 0 || encoding_of(*changed.ptr) == unedited);
+        } else if (operation.kind == Operation::Stores || operation.kind == Operation::Adds) {
+            check_store(operation.kind, failing, fails_always, rc);
+        } else if (operation.kind == Operation::Copies) {
+            check_copies(rc);
+        } else {
+            EXPECT_EQ(disk().bin, before.bin);
+            EXPECT_EQ(encoding_of(*changed.ptr), rc == 0 ? edited : unedited);
+        }
+    }
 };
 
-TEST_F(FaultSweepTest, EveryCallFailsOnce)
+TEST_F(FaultSweepTest, EveryCallFails)
 {
     CreateRequest create;
     request = &create.request;
@@ -287,40 +375,22 @@ TEST_F(FaultSweepTest, EveryCallFailsOnce)
     sp_source = packs.source();
     removed_list = removed.set;
     write_file("/tmp/enable_sp_debugs", "");
+    int injections = 0;
+    std::vector<int> errors = {ENOMEM};
+    if (getenv("SWP_ALL_ERRORS") != nullptr) {
+        errors.insert(errors.end(), {EIO, ENOSPC, EDQUOT, EROFS, EACCES, EPERM, EBUSY, EINTR, EMFILE, ENFILE, ENOTDIR,
+                                     ELOOP, ESTALE});
+    }
     for (const Operation &operation : OPERATIONS) {
-        const Disk &before = operation.from_nothing ? bare : full;
-        prepare(operation, before);
-        const std::string unedited = encoding_of(*changed.ptr);
-        ASSERT_EQ(run(operation, hooks::ALLOCATION, ""), 0U) << operation.name;
-        const std::string edited = encoding_of(*changed.ptr);
-        const Disk after = disk();
+        measure(operation, operation.from_nothing ? bare : full);
         for (int function = 0; function < hooks::FUNCTION_COUNT; ++function) {
-            const auto failing = static_cast<hooks::Function>(function);
-            for (int nth = 1; nth != 0; ++nth) {
-                const std::string title = std::string(operation.name) + ", " + hooks::NAMES[function];
-                SCOPED_TRACE(title + " " + std::to_string(nth));
-                prepare(operation, before);
-                hooks::reset();
-                hooks::fail(failing, nth, ENOMEM);
-                const uint64_t rc = run(operation, failing, title);
-                if (!hooks::orders[failing].fired) {
-                    EXPECT_EQ(rc, 0U);
-                    nth = -1; // there are no more calls
-                } else if (failing >= hooks::LOSE_PATH) {
-                    check_lost_result(operation.kind, failing, rc);
-                    EXPECT_TRUE(rc == 0 || failing == hooks::LOSE_TWIN || disk().bin == before.bin);
-                    EXPECT_TRUE(rc == 0 || encoding_of(*changed.ptr) == unedited);
-                } else if (operation.kind == Operation::Stores || operation.kind == Operation::Adds) {
-                    check_store(operation.kind, failing, rc, before, after);
-                } else if (operation.kind == Operation::Copies) {
-                    check_copies(rc);
-                } else {
-                    EXPECT_EQ(disk().bin, before.bin);
-                    EXPECT_EQ(encoding_of(*changed.ptr), rc == 0 ? edited : unedited);
-                }
+            for (const int err : errors) {
+                injections += sweep(operation, static_cast<hooks::Function>(function), err, 1);
+                injections += sweep(operation, static_cast<hooks::Function>(function), err, hooks::ALWAYS);
             }
         }
     }
+    std::printf("%d failures\n", injections);
     record_line(line);
     inst_ldpath_free_swprofile_ext(&changed.ptr);
     addition.reset();

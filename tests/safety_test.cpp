@@ -66,7 +66,7 @@ std::vector<Operation> operations()
 TEST_F(SafetyTest, KilledAtAnySystemCall)
 {
     int completed = 0;
-    const int kills = at_system_calls(operations(), 29, [&](int at) {
+    const int kills = at_system_calls(operations(), 37, [&](int at) {
         intervene(at_number(at, KILL));
         completed += expect_old_or_new() ? 1 : 0;
     });
@@ -75,7 +75,7 @@ TEST_F(SafetyTest, KilledAtAnySystemCall)
 
 TEST_F(SafetyTest, InterruptedAtAnySystemCall)
 {
-    at_system_calls(operations(), 31, [&](int at) {
+    at_system_calls(operations(), 61, [&](int at) {
         const int signal = std::array{SIGINT, SIGTERM, SIGHUP}[static_cast<std::size_t>(at % 3)];
         const int status = intervene(at_number(at, {Intervention::SIGNAL, signal}));
         const bool is_complete = expect_old_or_new();
@@ -91,7 +91,7 @@ TEST_F(SafetyTest, AnyFileOperationFails)
     const std::set<long> touching = {SYS_openat, SYS_write,  SYS_rename, SYS_fsync,    SYS_mkdir,    SYS_unlink,
                                      SYS_rmdir,  SYS_fchmod, SYS_read,   SYS_unlinkat, SYS_utimensat};
     int failures = 0;
-    at_system_calls(operations(), 41, [&](int at) {
+    at_system_calls(operations(), 67, [&](int at) {
         bool has_failed = false;
         const int status = intervene([&](const SystemCall &call) {
             const bool fails = call.number == at && touching.contains(call.id);

@@ -173,6 +173,7 @@ void run_processes(std::chrono::steady_clock::time_point end)
         if (fork() == 0) {
             repeat(work, end);
             if (work == read_all) {
+                check(profiles_read > 0, "no profile could be fetched");
                 std::printf("%u profiles fetched while others changed them\n", profiles_read.load());
             }
             std::fflush(stdout);

@@ -71,6 +71,6 @@ protected:
     {
         const Ran result = run(arguments);
         record_line("$ swprofile " + arguments + "\n" + result.out + result.err + "(exit code " +
-                  std::to_string(result.code) + ")");
+                    std::to_string(result.code) + ")");
     }
 };

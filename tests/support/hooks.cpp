@@ -48,7 +48,7 @@ bool fires(Function function, const char *what = nullptr, const char *argument =
     }
     Order &order = orders[function];
     ++order.calls;
-    if (order.fail_at != ALWAYS && order.fail_at != order.calls) {
+    if (order.calls < order.first || order.calls > order.last) {
         return false;
     }
     order.fired = true;
@@ -88,7 +88,7 @@ void reset()
 void disarm()
 {
     for (Order &order : orders) {
-        order.fail_at = 0;
+        order.last = 0;
     }
     corrupts_reads = false;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -30,8 +31,9 @@ inline constexpr const char *NAMES[FUNCTION_COUNT] = {HOOKED_FUNCTIONS(FUNCTION_
 
 // All zero means no order: the first allocations precede the initialisation of variables.
 struct Order {
-    int calls;   // since reset()
-    int fail_at; // the call that fails; ALWAYS
+    int calls; // since reset()
+    int first; // of the calls that fail
+    int last;
     int err;
     bool fired;
 };
@@ -56,12 +58,13 @@ inline std::function<void()> before_read;
 
 void reset(); // clears all of these
 
-// Lets the nth call from now fail with this errno.
-inline void fail(Function function, int nth = 1, int err = EIO)
+// Lets the nth call from now fail with this errno, and those that follow it: `times` in all, or ALWAYS.
+inline void fail(Function function, int nth = 1, int err = EIO, int times = 1)
 {
-    orders[function].fail_at = nth == ALWAYS ? ALWAYS : orders[function].calls + nth;
-    orders[function].err = err;
-    orders[function].fired = false;
+    const int calls = orders[function].calls;
+    const int first = calls + (nth == ALWAYS ? 1 : nth);
+    const int last = nth == ALWAYS || times == ALWAYS ? INT_MAX : first + times - 1;
+    orders[function] = {calls, first, last, err, false};
 }
 void disarm(); // cancels these orders, and the corruption of reads
 

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
@@ -177,6 +178,9 @@ std::optional<std::string> parse_key(const std::string &text)
 
 Json read_json(const std::string &file)
 {
+    if (file != "-" && std::filesystem::is_directory(file)) {
+        throw Failure(FAILED, "cannot read the file " + source_name(file), {std::strerror(EISDIR)});
+    }
     std::ifstream opened(file == "-" ? "" : file);
     std::ostringstream content;
     content << (file == "-" ? std::cin : opened).rdbuf();

@@ -84,6 +84,14 @@ void check_content(Findings &findings, const fs::path &bin, const Selector &sele
     }
 }
 
+// The title, the time, and the program that wrote the twin, before an empty line.
+bool has_twin_head(const std::string &content, std::size_t end)
+{
+    const std::string head = content.substr(0, end);
+    return std::ranges::count(head, '\n') == 2 && head.starts_with("# Software Profile \n# Updated on ") &&
+           head.find("\n# Updated by ") != head.npos;
+}
+
 void check_twin(Findings &findings, const fs::path &twin, const inst_sw_profile_sdr_ext &profile)
 {
     if (!name_exists(twin)) {
@@ -95,7 +103,8 @@ void check_twin(Findings &findings, const fs::path &twin, const inst_sw_profile_
     }
     const std::string rendered = "\n\n" + rendered_text(profile) + "\n";
     const std::string content = content_of(twin);
-    if (content.substr(std::min(content.find("\n\n"), content.size())) != rendered) {
+    const std::size_t head_end = std::min(content.find("\n\n"), content.size());
+    if (!has_twin_head(content, head_end) || content.substr(head_end) != rendered) {
         findings.push_back({"twin-differs", twin, "the text twin differs from the profile"});
     }
 }

@@ -168,6 +168,7 @@ std::string identity_fault(const Selector &selector, const inst_sw_profile_sdr_e
 Profile fetch_own(const Selector &selector)
 {
     Profile profile = selector.fetch();
+    selector.note_shared(profile);
     const std::string fault = identity_fault(selector, *profile);
     if (!fault.empty()) {
         throw Failure(INVALID_DATA, "the " + selector.describe() + " " + fault,

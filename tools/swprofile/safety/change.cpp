@@ -76,6 +76,10 @@ void Change::add_scope(bool is_local)
     if (!fs::create_directories(directory, error) && error) {
         throw Failure(FAILED, "cannot create " + directory.string(), {error.message()});
     }
+    if (!scopes.empty() && fs::equivalent(scopes.front()->directory, directory, error)) {
+        throw Failure(FAILED, "the local and the global profiles are in one directory",
+                      {scopes.front()->directory.string() + " is " + directory.string()});
+    }
     scopes.emplace_back(new Scope{directory, {directory, LockMode::EXCLUSIVE}, Journal(directory)});
     scopes.back()->journal.recover();
 }
@@ -240,7 +244,7 @@ void Change::undo(Failure &failure)
     } catch (const Failure &second) {
         failure.details.emplace_back(second.what());
         failure.details.insert(failure.details.end(), second.details.begin(), second.details.end());
-        failure.details.emplace_back("the change is half done; the next swprofile undoes it");
+        failure.details.emplace_back("not all files could be put back; the next swprofile tries again");
     }
 }
 

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <optional>
 #include <sys/file.h>
 #include <thread>
@@ -22,16 +23,25 @@ using Seconds = std::chrono::duration<double>;
 
 std::optional<Seconds> longest_wait; // of the command, for all locks together
 
-// Polls, to notice signals and the end of the waiting time.
-void lock(int fd, int operation, const fs::path &directory)
+Seconds waited(0); // so far
+
+bool try_lock(int fd, int operation, const fs::path &directory)
 {
-    static Seconds waited(0);
+    if (flock(fd, operation | LOCK_NB) == 0) {
+        return true;
+    }
+    if (errno != EWOULDBLOCK && errno != EINTR) {
+        throw Failure(FAILED, "cannot lock " + directory.string(), {std::strerror(errno)});
+    }
+    return false;
+}
+
+// Polls, to notice signals and the end of the waiting time.
+void wait_until(const std::function<bool()> &is_locked, const fs::path &directory)
+{
     static bool is_reported = false;
     const std::string holder = "another process that uses the profiles in " + directory.string();
-    while (flock(fd, operation | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR) {
-            throw Failure(FAILED, "cannot lock " + directory.string(), {std::strerror(errno)});
-        }
+    while (!is_locked()) {
         fail_if_interrupted();
         if (longest_wait && waited >= *longest_wait) {
             throw Failure(FAILED, "not waiting any longer for " + holder, {}, "fuser -v " + directory.string());
@@ -76,10 +86,17 @@ DirectoryLock::DirectoryLock(const fs::path &directory, LockMode mode)
     // The parent directory's lock is the queue: only its holder waits for the directory, so that a series of readers
     // cannot keep a writer waiting.
     const Descriptor queue(open(directory.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // The first one in the queue may have been stopped, so after ten seconds nobody waits for it any longer.
+    const auto lock = [&] { return try_lock(locked.fd, mode == LockMode::SHARED ? LOCK_SH : LOCK_EX, directory); };
+    bool is_locked = false;
     if (queue.fd >= 0 && mode != LockMode::UNQUEUED && (!longest_wait || longest_wait->count() > 0)) {
-        lock(queue.fd, LOCK_EX, directory);
+        const Seconds end = waited + Seconds(10);
+        const auto enter = [&] { return try_lock(queue.fd, LOCK_EX, directory); };
+        wait_until([&] { return enter() || (waited > end && (is_locked = lock())); }, directory);
     }
-    lock(locked.fd, mode == LockMode::SHARED ? LOCK_SH : LOCK_EX, directory);
+    if (!is_locked) {
+        wait_until(lock, directory);
+    }
 }
 
 ReadLock::ReadLock(bool is_local)

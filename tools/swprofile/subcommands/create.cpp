@@ -194,6 +194,10 @@ void run(Options &options)
     if (existing.exists) {
         print_replaced(selector, existing, *profile);
     }
+    if (!options.is_dry_run) {
+        const std::vector<Finding> findings = inspect(selector).findings;
+        std::ranges::for_each(findings, [](const Finding &finding) { note(text_of(finding)); });
+    }
 }
 
 // Adds an option that sets the field at this JSON pointer.

@@ -1,4 +1,5 @@
 #include "profile/findings.h"
+#include "profile/names.h"
 #include "profile/options.h"
 #include "profile/repository.h"
 #include "safety/change.h"
@@ -57,7 +58,9 @@ void ask(const std::set<fs::path> &files)
     }
     std::fprintf(stderr, "delete these? [y/N] ");
     std::string answer;
-    if (!std::getline(std::cin, answer) || (answer != "y" && answer != "yes")) {
+    std::getline(std::cin, answer);
+    answer = lower_case_name(answer);
+    if (answer != "y" && answer != "yes") {
         throw Failure(FAILED, "nothing was deleted");
     }
 }

@@ -78,16 +78,21 @@ void repair(const Selector &place, bool is_dry_run, Result &result)
         change.run("remove leftover files of the " + place.describe(), {},
                    [&](ErrorText &) { return remove_leftovers(inspected.findings, change); });
     }
+    const auto is_repaired = [must_store](const Finding &finding) {
+        return (must_store && is_repaired_by_storing(finding)) || is_leftover(finding);
+    };
     for (const Finding &finding : inspected.findings) {
-        if ((must_store && is_repaired_by_storing(finding)) || is_leftover(finding)) {
+        if (is_repaired(finding)) {
             const std::string verb = is_leftover(finding) ? "remove" : "repair";
             result.done.push_back((is_dry_run ? "would " + verb : verb + (is_leftover(finding) ? "d" : "ed")) + " " +
                                   text_of(finding));
         }
     }
-    for (const Finding &finding : is_dry_run ? std::vector<Finding>() : inspect(place).findings) {
-        result.left.push_back(text_of(finding));
-        result.hint = finding.code == "damaged" ? restoring_command(place) : result.hint;
+    for (const Finding &finding : is_dry_run ? inspected.findings : inspect(place).findings) {
+        if (!is_dry_run || !is_repaired(finding)) {
+            result.left.push_back(text_of(finding));
+            result.hint = finding.code == "damaged" ? restoring_command(place) : result.hint;
+        }
     }
 }
 

@@ -49,15 +49,16 @@ void run_all(const Options &options)
 {
     std::optional<ReadLock> lock(std::in_place);
     const Selector &selector = options.selector;
+    for (const int32_t state : {VERD_SWP_ACTIVE, VERD_SWP_COMMITTED}) {
+        for (const uint32_t vm_type : {VERD_VM_QX, VERD_VM_ADMIN}) {
+            if (state == VERD_SWP_ACTIVE || options.includes_committed) {
+                static_cast<void>(Selector{selector.sdr, vm_type, state, false}.fetch()); // fails with the reason
+            }
+        }
+    }
     StringList names;
     const uint64_t rc =
         inst_ldpath_get_all_swprofile_sps(selector.sdr.c_str(), options.includes_committed, &names.list, &names.count);
-    if (rc == INSTMGR_RC_SWPROFILE_NOT_FOUND) {
-        throw Failure(NO_PROFILE, "a required profile is missing",
-                      {"the global QX profile of " + selector.sdr + " and the global Admin profile, active" +
-                       (options.includes_committed ? " and committed" : "")},
-                      "swprofile list");
-    }
     if (rc != 0) {
         throw failure_of(rc, "cannot list the service packs");
     }
