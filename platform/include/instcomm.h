@@ -106,7 +106,7 @@ void remove_duplicates_from_list(char **list, uint32_t *count);
 int package_comp(const void *a, const void *b);
 
 /*
- * Classify packages by their names, under the table in package_kinds.cpp: host SMUs (host), packages of the host's
+ * Classify packages by their names, by the table in package_kinds.cpp: host SMUs (host), packages of the host's
  * operating system (hostos), third-party packages (tp). Kernel packages have a class; any other package has class 0. A
  * name may be a base name, a whole name, or a path, whose last component counts. A null name belongs to no kind.
  * instcomm_get_kernel_pkg_class() returns 0, or INSTCOMM_RC_INVALID_ARG for a null pointer.
@@ -148,9 +148,9 @@ uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle_path, cons
 /*
  * Returns the service packs of sp_source, the address of a serv_packs, that deliver a package, or all if pkg_name is
  * null: a new list of their names and, unless `details` is null, a new array of copies, in the same order. Both are
- * null if there are none. A service pack delivers a package if its name equals that of an RPM; architectures are
- * ignored. Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; INSTCOMM_RC_INVALID_DATA if one of them has no
- * name.
+ * null if there are none. A service pack delivers a package if the package's name equals the name of one of its RPMs;
+ * architectures are ignored. Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; INSTCOMM_RC_INVALID_DATA if
+ * one of them has no name.
  */
 uint64_t instcomm_get_sp_names_from_rpm(uint64_t sp_source, const char *pkg_name, char ***names, uint32_t *count,
                                         sp_detail **details);
@@ -186,10 +186,11 @@ uint64_t instcomm_compare_swp_profiles(const inst_sw_profile_sdr_ext *a, const i
                                        uint8_t *is_equal, uint32_t mode);
 
 /*
- * Compares selected parts of two profiles. `selector` is a sum of 1 image, 2 packages, 4 service packs, 16 version (of
- * the main body), and 8 location profiles. With none of these, every field is compared, also those of no part. Option 1
- * ignores the order of packages and takes n log n. If *first is not 0, logs the first difference and sets *first to 0;
- * `first` may be null. `reserved` is not used. Results: as above, and INSTCOMM_RC_NO_MEMORY.
+ * Compares selected parts of two profiles. `selector` is a sum of 1 image, 2 packages, 4 service packs and 16 version,
+ * all of the main body, and 8 location profiles. If it has none of them, every field is compared, also fields outside
+ * of these parts. Option 1 ignores the order of packages and takes n log n. If *first is not 0, logs the first
+ * difference and sets *first to 0; `first` may be null. `reserved` is not used. Results: as above, and
+ * INSTCOMM_RC_NO_MEMORY.
  */
 uint64_t instcomm_cmp_swprofile_ext(const inst_sw_profile_sdr_ext *src, const inst_sw_profile_sdr_ext *dst,
                                     uint32_t selector, uint8_t *first, uint32_t reserved, uint32_t option,

@@ -30,8 +30,8 @@ int open_log()
     return fd;
 }
 
-// Renames a log that has reached the rotation size. Under the lock, only the first process finds that the path is still
-// its own file; the others do nothing. Does not wait for the lock, since any process may keep it.
+// Renames a log that has reached the rotation size. Only the first process that gets the lock finds its open file still
+// under LOG_FILE; the others do nothing. Does not wait: another process may hold the lock.
 void rotate(int fd)
 {
     struct stat file;
@@ -46,7 +46,8 @@ void rotate(int fd)
     flock(fd, LOCK_UN);
 }
 
-// Opens the log for each message: the process could reuse a descriptor that stays open for another file.
+// Opens the log for each message: a process may close descriptors that it does not know, and the number may then belong
+// to another file.
 int open_current_log()
 {
     const int fd = open_log();

@@ -189,7 +189,7 @@ void instcomm_remove_from_list(char **list, uint32_t *count, char *const *remove
         const auto is_same = [&](char *other) { return package_comp(&other, &list[i]) == 0; };
         if (list[i] != nullptr &&
             (sorted != nullptr ? std::binary_search(sorted, sorted + remove_count, list[i], is_before)
-                               : std::any_of(remove, remove + remove_count, is_same))) { // without memory
+                               : std::any_of(remove, remove + remove_count, is_same))) { // no memory for `sorted`
             std::free(list[i]);
             list[i] = REMOVED;
         }

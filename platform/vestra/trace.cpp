@@ -47,7 +47,7 @@ struct Trace {
     RingHeader header;
     int fd; // negative: nothing is written
     dev_t device;
-    ino_t inode; // identifies the ring file: the process may reuse the descriptor for another file
+    ino_t inode; // identifies the ring file: the process may have closed fd and opened another file under its number
 };
 
 constexpr uint32_t MAX_TRACES = 8;

@@ -1,3 +1,4 @@
+#include "edit/package_copies.h"
 #include "edit/replacement_list.h"
 #include "edit/stored_profile.h"
 #include "frame/entry_name.h"
@@ -11,21 +12,6 @@ TRACE_SITES_BEGIN(add_stored_package)
 
 namespace
 {
-
-struct PackageRequest {
-    const char *name; // or a path, whose last component counts
-    char *const *rpms;
-    uint32_t rpm_count;
-    uint64_t value;
-    uint32_t type; // install package type
-    uint64_t sp_source;
-};
-
-// Copies of name and RPMs, of which the body takes ownership if it gets the package.
-struct PackageCopies {
-    Owned<char> name;
-    OwnedStringList rpms;
-};
 
 uint64_t make_copies(const char *function, const PackageRequest &package, PackageCopies &copies, char **text)
 {
@@ -49,12 +35,8 @@ uint64_t add_package_to_body(const char *function, inst_sw_profile_info &body, c
                              PackageCopies &copies, OwnedStringList &superseded, char **text)
 {
     // Quirk: `reserved` is 1, elsewhere 0; processes that interpose the function tell its callers apart by it.
-    const uint64_t rc =
-        inst_ldpath_add_pkg_in_swp(&body, copies.name.ptr, copies.rpms.count, copies.rpms.list, package.value,
-                                   package.type, superseded.list, &superseded.count, 1, package.sp_source, text);
+    const uint64_t rc = add_copied_package(body, package, copies, superseded, 1, text);
     if (rc == 0) {
-        static_cast<void>(copies.name.release());
-        copies.rpms.list = nullptr;
         return 0;
     }
     if (rc == INSTMGR_DUP_SWPROFILE_PKG) {

@@ -1,7 +1,6 @@
 #include "edit/service_pack_merge.h"
 
 #include "edit/detail_index.h"
-
 #include "frame/owned.h"
 #include "verd_inst_ldpath.h"
 
@@ -10,8 +9,6 @@
 
 namespace
 {
-
-using Info = inst_sw_profile_info;
 
 void free_service_packs(const inst_sw_profile_info &body)
 {

@@ -1,4 +1,4 @@
-// Searches a profile body for a package about to be added: a duplicate, or entries it supersedes.
+// Finds the entries of a body that a new package duplicates or supersedes.
 #pragma once
 
 #include "verd_inst_ldpath.h"

@@ -14,7 +14,8 @@
 namespace trace
 {
 
-// Describes the arguments to the trace: a letter per argument, and the space of the numbers.
+// Describes the arguments to the trace: a letter per argument, and the size of the numbers (not of the texts) in 32-bit
+// words.
 template <class... Args> struct Arguments {
     template <class T> static constexpr char letter()
     {

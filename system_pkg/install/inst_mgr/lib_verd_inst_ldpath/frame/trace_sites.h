@@ -1,8 +1,8 @@
 // The numbers of messages. Each REPORT has a number of its own, which identifies it in the trace. The numbers are
 // consecutive: in the order of the table below and, within a file, of the source.
 //
-// A file that reports has TRACE_SITES_BEGIN(its name) before its first function, TRACE_SITES_END(its name) at its end,
-// and a line in the table. A wrong count does not compile.
+// A file that reports has TRACE_SITES_BEGIN(its base name without .cpp) before its first function, TRACE_SITES_END(the
+// same) at its end, and a line in the table. A wrong count does not compile.
 #pragma once
 
 #include <cstdint>
@@ -83,8 +83,8 @@ consteval unsigned first_site(std::string_view file)
     return this_file_has_no_line_in_the_table_of_trace_sites();
 }
 
-// A hash of the table, 32 hexadecimal digits. The trace replaces a ring file with another build id, so that a ring
-// never mixes two numberings. Rewording a message does not change it.
+// A hash of the table, 32 hexadecimal digits. If the ring file has another build id, the trace starts a new file, so no
+// ring mixes two numberings. Rewording a message does not change it.
 struct BuildId {
     char digits[33];
 };

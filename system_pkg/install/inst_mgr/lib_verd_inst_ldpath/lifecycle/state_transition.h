@@ -19,8 +19,8 @@ struct Transition {
     StateFiles to;
 };
 
-// What differs between promoting and copying: the shell command and the variant. `text` is the error text. Functions
-// instead of formats, since each REPORT has a number of its own, and the error texts have different arguments.
+// What differs between promoting and copying: the shell command and the messages. `text` is the error text. Functions:
+// see docs/architecture.md, Messages.
 struct TransitionVariant {
     const char *verb; // the shell's command: "mv" or "cp"
     void (*no_file_name)(const Transition &transition, const StateFiles &files, uint64_t rc, char **text);
@@ -32,6 +32,7 @@ struct TransitionVariant {
 };
 
 // Each step reports its failure.
+//
 // Composes the path of a state's .bin file and checks whether the file exists.
 uint64_t locate(const Transition &transition, StateFiles &files, const TransitionVariant &variant, char **text);
 

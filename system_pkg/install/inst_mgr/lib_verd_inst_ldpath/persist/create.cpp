@@ -109,7 +109,7 @@ uint64_t copy_optional_packages(const inst_swp_package *packages, uint32_t count
     return 0;
 }
 
-// Returns whether every service pack has a name. With a nameless one recorded, queries of service packs would fail.
+// Returns whether every service pack has a name. Later queries fail on one without.
 bool all_have_names(const serv_packs &source)
 {
     for (uint32_t i = 0; source.service_packs != nullptr && i < source.service_packs_count; ++i) {

@@ -61,7 +61,8 @@ const Location *find_location(const inst_sw_profile_sdr &sdr, const Node &node)
     return nullptr;
 }
 
-// Returns the body with the version of the node: of its location profile or, without a version there, the main body.
+// Returns the body whose version the node runs: that of its location profile if it has a version, otherwise the main
+// body.
 const Info &body_with_version(const inst_sw_profile_sdr &sdr, const Node &node)
 {
     const Location *const location = find_location(sdr, node);
