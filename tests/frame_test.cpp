@@ -41,7 +41,7 @@ TEST_F(FrameTest, ResultCodesAsText)
         {0, "OK", "success", 0},
         {INST_RC_NO_SWPROFILE, "INST_RC_NO_SWPROFILE", "this VM type has no software profile", 0},
         {INSTMGR_RC_SWPROFILE_NOT_FOUND, "INSTMGR_RC_SWPROFILE_NOT_FOUND", "a required profile is missing", 0},
-        {INSTCOMM_RC_INVALID_ARG, "INSTCOMM_RC_INVALID_ARG", "an argument is missing or was refused", 0},
+        {INSTCOMM_RC_INVALID_ARG, "INSTCOMM_RC_INVALID_ARG", "a null or unusable argument", 0},
         {INSTMGR_RC_ERRNO(ENOSPC), "INSTMGR_RC_ERRNO", "No space left on device", ENOSPC},
         {INSTMGR_RC_ERRNO(0), "INSTMGR_RC_ERRNO", "empty file", 0},
         {0x100, "wait status", "a shell command failed", 0},

@@ -22,7 +22,7 @@ extern "C" {
 #define INSTCOMM_RC_INVALID_ARG 0x40101278C8000803ULL  /* a null or unusable argument */
 #define INSTCOMM_RC_INVALID_DATA 0x40101278C8000807ULL /* invalid or damaged data */
 
-/* Package-format settings. `name` is NUL-terminated; a non-zero flag selects the new package rules. */
+/* Package-format settings. A non-zero is_new_format selects the new package rules. */
 typedef struct inst_pkg_fmt_info {
     char name[16];
     uint8_t is_new_format;
@@ -72,7 +72,8 @@ int strncpy_s(char *dst, size_t dst_size, const char *src, size_t count);
 
 /*
  * String lists: a count and a heap array of heap strings. Entries may be null; copies keep null entries. A null array
- * counts as empty, and an empty list is returned as a null array.
+ * counts as empty, and an empty list is returned as a null array. inst_dup_string_list() returns 0,
+ * INSTCOMM_RC_INVALID_ARG for a null `copy`, or INSTCOMM_RC_NO_MEMORY. `err` is not used.
  */
 uint64_t inst_dup_string_list(uint32_t count, char *const *list, char ***copy, char **err);
 void inst_free_string_list(uint32_t count, char **list); /* strings and array; list may be null */
@@ -105,7 +106,7 @@ void remove_duplicates_from_list(char **list, uint32_t *count);
 int package_comp(const void *a, const void *b);
 
 /*
- * Classify packages by their names, under the table in package_kinds.cpp: host SMUs (host), packages of the host's
+ * Classify packages by their names, by the table in package_kinds.cpp: host SMUs (host), packages of the host's
  * operating system (hostos), third-party packages (tp). Kernel packages have a class; any other package has class 0. A
  * name may be a base name, a whole name, or a path, whose last component counts. A null name belongs to no kind.
  * instcomm_get_kernel_pkg_class() returns 0, or INSTCOMM_RC_INVALID_ARG for a null pointer.
@@ -132,12 +133,14 @@ const char *instcomm_extract_file_name_from_path(const char *path);
  * Unpacks a bundle (a tar archive of RPM files, or a single ".rpm") into work_dir and returns the paths of the RPMs
  * there, in the order of the bundle, in a new list that the caller frees. *pkg_value is the size of the bundle in
  * bytes. Members that are not RPMs are unpacked, but not listed. `err` is not used. Results: 0;
- * INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; and, with the reason in the log:
+ * INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; and, with the reason in the log unless noted otherwise:
  *
- *   INSTCOMM_RC_FAILED        the bundle is missing; tar cannot be run (as in a process that ignores SIGCHLD) or fails
- * to unpack it (as for a member whose path leads through a link) INSTCOMM_RC_INVALID_DATA  with nothing unpacked: tar
- * cannot list the bundle; it is damaged, has no RPM or more than `limit`, or a member that would be written outside of
- * work_dir. After unpacking: an RPM is not a regular file
+ *   INSTCOMM_RC_FAILED        the bundle is missing; tar cannot be run, as in a process that ignores SIGCHLD;
+ *                             tar fails to unpack it, as for a member whose path leads through a link;
+ *                             no temporary file can be created for tar's list (not logged)
+ *   INSTCOMM_RC_INVALID_DATA  nothing is unpacked: tar cannot list the bundle; it is damaged; it has no RPM, more
+ *                             than `limit`, or a member that would be written outside of work_dir.
+ *                             After unpacking: an RPM is not a regular file
  */
 uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle_path, const char *work_dir, uint32_t *count,
                                                    char ***files, uint32_t limit, uint64_t *pkg_value, char **err);
@@ -145,16 +148,16 @@ uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle_path, cons
 /*
  * Returns the service packs of sp_source, the address of a serv_packs, that deliver a package, or all if pkg_name is
  * null: a new list of their names and, unless `details` is null, a new array of copies, in the same order. Both are
- * null if there are none. A service pack delivers a package if its name equals that of an RPM; architectures are
- * ignored. Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; INSTCOMM_RC_INVALID_DATA if one of them has no
- * name.
+ * null if there are none. A service pack delivers a package if the package's name equals the name of one of its RPMs;
+ * architectures are ignored. Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; INSTCOMM_RC_INVALID_DATA if
+ * one of them has no name.
  */
 uint64_t instcomm_get_sp_names_from_rpm(uint64_t sp_source, const char *pkg_name, char ***names, uint32_t *count,
                                         sp_detail **details);
 
 /*
  * Return the names of the service packs of a set, or the names of all RPMs that they deliver, in their order: a new
- * list, null if there are none. The last two arguments are not used. Results: 0; INSTCOMM_RC_INVALID_ARG;
+ * list, null if there are none. reserved_1 and reserved_2 are not used. Results: 0; INSTCOMM_RC_INVALID_ARG;
  * INSTCOMM_RC_NO_MEMORY; the first function also INSTCOMM_RC_INVALID_DATA if a service pack has no name.
  */
 uint64_t instcomm_get_sp_names_from_sp_list(const serv_packs *sp_list, char ***names, uint32_t *count);
@@ -183,10 +186,11 @@ uint64_t instcomm_compare_swp_profiles(const inst_sw_profile_sdr_ext *a, const i
                                        uint8_t *is_equal, uint32_t mode);
 
 /*
- * Compares selected parts of two profiles. `selector` is a sum of 1 image, 2 packages, 4 service packs, 16 version (of
- * the main body), and 8 location profiles. With none of these, every field is compared, also those of no part. Option 1
- * ignores the order of packages and takes n log n. If *first is not 0, logs the first difference and sets *first to 0;
- * `first` may be null. `reserved` is not used. Results: as above, and INSTCOMM_RC_NO_MEMORY.
+ * Compares selected parts of two profiles. `selector` is a sum of 1 image, 2 packages, 4 service packs and 16 version,
+ * all of the main body, and 8 location profiles. If it has none of them, every field is compared, also fields outside
+ * of these parts. Option 1 ignores the order of packages and takes n log n. If *first is not 0, logs the first
+ * difference and sets *first to 0; `first` may be null. `reserved` is not used. Results: as above, and
+ * INSTCOMM_RC_NO_MEMORY.
  */
 uint64_t instcomm_cmp_swprofile_ext(const inst_sw_profile_sdr_ext *src, const inst_sw_profile_sdr_ext *dst,
                                     uint32_t selector, uint8_t *first, uint32_t reserved, uint32_t option,

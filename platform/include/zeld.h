@@ -54,12 +54,12 @@ typedef struct inst_swp_package {
     uint64_t pkg_value; /* set by the caller that added the package; 0 if there is none */
     uint32_t pkg_type;  /* profile package type, 1 to 5; 0 for the image */
     uint8_t pkg_marker; /* non-zero: queries may be asked to skip the entry */
-    char **extra_list;  /* carried along */
+    char **extra_list;  /* not interpreted, only stored */
     uint32_t extra_list_count;
-    char **extra_list_2; /* carried along */
+    char **extra_list_2; /* not interpreted, only stored */
     uint32_t extra_list_2_count;
     uint8_t is_sp_pkg;    /* 1: a member of a service pack */
-    uint64_t extra_value; /* carried along */
+    uint64_t extra_value; /* not interpreted, only stored */
     uint8_t presence[2];
 } inst_swp_package;
 

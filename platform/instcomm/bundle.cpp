@@ -113,7 +113,7 @@ struct Bundle {
         if (is_unsafe_name(name)) {
             return reject("has a member that can't be unpacked safely");
         }
-        return is_rpm(name) ? add_file(name.data()) : 0;
+        return is_rpm(name) ? add_file(name.data()) : 0; // a NUL follows: the name is a whole line
     }
 
     // Reads tar's list, one member per line. The last line is the end-of-archive mark; it is missing in a truncated

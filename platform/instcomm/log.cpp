@@ -30,8 +30,8 @@ int open_log()
     return fd;
 }
 
-// Renames a log that has reached the rotation size. Under the lock, only the first process finds that the path is still
-// its own file; the others do nothing. Does not wait for the lock, since any process may keep it.
+// Renames a log that has reached the rotation size. Only the first process that gets the lock finds its open file still
+// under LOG_FILE; the others do nothing. Does not wait: another process may hold the lock.
 void rotate(int fd)
 {
     struct stat file;
@@ -46,7 +46,8 @@ void rotate(int fd)
     flock(fd, LOCK_UN);
 }
 
-// Opens the log for each message: the process could reuse a descriptor that stays open for another file.
+// Opens the log for each message: a process may close descriptors that it does not know, and the number may then belong
+// to another file.
 int open_current_log()
 {
     const int fd = open_log();
@@ -74,22 +75,22 @@ std::size_t format_prefix(char *head, std::size_t size)
 // Uses a single write, so that lines of several processes do not mix.
 __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_list arguments)
 {
-    char small[1024];
-    const std::size_t head = format_prefix(small, sizeof small);
+    char buffer[1024];
+    const std::size_t head = format_prefix(buffer, sizeof buffer);
     va_list again;
     va_copy(again, arguments);
-    const int length = std::vsnprintf(small + head, sizeof small - head - 1, format, arguments);
+    const int length = std::vsnprintf(buffer + head, sizeof buffer - head - 1, format, arguments);
 
-    char *line = small;
+    char *line = buffer;
     std::size_t size = head + static_cast<std::size_t>(length < 0 ? 0 : length);
-    if (size > sizeof small - 2) {
+    if (size > sizeof buffer - 2) {
         line = static_cast<char *>(std::malloc(size + 2));
         if (line != nullptr) {
-            std::memcpy(line, small, head);
+            std::memcpy(line, buffer, head);
             std::vsnprintf(line + head, size + 1 - head, format, again);
         } else {
-            line = small; // out of memory: truncated
-            size = sizeof small - 2;
+            line = buffer; // out of memory: truncated
+            size = sizeof buffer - 2;
         }
     }
     va_end(again);
@@ -101,7 +102,7 @@ __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_li
         static_cast<void>(!write(fd, line, size));
         close(fd);
     }
-    if (line != small) {
+    if (line != buffer) {
         std::free(line);
     }
 }

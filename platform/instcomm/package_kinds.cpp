@@ -1,5 +1,5 @@
-// Classifies packages by name: KINDS has shell patterns, which are matched against the last component of a path. It may
-// be a base name or a whole file name.
+// Classifies packages by name: KINDS has shell patterns, which are matched against the last component of a path. The
+// component may be a base name or a whole file name.
 #include "instcomm.h"
 
 #include <fnmatch.h>

@@ -1,4 +1,4 @@
-#include "package_name.h"
+#include "architecture_suffix.h"
 #include "text_parts.h"
 
 #include "instcomm.h"
@@ -16,7 +16,7 @@ namespace
 constexpr std::string_view ARCHITECTURES[] = {"x86_64",  "i386",    "i486", "i586",  "i686",    "noarch", "arm",
                                               "armv7hl", "aarch64", "ppc",  "ppc64", "ppc64le", "mips64", "s390x"};
 
-// Like rfind(), which is slower than memrchr().
+// As std::string_view::rfind(), but faster.
 std::size_t find_last(std::string_view text, char character)
 {
     const void *const found = memrchr(text.data(), character, text.size());

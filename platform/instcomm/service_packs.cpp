@@ -1,4 +1,4 @@
-#include "package_name.h"
+#include "architecture_suffix.h"
 
 #include "instcomm.h"
 

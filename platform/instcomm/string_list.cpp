@@ -1,6 +1,7 @@
 #include "instcomm.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -188,7 +189,7 @@ void instcomm_remove_from_list(char **list, uint32_t *count, char *const *remove
         const auto is_same = [&](char *other) { return package_comp(&other, &list[i]) == 0; };
         if (list[i] != nullptr &&
             (sorted != nullptr ? std::binary_search(sorted, sorted + remove_count, list[i], is_before)
-                               : std::any_of(remove, remove + remove_count, is_same))) { // without memory
+                               : std::any_of(remove, remove + remove_count, is_same))) { // no memory for `sorted`
             std::free(list[i]);
             list[i] = REMOVED;
         }
@@ -220,5 +221,20 @@ int package_comp(const void *a, const void *b)
         return (left != nullptr) - (right != nullptr);
     }
     return std::strcmp(left, right);
+}
+
+int strncpy_s(char *dst, size_t dst_size, const char *src, size_t count)
+{
+    if (dst == nullptr || dst_size == 0) {
+        return EINVAL;
+    }
+    const std::size_t length = src == nullptr ? dst_size : strnlen(src, count);
+    if (length >= dst_size) {
+        dst[0] = '\0';
+        return src == nullptr ? EINVAL : ERANGE;
+    }
+    std::memcpy(dst, src, length);
+    dst[length] = '\0';
+    return 0;
 }
 }

@@ -47,7 +47,7 @@ struct Trace {
     RingHeader header;
     int fd; // negative: nothing is written
     dev_t device;
-    ino_t inode; // identifies the ring file: the process may reuse the descriptor for another file
+    ino_t inode; // identifies the ring file: the process may have closed fd and opened another file under its number
 };
 
 constexpr uint32_t MAX_TRACES = 8;
@@ -102,21 +102,22 @@ void open_ring(Trace &trace)
     }
 }
 
-// Reserves the next record and returns its offset, or -1 if the descriptor has become another file's. A ring that was
-// truncated gets a new header.
+// Reserves the next record and returns its offset; -1 if the descriptor now belongs to another file, or if the counter
+// cannot be read or written. Writes a new header if the ring was truncated.
 off_t reserve_record(const Trace &trace)
 {
     struct stat file;
     if (fstat(trace.fd, &file) != 0 || file.st_dev != trace.device || file.st_ino != trace.inode) {
         return -1;
     }
-    constexpr off_t AT = offsetof(RingHeader, appended);
+    constexpr off_t COUNTER_OFFSET = offsetof(RingHeader, appended);
     uint64_t number = 0;
-    if (pread(trace.fd, &number, sizeof number, AT) != sizeof number && !write_header(trace.fd, trace.header)) {
+    if (pread(trace.fd, &number, sizeof number, COUNTER_OFFSET) != sizeof number &&
+        !write_header(trace.fd, trace.header)) {
         return -1;
     }
     const uint64_t appended = number + 1;
-    if (pwrite(trace.fd, &appended, sizeof appended, AT) != sizeof appended) {
+    if (pwrite(trace.fd, &appended, sizeof appended, COUNTER_OFFSET) != sizeof appended) {
         return -1;
     }
     return static_cast<off_t>(HEADER_SIZE + number % trace.header.capacity * trace.header.record_size);

@@ -91,13 +91,6 @@ template <class R> Status duplicate(R *target, const R *record, zeld_allocator a
     return status;
 }
 
-template <class R> void free_content(R *record, zeld_deallocator deallocate)
-{
-    if (record != nullptr && deallocate != nullptr) {
-        release_and_clear(*record, deallocate);
-    }
-}
-
 } // namespace
 } // namespace zeld
 
@@ -122,35 +115,5 @@ int32_t zeld_sp_detail_duplicate(sp_detail *dst, const sp_detail *src, zeld_allo
 int32_t zeld_serv_packs_duplicate(serv_packs *dst, const serv_packs *src, zeld_allocator allocator, uint64_t)
 {
     return zeld::duplicate(dst, src, allocator);
-}
-
-void zeld_inst_swp_package_free_ext(inst_swp_package *record, zeld_deallocator deallocator, ...)
-{
-    zeld::free_content(record, deallocator);
-}
-
-void zeld_inst_node_loc_free_ext(inst_node_loc *record, zeld_deallocator deallocator, ...)
-{
-    zeld::free_content(record, deallocator);
-}
-
-void zeld_sp_detail_free_ext(sp_detail *record, zeld_deallocator deallocator, ...)
-{
-    zeld::free_content(record, deallocator);
-}
-
-void zeld_serv_packs_free_ext(serv_packs *record, zeld_deallocator deallocator, ...)
-{
-    zeld::free_content(record, deallocator);
-}
-
-void zeld_inst_sw_profile_loc_free_ext(inst_sw_profile_loc *record, zeld_deallocator deallocator, ...)
-{
-    zeld::free_content(record, deallocator);
-}
-
-void zeld_inst_sw_profile_sdr_ext_free_ext(inst_sw_profile_sdr_ext *record, zeld_deallocator deallocator, ...)
-{
-    zeld::free_content(record, deallocator);
 }
 }

@@ -1,5 +1,5 @@
-// A total order of records: by the presence of their fields, then by the fields' values. The own bit of a nested record
-// is ignored. The comparison can be restricted to some fields:
+// A total order of records: by the presence of their fields, then by the fields' values. A nested record's own presence
+// bit is ignored. The comparison can be restricted to some fields:
 //
 //     order_of(a, b) == 0
 //     order_of<Only<Schema<inst_sw_profile_info>::version_field>>(a, b) == 0

@@ -6,9 +6,6 @@
 namespace zeld
 {
 
-// Result of a record operation; zeld.h documents the values.
-enum Status : int32_t { OK = 0, NULL_ARGUMENT = 1, BAD_ENCODING = 2, NO_MEMORY = 3 };
-
 // Each release() frees what a value owns. It leaves dangling pointers; call it only before the value is freed or
 // cleared.
 inline void release(char *text, zeld_deallocator deallocate)

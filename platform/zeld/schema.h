@@ -12,6 +12,9 @@
 namespace zeld
 {
 
+// Result of a record operation; zeld.h documents the values.
+enum Status : int32_t { OK = 0, NULL_ARGUMENT = 1, BAD_ENCODING = 2, NO_MEMORY = 3 };
+
 template <class T>
 concept IsNumber = std::is_unsigned_v<T>;
 template <class T>
@@ -51,7 +54,7 @@ template <class T, unsigned Bit, bool IsArray> struct Field {
         static constexpr auto &count(auto &record) { return record.name##_count; }                                     \
     };
 
-#define ZELD_AND_ONE(R, bit, type, name, text) +1
+#define ZELD_PLUS_ONE(R, bit, type, name, text) +1
 #define ZELD_AND_VISIT(R, bit, type, name, text) &&visit(name##_field{})
 
 // Schema<R> has a type name_field for every field `name` of record R.
@@ -60,7 +63,7 @@ template <class R> struct Schema;
 #define ZELD_SCHEMA(R)                                                                                                 \
     template <> struct Schema<R> {                                                                                     \
         ZELD_FIELDS_##R(ZELD_FIELD, ZELD_FIELD, ZELD_ARRAY_FIELD);                                                     \
-        static constexpr unsigned field_count = 0 ZELD_FIELDS_##R(ZELD_AND_ONE, ZELD_AND_ONE, ZELD_AND_ONE);           \
+        static constexpr unsigned field_count = 0 ZELD_FIELDS_##R(ZELD_PLUS_ONE, ZELD_PLUS_ONE, ZELD_PLUS_ONE);        \
         static constexpr bool all_fields(auto visit)                                                                   \
         {                                                                                                              \
             return true ZELD_FIELDS_##R(ZELD_AND_VISIT, ZELD_AND_VISIT, ZELD_AND_VISIT);                               \

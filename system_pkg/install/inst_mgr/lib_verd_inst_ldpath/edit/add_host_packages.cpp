@@ -1,3 +1,4 @@
+#include "frame/entry_name.h"
 #include "frame/report.h"
 #include "frame/text_list.h"
 

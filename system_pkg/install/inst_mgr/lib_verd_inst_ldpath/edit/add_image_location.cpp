@@ -1,5 +1,4 @@
 #include "edit/locations.h"
-#include "frame/enumerations.h"
 #include "frame/report.h"
 
 #include <cstring>
@@ -9,7 +8,7 @@ TRACE_SITES_BEGIN(add_image_location)
 namespace
 {
 
-constexpr char ADD[] = "inst_ldpath_add_image_location";
+constexpr char FUNCTION[] = "inst_ldpath_add_image_location";
 
 // Returns whether the name of the location's image begins with image_name.
 bool has_image(const inst_sw_profile_loc &location, const char *image_name)
@@ -70,7 +69,7 @@ extern "C" uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t 
     }
     REPORT("Adding image to %s %s SW Profile for %s (key=%s) image_name=%s, num_loc=%d \n", verd_scope_name(is_local),
            verd_state_name(state), verd_vm_type_name(vm_type), text_or_null(sdr_key), image_name, num_loc);
-    const ProfileEdit edit = {ADD, sdr_key, is_local, state, vm_type};
+    const ProfileEdit edit = {FUNCTION, sdr_key, is_local, state, vm_type};
     return add_image(edit, node_locs, num_loc, image_name, version);
 }
 

@@ -1,6 +1,7 @@
 #include "edit/package_array.h"
 #include "edit/service_pack_merge.h"
 #include "edit/superseded_entries.h"
+#include "frame/entry_name.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
 #include "frame/text_list.h"
@@ -10,27 +11,27 @@ TRACE_SITES_BEGIN(add_package)
 namespace
 {
 
-constexpr char ADD[] = "inst_ldpath_add_pkg_in_swp";
+constexpr char FUNCTION[] = "inst_ldpath_add_pkg_in_swp";
 
 constexpr MergeMessages MERGE_MESSAGES = {
     .names_of_body =
         [](char *const *names, uint32_t count) {
-            REPORT_SP_DEBUG("SPDEBUG: %s %u sp's are already in swp\n", ADD, count);
+            REPORT_SP_DEBUG("SPDEBUG: %s %u sp's are already in swp\n", FUNCTION, count);
             for (uint32_t i = 0; i < count; ++i) {
                 REPORT("sp_names_swp = %s\n", names[i]);
             }
         },
     .details_of_body =
-        [](uint32_t count) { REPORT_SP_DEBUG("SPDEBUG: %s %d sp's details are already in swp\n", ADD, count); },
+        [](uint32_t count) { REPORT_SP_DEBUG("SPDEBUG: %s %d sp's details are already in swp\n", FUNCTION, count); },
     .body_has_none =
         [](uint32_t count) { REPORT_SP_DEBUG("SPDEBUG:  No SP info in Swp. Adding count sp_cnt %u\n", count); },
     .body_has_some = [] {},
-    .first_name = [](uint32_t index,
+    .added_name = [](uint32_t index,
                      const char *name) { REPORT_SP_DEBUG("SPDEBUG: New SP names  %u Name %s\n", index, name); },
-    .first_detail_not_copied =
+    .added_detail_not_copied =
         [](char **text) {
-            REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", ADD);
-            error_text_add(text, "SPERROR: Failed to duplicate %s\n", ADD);
+            REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", FUNCTION);
+            error_text_add(text, "SPERROR: Failed to duplicate %s\n", FUNCTION);
         },
     .new_names =
         [](char *const *names, uint32_t count) {
@@ -41,18 +42,18 @@ constexpr MergeMessages MERGE_MESSAGES = {
         },
     .detail_of_body_not_copied =
         [](char **text) {
-            REPORT_SP_DEBUG("SPDEBUG: %s Failed to duplicate swp sp_detail\n", ADD);
+            REPORT_SP_DEBUG("SPDEBUG: %s Failed to duplicate swp sp_detail\n", FUNCTION);
             error_text_add(text, "Failed to duplicate swp sp_detail\n");
         },
     .detail_missing =
         [](const char *name, char **text) {
-            REPORT("SPERROR: %s Failed to fetch sp detail for sp %s\n", ADD, name);
-            error_text_add(text, "SPERROR: %s Failed to fetch sp detail for sp %s\n", ADD, name);
+            REPORT("SPERROR: %s Failed to fetch sp detail for sp %s\n", FUNCTION, name);
+            error_text_add(text, "SPERROR: %s Failed to fetch sp detail for sp %s\n", FUNCTION, name);
         },
     .new_detail_not_copied =
         [](char **text) {
-            REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", ADD);
-            error_text_add(text, "SPERROR:Failed to duplicate %s\n", ADD);
+            REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", FUNCTION);
+            error_text_add(text, "SPERROR:Failed to duplicate %s\n", FUNCTION);
         },
     .merged_name = [](uint32_t index,
                       const char *name) { REPORT_SP_DEBUG("SPDEBUG:  New SP names  %u Name %s\n", index, name); },
@@ -73,7 +74,7 @@ uint64_t find_and_merge_service_packs(const inst_sw_profile_info &body, const Ne
         rc = INST_RC_NO_MEMORY;
     }
     if (rc != 0) {
-        REPORT("SPERROR: %s Failed to find sp info for %s\n", ADD, package.name);
+        REPORT("SPERROR: %s Failed to find sp info for %s\n", FUNCTION, package.name);
         error_text_add(text, "SPERROR: Failed to find sp info for %s\n", package.name);
         return rc;
     }
@@ -123,7 +124,8 @@ bool build_packages(const inst_sw_profile_info &body, const NewPackage &package,
     return true;
 }
 
-void commit(inst_sw_profile_info &body, const NewPackage &package, PackageArray &packages, ServicePackLists &merged)
+void move_into_body(inst_sw_profile_info &body, const NewPackage &package, PackageArray &packages,
+                    ServicePackLists &merged)
 {
     inst_swp_package &entry = packages.entries[packages.count - 1];
     if (merged.count != 0) {
@@ -154,6 +156,8 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
     // Without replace_count the caller cannot know how many names were stored, so none are.
     SearchResult found = {replace_count == nullptr ? nullptr : replace_list};
     rc = find_superseded(body, package, is_new_format ? &base : nullptr, found, text);
+    // Quirk: under the old rules the count is written only if an entry is superseded; callers keep the 0 that they have
+    // set (verd_inst_ldpath.h).
     if ((is_new_format || found.count != 0) && replace_list != nullptr && replace_count != nullptr) {
         *replace_count = found.count;
     }
@@ -163,7 +167,7 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
     PackageArray packages;
     const std::size_t room = std::size_t{inst_sw_profile_info_get_packages(&body, nullptr)} + 1;
     if (rc != 0 || !allocate_packages(packages, room)) {
-        // Quirk: also logged after a failed split of a name; support searches for this text.
+        // Quirk: also logged after a failed split of a name; log searches match this text.
         REPORT("Error! Can't allocate file_list\n");
         return rc != 0 ? rc : INST_RC_NO_MEMORY;
     }
@@ -176,7 +180,7 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
         REPORT("Error! Can't allocate file_list\n");
         return INST_RC_NO_MEMORY;
     }
-    commit(body, package, packages, merged);
+    move_into_body(body, package, packages, merged);
     return 0;
 }
 

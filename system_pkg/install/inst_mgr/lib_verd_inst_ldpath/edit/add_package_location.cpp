@@ -1,4 +1,5 @@
 #include "edit/locations.h"
+#include "edit/package_copies.h"
 #include "edit/replacement_list.h"
 #include "frame/enumerations.h"
 #include "frame/marker_files.h"
@@ -11,7 +12,7 @@ TRACE_SITES_BEGIN(add_package_location)
 namespace
 {
 
-constexpr char ADD[] = "inst_ldpath_add_pkg_location";
+constexpr char FUNCTION[] = "inst_ldpath_add_pkg_location";
 constexpr uint32_t MAX_RPMS_OF_BUNDLE = 254;
 
 struct NodePackage {
@@ -29,54 +30,42 @@ uint64_t unpack_bundle(NodePackage &package)
     find_package_file(package.name, bundle);
     if (!create_work_directory(work_directory)) {
         const int err = errno;
-        REPORT("%s: mkdtemp failed, %d \n", ADD, err);
+        REPORT("%s: mkdtemp failed, %d \n", FUNCTION, err);
         return INSTMGR_RC_ERRNO(err);
     }
     const uint64_t rc = instcomm_get_rpm_package_list_from_bundle(
         bundle, work_directory, &package.files.count, &package.files.list, MAX_RPMS_OF_BUNDLE, &package.value, nullptr);
     if (rc != 0) {
-        REPORT("%s: failed to get pkg list from bundle %s\n", ADD, bundle);
+        REPORT("%s: failed to get pkg list from bundle %s\n", FUNCTION, bundle);
     }
     return rc;
 }
-
-// Copies of name and RPMs, of which the body takes ownership if it gets the package.
-struct PackageCopies {
-    Owned<char> name;
-    OwnedStringList files;
-};
 
 uint64_t copy_package(const NodePackage &package, PackageCopies &copies)
 {
     copies.name.ptr = strdup(package.name);
     if (copies.name.ptr == nullptr ||
-        inst_dup_string_list(package.files.count, package.files.list, &copies.files.list, nullptr) != 0) {
+        inst_dup_string_list(package.files.count, package.files.list, &copies.rpms.list, nullptr) != 0) {
         REPORT("Error! Can't allocate file_list\n");
         return INST_RC_NO_MEMORY;
     }
-    copies.files.count = package.files.count;
+    copies.rpms.count = package.files.count;
     return 0;
 }
 
-// `superseded` must have room for every entry that the package may supersede.
-uint64_t add_copied_package(inst_sw_profile_info &body, const NodePackage &package, PackageCopies &copies,
-                            OwnedStringList &superseded)
+uint64_t add_package_to_body(inst_sw_profile_info &body, const NodePackage &package, PackageCopies &copies,
+                             OwnedStringList &superseded)
 {
-    const uint64_t rc =
-        inst_ldpath_add_pkg_in_swp(&body, copies.name.ptr, copies.files.count, copies.files.list, package.value,
-                                   package.type, superseded.list, &superseded.count, 0, package.sp_source, nullptr);
-    if (rc == 0) {
-        static_cast<void>(copies.name.release());
-        copies.files.list = nullptr;
-    }
-    return rc;
+    const PackageRequest request = {package.name,  package.files.list, package.files.count,
+                                    package.value, package.type,       package.sp_source};
+    return add_copied_package(body, request, copies, superseded, 0, nullptr);
 }
 
 uint64_t copy_and_add_package(inst_sw_profile_info &body, const NodePackage &package, OwnedStringList &superseded)
 {
     PackageCopies copies;
     const uint64_t rc = copy_package(package, copies);
-    return rc != 0 ? rc : add_copied_package(body, package, copies, superseded);
+    return rc != 0 ? rc : add_package_to_body(body, package, copies, superseded);
 }
 
 void report_add_failure(uint64_t rc)
@@ -84,9 +73,10 @@ void report_add_failure(uint64_t rc)
     REPORT("Error! Failed to add package in swp.  %lx\n ", rc);
 }
 
-// Adds the package to one location after the other, until one has it already: that location gets the nodes. A location
-// whose add fails is skipped. Superseded packages stay in their locations.
-// Without memory for a list of superseded names the loop ends with 0, and the changes so far are stored.
+// Adds the package to each location in turn. The first that has it already gets the nodes and ends the loop. A location
+// to which it cannot be added is skipped. Superseded packages stay.
+// Quirk: without memory for a list of superseded names, ends with 0, and the changes so far are stored; only log
+// searches find the reason, a message of allocate_replacement_list().
 uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, NodeList &nodes, bool &is_duplicate)
 {
     inst_sw_profile_loc *locations = nullptr;
@@ -102,7 +92,7 @@ uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, 
         if (rc != 0) {
             return rc;
         }
-        rc = add_copied_package(locations[i].sw_profile, package, copies, superseded);
+        rc = add_package_to_body(locations[i].sw_profile, package, copies, superseded);
         is_duplicate = rc == INSTMGR_DUP_SWPROFILE_PKG;
         if (is_duplicate) {
             return append_nodes(locations[i], nodes);
@@ -157,8 +147,8 @@ uint64_t add_to_main_body(inst_sw_profile_sdr &sdr, const NodePackage &package, 
     return 0;
 }
 
-// Ends the process if the file of a system test of high availability orders it.
-void exit_if_ordered()
+// Ends the process if a system test of high availability has created the marker file.
+void exit_if_requested()
 {
     if (marker_exists(RESPAWN_TEST_FILE)) {
         REPORT("HA UT: respwan inst_mgr \n");
@@ -193,7 +183,7 @@ uint64_t add_package(const ProfileEdit &edit, const inst_node_loc *node_locs, ui
     rc = store_edited_profile(edit, profile);
     if (is_duplicate) {
         // Quirk: a failed store is hidden, too; callers treat a duplicate as done.
-        REPORT("%s: rc INSTMGR_DUP_SWPROFILE_PKG xlated to OK\n", ADD);
+        REPORT("%s: rc INSTMGR_DUP_SWPROFILE_PKG xlated to OK\n", FUNCTION);
         rc = 0;
     }
     return rc;
@@ -212,9 +202,9 @@ extern "C" uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is
     REPORT("Adding pkg to %s %s SW Profile for %s (key=%s) pkg_name=%s, num_loc=%d pkg_type=%d\n",
            verd_scope_name(is_local), verd_state_name(state), verd_vm_type_name(vm_type), text_or_null(sdr_key),
            pkg_name, num_loc, pkg_type);
-    exit_if_ordered();
-    static_cast<void>(instmgr_show_serv_pack(reinterpret_cast<const serv_packs *>(sp_source), ADD));
-    const ProfileEdit edit = {ADD, sdr_key, is_local, state, vm_type};
+    exit_if_requested();
+    static_cast<void>(instmgr_show_serv_pack(reinterpret_cast<const serv_packs *>(sp_source), FUNCTION));
+    const ProfileEdit edit = {FUNCTION, sdr_key, is_local, state, vm_type};
     NodePackage package = {pkg_name, pkg_type, sp_source};
     return add_package(edit, node_locs, num_loc, package);
 }

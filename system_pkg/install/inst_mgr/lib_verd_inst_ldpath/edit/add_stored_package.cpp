@@ -1,6 +1,7 @@
+#include "edit/package_copies.h"
 #include "edit/replacement_list.h"
 #include "edit/stored_profile.h"
-#include "frame/enumerations.h"
+#include "frame/entry_name.h"
 #include "frame/error_text.h"
 #include "frame/report.h"
 #include "frame/text_list.h"
@@ -12,25 +13,10 @@ TRACE_SITES_BEGIN(add_stored_package)
 namespace
 {
 
-struct PackageRequest {
-    const char *name; // or a path, whose last component counts
-    char *const *rpms;
-    uint32_t rpm_count;
-    uint64_t value;
-    uint32_t type; // install package type
-    uint64_t sp_source;
-};
-
-// Copies of name and RPMs, of which the body takes ownership if it gets the package.
-struct PackageCopies {
-    Owned<char> name;
-    OwnedStringList rpms;
-};
-
 uint64_t make_copies(const char *function, const PackageRequest &package, PackageCopies &copies, char **text)
 {
     copies.name.ptr = strdup(file_name_of(package.name));
-    // Quirk: fixed numbers instead of source lines; readers of the log identify the failed copy by them.
+    // Quirk: fixed numbers instead of source lines; log searches identify the failed copy by them.
     if (copies.name.ptr == nullptr) {
         REPORT("Failed to allocate memory in function %s:%d\n", function, 3564);
         error_text_add(text, "Failed to allocate memory\n");
@@ -48,12 +34,9 @@ uint64_t make_copies(const char *function, const PackageRequest &package, Packag
 uint64_t add_package_to_body(const char *function, inst_sw_profile_info &body, const PackageRequest &package,
                              PackageCopies &copies, OwnedStringList &superseded, char **text)
 {
-    const uint64_t rc =
-        inst_ldpath_add_pkg_in_swp(&body, copies.name.ptr, copies.rpms.count, copies.rpms.list, package.value,
-                                   package.type, superseded.list, &superseded.count, 1, package.sp_source, text);
+    // Quirk: `reserved` is 1, elsewhere 0; processes that interpose the function tell its callers apart by it.
+    const uint64_t rc = add_copied_package(body, package, copies, superseded, 1, text);
     if (rc == 0) {
-        static_cast<void>(copies.name.release());
-        copies.rpms.list = nullptr;
         return 0;
     }
     if (rc == INSTMGR_DUP_SWPROFILE_PKG) {

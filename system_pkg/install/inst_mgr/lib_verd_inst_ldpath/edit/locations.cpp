@@ -20,7 +20,7 @@ uint64_t copy_nodes_and_read_profile(const ProfileEdit &edit, const inst_node_lo
 {
     const uint64_t rc = verd_inst_dup_node_loc_list(num_loc, node_locs, &nodes.nodes);
     if (rc != 0) {
-        // Quirk: names the wrong function; readers of the log search for this text.
+        // Quirk: names the wrong function; log searches match this text.
         REPORT("%s: Error! inst_get_sdr_swprofile_file failed to make copy of node locations, %lx\n", edit.function,
                rc);
         return rc;

@@ -10,7 +10,7 @@
 // An owned package array under construction.
 struct PackageArray {
     inst_swp_package *entries = nullptr;
-    uint32_t count = 0; // of complete entries
+    uint32_t count = 0; // entries to be freed
 
     PackageArray() = default;
     PackageArray(const PackageArray &) = delete;

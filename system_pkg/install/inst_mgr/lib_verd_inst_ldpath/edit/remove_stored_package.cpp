@@ -2,7 +2,6 @@
 #include "edit/service_pack_merge.h"
 #include "edit/service_pack_removal.h"
 #include "edit/stored_profile.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
 
@@ -13,7 +12,7 @@ namespace
 
 using Info = inst_sw_profile_info;
 
-constexpr char REMOVE[] = "inst_ldpath_remove_swprofile_pkgs";
+constexpr char FUNCTION[] = "inst_ldpath_remove_swprofile_pkgs";
 
 // Reports a message and adds the same text to the error text.
 #define REPORT_AND_ADD(text, ...)                                                                                      \
@@ -27,7 +26,7 @@ uint64_t read_profile(const ProfileEdit &edit, OwnedProfile &profile, char **tex
     Owned<char> path;
     const uint64_t rc = name_profile_file(edit, path, text);
     if (rc != 0) {
-        error_text_add(text, "%s: Error! inst_get_sdr_swprofile_file failed, %lx\n", REMOVE, rc);
+        error_text_add(text, "%s: Error! inst_get_sdr_swprofile_file failed, %lx\n", FUNCTION, rc);
         return rc;
     }
     return decode_profile_file(edit, path.ptr, profile);
@@ -70,7 +69,7 @@ uint64_t set_remaining_service_packs(Info &body, RemainingServicePacks &remainin
         return INST_RC_NO_MEMORY;
     }
     if (!copy_remaining_details(remaining)) {
-        REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", REMOVE);
+        REPORT_SP_DEBUG("SPDEBUG: Failed to duplicate %s\n", FUNCTION);
         return INST_RC_NO_MEMORY;
     }
     replace_with_remaining(body, remaining);
@@ -135,7 +134,7 @@ uint64_t remove_and_store(const ProfileEdit &edit, const char *name, serv_packs 
     }
     rc = store_edited_profile(edit, profile, text);
     if (rc != 0) {
-        error_text_add(text, "%s: Error! Failed to store SW profile: %lx\n", REMOVE, rc);
+        error_text_add(text, "%s: Error! Failed to store SW profile: %lx\n", FUNCTION, rc);
     }
     return rc;
 }
@@ -155,7 +154,7 @@ uint64_t remove_package(const ProfileEdit &edit, const char *pkg_name, serv_pack
            verd_state_name(edit.state), verd_vm_type_name(edit.vm_type), text_or_null(edit.sdr_key), name);
     OwnedStringList removed;
     if (sp_list != nullptr) {
-        static_cast<void>(instmgr_show_serv_pack(sp_list, REMOVE));
+        static_cast<void>(instmgr_show_serv_pack(sp_list, FUNCTION));
         const uint64_t rc = instcomm_get_sp_names_from_sp_list(sp_list, &removed.list, &removed.count);
         if (rc != 0) {
             REPORT_AND_ADD(text, "SPERROR: Failed to fetch sp names \n");
@@ -176,7 +175,7 @@ extern "C" uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8
         return INST_RC_INVALID_ARG;
     }
     char *text = nullptr;
-    const uint64_t rc = remove_package({REMOVE, sdr_key, is_local, part_type, vm_type}, pkg_name, sp_list, &text);
+    const uint64_t rc = remove_package({FUNCTION, sdr_key, is_local, part_type, vm_type}, pkg_name, sp_list, &text);
     error_text_hand_over(&text, error_message_out);
     return rc;
 }

@@ -1,7 +1,6 @@
 #include "edit/service_pack_merge.h"
 
 #include "edit/detail_index.h"
-
 #include "frame/owned.h"
 #include "verd_inst_ldpath.h"
 
@@ -10,8 +9,6 @@
 
 namespace
 {
-
-using Info = inst_sw_profile_info;
 
 void free_service_packs(const inst_sw_profile_info &body)
 {
@@ -59,11 +56,11 @@ uint64_t copy_added(const ServicePackLists &added, const MergeMessages &messages
         bool detail_copied = false;
         if (!append(merged, added.names[i], &added.details[i], detail_copied)) {
             if (!detail_copied) {
-                messages.first_detail_not_copied(text);
+                messages.added_detail_not_copied(text);
             }
             return INST_RC_NO_MEMORY;
         }
-        messages.first_name(i, merged.names[i]);
+        messages.added_name(i, merged.names[i]);
     }
     return 0;
 }
@@ -76,6 +73,8 @@ uint64_t copy_existing(const inst_sw_profile_info &body, const MergeMessages &me
     const uint32_t count = inst_sw_profile_info_get_sp_names(&body, &names);
     const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, &details);
     for (uint32_t i = 0; i < count; ++i) {
+        // Quirk: a name without a detail counts as out of memory (duplicating null fails); callers get
+        // INST_RC_NO_MEMORY for such a body (verd_inst_ldpath.h).
         bool detail_copied = false;
         if (!append(merged, names[i], i < detail_count ? &details[i] : nullptr, detail_copied)) {
             if (!detail_copied) {

@@ -16,15 +16,15 @@ struct ServicePackLists {
     ~ServicePackLists();
 };
 
-// The messages of an operation while it merges; `text` is its error text. Functions instead of formats, since each
-// REPORT has a number of its own, and the operations differ in conditions, arguments and error texts.
+// The messages of an operation while it merges; `text` is its error text. Functions: see docs/architecture.md,
+// Messages.
 struct MergeMessages {
     void (*names_of_body)(char *const *names, uint32_t count); // if the list is present, even if empty
     void (*details_of_body)(uint32_t count);                   // as above
     void (*body_has_none)(uint32_t new_count);
     void (*body_has_some)();
-    void (*first_name)(uint32_t index, const char *name); // for each one added to a body without any
-    void (*first_detail_not_copied)(char **text);
+    void (*added_name)(uint32_t index, const char *name); // for each one added to a body without any
+    void (*added_detail_not_copied)(char **text);
     void (*new_names)(char *const *names, uint32_t count); // missing in the body; at least one
     void (*detail_of_body_not_copied)(char **text);
     void (*detail_missing)(const char *name, char **text);
@@ -37,7 +37,8 @@ struct MergeMessages {
 uint64_t merge_service_packs(const inst_sw_profile_info &body, const ServicePackLists &added,
                              const MergeMessages &messages, ServicePackLists &merged, char **text);
 
-// Free both lists of the body. Then move the merged lists, or any other lists, into the body, or make them absent.
+// Each first frees both lists of the body. replace_with_merged() then moves the merged lists into it,
+// set_service_packs() the given ones; clear_service_packs() makes both absent.
 void replace_with_merged(inst_sw_profile_info &body, ServicePackLists &merged);
 void set_service_packs(inst_sw_profile_info &body, char **names, uint32_t name_count, sp_detail *details,
                        uint32_t detail_count);

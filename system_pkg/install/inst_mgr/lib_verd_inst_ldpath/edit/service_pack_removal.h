@@ -22,7 +22,7 @@ bool copy_remaining_names(const inst_sw_profile_info &body, const OwnedStringLis
 
 // prepare_details() allocates the array and indexes the body's details. copy_remaining_details() then copies the first
 // detail of each remaining name, in the order of the names, and skips names without one. Both return false if there is
-// no memory.
+// no memory. They are two steps because callers report a failure of the second only.
 bool prepare_details(const inst_sw_profile_info &body, RemainingServicePacks &remaining);
 bool copy_remaining_details(RemainingServicePacks &remaining);
 

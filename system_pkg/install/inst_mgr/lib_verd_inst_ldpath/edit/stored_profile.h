@@ -1,4 +1,5 @@
-// The steps of changing a stored profile: read it, edit the record, store it. Nothing on disk changes before the store.
+// The steps of changing a stored profile: read it, edit the record, store it. No profile changes on disk before the
+// store.
 #pragma once
 
 #include "frame/owned.h"
@@ -14,9 +15,16 @@ struct ProfileEdit {
     const char *decode_test_file = nullptr; // if a system test has created it, decoding fails
 };
 
-// Each step reports its failure. Results: those of inst_get_sdr_swprofile_file(), of the reader, of both, and of
-// inst_ldpath_store_sdr_swprofile().
+// Each step reports its failure.
+
+// Results: those of inst_get_sdr_swprofile_file().
 uint64_t name_profile_file(const ProfileEdit &edit, Owned<char> &path, char **text);
+
+// Results: those of the reader.
 uint64_t decode_profile_file(const ProfileEdit &edit, const char *path, OwnedProfile &profile);
+
+// Names and decodes the file. Results: those of the two functions above.
 uint64_t read_stored_profile(const ProfileEdit &edit, OwnedProfile &profile);
+
+// Results: those of inst_ldpath_store_sdr_swprofile().
 uint64_t store_edited_profile(const ProfileEdit &edit, const OwnedProfile &profile, char **text = nullptr);

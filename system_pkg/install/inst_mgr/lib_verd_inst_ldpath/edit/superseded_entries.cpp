@@ -68,8 +68,8 @@ bool is_same_kind(uint32_t existing_type, const NewPackage &package, const BaseN
 }
 
 // Records the entry if it may be superseded and has the new package's base name.
-uint64_t compare_base_names(const char *existing, bool may_supersede, const BaseName &base, SearchResult &found,
-                            char **text)
+uint64_t record_if_superseded(const char *existing, bool may_be_superseded, const BaseName &base, SearchResult &found,
+                              char **text)
 {
     Owned<char> split;
     const uint64_t rc = instcomm_split_swp_pkg_entry(existing, &split.ptr, nullptr, nullptr, nullptr);
@@ -78,7 +78,7 @@ uint64_t compare_base_names(const char *existing, bool may_supersede, const Base
         error_text_add(text, "Failed to split software profile package name\n");
         return rc;
     }
-    return may_supersede && is_same_name(split.ptr, base.text) ? record_superseded(found, existing) : 0;
+    return may_be_superseded && is_same_name(split.ptr, base.text) ? record_superseded(found, existing) : 0;
 }
 
 // Old rules (`base` is null): stops at the first superseded entry. New rules: scans all entries. Both stop at a
@@ -105,9 +105,11 @@ uint64_t scan_packages(const inst_sw_profile_info &body, const NewPackage &packa
         if (base == nullptr && is_superseded_by_old_rules(entries[i], existing_type, package)) {
             return record_superseded(found, existing);
         }
+        // Quirk: splits the name of every entry, so that one that cannot be split fails the call, whatever its type;
+        // callers recognise such a body by the error (docs/contract.md).
         if (base != nullptr) {
-            const bool may_supersede = is_same_kind(existing_type, package, *base);
-            const uint64_t rc = compare_base_names(existing, may_supersede, *base, found, text);
+            const bool may_be_superseded = is_same_kind(existing_type, package, *base);
+            const uint64_t rc = record_if_superseded(existing, may_be_superseded, *base, found, text);
             if (rc != 0) {
                 return rc;
             }
@@ -123,7 +125,7 @@ uint64_t scan_base_rpms(const inst_swp_package &image, const BaseName &base, Sea
     uint64_t rc = 0;
     for (uint32_t i = 0; i < count && rc == 0; ++i) {
         if (rpms[i] != nullptr) {
-            rc = compare_base_names(rpms[i], true, base, found, text);
+            rc = record_if_superseded(rpms[i], true, base, found, text);
         }
     }
     return rc;

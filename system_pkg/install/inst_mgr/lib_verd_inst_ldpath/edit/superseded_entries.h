@@ -1,4 +1,4 @@
-// Searches a profile body for a package about to be added: a duplicate, or entries it supersedes.
+// Finds the entries of a body that a new package duplicates or supersedes.
 #pragma once
 
 #include "verd_inst_ldpath.h"
@@ -15,7 +15,7 @@ struct NewPackage {
 
 // The package's name without version and release, and its kinds, as the new package rules compare them.
 struct BaseName {
-    char text[500];
+    char text[500]; // a longer base name is cut, so it equals none
     bool is_hostos;
     bool is_tp;
 };

@@ -27,7 +27,8 @@ struct Formats {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 template <class... Args>
-void write(const Formats &formats, const char *function, int line, const char * /*format*/, Args... args)
+void write(const Formats &formats, const char *function, int line, const char * /*format, already part of `formats`*/,
+           Args... args)
 {
     const ClockText now = clock_text();
     const auto thread = static_cast<long>(pthread_self());

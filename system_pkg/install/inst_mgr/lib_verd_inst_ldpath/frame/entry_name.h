@@ -1,6 +1,7 @@
-// Names of package entries.
+// Names of package entries and of their files.
 #pragma once
 
+#include "instcomm.h"
 #include "zeld.h"
 
 #include <cstring>
@@ -15,4 +16,11 @@ inline const char *name_of(const inst_swp_package &package)
 inline bool is_same_name(const char *a, const char *b)
 {
     return a != nullptr && b != nullptr && std::strcmp(a, b) == 0;
+}
+
+// Returns the last component of a path, a pointer into the path.
+inline const char *file_name_of(const char *path)
+{
+    const char *const name = instcomm_extract_file_name_from_path(path);
+    return name == nullptr ? path : name;
 }

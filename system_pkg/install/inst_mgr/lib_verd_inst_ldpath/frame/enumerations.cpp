@@ -11,6 +11,7 @@ bool is_part_type_valid(int32_t part_type)
 uint32_t instcomm_inst_pkg_type_to_swp_type(uint32_t pkg_type)
 {
     switch (pkg_type) {
+    // 1 and 3 are types of the platform without a name here.
     case 1:
         return 2;
     case 3:

@@ -1,4 +1,4 @@
-// Package types, and names of scopes in messages.
+// Which package types are bundles, and the names of scopes in messages.
 #pragma once
 
 #include "verd_inst_ldpath.h"
@@ -14,9 +14,4 @@ constexpr bool is_bundle_type(uint32_t pkg_type, bool is_new_format)
 constexpr const char *local_or_master(uint8_t is_local)
 {
     return is_local != 0 ? "local" : "master";
-}
-
-constexpr const char *text_or_null(const char *text)
-{
-    return text == nullptr ? "null" : text;
 }

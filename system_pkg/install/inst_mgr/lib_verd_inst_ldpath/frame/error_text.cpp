@@ -46,6 +46,8 @@ void error_text_add(char **text, const char *format, ...)
 void error_text_add_hint(char **text, const char *format, ...)
 {
     if (*text == nullptr) {
+        // Quirk: without memory for the cause, still tries to allocate an empty text; callers that print the text after
+        // a failure expect one.
         static_cast<void>(allocate_text(text));
         return;
     }

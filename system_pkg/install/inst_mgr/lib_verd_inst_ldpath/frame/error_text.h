@@ -16,8 +16,8 @@ inline constexpr std::size_t ERROR_TEXT_SIZE = 2048;
 // characters and then lacks the last ';'. If there is no memory, the entry is lost.
 void error_text_add(char **text, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-// Adds an entry "R:hint;", which says how to recover, to an existing text. A null text becomes an empty text instead: a
-// caller that asked for a text gets one, but never a hint without a cause.
+// Adds an entry "R:hint;", which says how to recover. A null text becomes an empty text instead: no hint without a
+// cause.
 void error_text_add_hint(char **text, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 // Moves the text to *err_msg_p if err_msg_p is given and *err_msg_p is null; otherwise frees it.

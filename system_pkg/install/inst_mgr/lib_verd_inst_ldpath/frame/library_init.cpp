@@ -33,8 +33,7 @@ uint64_t verd_inst_ldpath_lib_init(uint64_t context, const inst_pkg_fmt_info *fm
 {
     if (vestra_open_internal(&verd_inst_ldpath_vestra_hdl, TRACE_NAME, TRACE_RECORDS, TRACE_RECORD_SIZE, SOURCE_PATH,
                              BUILD_ID.digits, context) != 0) {
-        constexpr char message[] = "ERROR: failed to init verd_inst_ldpath library vestra\n";
-        std::fwrite(message, 1, sizeof message - 1, stderr);
+        std::fputs("ERROR: failed to init verd_inst_ldpath library vestra\n", stderr);
         return INSTMGR_RC_INIT_FAILED;
     }
     REPORT("ldpath lib vestra init succeeded\n");

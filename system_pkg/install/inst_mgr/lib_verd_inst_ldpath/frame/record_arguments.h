@@ -3,7 +3,8 @@
 
 #include "verd_inst_ldpath.h"
 
-// Returns whether the parameter is null. The message has the function and line of the caller, unless given.
+// Returns whether the parameter is null. The message has the function and line of the caller, unless given. Check one
+// pointer per line: the line identifies it in the log.
 bool is_null(const void *parameter, const char *function = __builtin_FUNCTION(), int line = __builtin_LINE());
 
 // Returns the body of a record, or null if there is none; most operations then return 0 and leave their outputs as is.

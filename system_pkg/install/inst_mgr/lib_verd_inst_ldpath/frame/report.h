@@ -14,7 +14,8 @@
 namespace trace
 {
 
-// Describes the arguments to the trace: a letter per argument, and the space of the numbers.
+// Describes the arguments to the trace: a letter per argument, and the size of the numbers (not of the texts) in 32-bit
+// words.
 template <class... Args> struct Arguments {
     template <class T> static constexpr char letter()
     {
@@ -47,6 +48,11 @@ template <class... Args> void report(uint32_t site, const char *format, Args... 
 #pragma GCC diagnostic pop
 
 } // namespace trace
+
+constexpr const char *text_or_null(const char *text)
+{
+    return text == nullptr ? "null" : text;
+}
 
 // Lets the compiler check a printf format. Evaluates nothing.
 #define CHECK_FORMAT(...) static_cast<void>(sizeof(std::printf(__VA_ARGS__)))

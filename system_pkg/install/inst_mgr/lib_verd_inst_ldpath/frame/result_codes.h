@@ -1,4 +1,4 @@
-// The composition of result codes: category, component, number.
+// Checks that each result code is composed of category, component and number. Nothing else uses this file.
 #pragma once
 
 #include "verd_inst_ldpath.h"

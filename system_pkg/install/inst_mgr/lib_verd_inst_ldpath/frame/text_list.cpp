@@ -42,12 +42,6 @@ bool shrink(OwnedStringList &list)
     return true;
 }
 
-const char *file_name_of(const char *path)
-{
-    const char *const name = instcomm_extract_file_name_from_path(path);
-    return name == nullptr ? path : name;
-}
-
 uint64_t append_copy(OwnedStringList &list, const char *text)
 {
     const uint64_t rc = copy_text(text, &list.list[list.count]);

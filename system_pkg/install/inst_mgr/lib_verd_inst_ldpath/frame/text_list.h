@@ -3,19 +3,16 @@
 
 #include "frame/owned.h"
 
-// Copies a text. Results: 0; INST_RC_INVALID_ARG for a null text or a refused copy; INST_RC_NO_MEMORY. Sets *copy_p on
-// success only.
+// Copies a text. Results: 0; INST_RC_INVALID_ARG for a null text or if strncpy_s() fails; INST_RC_NO_MEMORY. Sets
+// *copy_p on success only.
 uint64_t copy_text(const char *text, char **copy_p);
 
 // Allocates null entries for an empty list; its count remains 0. Returns false if there is no memory.
 bool allocate_list(OwnedStringList &list, std::size_t entries);
 
-// Frees the unused entries; an empty list becomes null. Returns false if there is no memory; then the list is
+// Frees the memory of unused entries; an empty list becomes null. Returns false if there is no memory; then the list is
 // unchanged.
 bool shrink(OwnedStringList &list);
-
-// Returns the last component of a path, a pointer into the path.
-const char *file_name_of(const char *path);
 
 // Appends a copy; the list must have room. Results: those of copy_text().
 uint64_t append_copy(OwnedStringList &list, const char *text);

@@ -1,8 +1,8 @@
 // The numbers of messages. Each REPORT has a number of its own, which identifies it in the trace. The numbers are
 // consecutive: in the order of the table below and, within a file, of the source.
 //
-// A file that reports has TRACE_SITES_BEGIN(its name) before its first function, TRACE_SITES_END(its name) at its end,
-// and a line in the table. A wrong count does not compile.
+// A file that reports has TRACE_SITES_BEGIN(its base name without .cpp) before its first function, TRACE_SITES_END(the
+// same) at its end, and a line in the table. A wrong count does not compile.
 #pragma once
 
 #include <cstdint>
@@ -83,8 +83,8 @@ consteval unsigned first_site(std::string_view file)
     return this_file_has_no_line_in_the_table_of_trace_sites();
 }
 
-// A hash of the table, 32 hexadecimal digits. The trace replaces a ring file with another build id, so that a ring
-// never mixes two numberings. Rewording a message does not change it.
+// A hash of the table, 32 hexadecimal digits. If the ring file has another build id, the trace starts a new file, so no
+// ring mixes two numberings. Rewording a message does not change it.
 struct BuildId {
     char digits[33];
 };
@@ -112,11 +112,11 @@ consteval BuildId build_id()
     namespace                                                                                                          \
     {                                                                                                                  \
     constexpr unsigned FIRST_SITE = trace::first_site(#file);                                                          \
-    constexpr unsigned FIRST_COUNT = __COUNTER__ + 1;                                                                  \
+    constexpr unsigned FIRST_COUNTER = __COUNTER__ + 1;                                                                \
     }
 
 #define TRACE_SITES_END(file)                                                                                          \
-    static_assert(__COUNTER__ - FIRST_COUNT == trace::site_count(#file), "correct this file's line in trace_sites.h")
+    static_assert(__COUNTER__ - FIRST_COUNTER == trace::site_count(#file), "correct this file in trace_sites.h")
 
 // The number of the next message. Expand it once per message.
-#define NEXT_TRACE_SITE (FIRST_SITE + (__COUNTER__ - FIRST_COUNT))
+#define NEXT_TRACE_SITE (FIRST_SITE + (__COUNTER__ - FIRST_COUNTER))

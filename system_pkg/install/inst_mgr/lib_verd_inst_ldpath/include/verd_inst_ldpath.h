@@ -27,10 +27,10 @@
  * Results are 64-bit codes, 0 for success; verd_result_name() and verd_result_meaning() turn them into text. Codes of
  * install-common (instcomm.h) are passed on. A null pointer where none is allowed returns INST_RC_INVALID_ARG.
  *
- * Error texts: `char **err_msg_p` (or error_message_out) may be null. If it points to a null pointer, an operation may
- * store a text there: entries "E:reason;", from the innermost cause outwards, at most 2047 characters. The caller frees
- * it with free(), whatever the result is: storing, promoting, copying and inst_swp_get_package_rpms() can succeed and
- * leave a text. If it points to a text already, that text is kept.
+ * Error texts: `char **err_msg_p` (also err_msg, error_message_out) may be null. If it points to a null pointer, an
+ * operation may store a text there: entries "E:reason;", from the innermost cause outwards, at most 2047 characters.
+ * The caller frees it with free(), whatever the result is: storing, promoting, copying and inst_swp_get_package_rpms()
+ * can succeed and leave a text. If it points to a text already, that text is kept.
  *
  * Ownership: returned paths and texts are freed with free(), returned profiles with inst_ldpath_free_swprofile_ext().
  * Unless a comment says otherwise, out-parameters are unchanged on failure.
@@ -57,7 +57,7 @@ extern "C" {
 /* Result codes. */
 #define INST_RC_FAILED 0x40101278CA100801ULL                 /* a generic failure */
 #define INST_RC_NO_MEMORY 0x40101278CA100802ULL              /* out of memory: file names, buffers, records */
-#define INST_RC_INVALID_ARG 0x40101278CA100803ULL            /* a null argument, or a refused copy */
+#define INST_RC_INVALID_ARG 0x40101278CA100803ULL            /* a null argument, or a failed strncpy_s() */
 #define INST_RC_NO_SWPROFILE 0x40101278CA10081FULL           /* this VM type has no software profile */
 #define INSTMGR_RC_EMPTY_SWPROFILE 0x4010127ACA100902ULL     /* the record cannot be encoded */
 #define INSTMGR_RC_NO_MEMORY 0x4010127ACA100904ULL           /* out of memory: content of a profile */
@@ -114,10 +114,10 @@ uint64_t verd_inst_dup_node_loc_list(uint32_t count, const inst_node_loc *src, i
 /*
  * Composes the path of a profile's .bin file in a new text, whether or not the file exists. QX, LC QX and UVF require a
  * key in the global scope. Paths of more than 4095 characters are cut.
- * Results: 0; INST_RC_INVALID_ARG; INSTMGR_RC_INVALID_DATA for an unknown state, or if the file of a system test orders
- * it, which is then deleted; INST_RC_NO_SWPROFILE; INST_RC_NO_MEMORY, with *swprofile_file_p null.
- * BEWARE: if the bounded copy is refused (INST_RC_INVALID_ARG), *swprofile_file_p is a text that the caller frees. A
- * null key in the local scope becomes "(null)" in the path, which the shell commands of promoting and copying reject.
+ * Results: 0; INST_RC_INVALID_ARG; INSTMGR_RC_INVALID_DATA for an unknown state, or if the marker file of a system test
+ * requests it (the call deletes that file); INST_RC_NO_SWPROFILE; INST_RC_NO_MEMORY, with *swprofile_file_p null.
+ * BEWARE: if strncpy_s() fails (INST_RC_INVALID_ARG), *swprofile_file_p is an empty text that the caller frees. A null
+ * key in the local scope becomes "(null)" in the path, which the shell commands of promoting and copying reject.
  */
 uint64_t inst_get_sdr_swprofile_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_local, int32_t part_type,
                                      uint32_t vm_type, char **err_msg_p);
@@ -160,10 +160,9 @@ uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local
                                            inst_sw_profile_sdr_ext *profile, char **error_message_out);
 
 /*
- * Stores a profile under the SDR key in its record (no key for Admin).
- * If part_short_name is given and the record has an SDR key, the record's lv_name is first set to part_short_name
- * itself: that text must live as long, and the caller must set lv_name back to its former text (which leaks otherwise)
- * or to null before the record is freed.
+ * Stores a profile under the SDR key in its record (no key for Admin). If part_short_name is given and the record has
+ * an SDR key, the call first lets lv_name point to part_short_name, which the record does not own: save lv_name before
+ * the call, and restore it before freeing the record.
  * Results and disk: as for inst_write_sdr_swprofile_to_file2().
  */
 uint64_t inst_ldpath_store_sdr_swprofile(inst_sw_profile_sdr_ext *profile, uint8_t is_local, int32_t part_type,
@@ -196,12 +195,13 @@ typedef struct swprofile_create_request {
  * On disk: a failure before the store leaves the profile as it was. Optional packages that were copied remain; the one
  * whose copy failed may be incomplete. Each copy writes "/tmp/pkg_cpy_log" again. From the store on: as for
  * inst_write_sdr_swprofile_to_file2().
- * BEWARE: the shell command of a copy is cut to 255 characters, which package names of up to 187 do not reach.
+ * BEWARE: the shell command of a copy is cut to 255 characters. Package names of up to 187 characters fit.
  */
 uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request);
 
 /*
- * Deletes a .bin file, its text twin, and the files of both names in "/install_repo/local/", as far as they exist.
+ * Deletes a .bin file, its text twin, and the files with the same two names in "/install_repo/local/". Missing files
+ * are skipped.
  * Results: 0, even if nothing existed or a file could not be removed; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY;
  * INSTMGR_RC_INVALID_DATA for a path without a '.'. On disk: the .bin is deleted in each case.
  * BEWARE: the names in "/install_repo/local/" are those of the default SDR's flat copies. Deleting the QX or LC QX
@@ -218,25 +218,26 @@ uint64_t inst_ldpath_delete_swprofile_file(const char *swprofile_file);
 uint64_t inst_ldpath_delete_swprofile(const char *sdr_key, uint8_t is_local, uint32_t vm_type);
 
 /*
- * Makes the prepared profile the active one by moving its files. If the prepared profile is missing or empty, nothing
- * changes, with result 0.
+ * Makes the prepared profile the active one by moving its files. If the prepared profile is missing or empty, the call
+ * changes nothing and returns 0.
  * Results: 0; those of naming files; an errno code if a file cannot be moved; INSTCOMM codes if a flat copy cannot be
  * moved.
  * On disk: files that were moved before a failure remain moved; the old active .bin may be removed.
- * BEWARE: 0 with the error text "E:Failed to stat() file ...;" means that nothing was done. A null key in the local
- * scope fails half done. Keys of more than 40 characters: see inst_ldpath_swp_copy().
+ * BEWARE: 0 with the error text "E:Failed to stat() file ...;" means that nothing was done. With a null key in the
+ * local scope, the .bin is moved, but moving an existing twin fails. Keys of more than 40 characters: see
+ * inst_ldpath_swp_copy().
  */
 uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local, uint32_t vm_type, char **err_msg_p);
 
 /*
- * Copies a state of a profile over another state, file by file. If the source is missing or empty, nothing changes,
- * with result 0.
+ * Copies a state of a profile over another state, file by file. If the source is missing or empty, the call changes
+ * nothing and returns 0.
  * Results: 0; INSTMGR_RC_INVALID_DATA if both states are the same; those of naming files; an errno code if a file
  * cannot be copied; INSTCOMM codes if a flat copy cannot be copied. On disk: files that were copied before a failure
  * remain; the old .bin of the destination may be removed.
  * BEWARE: 0 with the error text "E:Failed to stat() file ...;" means that nothing was done. A null key in the local
- * scope always fails, after the destination was removed. Shell commands are cut to 199 characters, which keys of up to
- * 40 characters do not reach; a longer key may create a file of another name, with result 0.
+ * scope always fails, after the destination was removed. Shell commands are cut to 199 characters. Keys of up to 40
+ * characters fit; with a longer key the call may create a file of another name and return 0.
  */
 uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm_type, int32_t src_state,
                               int32_t dest_state, char **err_msg_p);
@@ -260,11 +261,15 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *   sp_source      address of a serv_packs, or 0. Under the new package rules, if they deliver the package, the entry
  *                  is marked as a member, and the body receives those service packs that it does not have.
  *
- * Superseded are, under the old package rules (g_inst_pkg_fmt_info.is_new_format 0): by a host SMU another host SMU; by
- * a kernel package another one of the same class. Under the new rules: by a host SMU, a kernel package, or a package of
- * type VERD_PKG_BASE that is host-OS or third-party, every entry of the same kind and base name; by a host-OS package
- * of any type without such an entry, every base RPM of that base name. An entry without a type counts as having the
- * type of the last entry before it that has one.
+ * Superseded entries, by the package rules (old: g_inst_pkg_fmt_info.is_new_format is 0). An entry without a type
+ * counts as having the type of the last entry before it that has one.
+ *
+ *   rules  new package                               superseded entries
+ *   old    VERD_PKG_HOST_SMU                         the first host SMU
+ *   old    VERD_PKG_KERNEL                           the first kernel package of the same class
+ *   new    VERD_PKG_HOST_SMU or VERD_PKG_KERNEL      all of that type and base name
+ *   new    VERD_PKG_BASE, host-OS or third-party     all base entries of that base name
+ *   new    host-OS of any type, if none of these     all base RPMs of that base name
  *
  * Results: 0; INSTMGR_DUP_SWPROFILE_PKG if an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, also if a
  * service pack of the body has no detail; INST_RC_FAILED if a new service pack has none; those of
@@ -278,8 +283,8 @@ uint64_t inst_ldpath_add_pkg_in_swp(inst_sw_profile_info *profile, char *pkg_nam
 
 /*
  * Removes a name from a body in memory: every base RPM of that name if the image has one, otherwise every package of
- * that name. Under the old package rules base RPMs are kept, with result 0. A body without packages left loses the
- * field; an image without base RPMs left keeps an empty list.
+ * that name. Under the old package rules, a name that a base RPM has is not removed at all, with result 0. A body
+ * without packages left loses the field; an image without base RPMs left keeps an empty list.
  * Results: 0, even if nothing was removed; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, with the body unchanged.
  */
 uint64_t inst_ldpath_remove_pkg_in_swp(inst_sw_profile_info *profile, const char *pkg_name, char **err_msg);
@@ -288,7 +293,7 @@ uint64_t inst_ldpath_remove_pkg_in_swp(inst_sw_profile_info *profile, const char
  * Adds a package to a stored profile. Under the new package rules, removes superseded entries; under the old rules
  * keeps them. pkg_name may be a path, whose last component counts. rpms and the other arguments are those of
  * inst_ldpath_add_pkg_in_swp(), but remain the caller's. Stores under the SDR key in the record, not under sdr_key.
- * Results: 0, even if the package is a duplicate, when the profile is stored again; INST_RC_INVALID_ARG;
+ * Results: 0, also if the package is a duplicate (the unchanged profile is stored again); INST_RC_INVALID_ARG;
  * INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; those of inst_dup_string_list(), inst_ldpath_add_pkg_in_swp(),
  * inst_ldpath_remove_pkg_in_swp(), and of reading and storing the profile. On disk: a failure before the store changes
  * nothing; then as for storing.
@@ -301,9 +306,9 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
  * Removes a name from a stored profile: every package of that name or, if there is none, every base RPM of it. Under
  * the new package rules, an architecture suffix of the name is ignored. If a package is removed, the service packs of
  * sp_list, which may be null, are removed from the body as well, and their packages are unmarked as by
- * inst_ldpath_untag_sp_pkg_in_swp(). Details are sorted like the names; without names left, both lists are absent.
- * Stores under the SDR key in the record, not under sdr_key.
- * Results: 0, even if the name does not exist, when nothing is stored; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
+ * inst_ldpath_untag_sp_pkg_in_swp(). The details get the order of the names. If no name remains, both lists become
+ * absent. Stores under the SDR key in the record, not under sdr_key.
+ * Results: 0, also if the name does not exist (nothing is stored); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
  * reading the profile, of instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On
  * disk: a failure before the store changes nothing; then as for storing.
  * BEWARE: a body that has names of service packs without details keeps all names if some would remain.
@@ -344,8 +349,8 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  *
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; an errno code if no work directory can be
  * created; those of instcomm_get_rpm_package_list_from_bundle(), inst_ldpath_add_pkg_in_swp() and of reading and
- * storing a profile. On disk: a failure before the store changes only the work area; then as for storing. If the file
- * of a system test orders it, the file is deleted and the process exits with status 1.
+ * storing a profile. On disk: a failure before the store changes only the work area; then as for storing. If the marker
+ * file of a system test exists, the call deletes it, and the process exits with status 1.
  * BEWARE: 0 is also returned if a location that could not take the package was skipped (the log says why), and if the
  * package was a duplicate but the profile could not be stored again.
  */
@@ -355,9 +360,9 @@ uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int
 
 /*
  * Adds an image for some nodes to a stored profile. If there are location profiles, the first whose image name begins
- * with image_name gets the nodes; if there is none, the profile is stored unchanged. Without location profiles,
- * creates one with the image, the version (null is stored as "null") and the nodes. All arguments remain the caller's.
- * The presence bits of the node locations must be set. Stores under the SDR key in the record, not under sdr_key.
+ * with image_name gets the nodes; if none matches, the profile is stored unchanged. Without location profiles, creates
+ * one with the image, the version (null is stored as "null") and the nodes. All arguments remain the caller's. The
+ * presence bits of the node locations must be set. Stores under the SDR key in the record, not under sdr_key.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading and storing a profile. On disk: a failure before
  * the store changes nothing; then as for storing.
  */
@@ -382,8 +387,8 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
 
 /*
  * Returns the RPMs that no service pack of the body delivers: a new array of pointers into rpms. The caller frees the
- * array only. A body without details delivers nothing. A null rpms with rpm_count 0 is an empty list. The same under
- * both package rules.
+ * array only. A body without details delivers nothing. A null rpms with rpm_count 0 is an empty list. The package rules
+ * do not matter.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA, with the outputs null and 0, if not all
  * service packs can be converted; those of instcomm_get_rpms_from_sp_list() and instcomm_match_lists().
  * BEWARE: if the body has an empty list of details, the outputs are unchanged: set them to null and 0 first.
@@ -394,17 +399,16 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
 /*
  * Record in a stored profile that service packs were installed or removed: those of sp_source, the address of a
  * serv_packs or 0, or those of sp_list. The sets remain the caller's. Adding appends the service packs that the body
- * does not have and marks their packages. Removing deletes them from both lists of the body and unmarks their packages.
- * Nothing is stored if service packs are added that have no package in the profile (under the old package rules none
- * has), or if sp_list is null. Both store under the SDR key in the record, not under sdr_key.
+ * does not have and marks their packages. Removing deletes them from the names and the details of the body and unmarks
+ * their packages. Nothing is stored if service packs are added that have no package in the profile (under the old
+ * package rules none has), or if sp_list is null. Both store under the SDR key in the record, not under sdr_key.
  * Results: 0; INST_RC_NO_MEMORY, also when adding to names of which one has no detail; INST_RC_FAILED if a new service
- * pack has no detail, or the file of a system test orders it, which is then deleted; those of reading and storing the
- * profile; when adding, those of instcomm_get_sp_names_from_rpm(), instcomm_get_rpms_from_sp_list() and
+ * pack has no detail, or if the marker file of a system test requests it (the call deletes that file); those of reading
+ * and storing the profile; when adding, those of instcomm_get_sp_names_from_rpm(), instcomm_get_rpms_from_sp_list() and
  * instcomm_match_lists(); when removing, those of instcomm_get_sp_names_from_sp_list(). On disk: a failure before the
  * store changes nothing; then as for storing.
- * BEWARE: when removing, a body that has names without details keeps all names if some would remain; if packages cannot
- * be unmarked, only the log says so; and if no service pack is left, packages of RPMs that the details list stay
- * marked.
+ * BEWARE, when removing: if the body has names without details and some names would remain, all remain. A failure to
+ * unmark packages is only logged. If no service pack remains, packages of the RPMs in the deleted details stay marked.
  */
 uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
                                        uint64_t sp_source);
@@ -436,8 +440,8 @@ uint64_t inst_ldpath_get_all_swprofile_sps(const char *sdr_key, uint8_t include_
  * Builds a set from copies of `count` details, freed with free_service_pack(). If count is 0, *sp_list_out is
  * unchanged.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY.
- * BEWARE: without memory, the result may be 0 with an incomplete set: without service packs, or with all of which the
- * last ones are empty.
+ * BEWARE: if memory runs out, the result may be 0 with an incomplete set: without service packs, or with empty ones at
+ * its end.
  */
 uint64_t instmgr_convert_sp_det_to_serv_pack(serv_packs **sp_list_out, sp_detail *details, uint32_t count);
 
@@ -451,7 +455,7 @@ uint64_t instcomm_duplicate_sp_list(serv_packs **copy_out, serv_packs *source, c
  * Fetch a stored profile of a fixed VM type and scope: global QX, global LC QX, global UVF, local QX. *..._pp receives
  * a new record. sdr_key is required, for the local profile too.
  * Results: 0; INST_RC_INVALID_ARG, also if the file cannot be named; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA if the
- * file grows while it is read, or cannot be decoded, also without memory; an errno code if it cannot be opened,
+ * file grows while it is read, or cannot be decoded (damaged, or out of memory); an errno code if it cannot be opened,
  * measured or read, with an errno of 0 for an empty file.
  */
 uint64_t inst_ldpath_get_sdr_swprofile(const char *sdr_key, int32_t part_type,
@@ -492,12 +496,12 @@ void inst_ldpath_free_swprofile_ext(inst_sw_profile_sdr_ext **pp);
  * inst_ldpath_get_swprofile_image     the name of the image. *image_out must be null before: a failure frees its text
  *                                     and sets it to null.
  * inst_ldpath_get_swprofile_filelist  the name of the image, then those of all packages, in their order
- * inst_ldpath_get_swprofile_img_pkgs  the name of the image; the names of packages, null and 0 if none is left; and,
- *                                     unless sp_list_out is null, the set of service packs. The set is unchanged if
- *                                     there are none or it cannot be built, and may be incomplete, as that of
- *                                     instmgr_convert_sp_det_to_serv_pack(). pkg_filter: 0 host SMUs only; 1 all except
- *                                     host SMUs; 4 all except entries that have is_sp_pkg, whatever its value; other
- *                                     values: all. skip_flagged: without packages whose pkg_marker is set.
+ * inst_ldpath_get_swprofile_img_pkgs  the name of the image; the names of packages, null and 0 if the filter leaves
+ *                                     none; and, unless sp_list_out is null, the set of service packs. The set is
+ *                                     unchanged if there are none or it cannot be built, and may be incomplete, as that
+ *                                     of instmgr_convert_sp_det_to_serv_pack(). pkg_filter: 0 host SMUs only; 1 all
+ *                                     except host SMUs; 4 all except entries that have is_sp_pkg, whatever its value;
+ *                                     other values: all. skip_flagged: without packages whose pkg_marker is set.
  * inst_ldpath_get_swprofile_pkgs      the names of all packages, then those of the service packs; null and 0 without
  *                                     packages, even if there are service packs
  */
@@ -510,8 +514,8 @@ uint64_t inst_ldpath_get_swprofile_img_pkgs(inst_sw_profile_sdr_ext *profile, ch
 uint64_t inst_ldpath_get_swprofile_pkgs(inst_sw_profile_sdr_ext *profile, char ***file_list_out, uint32_t *count_out);
 
 /*
- * Returns the package names of a stored local profile, as install-common lists them. Results: those of
- * inst_ldpath_get_swprofile() and of instcomm_ldpath_get_pkgs_info_from_swprofile(), also for a null output.
+ * Returns the package names of a stored local profile, with instcomm_ldpath_get_pkgs_info_from_swprofile(). Results:
+ * those of inst_ldpath_get_swprofile() and of instcomm_ldpath_get_pkgs_info_from_swprofile(), also for a null output.
  */
 uint64_t inst_ldpath_get_local_swprofile_pkgs_info(const char *sdr_key, int32_t part_type, uint32_t vm_type,
                                                    char ***pkg_names_out, uint32_t *count_out,

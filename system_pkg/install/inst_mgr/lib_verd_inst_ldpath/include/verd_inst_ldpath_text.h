@@ -29,7 +29,7 @@ typedef struct verd_vm_type {
     bool has_flat_copies; /* of the default SDR's local profiles */
 } verd_vm_type;
 
-/* Returns the VM type with this number, or null. VM types are numbered from 1. */
+/* Returns the VM type with this number, or null. To visit all types, count from 1 until null. */
 static inline const verd_vm_type *verd_find_vm_type(uint32_t number)
 {
     static const verd_vm_type types[] = {
@@ -103,7 +103,7 @@ static inline const verd_result_text *verd_find_result_text(uint64_t rc)
         {0, "OK", "success"},
         {INST_RC_FAILED, "INST_RC_FAILED", "a generic failure"},
         {INST_RC_NO_MEMORY, "INST_RC_NO_MEMORY", "out of memory"},
-        {INST_RC_INVALID_ARG, "INST_RC_INVALID_ARG", "an argument is missing or was refused"},
+        {INST_RC_INVALID_ARG, "INST_RC_INVALID_ARG", "a null or unusable argument"},
         {INST_RC_NO_SWPROFILE, "INST_RC_NO_SWPROFILE", "this VM type has no software profile"},
         {INSTMGR_RC_EMPTY_SWPROFILE, "INSTMGR_RC_EMPTY_SWPROFILE", "the profile cannot be encoded"},
         {INSTMGR_RC_NO_MEMORY, "INSTMGR_RC_NO_MEMORY", "out of memory"},
@@ -113,7 +113,7 @@ static inline const verd_result_text *verd_find_result_text(uint64_t rc)
         {INSTMGR_DUP_SWPROFILE_PKG, "INSTMGR_DUP_SWPROFILE_PKG", "the package is in the profile already"},
         {INSTCOMM_RC_FAILED, "INSTCOMM_RC_FAILED", "a command failed, or a bundle is missing"},
         {INSTCOMM_RC_NO_MEMORY, "INSTCOMM_RC_NO_MEMORY", "out of memory"},
-        {INSTCOMM_RC_INVALID_ARG, "INSTCOMM_RC_INVALID_ARG", "an argument is missing or was refused"},
+        {INSTCOMM_RC_INVALID_ARG, "INSTCOMM_RC_INVALID_ARG", "a null or unusable argument"},
         {INSTCOMM_RC_INVALID_DATA, "INSTCOMM_RC_INVALID_DATA",
          "a damaged bundle, or a name that is not name-version-release"},
     };

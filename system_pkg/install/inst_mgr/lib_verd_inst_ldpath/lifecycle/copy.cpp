@@ -1,5 +1,4 @@
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "lifecycle/state_transition.h"
 
@@ -10,7 +9,7 @@ TRACE_SITES_BEGIN(copy)
 namespace
 {
 
-constexpr TransitionMessages MESSAGES = {
+constexpr TransitionVariant VARIANT = {
     .verb = "cp",
     .no_file_name =
         [](const Transition &transition, const StateFiles &files, uint64_t rc, char **text) {
@@ -47,22 +46,24 @@ uint64_t copy(Transition &transition, char **text)
         REPORT("Error! src and dest swp files are the same.\n");
         return INSTMGR_RC_INVALID_DATA;
     }
-    uint64_t rc = locate(transition, transition.from, MESSAGES, text);
+    uint64_t rc = locate(transition, transition.from, VARIANT, text);
     if (rc != 0 || transition.from.exists == 0) {
         return rc;
     }
-    rc = locate(transition, transition.to, MESSAGES, text);
+    rc = locate(transition, transition.to, VARIANT, text);
     if (rc != 0) {
         return rc;
     }
+    // Quirk: deletes the old .bin of the destination first, so a failed copy leaves none; callers that find none copy
+    // again (docs/contract.md).
     if (transition.to.exists != 0) {
         static_cast<void>(unlink(transition.to.bin.ptr));
     }
-    rc = transfer_in_shell(transition.from.bin.ptr, transition.to.bin.ptr, MESSAGES, text);
+    rc = transfer_in_shell(transition.from.bin.ptr, transition.to.bin.ptr, VARIANT, text);
     if (rc != 0) {
         return rc;
     }
-    return transfer_companions(transition, MESSAGES, text);
+    return transfer_companions(transition, VARIANT, text);
 }
 
 } // namespace

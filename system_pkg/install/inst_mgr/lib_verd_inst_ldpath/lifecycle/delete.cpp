@@ -1,5 +1,4 @@
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/owned.h"
 #include "lifecycle/remove_file.h"
 #include "location/flat_copy.h"
@@ -10,7 +9,7 @@ TRACE_SITES_BEGIN(delete)
 namespace
 {
 
-constexpr char DELETE_FILE[] = "inst_ldpath_delete_swprofile_file";
+constexpr char FUNCTION[] = "inst_ldpath_delete_swprofile_file";
 
 void remove_flat_copy(const char *path)
 {
@@ -33,7 +32,7 @@ uint64_t delete_files(const char *swprofile_file)
     Owned<char> copy;
     rc = copy_path(swprofile_file, &copy.ptr);
     if (rc != 0) {
-        REPORT("%s: Error, Failed to allocate memory \n", DELETE_FILE);
+        REPORT("%s: Error, Failed to allocate memory \n", FUNCTION);
         return rc;
     }
     remove_flat_copy(copy.ptr);
@@ -49,7 +48,7 @@ struct StateToDelete {
     void (*not_deleted)(const char *path, uint64_t rc);
 };
 
-// Quirk: the first message lacks the "Error! " of the others; tools that search the log expect it so.
+// Quirk: the first message lacks the "Error! " of the others; log searches expect it so.
 constexpr StateToDelete STATES[] = {
     {VERD_SWP_COMMITTED, [](uint64_t rc) { REPORT("Failed to get committed SW profile file: %lx\n", rc); },
      [](const char *path, uint64_t rc) {

@@ -1,4 +1,3 @@
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/report.h"
 #include "lifecycle/remove_file.h"
@@ -11,7 +10,7 @@ TRACE_SITES_BEGIN(promote)
 namespace
 {
 
-constexpr TransitionMessages MESSAGES = {
+constexpr TransitionVariant VARIANT = {
     .verb = "mv",
     .no_file_name =
         [](const Transition &, const StateFiles &, uint64_t rc, char **text) {
@@ -45,6 +44,8 @@ uint64_t rename_bin(const Transition &transition, char **text)
 {
     const char *const prepared = transition.from.bin.ptr;
     const char *const active = transition.to.bin.ptr;
+    // Quirk: deletes the old active .bin first, so a failed rename() leaves none; callers that find none promote again
+    // (docs/contract.md).
     if (transition.to.exists != 0) {
         static_cast<void>(unlink(active));
     }
@@ -60,7 +61,7 @@ uint64_t rename_bin(const Transition &transition, char **text)
 
 uint64_t promote(Transition &transition, char **text)
 {
-    uint64_t rc = locate(transition, transition.from, MESSAGES, text);
+    uint64_t rc = locate(transition, transition.from, VARIANT, text);
     if (rc != 0) {
         return rc;
     }
@@ -68,7 +69,7 @@ uint64_t promote(Transition &transition, char **text)
         REPORT("Error! %s profile doesn't exists\n", transition.from.bin.ptr);
         return 0;
     }
-    rc = locate(transition, transition.to, MESSAGES, text);
+    rc = locate(transition, transition.to, VARIANT, text);
     if (rc != 0) {
         return rc;
     }
@@ -76,7 +77,7 @@ uint64_t promote(Transition &transition, char **text)
     if (rc != 0) {
         return rc;
     }
-    return transfer_companions(transition, MESSAGES, text);
+    return transfer_companions(transition, VARIANT, text);
 }
 
 } // namespace

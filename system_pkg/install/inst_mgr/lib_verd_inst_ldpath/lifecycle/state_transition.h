@@ -19,9 +19,9 @@ struct Transition {
     StateFiles to;
 };
 
-// The failure messages of an operation; `text` is its error text. Functions instead of formats, since each REPORT has a
-// number of its own, and the operations pass different arguments to their error texts.
-struct TransitionMessages {
+// What differs between promoting and copying: the shell command and the messages. `text` is the error text. Functions:
+// see docs/architecture.md, Messages.
+struct TransitionVariant {
     const char *verb; // the shell's command: "mv" or "cp"
     void (*no_file_name)(const Transition &transition, const StateFiles &files, uint64_t rc, char **text);
     void (*not_checked)(const StateFiles &files, uint64_t rc, char **text);
@@ -32,11 +32,12 @@ struct TransitionMessages {
 };
 
 // Each step reports its failure.
+//
 // Composes the path of a state's .bin file and checks whether the file exists.
-uint64_t locate(const Transition &transition, StateFiles &files, const TransitionMessages &messages, char **text);
+uint64_t locate(const Transition &transition, StateFiles &files, const TransitionVariant &variant, char **text);
 
 // Runs the shell command "VERB FROM TO", cut to 199 characters. Results: 0; an errno code.
-uint64_t transfer_in_shell(const char *from, const char *to, const TransitionMessages &messages, char **text);
+uint64_t transfer_in_shell(const char *from, const char *to, const TransitionVariant &variant, char **text);
 
 // Moves or copies the twin and the flat copies after the .bin. An old target is removed even without a source.
-uint64_t transfer_companions(Transition &transition, const TransitionMessages &messages, char **text);
+uint64_t transfer_companions(Transition &transition, const TransitionVariant &variant, char **text);

@@ -17,7 +17,7 @@ void compose_path(char (&path)[repository::PATH_SIZE], const char *sdr_key, uint
         format_cut(path, sizeof path, "%s%s", repository::LOCAL_DIRECTORY, ADMIN_FLAG);
     } else if (is_local != 0) {
         format_cut(path, sizeof path, "%s%s/%s", repository::LOCAL_SDR_DIRECTORY, sdr_key, QX_FLAG);
-        // Quirk: without a newline; readers of the log search for this text.
+        // Quirk: without a newline; log searches match this text.
         REPORT("Stub file name for sdr %s is %s", sdr_key, path);
     } else {
         format_cut(path, sizeof path, "%s%s/%s", repository::GLOBAL_SDR_DIRECTORY, sdr_key, QX_FLAG);

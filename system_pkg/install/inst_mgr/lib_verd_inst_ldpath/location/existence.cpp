@@ -1,7 +1,6 @@
 #include "location/existence.h"
 
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 
@@ -14,14 +13,14 @@ TRACE_SITES_BEGIN(existence)
 namespace
 {
 
-constexpr char CHECK_FILE[] = "inst_ldpath_check_swprofile_file_exists";
-constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while checking if software profile exists\n";
+constexpr char FUNCTION[] = "inst_ldpath_check_swprofile_file_exists";
+constexpr char NULL_POINTER_TEXT[] = "Hit an unexpected NULL pointer while checking if software profile exists\n";
 
 // Returns 1 if the file exists and is not empty, otherwise 0.
 uint8_t examine_file(const char *swprofile_file, char **text)
 {
     if (access(swprofile_file, F_OK) != 0) {
-        DEBUG_LINE_OF(CHECK_FILE, 4, "SwProfile file %s %s\n", swprofile_file, "not found");
+        DEBUG_LINE_OF(FUNCTION, 4, "SwProfile file %s %s\n", swprofile_file, "not found");
         return 0;
     }
     struct stat status;
@@ -35,7 +34,7 @@ uint8_t examine_file(const char *swprofile_file, char **text)
         REPORT("ERROR, empty SWP file %s, consider it gone\n", swprofile_file);
         return 0;
     }
-    DEBUG_LINE_OF(CHECK_FILE, 4, "SwProfile file %s %s\n", swprofile_file, "exists");
+    DEBUG_LINE_OF(FUNCTION, 4, "SwProfile file %s %s\n", swprofile_file, "exists");
     return 1;
 }
 
@@ -43,12 +42,12 @@ uint64_t check_file(const char *swprofile_file, uint8_t *exists, char **text)
 {
     if (swprofile_file == nullptr) {
         REPORT("Error! sdr_swprofile_file is NULL\n");
-        error_text_add(text, NULL_POINTER);
+        error_text_add(text, NULL_POINTER_TEXT);
         return INST_RC_INVALID_ARG;
     }
     if (exists == nullptr) {
         REPORT("Error! exists is NULL\n");
-        error_text_add(text, NULL_POINTER);
+        error_text_add(text, NULL_POINTER_TEXT);
         return INST_RC_INVALID_ARG;
     }
     *exists = examine_file(swprofile_file, text);

@@ -1,6 +1,5 @@
 #include "frame/cut_text.h"
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
 #include "frame/owned.h"
@@ -41,8 +40,9 @@ constexpr ProfileFiles files_of_vm_type(uint32_t vm_type)
 constexpr char BINARY_EXTENSION[] = ".bin";
 constexpr char TEXT_EXTENSION[] = ".txt";
 
-constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while getting QX software profile file\n";
-constexpr char NULL_POINTER_TXT[] = "Hit an unexpected NULL pointer while getting QX software profile txt file\n";
+constexpr char NULL_POINTER_TEXT[] = "Hit an unexpected NULL pointer while getting QX software profile file\n";
+constexpr char NULL_POINTER_TEXT_OF_TWIN[] =
+    "Hit an unexpected NULL pointer while getting QX software profile txt file\n";
 
 // Quirk: paths of Admin profiles contain "//"; other tools compare these texts.
 void compose_path(char (&path)[repository::PATH_SIZE], uint32_t vm_type, const char *sdr_key, uint8_t is_local,
@@ -62,12 +62,12 @@ uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_loca
 {
     if (is_local == 0 && verd_vm_type_has_sdr(vm_type) && sdr_key == nullptr) {
         REPORT("Error! sdr_key for QX based VM is NULL\n");
-        error_text_add(text, NULL_POINTER);
+        error_text_add(text, NULL_POINTER_TEXT);
         return INST_RC_INVALID_ARG;
     }
     if (swprofile_file_p == nullptr) {
         REPORT("Error! swprofile_file_p is NULL\n");
-        error_text_add(text, NULL_POINTER);
+        error_text_add(text, NULL_POINTER_TEXT);
         return INST_RC_INVALID_ARG;
     }
     if (test_file_fires(INVALID_PARTITION_TYPE_TEST_FILE)) {
@@ -108,12 +108,12 @@ uint64_t name_txt_file(const char *swprofile_file, char **swprofile_txt_file_p, 
 {
     if (swprofile_file == nullptr) {
         REPORT("Error! swprofile_file is NULL\n");
-        error_text_add(text, NULL_POINTER_TXT);
+        error_text_add(text, NULL_POINTER_TEXT_OF_TWIN);
         return INST_RC_INVALID_ARG;
     }
     if (swprofile_txt_file_p == nullptr) {
         REPORT("Error! swprofile_txt_file_p is NULL\n");
-        error_text_add(text, NULL_POINTER_TXT);
+        error_text_add(text, NULL_POINTER_TEXT_OF_TWIN);
         return INST_RC_INVALID_ARG;
     }
     Owned<char> copy;

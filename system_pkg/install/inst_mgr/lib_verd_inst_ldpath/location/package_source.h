@@ -3,11 +3,13 @@
 
 #include <cstddef>
 
-// The size of path buffers, to which longer paths are cut.
+// The size of path buffers, to which longer paths are cut. One more than repository::PATH_SIZE: a path that was cut has
+// 4096 characters, which the system rejects, so it never names another file.
 inline constexpr std::size_t PACKAGE_PATH_SIZE = 4097;
 
-// Composes the path of a package's file: of the file with this name; if it is missing, of the first file whose name
-// begins with it; if there is none either, of the missing file. The name becomes part of a shell command unchecked.
+// Composes the path of a package file: of the file with this name or, if it is missing, of the first file whose name
+// begins with it. If there is none, composes the path of the missing file. The name becomes part of a shell command
+// unchecked.
 void find_package_file(const char *name, char (&path)[PACKAGE_PATH_SIZE]);
 
 // Empties the work area and creates a new directory there. Returns false, with errno, if that fails.

@@ -12,7 +12,7 @@ uint64_t copy_path(const char *path, char **copy_p, std::size_t spare)
     if (*copy_p == nullptr) {
         return INST_RC_NO_MEMORY;
     }
-    **copy_p = '\0'; // some callers use the text even if the bounded copy is refused
+    **copy_p = '\0'; // get_fixed() uses the text even if strncpy_s() fails, and callers may
     return strncpy_s(*copy_p, length + 1, path, length) == 0 ? 0 : INST_RC_INVALID_ARG;
 }
 

@@ -1,6 +1,5 @@
 #include "persist/binary_writer.h"
 
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "frame/report.h"
@@ -13,10 +12,11 @@ TRACE_SITES_BEGIN(binary_writer)
 namespace
 {
 
-constexpr char WRITER[] = "inst_write_sdr_swprofile_to_file";
-constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while writing QX software profile to file\n";
+constexpr char FUNCTION[] = "inst_write_sdr_swprofile_to_file";
+constexpr char NULL_POINTER_TEXT[] = "Hit an unexpected NULL pointer while writing QX software profile to file\n";
 
-// Quirk: five attempts, one plus four retries, but messages say 4; readers of the log search for this text.
+// Quirk: a failed verification gets five attempts, one plus four retries, but the message says 4; log searches match
+// it.
 constexpr int RETRIES = 4;
 constexpr unsigned RETRY_SECONDS = 4;
 constexpr int REMOVAL_RETRIES = 4;
@@ -46,21 +46,21 @@ void remove_file(const WriteJob &job)
 }
 
 // Returns whether an attempt may start.
-// Quirk: reports a null buffer also after a failed write, which ends the loop; readers of the log know the sequence.
+// Quirk: reports a null buffer also after a failed write, which ends the loop; log searches match this message.
 bool check_job(WriteJob &job)
 {
     if (job.rc == 0 && job.bytes == nullptr) {
         job.rc = INST_RC_INVALID_ARG;
     }
     if (job.rc != 0) {
-        REPORT("%s: Error! swprofile buffer is NULL\n", WRITER);
-        error_text_add(&job.text, NULL_POINTER);
+        REPORT("%s: Error! swprofile buffer is NULL\n", FUNCTION);
+        error_text_add(&job.text, NULL_POINTER_TEXT);
         return false;
     }
     if (job.path == nullptr) {
         job.rc = INST_RC_INVALID_ARG;
-        REPORT("%s: Error! sdr_swprofile_file is NULL\n", WRITER);
-        error_text_add(&job.text, NULL_POINTER);
+        REPORT("%s: Error! sdr_swprofile_file is NULL\n", FUNCTION);
+        error_text_add(&job.text, NULL_POINTER_TEXT);
         return false;
     }
     return true;
@@ -76,14 +76,14 @@ FILE *open_for_writing(WriteJob &job)
     }
     if (stream == nullptr) {
         job.rc = INSTMGR_RC_ERRNO(err);
-        REPORT("%s: Error! Can't open file %s, %d (%s), rc=%lx\n", WRITER, job.path, err, std::strerror(err), job.rc);
+        REPORT("%s: Error! Can't open file %s, %d (%s), rc=%lx\n", FUNCTION, job.path, err, std::strerror(err), job.rc);
         error_text_add(&job.text, "Failed to fopen() file %s (%s)\n", job.path, std::strerror(err));
     }
     return stream;
 }
 
-// Waits after each failed attempt. Only the last one adds to the error text.
-void pause_after_failure(WriteJob &job, const char *what, int err)
+// Waits after a failed write or comparison. In the last attempt, also reports it and adds to the error text.
+void pause_and_report_last(WriteJob &job, const char *what, int err)
 {
     sleep(RETRY_SECONDS);
     if (job.retries <= 0) {
@@ -105,29 +105,30 @@ bool write_bytes(WriteJob &job, FILE *stream)
     }
     job.rc = INSTMGR_RC_ERRNO(err);
     remove_file(job);
-    REPORT("%s: Error when writing SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, written, job.length, err,
+    REPORT("%s: Error when writing SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", FUNCTION, written, job.length, err,
            std::strerror(err), job.path, job.rc);
-    pause_after_failure(job, "fwrite() to", err);
+    pause_and_report_last(job, "fwrite() to", err);
     return false;
 }
 
 // Reads the file back and compares. If the content differs or there is no memory, removes the file.
+// Quirk: rc stays 0 although the file is removed; callers rely on the result and detect the failure by the error text
+// (verd_inst_ldpath.h).
 AttemptResult verify(WriteJob &job)
 {
     FILE *const stream = std::fopen(job.path, "r");
     int err = errno;
     if (stream == nullptr) {
-        REPORT("%s: Error when opening SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, job.length, job.length,
-               err, std::strerror(err), job.path, job.rc);
+        REPORT("%s: Error when opening SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", FUNCTION, job.length,
+               job.length, err, std::strerror(err), job.path, job.rc);
         return AttemptResult::Retry;
     }
     const Owned<void> found(std::malloc(job.length));
-    // Quirk: the result is 0 although the file is removed; callers must check the error text (verd_inst_ldpath.h).
     if (found.ptr == nullptr) {
         err = errno;
         std::fclose(stream);
         remove_file(job);
-        REPORT("%s: Error when malloc for SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, job.length,
+        REPORT("%s: Error when malloc for SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", FUNCTION, job.length,
                job.length, err, std::strerror(err), job.path, job.rc);
         error_text_add(&job.text, "Failed to allocate memory\n");
         return AttemptResult::Finished;
@@ -140,9 +141,9 @@ AttemptResult verify(WriteJob &job)
         return AttemptResult::Finished;
     }
     remove_file(job);
-    REPORT("%s: Error when reading back SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", WRITER, read, job.length, err,
-           std::strerror(err), job.path, job.rc);
-    pause_after_failure(job, "fread() the", err);
+    REPORT("%s: Error when reading back SW Profile %d, %d, %d (%s) to file %s, rc=%lx\n", FUNCTION, read, job.length,
+           err, std::strerror(err), job.path, job.rc);
+    pause_and_report_last(job, "fread() the", err);
     return AttemptResult::Retry;
 }
 
@@ -156,6 +157,7 @@ AttemptResult write_once(WriteJob &job)
         return AttemptResult::Retry;
     }
     sync();
+    // Quirk: syncs again by a shell command; processes that interpose wsystem() see each write before it is read back.
     static_cast<void>(wsystem("sync"));
     return verify(job);
 }
@@ -178,7 +180,7 @@ uint64_t inst_write_sdr_swprofile_to_file(const char *file_path, const void *buf
     WriteJob job = {file_path, buffer, length};
     if (length == 0) {
         REPORT("error: being asked to create SW Profile of 0 bytes\n");
-        error_text_add(&job.text, NULL_POINTER);
+        error_text_add(&job.text, NULL_POINTER_TEXT);
         job.rc = INSTMGR_RC_EMPTY_SWPROFILE;
     } else {
         write_and_retry(job);

@@ -1,5 +1,4 @@
 #include "frame/cut_text.h"
-#include "frame/enumerations.h"
 #include "frame/owned.h"
 #include "frame/report.h"
 #include "location/repository.h"
@@ -13,8 +12,8 @@ TRACE_SITES_BEGIN(create)
 namespace
 {
 
-constexpr char CREATE[] = "inst_ldpath_create_sdr_swprofile";
-// Quirk: a fixed number instead of the source line; support identifies the failed copy by it.
+constexpr char FUNCTION[] = "inst_ldpath_create_sdr_swprofile";
+// Quirk: a fixed number instead of the source line; log searches identify the failed copy by it.
 constexpr int STRDUP_LINE = 2175;
 
 // The lengths of a request's arrays: 0 for a null array, whatever its count.
@@ -110,7 +109,7 @@ uint64_t copy_optional_packages(const inst_swp_package *packages, uint32_t count
     return 0;
 }
 
-// Returns whether every service pack has a name. With a nameless one recorded, queries of service packs would fail.
+// Returns whether every service pack has a name. Later queries fail on one without.
 bool all_have_names(const serv_packs &source)
 {
     for (uint32_t i = 0; source.service_packs != nullptr && i < source.service_packs_count; ++i) {
@@ -122,8 +121,9 @@ bool all_have_names(const serv_packs &source)
     return true;
 }
 
-// Adds the service packs to the body: borrowed details, and copies of the names, which `names` owns. If rc is already
-// an error, copies the names (their copying may fail first) and returns rc.
+// Adds the service packs to the body: borrowed details, and copies of the names, which `names` owns.
+// Quirk: a failed copy of an optional package (rc) does not end the call at once: copies the names first, whose failure
+// replaces rc; log searches find both messages.
 uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &source, uint64_t rc, OwnedStringList &names)
 {
     service_pack *const packs = source.service_packs;
@@ -137,7 +137,7 @@ uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &sour
     names.count = count;
     for (uint32_t i = 0; i < count; ++i) {
         if ((names.list[i] = strdup(packs[i].sp_name)) == nullptr) {
-            REPORT("SPERROR: FUNC: %s LINE: %d strdup failed \n", CREATE, STRDUP_LINE);
+            REPORT("SPERROR: FUNC: %s LINE: %d strdup failed \n", FUNCTION, STRDUP_LINE);
             return INSTMGR_RC_NO_MEMORY;
         }
     }
@@ -157,7 +157,7 @@ uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_crea
 {
     const Owned<void> buffer(std::malloc(ENCODE_BUFFER_SIZE));
     if (buffer.ptr == nullptr || rc != 0) {
-        // Quirk: also logged after a failed copy of an optional package; support searches for this text.
+        // Quirk: also logged after a failed copy of an optional package; log searches match this text.
         REPORT("Error! Can't allocate encode buffer\n");
         return rc != 0 ? rc : INST_RC_NO_MEMORY;
     }
@@ -172,9 +172,9 @@ uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_crea
     rc = inst_write_sdr_swprofile_to_file2(request.sdr_key, request.is_local, static_cast<int32_t>(request.part_type),
                                            request.vm_type, &profile, &text.ptr);
     if (rc != 0) {
-        // Quirk: "(null)" instead of the file name; readers of the log search for this text.
+        // Quirk: "(null)" instead of the file name; log searches match this text.
         constexpr char file_name[] = "(null)";
-        REPORT("%s: Error! Failed to write SW profile to file %s: %lx\n", CREATE, file_name, rc);
+        REPORT("%s: Error! Failed to write SW profile to file %s: %lx\n", FUNCTION, file_name, rc);
     }
     return rc;
 }

@@ -10,7 +10,7 @@ TRACE_SITES_BEGIN(reader)
 namespace
 {
 
-// Quirk: fixed numbers instead of source lines; support identifies the failed call of fseek() by them.
+// Quirk: fixed numbers instead of source lines; log searches identify the failed call of fseek() by them.
 constexpr int SEEK_END_LINE = 1756;
 constexpr int SEEK_SET_LINE = 1765;
 
@@ -35,11 +35,11 @@ struct Stream {
     }
 };
 
-// Allocates the record before decoding: after the decoder's texts, it would keep them from the end of the heap, where
-// freeing them is cheaper. Its failure is reported after decoding.
+// Allocates the caller's record first, so that the decoded texts lie at the end of the heap, where freeing them is
+// cheaper. If that fails, decodes anyway: damaged data takes precedence over a lack of memory.
 uint64_t decode(const void *bytes, uint32_t count, inst_sw_profile_sdr_ext **record_out)
 {
-    Owned<inst_sw_profile_sdr_ext> copy(
+    Owned<inst_sw_profile_sdr_ext> result(
         static_cast<inst_sw_profile_sdr_ext *>(std::calloc(1, sizeof(inst_sw_profile_sdr_ext))));
     inst_sw_profile_sdr_ext record = {};
     const int32_t status = zeld_inst_sw_profile_sdr_ext_decode_ext(&record, bytes, count, std::malloc, 0);
@@ -48,13 +48,13 @@ uint64_t decode(const void *bytes, uint32_t count, inst_sw_profile_sdr_ext **rec
         zeld_inst_sw_profile_sdr_ext_free_ext(&record, std::free, 0);
         return INSTMGR_RC_INVALID_DATA;
     }
-    if (copy.ptr == nullptr) {
+    if (result.ptr == nullptr) {
         REPORT("Error! Can't allocate sdr_sw_profile copy buffer\n");
         zeld_inst_sw_profile_sdr_ext_free_ext(&record, std::free, 0);
         return INST_RC_NO_MEMORY;
     }
-    *copy.ptr = record; // moves ownership
-    *record_out = copy.release();
+    *result.ptr = record; // moves ownership
+    *record_out = result.release();
     return 0;
 }
 

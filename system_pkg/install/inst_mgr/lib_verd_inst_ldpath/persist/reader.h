@@ -1,4 +1,4 @@
-// Reads a .bin file into a record.
+// Reads a .bin file into a record. The functions are not exported; they have the names that their messages print.
 #pragma once
 
 #include "zeld.h"

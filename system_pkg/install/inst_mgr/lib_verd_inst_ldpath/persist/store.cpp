@@ -1,5 +1,4 @@
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "location/flat_copy.h"
@@ -16,10 +15,10 @@ TRACE_SITES_BEGIN(store)
 namespace
 {
 
-constexpr char WRITE[] = "inst_write_sdr_swprofile_to_file2";
-constexpr char STORE[] = "inst_ldpath_store_sdr_swprofile";
-constexpr char NULL_POINTER[] = "Hit an unexpected NULL pointer while storing QX software profile\n";
-// Quirk: a fixed number instead of the source line; support identifies the rejected argument by it.
+constexpr char WRITE_FUNCTION[] = "inst_write_sdr_swprofile_to_file2";
+constexpr char STORE_FUNCTION[] = "inst_ldpath_store_sdr_swprofile";
+constexpr char NULL_POINTER_TEXT[] = "Hit an unexpected NULL pointer while storing QX software profile\n";
+// Quirk: a fixed number instead of the source line; log searches identify the rejected argument by it.
 constexpr int NULL_PROFILE_LINE = 1933;
 
 // Encodes into a new buffer of `size` bytes. `length` receives the size that the encoding needs; if it is greater than
@@ -60,7 +59,7 @@ uint64_t write_bin(const char *path, const void *bytes, uint32_t length, char **
 {
     const uint64_t rc = inst_write_sdr_swprofile_to_file(path, bytes, length, text);
     if (rc != 0) {
-        REPORT("%s: Error! Failed to write SW profile to file %s: %lx\n", WRITE, path, rc);
+        REPORT("%s: Error! Failed to write SW profile to file %s: %lx\n", WRITE_FUNCTION, path, rc);
         error_text_add(text, "Failed to write SDR software profile to .bin file\n");
     }
     return rc;
@@ -70,13 +69,13 @@ uint64_t write_txt(const char *bin_path, const inst_sw_profile_sdr_ext *profile,
 {
     const uint64_t rc = inst_write_sdr_swprofile_to_txt_file(bin_path, profile, text);
     if (rc != 0) {
-        REPORT("%s: Error! Failed to write SW profile to text file %s: %lx\n", WRITE, bin_path, rc);
+        REPORT("%s: Error! Failed to write SW profile to text file %s: %lx\n", WRITE_FUNCTION, bin_path, rc);
         error_text_add(text, "Failed to write SDR software profile to .txt file\n");
     }
     return rc;
 }
 
-uint64_t copy_to_repository(const char *path, char **text)
+uint64_t make_flat_copy(const char *path, char **text)
 {
     const uint64_t rc = inst_runcmd(nullptr, 0, "cp -a %s %s 2>&1", path, repository::LOCAL_DIRECTORY);
     if (rc != 0) {
@@ -92,7 +91,7 @@ uint64_t copy_to_repository(const char *path, char **text)
 
 uint64_t make_flat_copies(const char *bin_path, char **text)
 {
-    uint64_t rc = copy_to_repository(bin_path, text);
+    uint64_t rc = make_flat_copy(bin_path, text);
     if (rc != 0) {
         error_text_add(text, "Failed to copy QX software profile file to install repository\n");
         return rc;
@@ -104,7 +103,7 @@ uint64_t make_flat_copies(const char *bin_path, char **text)
         error_text_add(text, "Failed to get SDR software profile txt file\n");
         return rc;
     }
-    return copy_to_repository(txt_path.ptr, text);
+    return make_flat_copy(txt_path.ptr, text);
 }
 
 uint64_t write_profile(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
@@ -112,7 +111,7 @@ uint64_t write_profile(const char *sdr_key, uint8_t is_local, int32_t part_type,
 {
     if (profile == nullptr) {
         REPORT("Error! profile is NULL\n");
-        error_text_add(text, NULL_POINTER);
+        error_text_add(text, NULL_POINTER_TEXT);
         return INST_RC_INVALID_ARG;
     }
     Owned<void> bytes;
@@ -151,8 +150,8 @@ uint64_t store_profile(inst_sw_profile_sdr_ext *profile, uint8_t is_local, int32
                        uint32_t vm_type, char **text)
 {
     if (profile == nullptr) {
-        REPORT("Error! Parameter is NULL, %s, %d\n", STORE, NULL_PROFILE_LINE);
-        error_text_add(text, NULL_POINTER);
+        REPORT("Error! Parameter is NULL, %s, %d\n", STORE_FUNCTION, NULL_PROFILE_LINE);
+        error_text_add(text, NULL_POINTER_TEXT);
         return INST_RC_INVALID_ARG;
     }
     inst_sw_profile_sdr &sdr = profile->sdr_sw_profile;
@@ -168,7 +167,7 @@ uint64_t store_profile(inst_sw_profile_sdr_ext *profile, uint8_t is_local, int32
            text_or_null(part_short_name));
     const uint64_t rc = inst_write_sdr_swprofile_to_file2(sdr_key, is_local, part_type, vm_type, profile, text);
     if (rc != 0) {
-        REPORT("%s: Error! Failed to write SW profile to file: %lx\n", STORE, rc);
+        REPORT("%s: Error! Failed to write SW profile to file: %lx\n", STORE_FUNCTION, rc);
         error_text_add(text, "Failed to write software profile to file\n");
     }
     return rc;

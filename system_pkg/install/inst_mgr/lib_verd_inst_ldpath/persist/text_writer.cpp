@@ -14,7 +14,7 @@ TRACE_SITES_BEGIN(text_writer)
 namespace
 {
 
-// Each line of the header has a blank before its newline.
+// Quirk: each line of the header has a blank before its newline; other tools compare these lines.
 void write_lines(FILE *stream, const char *profile_text)
 {
     const ClockText now = clock_text();

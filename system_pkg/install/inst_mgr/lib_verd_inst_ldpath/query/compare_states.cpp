@@ -1,6 +1,5 @@
 // Compares two states of a profile.
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/owned.h"
 #include "servpack/master_profile.h"
 
@@ -9,7 +8,7 @@ TRACE_SITES_BEGIN(compare_states)
 namespace
 {
 
-constexpr char MASTERS_EQUAL[] = "inst_ldpath_is_sdr_master_act_comm_swp_equal";
+constexpr char FUNCTION[] = "inst_ldpath_is_sdr_master_act_comm_swp_equal";
 
 constexpr MasterMessages ACTIVE = {
     [](const char *sdr_key) {
@@ -17,7 +16,7 @@ constexpr MasterMessages ACTIVE = {
     },
     [] { REPORT("QX master act sw profile exists\n"); },
     [](const char *sdr_key, uint64_t rc) {
-        REPORT("%s: failed to query sw profile, sdr_key = %s, rc=%ld\n", MASTERS_EQUAL, sdr_key, rc);
+        REPORT("%s: failed to query sw profile, sdr_key = %s, rc=%ld\n", FUNCTION, sdr_key, rc);
     },
 };
 constexpr MasterMessages COMMITTED = {
@@ -26,7 +25,7 @@ constexpr MasterMessages COMMITTED = {
     },
     [] { REPORT("QX master committed sw profile exists\n"); },
     [](const char *sdr_key, uint64_t rc) {
-        REPORT("%s: failed to query committed sw profile, sdr_key = %s, rc=%ld\n", MASTERS_EQUAL, sdr_key, rc);
+        REPORT("%s: failed to query committed sw profile, sdr_key = %s, rc=%ld\n", FUNCTION, sdr_key, rc);
     },
 };
 
@@ -41,7 +40,7 @@ uint64_t compare_masters(const char *sdr_key, uint8_t *is_equal)
         REPORT("Error! sdr_key is NULL\n");
         return INST_RC_INVALID_ARG;
     }
-    REPORT("%s: sdr_key is %s\n", MASTERS_EQUAL, sdr_key);
+    REPORT("%s: sdr_key is %s\n", FUNCTION, sdr_key);
     Owned<char> text;
     OwnedProfile active;
     uint64_t rc = fetch_master_profile({sdr_key, VERD_SWP_ACTIVE, VERD_VM_QX}, ACTIVE, active, &text.ptr);
@@ -97,7 +96,8 @@ uint64_t inst_ldpath_check_swp_mismatch_wrapper(const char *sdr_key, uint8_t is_
     uint8_t is_first = 1;
     uint8_t is_match = 1;
     rc = instcomm_cmp_swprofile_ext(source.record, destination.record, selector, &is_first, 0, option, &is_match);
-    // If the comparison fails, is_match keeps its initial 1; callers must check the result code.
+    // Quirk: if the comparison fails, is_match keeps its initial 1; callers that ignore the result code see no
+    // difference (verd_inst_ldpath.h).
     REPORT("SPINFO: Src and dest %s matched\n", is_match != 0 ? "" : "not");
     *matched = is_match;
     return rc;

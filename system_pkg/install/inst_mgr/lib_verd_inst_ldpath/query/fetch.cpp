@@ -18,8 +18,8 @@ uint64_t decode(const char *path, inst_sw_profile_sdr_ext **profile_p)
     return rc;
 }
 
-// The getters of a fixed scope and VM type. They return no error text. If the file cannot be named, the reader rejects
-// the null path.
+// The getters of a fixed scope and VM type. They return no error text. They ignore a failure to name the file: the
+// reader then rejects the null path, or cannot open the empty one.
 uint64_t get_fixed(const char *function, const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                    inst_sw_profile_sdr_ext **profile_p)
 {
@@ -52,8 +52,8 @@ constexpr Messages GLOBAL = {"Hit an unexpected NULL pointer while getting the g
                              nullptr};
 constexpr Messages LOCAL = {"Hit an unexpected NULL pointer while getting the local software profile\n", NO_FILE_NAME,
                             "An internal error occurred. Use 'hw-module location <node ID> reload force' to recover\n"};
-constexpr Messages LOCAL_ONLY = {"Hit an unexpected NULL pointer while getting local software profile\n",
-                                 "Error as failed to get local QX software profile file\n", nullptr};
+constexpr Messages LOCAL_GETTER = {"Hit an unexpected NULL pointer while getting local software profile\n",
+                                   "Error as failed to get local QX software profile file\n", nullptr};
 
 uint64_t name_and_decode(const Messages &messages, const char *sdr_key, uint8_t is_local, int32_t part_type,
                          uint32_t vm_type, inst_sw_profile_sdr_ext **profile_p, char **text)
@@ -125,7 +125,7 @@ uint64_t inst_ldpath_get_swprofile(const char *sdr_key, uint8_t is_local, int32_
 uint64_t inst_ldpath_get_local_swprofile(const char *sdr_key, int32_t part_type, uint32_t vm_type,
                                          inst_sw_profile_sdr_ext **local_sw_profile_ext_pp, char **error_message_out)
 {
-    return get_general(__func__, LOCAL_ONLY, sdr_key, 1, part_type, vm_type, local_sw_profile_ext_pp,
+    return get_general(__func__, LOCAL_GETTER, sdr_key, 1, part_type, vm_type, local_sw_profile_ext_pp,
                        error_message_out);
 }
 
@@ -153,7 +153,6 @@ uint64_t inst_ldpath_get_sw_profile_if_exists(const char *sdr_key, uint8_t is_lo
     if (rc != 0) {
         REPORT("SPERROR: %s: failed to query %s %s %s sw profile, rc=%ld\n", __func__, verd_vm_type_name(vm_type),
                local_or_master(is_local), verd_state_name(part_type), rc);
-        inst_ldpath_free_swprofile_ext(&profile);
         return rc;
     }
     *local_sw_profile_ext_pp = profile;

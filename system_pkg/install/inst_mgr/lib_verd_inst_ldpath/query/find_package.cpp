@@ -1,7 +1,6 @@
 // Searches the active profile for a package. The state argument appears in messages only.
 #include "frame/debug_line.h"
 #include "frame/entry_name.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "persist/owned_profile.h"
@@ -27,7 +26,7 @@ struct Search {
     const char *key() const { return text_or_null(sdr_key); }
 };
 
-uint64_t check(const Search &search)
+uint64_t check_arguments(const Search &search)
 {
     if (verd_vm_type_has_sdr(search.vm_type) && search.sdr_key == nullptr) {
         REPORT("Error! sdr_key is NULL\n");
@@ -68,7 +67,7 @@ uint64_t copy_without_architecture(const char *name, Owned<char> &copy)
 
 uint64_t find_package(const Search &search, uint8_t *is_present)
 {
-    uint64_t rc = check(search);
+    uint64_t rc = check_arguments(search);
     if (rc != 0) {
         return rc;
     }
@@ -97,7 +96,7 @@ uint64_t find_package(const Search &search, uint8_t *is_present)
         return 0;
     }));
     // Quirk: tests the pointer, not the flag, so it is logged if the caller passes no flag, even if the package was
-    // found; readers of the log know it.
+    // found; log searches match this message.
     if (is_present == nullptr) {
         REPORT("Did not find pkg %s in %s %s SW Profile for %s VM (key=%s)\n", name.ptr, search.scope(), search.state(),
                search.vm(), search.key());
@@ -135,13 +134,13 @@ uint64_t copy_rpms(const Search &search, const Package &package, Rpms &rpms, cha
 
 uint64_t find_rpms(const Search &search, Rpms &rpms, char **text)
 {
-    uint64_t rc = check(search);
+    uint64_t rc = check_arguments(search);
     if (rc != 0) {
         return rc;
     }
     OwnedProfile profile;
     rc = fetch_active(search, profile, text);
-    if (rc != 0) { // Quirk: says "local" in both scopes; readers of the log search for this text.
+    if (rc != 0) { // Quirk: says "local" in both scopes; log searches match this text.
         REPORT("Failed to get local active QX sw profile, rc=0x%lx\n", rc);
         error_text_add(text, "Failed to get local active QX software profile\n");
         return rc;

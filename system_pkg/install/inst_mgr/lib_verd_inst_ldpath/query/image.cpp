@@ -11,14 +11,14 @@ namespace
 
 uint64_t get_image(inst_sw_profile_sdr_ext *profile, char **image_out)
 {
-    constexpr char function[] = "inst_ldpath_get_swprofile_image";
-    if (is_null(profile, function)) {
+    constexpr char FUNCTION[] = "inst_ldpath_get_swprofile_image";
+    if (is_null(profile, FUNCTION)) {
         return INST_RC_INVALID_ARG;
     }
-    if (is_null(image_out, function)) {
+    if (is_null(image_out, FUNCTION)) {
         return INST_RC_INVALID_ARG;
     }
-    const inst_sw_profile_info *const body = body_of(*profile, function);
+    const inst_sw_profile_info *const body = body_of(*profile, FUNCTION);
     if (body == nullptr) {
         return 0;
     }

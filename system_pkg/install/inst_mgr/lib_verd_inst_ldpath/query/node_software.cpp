@@ -1,5 +1,4 @@
 // Queries the active Admin profile about a node.
-#include "frame/enumerations.h"
 #include "frame/owned.h"
 #include "frame/report.h"
 #include "persist/owned_profile.h"
@@ -62,8 +61,9 @@ const Location *find_location(const inst_sw_profile_sdr &sdr, const Node &node)
     return nullptr;
 }
 
-// Returns the body with the version of the node: of its location profile or, without a version there, the main body.
-const Info &versioned_body(const inst_sw_profile_sdr &sdr, const Node &node)
+// Returns the body whose version the node runs: that of its location profile if it has a version, otherwise the main
+// body.
+const Info &body_with_version(const inst_sw_profile_sdr &sdr, const Node &node)
 {
     const Location *const location = find_location(sdr, node);
     if (location != nullptr) {
@@ -83,18 +83,20 @@ bool is_equal_or_both_null(const char *a, const char *b)
 
 uint64_t compare_version(const Node &node, const char *sw_version, bool &is_equal)
 {
-    constexpr char function[] = "instmgr_cmp_sw_version";
+    constexpr char FUNCTION[] = "instmgr_cmp_sw_version";
     OwnedProfile profile;
-    const uint64_t rc = fetch_admin_master(function, profile);
+    const uint64_t rc = fetch_admin_master(FUNCTION, profile);
     if (rc != 0) {
-        is_equal = true; // callers must check the result code first
+        // Quirk: equal after a failed fetch; callers that ignore the result code see no difference
+        // (verd_inst_ldpath.h).
+        is_equal = true;
         return rc;
     }
-    const Info &body = versioned_body(profile.sdr(), node);
+    const Info &body = body_with_version(profile.sdr(), node);
     const char *const version = inst_sw_profile_info_has_version(&body) ? body.version : nullptr;
     is_equal = is_equal_or_both_null(version, sw_version);
     if (!is_equal) {
-        REPORT("%s SW Profile compare: image %s != %s\n", function, text_or_null(version), text_or_null(sw_version));
+        REPORT("%s SW Profile compare: image %s != %s\n", FUNCTION, text_or_null(version), text_or_null(sw_version));
     }
     return 0;
 }

@@ -52,18 +52,19 @@ void hand_over(OwnedStringList &list, char ***list_out, uint32_t *count_out)
 // Lists the image, then every package.
 uint64_t get_file_list(inst_sw_profile_sdr_ext *profile, char ***file_list_out, uint32_t *count_out, char **text)
 {
-    constexpr char function[] = "inst_ldpath_get_swprofile_filelist";
-    if (is_null(profile, function)) {
+    constexpr char FUNCTION[] = "inst_ldpath_get_swprofile_filelist";
+    if (is_null(profile, FUNCTION)) {
         return INST_RC_INVALID_ARG;
     }
-    if (is_null(file_list_out, function)) {
+    if (is_null(file_list_out, FUNCTION)) {
+        // Quirk: only this null argument leaves an error text; callers that print texts expect none for the others.
         error_text_add(text, "Hit an unexpected NULL pointer while getting software profile file list\n");
         return INST_RC_INVALID_ARG;
     }
-    if (is_null(count_out, function)) {
+    if (is_null(count_out, FUNCTION)) {
         return INST_RC_INVALID_ARG;
     }
-    const Info *const body = body_of(*profile, function);
+    const Info *const body = body_of(*profile, FUNCTION);
     if (body == nullptr) {
         return 0;
     }
@@ -73,9 +74,9 @@ uint64_t get_file_list(inst_sw_profile_sdr_ext *profile, char ***file_list_out, 
         error_text_add(text, "Failed to allocate memory\n");
         return INST_RC_NO_MEMORY;
     }
-    uint64_t rc = append_reported(list, name_of(body->image), function);
+    uint64_t rc = append_reported(list, name_of(body->image), FUNCTION);
     for (std::size_t i = 0; i < packages.size() && rc == 0; ++i) {
-        rc = append_reported(list, name_of(packages[i]), function);
+        rc = append_reported(list, name_of(packages[i]), FUNCTION);
     }
     if (rc != 0) {
         error_text_add(text, "Failed to allocate memory\n");

@@ -8,7 +8,7 @@ TRACE_SITES_BEGIN(installed_service_packs)
 namespace
 {
 
-constexpr char GET_ALL[] = "inst_ldpath_get_all_swprofile_sps";
+constexpr char FUNCTION[] = "inst_ldpath_get_all_swprofile_sps";
 
 struct Messages {
     MasterMessages master;
@@ -18,7 +18,7 @@ struct Messages {
 
 void qx_not_fetched(const char *sdr_key, uint64_t rc)
 {
-    REPORT("%s: failed to query sw profile, sdr_key = %s, rc=%ld\n", GET_ALL, sdr_key, rc);
+    REPORT("%s: failed to query sw profile, sdr_key = %s, rc=%ld\n", FUNCTION, sdr_key, rc);
 }
 
 constexpr Messages QX_ACTIVE = {
@@ -26,34 +26,34 @@ constexpr Messages QX_ACTIVE = {
          REPORT("QX master act swp doesn't exist, sdr_key = %s. Install operation will fail.\n", sdr_key);
      },
      [] { REPORT("QX master act sw profile exists\n"); }, qx_not_fetched},
-    [](uint64_t rc) { REPORT("%s: failed to get active qx sp count, rc=%ld\n", GET_ALL, rc); },
-    [] { REPORT("ERROR: %s failed to add act_qx_sp to list\n", GET_ALL); },
+    [](uint64_t rc) { REPORT("%s: failed to get active qx sp count, rc=%ld\n", FUNCTION, rc); },
+    [] { REPORT("ERROR: %s failed to add act_qx_sp to list\n", FUNCTION); },
 };
 constexpr Messages QX_COMMITTED = {
     {[](const char *sdr_key) {
          REPORT("QX master committed swp doesn't exist, sdr_key = %s. Install operation will fail.\n", sdr_key);
      },
      [] { REPORT("QX master committed sw profile exists\n"); }, qx_not_fetched},
-    [](uint64_t rc) { REPORT("%s: failed to get committed qx sp count, rc=%ld\n", GET_ALL, rc); },
-    [] { REPORT("ERROR: %s failed to add comm_qx_sp to list\n", GET_ALL); },
+    [](uint64_t rc) { REPORT("%s: failed to get committed qx sp count, rc=%ld\n", FUNCTION, rc); },
+    [] { REPORT("ERROR: %s failed to add comm_qx_sp to list\n", FUNCTION); },
 };
 constexpr Messages ADMIN_ACTIVE = {
     {[](const char *) { REPORT("ERROR: Sysadmin master active swp doesn't exist\n"); },
      [] { REPORT("Sysadmin master sw profile exists\n"); },
      [](const char *, uint64_t rc) {
-         REPORT("%s: failed to query sysadmin active sw profile, rc=%ld\n", GET_ALL, rc);
+         REPORT("%s: failed to query sysadmin active sw profile, rc=%ld\n", FUNCTION, rc);
      }},
-    [](uint64_t rc) { REPORT("%s: failed to get active sysadmin sp count, rc=%ld\n", GET_ALL, rc); },
-    [] { REPORT("ERROR: %s failed to add act_sys_sp to list\n", GET_ALL); },
+    [](uint64_t rc) { REPORT("%s: failed to get active sysadmin sp count, rc=%ld\n", FUNCTION, rc); },
+    [] { REPORT("ERROR: %s failed to add act_sys_sp to list\n", FUNCTION); },
 };
 constexpr Messages ADMIN_COMMITTED = {
     {[](const char *) { REPORT("ERROR: Sysadmin master committed swp doesn't exist\n"); },
      [] { REPORT("Sysadmin master committed sw profile exists\n"); },
      [](const char *, uint64_t rc) {
-         REPORT("%s: failed to query sysadmin committed sw profile, rc=%ld\n", GET_ALL, rc);
+         REPORT("%s: failed to query sysadmin committed sw profile, rc=%ld\n", FUNCTION, rc);
      }},
-    [](uint64_t rc) { REPORT("%s: failed to get committed sys sp count, rc=%ld\n", GET_ALL, rc); },
-    [] { REPORT("ERROR: %s failed to add comm_sys_sp to list\n", GET_ALL); },
+    [](uint64_t rc) { REPORT("%s: failed to get committed sys sp count, rc=%ld\n", FUNCTION, rc); },
+    [] { REPORT("ERROR: %s failed to add comm_sys_sp to list\n", FUNCTION); },
 };
 
 // A master profile and the names of its service packs.
@@ -155,15 +155,15 @@ extern "C" uint64_t inst_ldpath_get_all_swprofile_sps(const char *sdr_key, uint8
                                                       char ***sp_names_out, uint32_t *count_out)
 {
     if (sp_names_out == nullptr) {
-        REPORT("ERROR: %s Input sp_list is NULL\n", GET_ALL);
+        REPORT("ERROR: %s Input sp_list is NULL\n", FUNCTION);
         return INST_RC_INVALID_ARG;
     }
     if (sdr_key == nullptr) {
-        REPORT("ERROR: %s sdr_key is NULL\n", GET_ALL);
+        REPORT("ERROR: %s sdr_key is NULL\n", FUNCTION);
         return INST_RC_INVALID_ARG;
     }
     if (count_out == nullptr) {
-        REPORT("ERROR: %s count_out is NULL\n", GET_ALL);
+        REPORT("ERROR: %s count_out is NULL\n", FUNCTION);
         return INST_RC_INVALID_ARG;
     }
     OwnedStringList all;

@@ -4,8 +4,7 @@
 
 #include "persist/owned_profile.h"
 
-// The messages of an operation about a master profile. Functions instead of formats, since each REPORT has a number of
-// its own, and some messages have no arguments.
+// The messages of an operation about a master profile. Functions: see docs/architecture.md, Messages.
 struct MasterMessages {
     void (*is_missing)(const char *sdr_key);
     void (*exists)();

@@ -1,7 +1,7 @@
-// Tags the packages of a body that are members of installed service packs, and untags those of removed ones.
+// Marks the packages of a body that are members of installed service packs, and unmarks those of removed ones.
 //
 // A package belongs to an RPM if its name is part of the RPM's name. The loose match is intended: RPM names have
-// architectures, and packages of one family are tagged together.
+// architectures, and packages of one family are marked together.
 #include "edit/package_array.h"
 #include "frame/marker_files.h"
 #include "frame/owned.h"
@@ -23,7 +23,7 @@ bool belongs_to(const Package &package, const char *rpm)
     return rpm != nullptr && name != nullptr && std::strstr(rpm, name) != nullptr;
 }
 
-bool is_tagged(const Package &package)
+bool is_marked(const Package &package)
 {
     return inst_swp_package_has_is_sp_pkg(&package);
 }
@@ -57,8 +57,8 @@ bool copy_all_packages(PackageArray &packages, const inst_sw_profile_info &body)
     return copy_packages(packages, body, [](const Package &) { return true; });
 }
 
-// Tags the package if it belongs to one of the RPMs, and returns whether it does.
-bool tag(Package &package, const OwnedStringList &rpms)
+// Marks the package if it belongs to one of the RPMs, and returns whether it does.
+bool mark(Package &package, const OwnedStringList &rpms)
 {
     const char *const name = name_of(package);
     for (uint32_t i = 0; i < rpms.count; ++i) {
@@ -66,7 +66,7 @@ bool tag(Package &package, const OwnedStringList &rpms)
             continue;
         }
         REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", name);
-        if (is_tagged(package)) {
+        if (is_marked(package)) {
             REPORT_SP_DEBUG("SPDEBUG: Package %s is a SP package!!\n", name);
         } else {
             inst_swp_package_set_is_sp_pkg(&package, 1);
@@ -77,8 +77,8 @@ bool tag(Package &package, const OwnedStringList &rpms)
     return false;
 }
 
-// Keeps the RPMs of third-party and host-OS packages: no other package loses its tag.
-void keep_untaggable_rpms(char **rpms, uint32_t &count)
+// Keeps the RPMs of third-party and host-OS packages: only these unmark packages.
+void keep_rpms_that_unmark(char **rpms, uint32_t &count)
 {
     char **const end = std::remove_if(rpms, rpms + count, [](const char *rpm) {
         return rpm == nullptr || (instcomm_is_tp_pkg(rpm, 0) == 0 && instcomm_is_hostos_pkg(rpm) == 0);
@@ -86,8 +86,8 @@ void keep_untaggable_rpms(char **rpms, uint32_t &count)
     count = static_cast<uint32_t>(end - rpms);
 }
 
-// Untags the package if it belongs to one of the RPMs. The messages name the RPM.
-void untag(Package &package, char *const *rpms, uint32_t count)
+// Unmarks the package if it belongs to one of the RPMs. The messages name the RPM.
+void unmark(Package &package, char *const *rpms, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
         const char *const rpm = rpms[i];
@@ -95,7 +95,7 @@ void untag(Package &package, char *const *rpms, uint32_t count)
             continue;
         }
         REPORT_SP_DEBUG("SPDEBUG: Package %s found in SW Profile. Check for sp tag now\n", rpm);
-        if (is_tagged(package)) {
+        if (is_marked(package)) {
             inst_swp_package_clear_is_sp_pkg(&package);
             REPORT_SP_DEBUG("SPDEBUG: Package %s is now un-tagged as a SP package.!!\n", rpm);
         } else {
@@ -129,7 +129,8 @@ struct OwnedSet {
     ~OwnedSet() { free_service_pack(set); }
 };
 
-// An incomplete set (out of memory) would untag RPMs that remaining service packs still deliver.
+// Returns whether the set has every detail. Converting can return 0 with an incomplete set (out of memory), by which
+// packages that remaining service packs still deliver would be unmarked.
 bool is_complete(const serv_packs *set, const sp_detail *details, uint32_t detail_count)
 {
     service_pack *packs = nullptr;
@@ -185,7 +186,7 @@ uint64_t inst_ldpath_tag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_packs
         return INST_RC_NO_MEMORY;
     }
     for (uint32_t i = 0; i < packages.count; ++i) {
-        if (tag(packages.entries[i], rpms)) {
+        if (mark(packages.entries[i], rpms)) {
             *tagged_out = 1;
         }
     }
@@ -206,6 +207,8 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
     if (rc != 0) {
         return rc;
     }
+    // Quirk: allocates before it is known whether a package changes; log searches find the message of a failed
+    // allocation even if none would.
     PackageArray packages;
     if (!allocate_or_report(packages, *profile)) {
         return INST_RC_NO_MEMORY;
@@ -224,9 +227,9 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
     if (!copy_all_packages(packages, *profile)) {
         return INST_RC_NO_MEMORY;
     }
-    keep_untaggable_rpms(unique.ptr, unique_count);
+    keep_rpms_that_unmark(unique.ptr, unique_count);
     for (uint32_t i = 0; i < packages.count; ++i) {
-        untag(packages.entries[i], unique.ptr, unique_count);
+        unmark(packages.entries[i], unique.ptr, unique_count);
     }
     replace_packages(*profile, packages);
     return 0;

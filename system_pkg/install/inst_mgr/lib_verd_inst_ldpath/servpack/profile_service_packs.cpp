@@ -10,12 +10,12 @@ namespace
 
 using Info = inst_sw_profile_info;
 
-constexpr char GET_SPS[] = "inst_ldpath_get_swprofile_sps";
+constexpr char FUNCTION[] = "inst_ldpath_get_swprofile_sps";
 
 bool is_null_parameter(const void *parameter, int line, char **text)
 {
-    if (is_null(parameter, GET_SPS, line)) {
-        error_text_add(text, "Error! Parameter is NULL, %s, %d\n", GET_SPS, line);
+    if (is_null(parameter, FUNCTION, line)) {
+        error_text_add(text, "Error! Parameter is NULL, %s, %d\n", FUNCTION, line);
     }
     return parameter == nullptr;
 }
@@ -27,7 +27,7 @@ uint64_t copy_names(const Info &body, OwnedStringList &names, char **text)
     }
     char **of_body = nullptr;
     const uint32_t count = inst_sw_profile_info_get_sp_names(&body, &of_body);
-    REPORT_SP_DEBUG("SPDEBUG: %s SW Profile has %d SP's\n", GET_SPS, count);
+    REPORT_SP_DEBUG("SPDEBUG: %s SW Profile has %d SP's\n", FUNCTION, count);
     if (count == 0) {
         return 0;
     }
@@ -39,8 +39,8 @@ uint64_t copy_names(const Info &body, OwnedStringList &names, char **text)
     const uint64_t rc = append_copies(names, of_body, count);
     if (rc != 0) {
         constexpr int line = __LINE__;
-        REPORT("SPERROR: %s Failed to dup str %d\n", GET_SPS, line);
-        error_text_add(text, "SPERROR: %s Failed to dup str %d\n", GET_SPS, line);
+        REPORT("SPERROR: %s Failed to dup str %d\n", FUNCTION, line);
+        error_text_add(text, "SPERROR: %s Failed to dup str %d\n", FUNCTION, line);
     }
     return rc;
 }
@@ -52,7 +52,7 @@ uint64_t convert_details(const Info &body, serv_packs **sp_list_out)
     }
     sp_detail *details = nullptr;
     const uint32_t count = inst_sw_profile_info_get_sp_details(&body, &details);
-    REPORT_SP_DEBUG("SPDEBUG: %s %d sp's details are already in swp\n", GET_SPS, count);
+    REPORT_SP_DEBUG("SPDEBUG: %s %d sp's details are already in swp\n", FUNCTION, count);
     if (count == 0) {
         return 0;
     }
@@ -77,7 +77,7 @@ uint64_t get_service_packs(inst_sw_profile_sdr_ext *profile, char ***sp_names_ou
     if (is_null_parameter(count_out, __LINE__, text)) {
         return INST_RC_INVALID_ARG;
     }
-    const Info *const body = body_of(*profile, GET_SPS);
+    const Info *const body = body_of(*profile, FUNCTION);
     if (body == nullptr) {
         return 0;
     }

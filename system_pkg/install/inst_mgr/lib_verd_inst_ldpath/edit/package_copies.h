@@ -1,0 +1,25 @@
+// Adds a package to a body with copies of its name and RPM list.
+#pragma once
+
+#include "frame/owned.h"
+
+// A package to be added. Its texts remain the caller's.
+struct PackageRequest {
+    const char *name;
+    char *const *rpms;
+    uint32_t rpm_count;
+    uint64_t value;
+    uint32_t type; // install package type
+    uint64_t sp_source;
+};
+
+// Owned copies of name and RPM list. Adding the package passes them to the body.
+struct PackageCopies {
+    Owned<char> name;
+    OwnedStringList rpms;
+};
+
+// Adds the package with inst_ldpath_add_pkg_in_swp(), whose results it returns. `superseded` must have room for every
+// entry that the package may supersede.
+uint64_t add_copied_package(inst_sw_profile_info &body, const PackageRequest &package, PackageCopies &copies,
+                            OwnedStringList &superseded, uint32_t reserved, char **text);
