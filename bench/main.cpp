@@ -1,5 +1,5 @@
-// Measures operations on profiles of 100 to 50 000 packages (a fetch also with 1) alternately with a baseline each, and
-// prints a table of the ratios. A baseline called a floor does the least work that the operation requires.
+// Measures operations on profiles of 100 to 50 000 packages (a fetch also with 1), each alternately with its baseline,
+// and prints a table of the ratios. A floor is a baseline that does the least work that the operation requires.
 #include "floors.h"
 #include "sample_profile.h"
 
@@ -137,8 +137,8 @@ struct Subject {
 
     void remove_package() { require(inst_ldpath_remove_pkg_in_swp(&body(), NEW_PACKAGE, nullptr) == 0, "removing"); }
 
-    // Adds service packs to the body and to the source. Half of the names are in both; only the source's packs deliver
-    // NEW_PACKAGE.
+    // Replaces the service packs of the body, and fills the source at the first call. Half of the names are in both;
+    // only the source's packs deliver NEW_PACKAGE.
     void set_service_packs()
     {
         const auto count = static_cast<uint32_t>(copies.size() * 2 / 5);
@@ -364,8 +364,9 @@ std::vector<Benchmark> codec_benchmarks()
     };
 }
 
-// Edits in memory are compared with one deep copy of the packages, stored edits with a fetch and a store (adding and
-// removing also with a deep copy), "has" with a fetch, "compare" with two fetches.
+// Edits in memory are compared with one deep copy of the packages; "add for node" with a fetch and a store; "add
+// stored" and "remove stored" with a fetch, a deep copy and a store; "has" with a fetch, "compare" with two; "file
+// list" and "store" with their floors.
 std::vector<Benchmark> library_benchmarks()
 {
     const Step deep_copy = &Subject::copy_and_free_packages;
@@ -416,7 +417,7 @@ public:
     bool ReportContext(const Context &) override
     {
         std::printf("%-20s %11s %12s %7s   %-24s %s\n", "operation/packages", "ours, us", "baseline, us", "ratio",
-                    "half of all pairs lie in", "to baseline + checksum");
+                    "middle half of ratios", "ours / (baseline + checksum)");
         return true;
     }
 

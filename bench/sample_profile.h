@@ -1,5 +1,5 @@
 // A realistic profile of any size: package names of 45 bytes, three RPM files of 40, a second name of 30 for every
-// third package, and every number of a package set; pkg_value and extra_value are random.
+// third package; all numbers of each package are set, pkg_value and extra_value to random values.
 #pragma once
 
 #include "instcomm.h"

@@ -178,9 +178,9 @@ void free_service_pack(serv_packs *sp_list);
 uint64_t instcomm_get_swprofile_sdr_str(const inst_sw_profile_sdr_ext *profile, char **text, int style, char **err);
 
 /*
- * Compares two profiles and sets *is_equal to 1 or 0. Compares every field, and the order of packages, except lv_name,
- * which names the partition and differs between states, and sdr_sw_profile_len. A nested record without any field
- * counts as absent. `mode` is not used. Results: 0; INSTCOMM_RC_INVALID_ARG.
+ * Compares two profiles and sets *is_equal to 1 or 0. Compares every field except lv_name, which differs between
+ * states, and sdr_sw_profile_len. The order of packages matters. A nested record without any field counts as absent.
+ * `mode` is not used. Results: 0; INSTCOMM_RC_INVALID_ARG.
  */
 uint64_t instcomm_compare_swp_profiles(const inst_sw_profile_sdr_ext *a, const inst_sw_profile_sdr_ext *b,
                                        uint8_t *is_equal, uint32_t mode);

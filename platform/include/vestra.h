@@ -14,9 +14,9 @@ extern "C" {
 /*
  * Opens the trace `name`, a ring of `records` records of `record_size` bytes (64 to 1024) in
  * "/install_repo/log/<name>.vestra", and stores its handle. A name has up to 63 characters and no '/'. The ring's
- * header has `path` and `build_id`, with which a reader finds the messages of site numbers. Opening a name again
- * returns the same handle. If the file cannot be written, the trace is opened anyway and drops its records. Returns 0,
- * or non-zero for an invalid argument or if too many traces are open.
+ * header contains `path` and `build_id`, by which a reader maps site numbers to messages. Opening a name again returns
+ * the same handle. If the file cannot be written, the trace is opened anyway and drops its records. Returns 0, or
+ * non-zero for an invalid argument or if too many traces are open.
  */
 int vestra_open_internal(uint64_t *handle, const char *name, uint32_t records, uint32_t record_size, const char *path,
                          const char *build_id, uint64_t context);

@@ -51,7 +51,7 @@ typedef struct inst_swp_package {
     char **files; /* names of its RPM files; for the image: the base RPM list */
     uint32_t files_count;
     char *aux_name;     /* a second name */
-    uint64_t pkg_value; /* set by the caller that added the package; 0 if there is none */
+    uint64_t pkg_value; /* from the caller that added the package, or the size of its bundle; 0 if none */
     uint32_t pkg_type;  /* profile package type, 1 to 5; 0 for the image */
     uint8_t pkg_marker; /* non-zero: queries may be asked to skip the entry */
     char **extra_list;  /* not interpreted, only stored */
@@ -110,8 +110,9 @@ typedef struct inst_sw_profile_sdr_ext {
  *
  *   void     R_set_F(R *, value)            a number, a text, or a nested record by value
  *   void     R_set_F(R *, elements, count)  an array
- *   bool     R_has_F(const R *)             is it present? A nested record is if its bit is set or any of its fields is
- *   void     R_clear_F(R *)                 zeroes it, nested records with all their fields, and makes it absent
+ *   bool     R_has_F(const R *)             is it present? A nested record is present if its bit is set or one of
+ *                                           its fields is present
+ *   void     R_clear_F(R *)                 zeroes it and makes it absent; a nested record: with all its fields
  *   uint32_t R_get_F(const R *, elements *) an array: returns the count and stores the elements, unless the pointer
  *                                           for them is null; 0 and null if it is absent
  *   bool     R_has_any(const R *)           is any field present?

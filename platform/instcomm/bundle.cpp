@@ -94,7 +94,7 @@ struct Bundle {
     uint64_t add_file(const char *name)
     {
         if (count == limit) {
-            return reject("holds more RPMs than can be taken");
+            return reject("contains too many RPMs");
         }
         auto *const longer = static_cast<char **>(std::realloc(files, (count + 1) * sizeof(char *)));
         if (longer == nullptr) {
@@ -113,7 +113,7 @@ struct Bundle {
         if (is_unsafe_name(name)) {
             return reject("has a member that can't be unpacked safely");
         }
-        return is_rpm(name) ? add_file(name.data()) : 0; // a NUL follows: the name is a whole line
+        return is_rpm(name) ? add_file(name.data()) : 0; // NUL-terminated: the name extends to the end of the line
     }
 
     // Reads tar's list, one member per line. The last line is the end-of-archive mark; it is missing in a truncated
@@ -136,7 +136,7 @@ struct Bundle {
         if (rc == 0 && std::feof(list) == 0) {
             return INSTCOMM_RC_NO_MEMORY;
         }
-        return rc != 0 || is_whole ? rc : reject("has been cut");
+        return rc != 0 || is_whole ? rc : reject("is truncated");
     }
 
     uint64_t list_members()
@@ -155,7 +155,7 @@ struct Bundle {
         if (listed == RunResult::NotRun) {
             rc = reject("can't be listed", INSTCOMM_RC_FAILED);
         } else if (listed == RunResult::Failed) {
-            rc = reject("isn't a whole tar archive");
+            rc = reject("is damaged or not a tar archive");
         } else {
             std::rewind(list);
             rc = read_members(list);
@@ -198,12 +198,12 @@ struct Bundle {
     uint64_t check_files() const
     {
         if (count == 0) {
-            return reject("holds no RPM");
+            return reject("contains no RPM");
         }
         for (uint32_t i = 0; i < count; ++i) {
             struct stat status;
             if (lstat(files[i], &status) != 0 || !S_ISREG(status.st_mode)) {
-                return reject("holds an RPM that is no file");
+                return reject("contains an RPM that is not a regular file");
             }
         }
         return 0;
@@ -223,9 +223,9 @@ extern "C" uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle
     struct stat status;
     uint64_t rc = 0;
     if (stat(bundle_path, &status) != 0) {
-        rc = bundle.reject("isn't there", INSTCOMM_RC_FAILED);
+        rc = bundle.reject("cannot be examined", INSTCOMM_RC_FAILED);
     } else if (!S_ISREG(status.st_mode) || status.st_size == 0) {
-        rc = bundle.reject("is no file with content");
+        rc = bundle.reject("is empty or not a regular file");
     } else if (is_rpm(bundle_path)) {
         rc = bundle.copy_rpm();
     } else {

@@ -17,7 +17,7 @@ bool make_directory(const char *path)
     if (errno != EEXIST || stat(path, &found) != 0) {
         return false;
     }
-    errno = ENOTDIR; // read only if this returns false
+    errno = ENOTDIR; // callers examine errno only if this returns false
     return S_ISDIR(found.st_mode);
 }
 

@@ -31,7 +31,7 @@ int open_log()
 }
 
 // Renames a log that has reached the rotation size. Only the first process that gets the lock finds its open file still
-// under LOG_FILE; the others do nothing. Does not wait: another process may hold the lock.
+// under LOG_FILE; the others do nothing. Does not wait for the lock, which another process may hold for any time.
 void rotate(int fd)
 {
     struct stat file;

@@ -56,7 +56,7 @@ struct Page {
     void start_line() const { put("%*s", 2 * depth, ""); }
     void end_line() const { out.put("\n", 1); }
 
-    // Formats a text of at most 127 characters.
+    // The formatted text must have at most 127 characters; a longer one is not cut, but read past the buffer.
     __attribute__((format(printf, 2, 3))) void put(const char *format, ...) const
     {
         char text[128];

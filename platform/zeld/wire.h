@@ -12,7 +12,7 @@ namespace zeld
 
 enum class RootKind : uint16_t { Sdr = 1, SdrExt = 2 };
 
-// The library's reader keeps the file size, and one byte more, in a signed 32-bit number.
+// The library's reader computes the file size plus 1 in a signed 32-bit number.
 inline constexpr std::size_t MAX_ENCODING = INT32_MAX - 1;
 
 // The length of a text precedes its bytes.

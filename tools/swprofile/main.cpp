@@ -71,7 +71,7 @@ int run(int argc, char **argv)
 // NOLINTNEXTLINE(bugprone-exception-escape): aborts only if there is no memory for the report of a failure
 int main(int argc, char **argv)
 {
-    // Builds run 'swprofile completion': without the library's initialisation, it writes no log.
+    // The build runs 'swprofile completion', which must write no log: it does not initialise the library.
     const bool is_completion = argc > 1 && std::strcmp(argv[1], "completion") == 0;
     const uint64_t rc = is_completion ? 0 : verd_inst_ldpath_lib_init(0, nullptr);
     if (rc != 0) {

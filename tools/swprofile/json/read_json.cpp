@@ -248,7 +248,7 @@ ServicePacks service_packs_of(const Json &json, const std::string &source)
 {
     const Value value = {json, source};
     value.require(!json.is_object() || !json.contains("service_packs"),
-                  "is a profile; give the list of its service packs: jq .service_packs");
+                  "is an object; give the list in its field service_packs: jq .service_packs");
     ServicePacks set(static_cast<serv_packs *>(allocated(1, sizeof(serv_packs))));
     serv_packs_set_service_packs(set.get(), nullptr, 0);
     read_array(value, set->service_packs, set->service_packs_count);

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-// Reads a file, or standard input for "-". Throws a Failure with the position for invalid JSON and repeated keys.
+// Reads a file, or standard input for "-". Throws a Failure for invalid JSON, with its position, and for repeated keys.
 Json read_json(const std::string &file);
 Json parse_json(const std::string &text, const std::string &source);
 

@@ -23,7 +23,7 @@ void add_selector_options(CLI::App &command, Selector &selector); // and state
 
 void add_json_option(CLI::App &command, bool &is_json);
 
-// --type: what is installed, which determines the recorded type.
+// --type: the install package type, which determines the type that the profile records.
 void add_install_type_option(CLI::App &command, uint32_t &type);
 
 // An option or argument that takes one of these values.

@@ -11,8 +11,8 @@
 
 using TableRow = std::vector<std::string>;
 
-// Prints columns, each as wide as its widest cell: at least one row, all of equal length. A column is aligned to the
-// right when all below its first cell are numbers or "-".
+// Prints a table; each column is as wide as its widest cell. Requires at least one row, and rows of equal length. A
+// column is aligned to the right when all below its first cell are numbers or "-".
 void print_table(const std::vector<TableRow> &rows);
 
 std::vector<TableRow> service_pack_rows(std::span<const sp_detail> packs); // with a header

@@ -1,4 +1,5 @@
-// The places where profiles can be: every state of every profile of the SDRs that have a directory.
+// The places where profiles can be: every state of the Admin profiles, and of the profiles of every SDR that has a
+// directory. The local scope always includes default-sdr.
 #pragma once
 
 #include "profile/selector.h"
@@ -7,8 +8,8 @@
 #include <functional>
 #include <vector>
 
-// In the order in which they are listed. `visit_other` is called for each entry of an sdr/ directory that is
-// not the directory of an SDR.
+// Global places first; in each scope Admin first, then the SDRs by name. `visit_other` is called for each entry of an
+// sdr/ directory that is not the directory of an SDR.
 using PathVisitor = std::function<void(const std::filesystem::path &)>;
 std::vector<Selector> all_places(const PathVisitor &visit_other);
 

@@ -41,7 +41,7 @@ public:
     // The bytes by which the files of a profile grow with a .bin file and a twin of these sizes.
     static uint64_t growth(const Selector &target, uint64_t bin_size, uint64_t twin_size);
 
-    // Puts a prepared file back as it was.
+    // Puts back a file that prepare() has saved.
     void put_back(const std::filesystem::path &file);
 
     // Called before the library stores a record. Unless the result code is 0, nothing may be stored.

@@ -1,6 +1,6 @@
 // Functions of the library and of libc that the command defines itself. The library calls these, since the executable's
-// symbols precede those of shared libraries. So the library's own operations run, and the command sees each store
-// before it happens: to reject it, to save the affected files, or, in a dry run, to only report it.
+// symbols precede those of shared libraries. Thus the command runs the library's operations, but before each store it
+// can reject the store, save the affected files or, in a dry run, only report it.
 #include "profile/failure.h"
 #include "safety/change.h"
 #include "safety/interruption.h"
@@ -42,7 +42,7 @@ int likely_error()
 
 extern "C" {
 
-// Every store of a profile ends here.
+// The library calls this function for every store of a profile.
 uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            inst_sw_profile_sdr_ext *profile, char **error_message_out)
 {
@@ -58,7 +58,8 @@ uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local
     return write(sdr_key, is_local, part_type, vm_type, profile, error_message_out);
 }
 
-// The library sleeps before it tries again to write or remove a file. A signal ends the wait.
+// The library sleeps after a failed write or comparison of a file, and between attempts to remove one. A signal ends
+// the wait.
 unsigned int sleep(unsigned int seconds)
 {
     using namespace std::chrono;
@@ -74,8 +75,8 @@ unsigned int sleep(unsigned int seconds)
     return 0;
 }
 
-// The library copies and moves files by shell commands, which ignore signals, so that the current one completes. Unlike
-// in libc's system(), the command itself still catches the signal, and then undoes the change.
+// The library copies and moves files by shell commands. They ignore signals, so that the current one completes. Unlike
+// during libc's system(), swprofile itself still catches the signal, and undoes the change afterwards.
 int system(const char *command)
 {
     if (is_dry_run()) {

@@ -201,7 +201,7 @@ void Journal::undo() const
                           {"its saved copy is missing: " + entry.copy.string()});
         }
     }
-    close(); // the restored files stay
+    close();
 }
 
 // A complete profile that is neither a saved one nor an expected one was stored by another program.
@@ -231,7 +231,7 @@ void Journal::recover() const
 {
     if (is_open() && has_foreign_profile()) {
         close();
-        note("a change was interrupted, and another program has stored profiles since; its files are kept, in " +
+        note("a change was interrupted, and another program has stored profiles since; the change is not undone, in " +
              scope.string());
     } else if (is_open()) {
         undo();

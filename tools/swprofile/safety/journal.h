@@ -36,8 +36,8 @@ public:
     void close() const;
     void undo() const;
 
-    // Undoes the unfinished change of a killed process, unless another program has stored profiles since, and removes
-    // the directories of other journals.
+    // Undoes the unfinished change of a killed process. If another program has stored profiles since, only ends the
+    // journal. Removes the directories of unfinished and ended journals (.new, .ended).
     void recover() const;
 
 private:

@@ -29,7 +29,8 @@ struct Check {
     }
 };
 
-// Files that belong to no profile: in the directory of an SDR, every unknown file; elsewhere, only *swprofile-*.
+// Files that belong to no profile: in the directory of an SDR, every unknown file except the flag file; elsewhere, only
+// names with two or more characters before "swprofile-", which excludes the undo journals (.swprofile-undo).
 void check_directories(Check &check, const std::vector<Selector> &places)
 {
     std::set<fs::path> known;

@@ -17,7 +17,6 @@ void add_differences(std::vector<Difference> &all, const std::vector<Difference>
                          [&](const Difference &difference) { return std::ranges::find(all, difference) == all.end(); });
 }
 
-// Without differences, prints that nothing changes.
 void print_result(const EditOptions &options, const std::vector<Difference> &result)
 {
     const char *const verb = result.empty() ? (options.is_dry_run ? "would change nothing in" : "nothing changes in")
@@ -46,7 +45,8 @@ void add_rule_options(CLI::App &command, EditOptions &options, const std::string
 
 void add_ignore_missing_option(CLI::App &command, EditOptions &options)
 {
-    command.add_flag("--ignore-missing", options.ignores_missing, "succeed even if there is nothing to do");
+    command.add_flag("--ignore-missing", options.ignores_missing,
+                     "succeed even if nothing changes, or a service pack to be removed is missing");
 }
 
 void check_names(const EditOptions &options, const inst_sw_profile_info &body)

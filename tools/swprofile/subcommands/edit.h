@@ -37,7 +37,8 @@ struct Edit {
     std::function<void(const inst_sw_profile_sdr_ext &before, serv_packs *)> before_operation = {};
     std::function<void(const inst_sw_profile_sdr_ext &before, inst_sw_profile_sdr_ext &after)> before_store = {};
 
-    // Thrown if nothing changes and ignores_missing is false. If empty, a change of nothing is a success.
+    // Thrown if nothing changes and ignores_missing is false. Without this Failure, an edit that changes nothing
+    // succeeds.
     std::optional<Failure> failure_if_unchanged = std::nullopt;
 };
 

@@ -21,8 +21,7 @@ std::vector<char *> pointers_to(std::vector<std::string> &texts)
     return pointers;
 }
 
-// before_operation of an edit that adds to the main body.
-auto checking_names(const EditOptions &options)
+auto names_checker(const EditOptions &options)
 {
     return [&options](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
         check_names(options, before.sdr_sw_profile.sw_profile);
@@ -38,7 +37,7 @@ void add_package(Options &options)
                                                        options.type, reinterpret_cast<uint64_t>(packs), error.slot());
                  }};
     edit.before_operation = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *packs) {
-        checking_names(options.edit)(before, packs);
+        names_checker(options.edit)(before, packs);
         if (!rpms.empty() && has_package(before.sdr_sw_profile.sw_profile, options.package)) {
             note(options.package + " exists already; its list of RPM files is not changed");
         }
@@ -68,11 +67,12 @@ void add_host(Options &options)
                                                           static_cast<uint32_t>(files.size()), files.data(),
                                                           reinterpret_cast<uint64_t>(packs));
                  }};
-    edit.before_operation = checking_names(options.edit);
+    edit.before_operation = names_checker(options.edit);
     run_edit(edit);
 }
 
-// The fault of a path or, by `fault_of`, of the name of its file; "" if it is valid.
+// The fault of a path: characters other than printable ASCII, or what `fault_of` finds in its last component; "" if it
+// is valid.
 template <std::string (*fault_of)(const std::string &)> std::string path_fault(const std::string &path)
 {
     const std::string fault = text_fault(path);
@@ -95,7 +95,7 @@ void add_add(CLI::App &command)
     add_edit_options(subcommand, options.edit);
     subcommand.footer(
         "Under the new rules, packages that the new one supersedes are removed, and a package that a service pack\n"
-        "delivers is marked as its member. For nodes, and from bundles, use add-for-nodes.\n\n"
+        "delivers is marked as its member. To add a package for some nodes or from a bundle, use add-for-nodes.\n\n"
         "Examples:\n"
         "  swprofile add qx-telemetry-1.6.0-r1 --rpm qx-telemetry-core-1.6.0-r1.x86_64.rpm --dry-run\n"
         "  swprofile add kelo-hostos-7.1-r2 --new-format --vm admin");
@@ -131,8 +131,9 @@ void add_add_host(CLI::App &command)
     add_rule_options(subcommand, edit, "JSON file of the service packs that deliver them");
     add_change_options(subcommand, edit.is_dry_run);
     subcommand.footer(
-        "All are added or none. A file that is neither a host nor a third-party package gets the type of the\n"
-        "preceding file. A dry run does not see what the preceding files change.\n\n"
+        "All are added or none. A file that is neither a host SMU nor a third-party package by its name gets the\n"
+        "type of the preceding file, or base if it is the first. A dry run does not see what the preceding files\n"
+        "change.\n\n"
         "Example:\n"
         "  swprofile add-host /media/kelo-host-7.1-r2.x86_64.rpm /media/tp-ssh-1.0-r1.noarch.rpm");
 }

@@ -76,11 +76,11 @@ void add_service_pack(CLI::App &command)
         command.add_subcommand("service-pack", "Record that service packs were installed or removed");
     pack->require_subcommand(1);
     add_subcommand(*pack, "add", "Record service packs, and mark their packages", add);
-    add_subcommand(*pack, "remove", "Remove service packs, and unmark what no other one delivers", remove);
+    add_subcommand(*pack, "remove", "Remove service packs, and unmark their packages", remove);
     pack->footer(
         "A package is marked if its name is part of the name of one of the RPMs; if no package matches, nothing is\n"
-        "recorded. Removing one service pack unmarks third-party and host-OS packages only; removing the\n"
-        "last one unmarks all packages.\n\n"
+        "recorded. While other service packs remain, removing unmarks only third-party and host-OS packages that\n"
+        "none of them delivers. Removing the last service pack unmarks all packages.\n\n"
         "Examples:\n"
         "  swprofile service-pack add packs.json --dry-run\n"
         "  swprofile service-packs --json | jq .service_packs >packs.json");

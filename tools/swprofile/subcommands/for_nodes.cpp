@@ -97,7 +97,7 @@ std::vector<inst_node_loc> nodes_with(const std::string &package, const inst_sw_
 }
 
 // If location profiles exist, the nodes join the first one that has the package; if none has it, every location profile
-// gets the package, and the nodes join none. So other nodes may get it, and some of these may not.
+// gets the package, and the nodes join none. So nodes that are not given may get it, and given nodes may not.
 void check_nodes(const Options &options, const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after)
 {
     const std::vector<inst_node_loc> have_it = nodes_with(options.package, after);
@@ -129,7 +129,7 @@ void add_package(Options &options)
         throw Failure(USAGE, "no nodes given", {"give --node for each node, or --all-nodes"});
     }
     std::vector<inst_node_loc> nodes = options.nodes;
-    const inst_sw_profile_loc *joined = nullptr; // of the profile before
+    const inst_sw_profile_loc *joined = nullptr; // the first location profile of the old profile that has the package
     Edit edit = {options.edit, "add " + options.package + " to", [&](serv_packs *packs, ErrorText &) {
                      if (nodes.empty() && !options.is_for_all) {
                          return uint64_t{0};
@@ -138,7 +138,7 @@ void add_package(Options &options)
                                                        static_cast<uint32_t>(nodes.size()), options.package.c_str(),
                                                        uint64_t{0}, options.type, reinterpret_cast<uint64_t>(packs));
                  }};
-    std::optional<DirectoryLock> work_area_lock; // which the scopes share
+    std::optional<DirectoryLock> work_area_lock; // both scopes use the same work area
     edit.before_operation = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *) {
         if (options.is_for_all || locations_of(before).empty()) {
             check_names(options.edit, before.sdr_sw_profile.sw_profile);
@@ -155,8 +155,7 @@ void add_package(Options &options)
         }
         joined = location_with(options.package, before, has_package);
         if (joined != nullptr) {
-            nodes =
-                nodes_without(nodes, nodes_of(*joined)); // the library does not look for nodes that are listed already
+            nodes = nodes_without(nodes, nodes_of(*joined)); // the library would list a node again
         }
     };
     edit.before_store = [&](const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after) {
@@ -228,7 +227,7 @@ void add_add_for_nodes(CLI::App &command)
     add_install_type_option(add, options.type);
     CLI::Option *const node = add_node_option(add, options.nodes);
     add.add_flag("--all-nodes", options.is_for_all, "for all nodes; deletes the location profiles")->excludes(node);
-    add.add_flag("--join", options.joins, "add it even if other nodes get it, or some of these do not")->needs(node);
+    add.add_flag("--join", options.joins, "add it even if other nodes get it, or some given nodes do not")->needs(node);
     add_rule_options(add, options.edit, "JSON file of the service packs that deliver it");
     add_edit_options(add, options.edit);
     add.footer(
@@ -238,7 +237,7 @@ void add_add_for_nodes(CLI::App &command)
         "in /install_repo/tmp/, whose content is deleted first. A dry run unpacks elsewhere.\n\n"
         "If there is no location profile, one is created for the nodes. Otherwise the nodes join the first one that\n"
         "has the package; if none has it, every location profile gets it. If other nodes would get it, or some of\n"
-        "these would not, the command fails unless --join is given.\n\n"
+        "the given nodes would not, the command fails unless --join is given.\n\n"
         "Examples:\n"
         "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
         "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");

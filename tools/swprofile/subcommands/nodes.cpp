@@ -120,8 +120,7 @@ void run_version(const VersionOptions &options)
 
 void add_nodes(CLI::App &command)
 {
-    const auto [nodes, options] =
-        new_subcommand<Options>(command, "nodes", "List the location profiles: additions for some nodes", run);
+    const auto [nodes, options] = new_subcommand<Options>(command, "nodes", "List the location profiles", run);
     add_selector_options(nodes, options.selector);
     add_json_option(nodes, options.is_json);
     add_wait_options(nodes);

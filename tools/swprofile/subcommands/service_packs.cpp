@@ -89,5 +89,5 @@ void add_service_packs(CLI::App &command)
     packs.footer("Examples:\n"
                  "  swprofile service-packs\n"
                  "  swprofile service-packs --all --committed\n"
-                 "  swprofile service-packs --json | jq .service_packs >packs.json   # for add-for-nodes");
+                 "  swprofile service-packs --json | jq .service_packs >packs.json   # for --service-packs");
 }

@@ -18,6 +18,6 @@ public:
     std::string make_footer(const CLI::App *app) const override;
 };
 
-// Ends a command line that is not run: prints the help that was requested, or reports what is wrong and perhaps what
-// was meant. Returns the exit code.
+// Called if parsing ended without running a subcommand: prints the requested help, or reports wrong usage and, if there
+// is one, a similar name. Returns the exit code.
 int end_parsing(const CLI::App &command, const CLI::ParseError &error);

@@ -9,7 +9,7 @@ TRACE_SITES_BEGIN(add_host_packages)
 namespace
 {
 
-// A path of neither kind gets the type of the preceding path.
+// A path of neither a host nor a third-party package gets the type of the preceding path.
 uint32_t type_of(const char *path, uint32_t previous_type)
 {
     if (instcomm_is_host_pkg(path) != 0) {

@@ -167,7 +167,7 @@ uint64_t add_package(inst_sw_profile_info &body, const NewPackage &package, char
     PackageArray packages;
     const std::size_t room = std::size_t{inst_sw_profile_info_get_packages(&body, nullptr)} + 1;
     if (rc != 0 || !allocate_packages(packages, room)) {
-        // Quirk: also logged after a failed split of a name; log searches match this text.
+        // Quirk: also logged if the name of an entry cannot be split; log searches match this text.
         REPORT("Error! Can't allocate file_list\n");
         return rc != 0 ? rc : INST_RC_NO_MEMORY;
     }

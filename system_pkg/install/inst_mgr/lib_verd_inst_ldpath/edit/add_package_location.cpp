@@ -86,7 +86,8 @@ uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, 
         if (allocate_replacement_list(superseded, locations[i].sw_profile) != 0) {
             return 0;
         }
-        // A failed copy ends the loop: it remains unknown whether the nodes belong to this location.
+        // Without the copies, ends with an error: only adding shows whether this location has the package already and
+        // must get the nodes.
         PackageCopies copies;
         uint64_t rc = copy_package(package, copies);
         if (rc != 0) {

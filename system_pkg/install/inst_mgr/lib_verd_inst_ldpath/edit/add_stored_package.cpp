@@ -34,7 +34,8 @@ uint64_t make_copies(const char *function, const PackageRequest &package, Packag
 uint64_t add_package_to_body(const char *function, inst_sw_profile_info &body, const PackageRequest &package,
                              PackageCopies &copies, OwnedStringList &superseded, char **text)
 {
-    // Quirk: `reserved` is 1, elsewhere 0; processes that interpose the function tell its callers apart by it.
+    // Quirk: passes 1 as `reserved` to inst_ldpath_add_pkg_in_swp(), where other callers pass 0; processes that
+    // interpose that function distinguish its callers by it.
     const uint64_t rc = add_copied_package(body, package, copies, superseded, 1, text);
     if (rc == 0) {
         return 0;

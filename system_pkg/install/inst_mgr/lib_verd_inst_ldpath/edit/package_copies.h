@@ -13,7 +13,8 @@ struct PackageRequest {
     uint64_t sp_source;
 };
 
-// Owned copies of name and RPM list. Adding the package passes them to the body.
+// Owned copies of name and RPM list. inst_ldpath_add_pkg_in_swp() takes them if it succeeds: the name moves into the
+// body, and the list is freed.
 struct PackageCopies {
     Owned<char> name;
     OwnedStringList rpms;

@@ -16,20 +16,21 @@ struct ServicePackLists {
     ~ServicePackLists();
 };
 
-// The messages of an operation while it merges; `text` is its error text. Functions: see docs/architecture.md,
-// Messages.
+// The messages of an operation while it merges; `text` is its error text. docs/architecture.md (Messages) says why
+// these are functions.
 struct MergeMessages {
     void (*names_of_body)(char *const *names, uint32_t count); // if the list is present, even if empty
     void (*details_of_body)(uint32_t count);                   // as above
     void (*body_has_none)(uint32_t new_count);
     void (*body_has_some)();
-    void (*added_name)(uint32_t index, const char *name); // for each one added to a body without any
+    void (*added_name)(uint32_t index, const char *name); // per service pack, if the body has none
     void (*added_detail_not_copied)(char **text);
-    void (*new_names)(char *const *names, uint32_t count); // missing in the body; at least one
+    void (*new_names)(char *const *names,
+                      uint32_t count); // names that the body does not have; not called if there are none
     void (*detail_of_body_not_copied)(char **text);
     void (*detail_missing)(const char *name, char **text);
     void (*new_detail_not_copied)(char **text);
-    void (*merged_name)(uint32_t index, const char *name); // for each one of the result
+    void (*merged_name)(uint32_t index, const char *name); // per service pack of the result
 };
 
 // Builds the merged lists from copies; does not change the body. Results: 0; INST_RC_NO_MEMORY, also if a name of the

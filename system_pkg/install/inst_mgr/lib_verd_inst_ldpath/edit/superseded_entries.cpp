@@ -53,7 +53,7 @@ bool is_superseded_by_old_rules(const inst_swp_package &entry, uint32_t existing
 }
 
 // New rules: a package supersedes entries of its kind with the same base name. Checks the kind.
-bool is_same_kind(uint32_t existing_type, const NewPackage &package, const BaseName &base)
+bool can_supersede_kind(uint32_t existing_type, const NewPackage &package, const BaseName &base)
 {
     switch (existing_type) {
     case VERD_SWP_PKG_HOST_SMU:
@@ -105,10 +105,10 @@ uint64_t scan_packages(const inst_sw_profile_info &body, const NewPackage &packa
         if (base == nullptr && is_superseded_by_old_rules(entries[i], existing_type, package)) {
             return record_superseded(found, existing);
         }
-        // Quirk: splits the name of every entry, so that one that cannot be split fails the call, whatever its type;
-        // callers recognise such a body by the error (docs/contract.md).
+        // Quirk: splits the names of entries of every type; a name that cannot be split fails the call. Callers
+        // recognise such a body by the error (docs/contract.md).
         if (base != nullptr) {
-            const bool may_be_superseded = is_same_kind(existing_type, package, *base);
+            const bool may_be_superseded = can_supersede_kind(existing_type, package, *base);
             const uint64_t rc = record_if_superseded(existing, may_be_superseded, *base, found, text);
             if (rc != 0) {
                 return rc;

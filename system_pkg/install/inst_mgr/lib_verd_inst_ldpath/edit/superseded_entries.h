@@ -3,7 +3,8 @@
 
 #include "verd_inst_ldpath.h"
 
-// The arguments of inst_ldpath_add_pkg_in_swp(). The body takes ownership of name and files if the call succeeds.
+// The arguments of inst_ldpath_add_pkg_in_swp(). If the call succeeds, the body takes ownership of name, and files is
+// freed unless file_count is 0.
 struct NewPackage {
     char *name;
     char **files;

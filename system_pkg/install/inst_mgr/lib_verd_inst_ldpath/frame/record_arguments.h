@@ -3,9 +3,10 @@
 
 #include "verd_inst_ldpath.h"
 
-// Returns whether the parameter is null. The message has the function and line of the caller, unless given. Check one
-// pointer per line: the line identifies it in the log.
+// Returns whether the parameter is null, and reports it if so, with `function` and `line`, by default those of the
+// caller. Check one pointer per line: the line identifies it in the log.
 bool is_null(const void *parameter, const char *function = __builtin_FUNCTION(), int line = __builtin_LINE());
 
-// Returns the body of a record, or null if there is none; most operations then return 0 and leave their outputs as is.
+// Returns the body of a record, or null if there is none; the operations then return 0 and leave their outputs
+// unchanged.
 inst_sw_profile_info *body_of(inst_sw_profile_sdr_ext &profile, const char *function = __builtin_FUNCTION());

@@ -29,8 +29,9 @@
  *
  * Error texts: `char **err_msg_p` (also err_msg, error_message_out) may be null. If it points to a null pointer, an
  * operation may store a text there: entries "E:reason;", from the innermost cause outwards, at most 2047 characters.
- * The caller frees it with free(), whatever the result is: storing, promoting, copying and inst_swp_get_package_rpms()
- * can succeed and leave a text. If it points to a text already, that text is kept.
+ * The caller frees it with free(), whatever the result is: storing, promoting, copying,
+ * inst_ldpath_check_swprofile_exists() and inst_swp_get_package_rpms() can succeed and leave a text. If it points to a
+ * text already, that text is kept.
  *
  * Ownership: returned paths and texts are freed with free(), returned profiles with inst_ldpath_free_swprofile_ext().
  * Unless a comment says otherwise, out-parameters are unchanged on failure.
@@ -188,13 +189,12 @@ typedef struct swprofile_create_request {
 
 /*
  * Creates a profile and stores it. If "/misc/disk1/usb/opt_pkgs" exists, first copies the request's packages from there
- * to "/install_repo/gl/qx/". The body may have up to 102400 bytes encoded.
+ * to "/install_repo/gl/qx/". The inst_sw_profile_sdr may have up to 102400 bytes encoded.
  * Results: 0; INST_RC_INVALID_ARG, also for a service pack without a name; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY;
- * INSTMGR_RC_INVALID_DATA for a body that is too large; the wait status of a failed copy of an optional package,
- * sign-extended; those of inst_write_sdr_swprofile_to_file2().
- * On disk: a failure before the store leaves the profile as it was. Optional packages that were copied remain; the one
- * whose copy failed may be incomplete. Each copy writes "/tmp/pkg_cpy_log" again. From the store on: as for
- * inst_write_sdr_swprofile_to_file2().
+ * INSTMGR_RC_INVALID_DATA if it is larger; the wait status of a failed copy of an optional package, sign-extended;
+ * those of inst_write_sdr_swprofile_to_file2(). On disk: a failure before the store leaves the profile as it was.
+ * Optional packages that were copied remain; the one whose copy failed may be incomplete. Each copy writes
+ * "/tmp/pkg_cpy_log" again. From the store on: as for inst_write_sdr_swprofile_to_file2().
  * BEWARE: the shell command of a copy is cut to 255 characters. Package names of up to 187 characters fit.
  */
 uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request);
@@ -203,7 +203,8 @@ uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request);
  * Deletes a .bin file, its text twin, and the files with the same two names in "/install_repo/local/". Missing files
  * are skipped.
  * Results: 0, even if nothing existed or a file could not be removed; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY;
- * INSTMGR_RC_INVALID_DATA for a path without a '.'. On disk: the .bin is deleted in each case.
+ * INSTMGR_RC_INVALID_DATA for a path without a '.'. On disk: the .bin is removed first, whatever the result, unless the
+ * path is null.
  * BEWARE: the names in "/install_repo/local/" are those of the default SDR's flat copies. Deleting the QX or LC QX
  * profile of any SDR, in either scope, deletes them.
  */
@@ -269,7 +270,7 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *   old    VERD_PKG_KERNEL                           the first kernel package of the same class
  *   new    VERD_PKG_HOST_SMU or VERD_PKG_KERNEL      all of that type and base name
  *   new    VERD_PKG_BASE, host-OS or third-party     all base entries of that base name
- *   new    host-OS of any type, if none of these     all base RPMs of that base name
+ *   new    host-OS, if it supersedes no package      all base RPMs of that base name
  *
  * Results: 0; INSTMGR_DUP_SWPROFILE_PKG if an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, also if a
  * service pack of the body has no detail; INST_RC_FAILED if a new service pack has none; those of
@@ -293,10 +294,10 @@ uint64_t inst_ldpath_remove_pkg_in_swp(inst_sw_profile_info *profile, const char
  * Adds a package to a stored profile. Under the new package rules, removes superseded entries; under the old rules
  * keeps them. pkg_name may be a path, whose last component counts. rpms and the other arguments are those of
  * inst_ldpath_add_pkg_in_swp(), but remain the caller's. Stores under the SDR key in the record, not under sdr_key.
- * Results: 0, also if the package is a duplicate (the unchanged profile is stored again); INST_RC_INVALID_ARG;
- * INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; those of inst_dup_string_list(), inst_ldpath_add_pkg_in_swp(),
- * inst_ldpath_remove_pkg_in_swp(), and of reading and storing the profile. On disk: a failure before the store changes
- * nothing; then as for storing.
+ * Results: 0, also if the package is a duplicate (the profile is stored again, under the new rules without the
+ * superseded entries that were found); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; those of
+ * inst_dup_string_list(), inst_ldpath_add_pkg_in_swp(), inst_ldpath_remove_pkg_in_swp(), and of reading and storing the
+ * profile. On disk: a failure before the store changes nothing; then as for storing.
  */
 uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                         const char *pkg_name, char *const *rpms, uint32_t num_rpms, uint64_t pkg_value,
@@ -336,11 +337,11 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  * arguments remain the caller's. The presence bits of the node locations must be set: an ID without its bit is stored
  * as 0. Stores under the SDR key in the record, not under sdr_key.
  *
- * For all nodes: adds the package to the main body, removes superseded entries, and removes all location profiles.
- * For some nodes, without location profiles: creates one with the package and the nodes.
- * For some nodes, with location profiles: tries each in turn. The first that has the package gets the nodes, even those
- * that it lists already; those before it get the package, and those after it are unchanged. If none has it, all get the
- * package and NONE gets the nodes. Superseded packages stay.
+ * For all nodes: adds the package to the main body, removes superseded entries, and removes all location profiles. For
+ * some nodes, without location profiles: creates one with the package and the nodes. For some nodes, with location
+ * profiles: tries each in turn. The first location profile that has the package gets the nodes, even nodes that it
+ * lists already. Location profiles before it get the package; location profiles after it are unchanged. If none has it,
+ * all get the package and NONE gets the nodes. Superseded packages stay.
  *
  * Packages of type VERD_PKG_SMU and VERD_PKG_KERNEL, and under the new package rules VERD_PKG_HOST_SMU and
  * VERD_PKG_BASE, are bundles in "/install_repo/gl/verdalis/": the file of that name or, if it is missing, the first
@@ -351,8 +352,8 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  * created; those of instcomm_get_rpm_package_list_from_bundle(), inst_ldpath_add_pkg_in_swp() and of reading and
  * storing a profile. On disk: a failure before the store changes only the work area; then as for storing. If the marker
  * file of a system test exists, the call deletes it, and the process exits with status 1.
- * BEWARE: 0 is also returned if a location that could not take the package was skipped (the log says why), and if the
- * package was a duplicate but the profile could not be stored again.
+ * BEWARE: 0 is also returned if a location profile to which the package could not be added was skipped (the log says
+ * why), and if the package was a duplicate but the profile could not be stored again.
  */
 uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type,
                                       const inst_node_loc *node_locs, uint32_t num_loc, const char *pkg_name,
@@ -400,13 +401,13 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
  * Record in a stored profile that service packs were installed or removed: those of sp_source, the address of a
  * serv_packs or 0, or those of sp_list. The sets remain the caller's. Adding appends the service packs that the body
  * does not have and marks their packages. Removing deletes them from the names and the details of the body and unmarks
- * their packages. Nothing is stored if service packs are added that have no package in the profile (under the old
- * package rules none has), or if sp_list is null. Both store under the SDR key in the record, not under sdr_key.
- * Results: 0; INST_RC_NO_MEMORY, also when adding to names of which one has no detail; INST_RC_FAILED if a new service
- * pack has no detail, or if the marker file of a system test requests it (the call deletes that file); those of reading
- * and storing the profile; when adding, those of instcomm_get_sp_names_from_rpm(), instcomm_get_rpms_from_sp_list() and
- * instcomm_match_lists(); when removing, those of instcomm_get_sp_names_from_sp_list(). On disk: a failure before the
- * store changes nothing; then as for storing.
+ * their packages. Nothing is stored if the added service packs have no package in the profile, which is always so under
+ * the old package rules, or if sp_list is null. Both store under the SDR key in the record, not under sdr_key.
+ * Results: 0; INST_RC_NO_MEMORY, when adding also if a service pack of the body has no detail; INST_RC_FAILED if a new
+ * service pack has no detail, or if the marker file of a system test requests it (the call deletes that file); those of
+ * reading and storing the profile; when adding, those of instcomm_get_sp_names_from_rpm(),
+ * instcomm_get_rpms_from_sp_list() and instcomm_match_lists(); when removing, those of
+ * instcomm_get_sp_names_from_sp_list(). On disk: a failure before the store changes nothing; then as for storing.
  * BEWARE, when removing: if the body has names without details and some names would remain, all remain. A failure to
  * unmark packages is only logged. If no service pack remains, packages of the RPMs in the deleted details stay marked.
  */
@@ -470,7 +471,8 @@ uint64_t inst_ldpath_get_sdr_local_swprofile(const char *sdr_key, int32_t part_t
 /*
  * Fetch any stored profile; the second function does so in the local scope. *..._pp receives a new record.
  * Results: as above, and those of inst_get_sdr_swprofile_file(). Only a null out-parameter and a failure to name the
- * file leave an error text. For a local profile, the first function appends an entry "R:...;" that says how to recover.
+ * file leave an error text. If the file of a local profile cannot be named, the first function also appends an entry
+ * "R:...;" that says how to recover.
  */
 uint64_t inst_ldpath_get_swprofile(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                    inst_sw_profile_sdr_ext **local_sw_profile_ext_pp, char **error_message_out);
@@ -515,7 +517,8 @@ uint64_t inst_ldpath_get_swprofile_pkgs(inst_sw_profile_sdr_ext *profile, char *
 
 /*
  * Returns the package names of a stored local profile, with instcomm_ldpath_get_pkgs_info_from_swprofile(). Results:
- * those of inst_ldpath_get_swprofile() and of instcomm_ldpath_get_pkgs_info_from_swprofile(), also for a null output.
+ * those of inst_ldpath_get_swprofile() and of instcomm_ldpath_get_pkgs_info_from_swprofile(); INSTCOMM_RC_INVALID_ARG
+ * for a null output.
  */
 uint64_t inst_ldpath_get_local_swprofile_pkgs_info(const char *sdr_key, int32_t part_type, uint32_t vm_type,
                                                    char ***pkg_names_out, uint32_t *count_out,

@@ -1,6 +1,6 @@
 /*
- * Names and texts for people: of VM types, states and scopes as messages have them, and of result codes. Directories of
- * the repository. verd_inst_ldpath.h includes this file. The functions return constant texts, which are not freed.
+ * Names of VM types, states and scopes as they appear in messages, and texts for result codes. Directories of the
+ * repository. verd_inst_ldpath.h includes this file. The functions return constant texts, which are not freed.
  */
 #ifndef VERD_INST_LDPATH_TEXT_H
 #define VERD_INST_LDPATH_TEXT_H
@@ -13,7 +13,7 @@
 #define VERD_LOCAL_DIRECTORY "/install_repo/local/"
 #define VERD_GLOBAL_DIRECTORY "/install_repo/gl/instdb/"
 
-/* Packages and bundles, and where bundles are unpacked; its content is deleted before each unpacking. */
+/* Packages and bundles; the work area, where bundles are unpacked and whose content is deleted before. */
 #define VERD_PACKAGES_DIRECTORY "/install_repo/gl/verdalis/"
 #define VERD_WORK_AREA "/install_repo/tmp/"
 
@@ -137,7 +137,7 @@ static inline int verd_result_errno(uint64_t rc)
     return verd_result_is_errno(rc) ? (int)(rc & 0x7ff) : 0;
 }
 
-/* Returns the name of its constant, "INSTMGR_RC_ERRNO", "wait status" (of a shell command), or "unknown". */
+/* Returns the name of a code's constant, "INSTMGR_RC_ERRNO", "wait status" (of a shell command), or "unknown". */
 static inline const char *verd_result_name(uint64_t rc)
 {
     const verd_result_text *const text = verd_find_result_text(rc);

@@ -19,8 +19,8 @@ struct Transition {
     StateFiles to;
 };
 
-// What differs between promoting and copying: the shell command and the messages. `text` is the error text. Functions:
-// see docs/architecture.md, Messages.
+// What differs between promoting and copying: the shell command and the messages. `text` is the error text.
+// docs/architecture.md (Messages) says why these are functions.
 struct TransitionVariant {
     const char *verb; // the shell's command: "mv" or "cp"
     void (*no_file_name)(const Transition &transition, const StateFiles &files, uint64_t rc, char **text);

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-// Not exported; has the name that its messages print. Sets *exists to 1 if the .bin file exists and is not empty,
+// Not exported. Keeps this name because messages print it. Sets *exists to 1 if the .bin file exists and is not empty,
 // otherwise to 0. A file that cannot be reached, or that cannot be examined (with an error text), counts as missing.
 // Results: 0; INST_RC_INVALID_ARG.
 uint64_t inst_ldpath_check_swprofile_file_exists(const char *swprofile_file, uint8_t *exists, char **err_msg_p);

@@ -23,7 +23,7 @@ constexpr int REMOVAL_RETRIES = 4;
 
 enum class AttemptResult { Retry, Finished };
 
-// A file being written, with all attempts.
+// The state of writing one file, kept across attempts.
 struct WriteJob {
     const char *path;
     const void *bytes;
@@ -46,7 +46,8 @@ void remove_file(const WriteJob &job)
 }
 
 // Returns whether an attempt may start.
-// Quirk: reports a null buffer also after a failed write, which ends the loop; log searches match this message.
+// Quirk: a failed write (rc is set) ends the loop here and is reported as a null buffer, which it is not; log searches
+// match this message.
 bool check_job(WriteJob &job)
 {
     if (job.rc == 0 && job.bytes == nullptr) {
@@ -112,7 +113,7 @@ bool write_bytes(WriteJob &job, FILE *stream)
 }
 
 // Reads the file back and compares. If the content differs or there is no memory, removes the file.
-// Quirk: rc stays 0 although the file is removed; callers rely on the result and detect the failure by the error text
+// Quirk: rc stays 0 although the file is removed; callers expect this 0 and detect the failure by the error text
 // (verd_inst_ldpath.h).
 AttemptResult verify(WriteJob &job)
 {

@@ -109,7 +109,7 @@ uint64_t copy_optional_packages(const inst_swp_package *packages, uint32_t count
     return 0;
 }
 
-// Returns whether every service pack has a name. Later queries fail on one without.
+// Returns whether every service pack has a name. Later queries reject a service pack without a name.
 bool all_have_names(const serv_packs &source)
 {
     for (uint32_t i = 0; source.service_packs != nullptr && i < source.service_packs_count; ++i) {
@@ -122,8 +122,8 @@ bool all_have_names(const serv_packs &source)
 }
 
 // Adds the service packs to the body: borrowed details, and copies of the names, which `names` owns.
-// Quirk: a failed copy of an optional package (rc) does not end the call at once: copies the names first, whose failure
-// replaces rc; log searches find both messages.
+// Quirk: if rc is already an error (an optional package was not copied), still copies the names before returning it; if
+// that fails, returns the new error instead. Log searches find both messages.
 uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &source, uint64_t rc, OwnedStringList &names)
 {
     service_pack *const packs = source.service_packs;

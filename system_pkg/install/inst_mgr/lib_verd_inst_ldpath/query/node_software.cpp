@@ -16,7 +16,7 @@ using Info = inst_sw_profile_info;
 using Location = inst_sw_profile_loc;
 
 // Fetches the active global Admin profile or, if that fails, the local one.
-uint64_t fetch_admin_master(const char *function, OwnedProfile &profile)
+uint64_t fetch_active_admin(const char *function, OwnedProfile &profile)
 {
     Owned<char> text;
     uint64_t rc = inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, &text.ptr);
@@ -85,7 +85,7 @@ uint64_t compare_version(const Node &node, const char *sw_version, bool &is_equa
 {
     constexpr char FUNCTION[] = "instmgr_cmp_sw_version";
     OwnedProfile profile;
-    const uint64_t rc = fetch_admin_master(FUNCTION, profile);
+    const uint64_t rc = fetch_active_admin(FUNCTION, profile);
     if (rc != 0) {
         // Quirk: equal after a failed fetch; callers that ignore the result code see no difference
         // (verd_inst_ldpath.h).
@@ -104,7 +104,7 @@ uint64_t compare_version(const Node &node, const char *sw_version, bool &is_equa
 uint64_t check_node(const Node &node, bool &is_listed)
 {
     OwnedProfile profile;
-    const uint64_t rc = fetch_admin_master("instmgr_check_node_in_loc_mswp", profile);
+    const uint64_t rc = fetch_active_admin("instmgr_check_node_in_loc_mswp", profile);
     is_listed = rc == 0 && find_location(profile.sdr(), node) != nullptr;
     if (is_listed) {
         REPORT("Location Node entry in Acive Master swp\n");

@@ -4,7 +4,7 @@
 
 #include "persist/owned_profile.h"
 
-// The messages of an operation about a master profile. Functions: see docs/architecture.md, Messages.
+// The messages of an operation about a master profile. docs/architecture.md (Messages) says why these are functions.
 struct MasterMessages {
     void (*is_missing)(const char *sdr_key);
     void (*exists)();

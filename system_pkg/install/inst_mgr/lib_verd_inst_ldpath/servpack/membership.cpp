@@ -129,8 +129,8 @@ struct OwnedSet {
     ~OwnedSet() { free_service_pack(set); }
 };
 
-// Returns whether the set has every detail. Converting can return 0 with an incomplete set (out of memory), by which
-// packages that remaining service packs still deliver would be unmarked.
+// Returns whether the set has every detail. Converting can return 0 with an incomplete set (out of memory). With such a
+// set, packages that remaining service packs still deliver would be unmarked.
 bool is_complete(const serv_packs *set, const sp_detail *details, uint32_t detail_count)
 {
     service_pack *packs = nullptr;
@@ -208,7 +208,7 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
         return rc;
     }
     // Quirk: allocates before it is known whether a package changes; log searches find the message of a failed
-    // allocation even if none would.
+    // allocation even if no package would have changed.
     PackageArray packages;
     if (!allocate_or_report(packages, *profile)) {
         return INST_RC_NO_MEMORY;
@@ -238,7 +238,7 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
 uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char **rpms, uint32_t rpm_count,
                                             char ***out_rpms, uint32_t *out_count)
 {
-    // A set without RPMs yields a null list with count 0.
+    // A null list with count 0 is valid: instcomm_get_rpms_from_sp_list() returns it for a set without RPMs.
     if (profile == nullptr || (rpms == nullptr && rpm_count != 0) || out_rpms == nullptr || out_count == nullptr) {
         return INST_RC_INVALID_ARG;
     }
