@@ -159,24 +159,6 @@ TEST_F(CodecTest, GoldenFiles)
     EXPECT_TRUE(round_trips(golden_bytes("qx-locations")));
 }
 
-TEST_F(CodecTest, ExampleOfTheFormatInTheDocs)
-{
-    std::istringstream page(read_file(fs::path(SWP_GOLDEN) / "../../docs/encoding.md"));
-    std::string shown;
-    for (std::string line; std::getline(page, line);) {
-        std::istringstream words(line);
-        std::string offset;
-        if (!line.starts_with("    0") || !(words >> offset) || offset.size() != 4) {
-            continue;
-        }
-        EXPECT_EQ(std::stoul(offset, nullptr, 16), shown.size()) << line;
-        for (std::string word; words >> word && word.size() == 2;) {
-            shown += static_cast<char>(std::stoul(word, nullptr, 16));
-        }
-    }
-    EXPECT_TRUE(shown == golden_bytes("admin"));
-}
-
 TEST_F(CodecTest, DamagedBytes)
 {
     inst_sw_profile_sdr_ext record;
