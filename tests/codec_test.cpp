@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <memory>
-#include <random>
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
@@ -159,48 +158,31 @@ TEST_F(CodecTest, GoldenFiles)
     EXPECT_TRUE(round_trips(golden_bytes("qx-locations")));
 }
 
+// Every byte gets every other value, is missing, or is preceded by another one.
 TEST_F(CodecTest, DamagedBytes)
 {
     inst_sw_profile_sdr_ext record;
-    for (const char *const name : {"empty", "admin"}) {
+    int accepted = 0;
+    for (const char *const name : {"empty", "admin", "qx-locations", "qx-every-field"}) {
         const std::string whole = golden_bytes(name);
         for (std::size_t at = 0; at < whole.size(); ++at) {
+            SCOPED_TRACE(name + std::string(", byte ") + std::to_string(at));
             std::string damaged = whole;
             while (++damaged[at] != whole[at]) {
-                EXPECT_EQ(decode(record, damaged), 2) << name << at;
-                if (at < 12) { // magic, version, kind
-                    EXPECT_EQ(decode(record, with_valid_frame(damaged)), 2) << name << at;
-                }
+                EXPECT_EQ(decode(record, damaged), 2);
+                const bool is_accepted = round_trips(with_valid_frame(damaged));
+                EXPECT_FALSE(is_accepted && at < 12); // magic, version, kind
+                accepted += is_accepted ? 1 : 0;
             }
-            EXPECT_EQ(decode(record, whole.substr(0, at)), 2) << name << at;
-            EXPECT_EQ(decode(record, with_valid_frame(whole.substr(0, at))), 2) << name << at;
+            for (const char byte : {'\x81', '\xbf', '\0', '\xff', '\1'}) {
+                round_trips(with_valid_frame(std::string(whole).insert(at, 1, byte)));
+            }
+            round_trips(with_valid_frame(std::string(whole).erase(at, 1)));
+            EXPECT_EQ(decode(record, whole.substr(0, at)), 2);
+            EXPECT_EQ(decode(record, with_valid_frame(whole.substr(0, at))), 2);
         }
         EXPECT_EQ(decode(record, whole + '@'), 2);
         EXPECT_EQ(decode(record, with_valid_frame(whole + '@')), 2); // bytes after the record
-    }
-}
-
-TEST_F(CodecTest, HostileBytes)
-{
-    std::mt19937 random(4711);
-    const std::string whole = golden_bytes("qx-every-field");
-    int accepted = 0;
-    for (int round = 0; round < 60000; ++round) {
-        std::string bytes = whole;
-        for (uint32_t i = 0, changes = 1 + random() % 4; i < changes; ++i) {
-            const std::size_t at = HEADER_SIZE + random() % (bytes.size() - HEADER_SIZE);
-            const uint32_t kind = random() % 4;
-            if (kind == 0) {
-                bytes.erase(at, 1 + random() % 3);
-            } else if (kind == 1) {
-                bytes.insert(at, 1 + random() % 11, "\x81\xbf\x00\xff\x01"[random() % 5]);
-            } else {
-                const int near = bytes[at] + (random() % 2 != 0 ? 1 : -1);
-                bytes[at] = static_cast<char>(kind == 2 ? static_cast<int>(random() % 256) : near);
-            }
-        }
-        accepted += round_trips(with_valid_frame(bytes)) ? 1 : 0;
-        ASSERT_FALSE(HasFailure()) << round;
     }
     EXPECT_GT(accepted, 1000); // the decoder was tested, not only the checks before it
 }

@@ -277,7 +277,7 @@ TEST_F(CommandTest, EditsThatChangeNothing)
             {"add-for-nodes a-1-1 --all-nodes", 0, "nothing changes in"}});
 }
 
-TEST_F(CommandTest, ColorsAndHelpOnATerminal)
+TEST_F(CommandTest, Colors)
 {
     run(create + "--package p-1-1");
     run(create + "--package q-1-1 --state prepared");
@@ -298,13 +298,7 @@ TEST_F(CommandTest, ColorsAndHelpOnATerminal)
         EXPECT_TRUE(has(out, "damaged")) << environment;
         EXPECT_EQ(out.find('\x1b') != std::string::npos, has_colors) << environment;
     }
-
     EXPECT_EQ(run("help service-pack add").out, run("service-pack add --help").out);
-    EXPECT_EQ(run("help").out, run("--help").out);
-    std::istringstream help(run("add-for-nodes --help").out + run("create --help").out + plain);
-    for (std::string line; std::getline(help, line);) {
-        EXPECT_LE(line.size(), 80U) << line;
-    }
 }
 
 TEST_F(CommandTest, RejectedQuestions)
