@@ -4,7 +4,6 @@
 #include <array>
 #include <csignal>
 #include <fcntl.h>
-#include <regex>
 #include <set>
 #include <sys/file.h>
 #include <sys/syscall.h>
@@ -270,16 +269,16 @@ TEST_F(SafetyTest, ChangesAtTheSameTime)
     EXPECT_EQ(std::system("cd /tmp && touch z-1-1.rpm && mkdir -p /install_repo/gl/verdalis &&"
                           "tar -cf /install_repo/gl/verdalis/z-1-1.tar z-1-1.rpm"),
               0);
-    const std::string bundle = "swprofile add-for-nodes z-1-1 --type smu --all-nodes && "
-                               "swprofile remove z-1-1 --ignore-missing || exit 1";
-    scripts = {bundle,
-               std::regex_replace(bundle, std::regex("z-1-1"), "z-1-1 --local"),
-               "swprofile copy --from active --to prepared && swprofile promote || [ $? = 3 ] || exit 1",
+    scripts = {"swprofile copy --from active --to prepared && swprofile promote || [ $? = 3 ] || exit 1",
                "swprofile commit || exit 1",
                "swprofile add x-1-1 && swprofile remove x-1-1 --ignore-missing || exit 1",
                "swprofile add y-1-1 --state prepared || [ $? = 3 ] || exit 1",
                "swprofile check || exit 1",
                "swprofile list | grep -e damaged -e empty && exit 1 || true"};
+    for (const std::string scope : {" --global", " --local"}) {
+        scripts.push_back("swprofile add-for-nodes z-1-1 --type smu --all-nodes" + scope +
+                          " && swprofile remove z-1-1 --ignore-missing" + scope + " || exit 1");
+    }
     const std::string seconds = getenv("SWP_STEP") != nullptr ? "20" : "2";
     for (std::string &script : scripts) {
         script = "end=$(($(date +%s) + " + seconds + ")); while [ $(date +%s) -lt $end ]; do " + script + "; done";
