@@ -127,28 +127,19 @@ TEST_F(SafetyTest, InLittleSpace)
 // After a kill, the install manager may use the library before the next command.
 TEST_F(SafetyTest, ProfilesOfAnotherProgramAreKept)
 {
-    const std::function<uint64_t()> others[] = {
-        nullptr,
-        [] {
-            const Fetched profile = {new_full_profile()};
-            return inst_ldpath_store_sdr_swprofile(profile.ptr, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, nullptr);
-        },
-        [] { return inst_ldpath_swp_copy("default-sdr", 0, VERD_VM_QX, VERD_SWP_COMMITTED, VERD_SWP_ACTIVE, nullptr); },
-    };
-    for (const std::function<uint64_t()> &other : others) {
+    for (const bool is_stored : {false, true}) {
         run(create + "--replace");
-        run("commit");
         run("add a-1-1");
         Files expected = repository();
         EXPECT_TRUE(WIFSIGNALED(trace("add b-1-1", once_at(SYS_write, "active.txt", KILL))));
         EXPECT_TRUE(fs::exists(JOURNAL));
-        if (other) {
-            EXPECT_EQ(other(), 0U);
+        if (is_stored) {
+            EXPECT_EQ(store_as("default-sdr", 0, VERD_SWP_ACTIVE, VERD_VM_QX, {new_full_profile()}), 0U);
             expected = repository();
             std::erase_if(expected, [](const auto &file) { return file.first.starts_with(JOURNAL); });
         }
         const std::string err = run("list").err;
-        EXPECT_TRUE(has(err, other ? "another program has stored profiles since" : "undid a change"));
+        EXPECT_TRUE(has(err, is_stored ? "another program has stored profiles since" : "undid a change"));
         EXPECT_EQ(repository(), expected);
     }
 }
