@@ -1,7 +1,6 @@
 // The command as a person or a script uses it.
 #include "support/command_test.h"
 
-#include <map>
 #include <regex>
 
 namespace
@@ -172,8 +171,7 @@ TEST_F(CommandTest, Questions)
     const nlohmann::json changes = json_of("diff active prepared --json")["changes"];
     ASSERT_EQ(changes.size(), 6U);
     EXPECT_EQ(changes[5]["nodes"][1], "0/3/0");
-    EXPECT_EQ(std::system((SWPROFILE + " diff active prepared >/dev/full 2>/dev/null").c_str()) >> 8,
-              2); // not a difference
+    EXPECT_EQ(std::system((SWPROFILE + " diff active prepared >/dev/full 2>&1").c_str()) >> 8, 2); // not a difference
     expect({{"image", 0, "image.iso\n"},
             {"packages --no-members", 0, "a-1-1\nb-1-1\n"},
             {"packages --host-smus", 0, NO_OUTPUT},
@@ -193,7 +191,6 @@ TEST_F(CommandTest, Questions)
             {"node-version 0/1/0", 0, "7\n"},
             {"node-version 0/1/0 7", 0, "equal\n"},
             {"node-version 0/1/0 7.0", 1, "different\n"},
-            {"node-version 0/1 7", 2, ""},
             {"check", 0, "4 profiles checked, nothing found\n"},
             {"check --sdr default-sdr --state active", 0, "1 profile checked, nothing found\n"},
             {"check --sdr other", 3, ""},
@@ -265,7 +262,6 @@ TEST_F(CommandTest, EditsThatChangeNothing)
             {"add 'a b-1-1'", 2, "other characters"},
             {"add a-1-1 --rpm 'x;y'", 2, "other characters"},
             {"remove typo", 1, "there is no typo in the active QX profile"},
-            {"remove typo --dry-run", 1, "there is no typo"},
             {"remove typo --ignore-missing", 0, "nothing changes in"},
             {"service-pack add /tmp/sp2.json", 1, "nothing to add to the active QX profile"},
             {"service-pack add /tmp/sp2.json --ignore-missing", 0, "nothing changes in"},
@@ -319,6 +315,7 @@ TEST_F(CommandTest, RejectedQuestions)
             {"show --sdr 12345678901234567890123456789012345678901", 2, "more than 40"},
             {"show --sdr ''", 2, "is empty"},
             {"exists --vm uvf --state prepared", 1, "not a regular file"},
+            {"create --image i --vm uvf --state prepared --replace", 1, "not a regular file"},
             {"frobnicate", 2, "unknown subcommand or option: frobnicate"},
             {"show --local --global", 2, "excludes"},
             {"", 2, "subcommand"}});
@@ -329,7 +326,6 @@ TEST_F(CommandTest, RejectedRequests)
     EXPECT_EQ(run(create).code, 0);
     fs::create_directories("/install_repo/gl/instdb/sdr/dangling");
     fs::create_symlink("/no/such/file", "/install_repo/gl/instdb/sdr/dangling/qx-swprofile-active.bin");
-    mkfifo("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin", 0600); // must not block
     expect({{create, 1, "exists already"},
             {create + "--package='$(x)'", 2, "has other characters"},
             {create + "--state 3 --package a-1", 2, "'a-1' is not name-version-release"},
@@ -340,7 +336,6 @@ TEST_F(CommandTest, RejectedRequests)
             {"create --state 3", 2, "no image given"},
             {"create --image i --state 3 --lv " + std::string(188, 'n'), 2, "has more than 187"},
             {"create --image i --state 3 --version 'a\nb'", 2, "other characters than printable"},
-            {"create --image i --vm uvf --state prepared --replace", 1, "not a regular file"},
             {"create --image i --sdr dangling", 1, "not a regular file"},
             {"create --state 3 --from /tmp/none.json", 1, "No such file or directory"},
             {create + "--state 3 --package a-1-1 --package a-1-1", 4, "is given twice"}});

@@ -134,11 +134,6 @@ TEST_F(PlatformTest, PackageNames)
     for (const char *const entry : {"", "-", "--", "---", "a-1", "-1-2", "a--2", "a-1-", "a-1-.noarch"}) {
         EXPECT_EQ(split(entry), invalid) << entry;
     }
-    Text base;
-    hooks::fail(hooks::ALLOCATION, hooks::ALWAYS);
-    const uint64_t rc = instcomm_split_swp_pkg_entry("a-1-1", &base.ptr, nullptr, nullptr, nullptr);
-    hooks::disarm();
-    EXPECT_TRUE(rc == INSTCOMM_RC_NO_MEMORY && base.ptr == nullptr);
     char names[][16] = {"a.aarch64", "a.noarch.rpm", "a.rpm", "noarch", ".arm", ""};
     Lines stripped;
     for (char *const name : names) {
