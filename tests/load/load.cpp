@@ -92,11 +92,6 @@ void read(int32_t state)
     check(instcomm_compare_swp_profiles(profile, profile, &is_equal, 0) == 0 && is_equal == 1,
           "a profile differs from itself");
     inst_ldpath_free_swprofile_ext(&profile);
-    uint8_t flag = 0;
-    char *image = nullptr;
-    inst_swp_is_pkg_present(QX(state), "extra-1-r1", &flag);
-    inst_get_image_name("default-sdr", &image);
-    std::free(image);
 }
 
 using Work = void(unsigned round);
