@@ -60,10 +60,9 @@ TEST_F(CommandTest, PackagesForNodes)
              "4294967295/0/2                  b-1-1\n"
              "0/3/0\n"},
             {add + "a-1-1 --type base --node 0/5/0", 0, "with all of its content"}});
-    const nlohmann::json nodes = json_of("nodes --json")["location_profiles"];
-    ASSERT_EQ(nodes.size(), 1U);
-    EXPECT_EQ(nodes[0]["nodes"], (Lines{"0/1/0", "4294967295/0/2", "0/3/0", "0/5/0"}));
-    EXPECT_EQ(nodes[0]["packages"][1]["name"], "b-1-1");
+    EXPECT_EQ(json_of("nodes --json")["location_profiles"],
+              nlohmann::json::parse(R"([{"nodes": ["0/1/0", "4294967295/0/2", "0/3/0", "0/5/0"],
+                  "packages": [{"name": "a-1-1", "type": "base"}, {"name": "b-1-1", "type": "base"}]}])"));
 }
 
 TEST_F(CommandTest, ImagesForNodes)
