@@ -19,7 +19,7 @@
 #define QX(state) "default-sdr", 0, state, VERD_VM_QX
 
 // The library sleeps before it tries again to write a file.
-extern "C" unsigned int sleep(unsigned int) noexcept
+extern "C" unsigned int sleep(unsigned int)
 {
     usleep(500);
     return 0;
