@@ -1,7 +1,6 @@
 // The command as a person or a script uses it.
 #include "support/command_test.h"
 
-#include <map>
 #include <regex>
 
 namespace
@@ -61,10 +60,9 @@ TEST_F(CommandTest, PackagesForNodes)
              "4294967295/0/2                  b-1-1\n"
              "0/3/0\n"},
             {add + "a-1-1 --type base --node 0/5/0", 0, "with all of its content"}});
-    const nlohmann::json nodes = json_of("nodes --json")["location_profiles"];
-    ASSERT_EQ(nodes.size(), 1U);
-    EXPECT_EQ(nodes[0]["nodes"], (Lines{"0/1/0", "4294967295/0/2", "0/3/0", "0/5/0"}));
-    EXPECT_EQ(nodes[0]["packages"][1]["name"], "b-1-1");
+    EXPECT_EQ(json_of("nodes --json")["location_profiles"],
+              nlohmann::json::parse(R"([{"nodes": ["0/1/0", "4294967295/0/2", "0/3/0", "0/5/0"],
+                  "packages": [{"name": "a-1-1", "type": "base"}, {"name": "b-1-1", "type": "base"}]}])"));
 }
 
 TEST_F(CommandTest, ImagesForNodes)
@@ -172,7 +170,7 @@ TEST_F(CommandTest, Questions)
     const nlohmann::json changes = json_of("diff active prepared --json")["changes"];
     ASSERT_EQ(changes.size(), 6U);
     EXPECT_EQ(changes[5]["nodes"][1], "0/3/0");
-    EXPECT_EQ(std::system(SWPROFILE " diff active prepared >/dev/full 2>/dev/null") >> 8, 2); // not a difference
+    EXPECT_EQ(std::system((SWPROFILE + " diff active prepared >/dev/full 2>&1").c_str()) >> 8, 2); // not a difference
     expect({{"image", 0, "image.iso\n"},
             {"packages --no-members", 0, "a-1-1\nb-1-1\n"},
             {"packages --host-smus", 0, NO_OUTPUT},
@@ -192,7 +190,6 @@ TEST_F(CommandTest, Questions)
             {"node-version 0/1/0", 0, "7\n"},
             {"node-version 0/1/0 7", 0, "equal\n"},
             {"node-version 0/1/0 7.0", 1, "different\n"},
-            {"node-version 0/1 7", 2, ""},
             {"check", 0, "4 profiles checked, nothing found\n"},
             {"check --sdr default-sdr --state active", 0, "1 profile checked, nothing found\n"},
             {"check --sdr other", 3, ""},
@@ -202,18 +199,6 @@ TEST_F(CommandTest, Questions)
     EXPECT_EQ(json_of("service-packs --json")["service_packs"][0]["rpms"][0], "c-1-1");
     run("delete --vm admin --state active --yes");
     EXPECT_EQ(run("node-version 0/1/0 7").code, 3);
-}
-
-// The files of the repository with their times and contents, without logs.
-std::map<std::string, std::pair<fs::file_time_type, std::string>> repository_state()
-{
-    std::map<std::string, std::pair<fs::file_time_type, std::string>> files;
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator("/install_repo")) {
-        if (entry.is_regular_file() && entry.path().parent_path() != "/install_repo/log") {
-            files[entry.path()] = {entry.last_write_time(), read_file(entry.path())};
-        }
-    }
-    return files;
 }
 
 TEST_F(CommandTest, Edits)
@@ -243,15 +228,15 @@ TEST_F(CommandTest, Edits)
         {"remove x-host-1-1", "- package x-host-1-1\n"},
     };
     for (const auto &[arguments, changes] : edits) {
-        const auto before = repository_state();
+        const auto before = repository(true);
         const Ran dry = run(std::string(arguments) + " --dry-run");
         EXPECT_EQ(dry.out.substr(dry.out.find('\n') + 1), changes) << arguments << dry.err;
         EXPECT_TRUE(dry.out.starts_with("would change the ")) << dry.out;
-        EXPECT_TRUE(repository_state() == before) << arguments;
+        EXPECT_TRUE(repository(true) == before) << arguments;
         const Ran done = run(arguments);
         EXPECT_EQ(done.code, 0) << arguments << done.err;
         EXPECT_EQ(done.out.substr(done.out.find('\n') + 1), changes) << arguments;
-        EXPECT_TRUE(repository_state() != before) << arguments;
+        EXPECT_TRUE(repository(true) != before) << arguments;
     }
     EXPECT_EQ(run("check").code, 0);
 }
@@ -266,7 +251,7 @@ TEST_F(CommandTest, EditsThatChangeNothing)
     write_file("/tmp/odd.json", R"({"image": {"name": "k"}, "packages": [{"name": "odd"}]})");
     run("create --from /tmp/odd.json --vm admin --state prepared");
     write_file("/tmp/sp2.json", R"([{"name": "SP2", "rpms": ["z-9-9"]}])");
-    const auto before = repository_state();
+    const auto before = repository(true);
     expect({{"add z-1-1 --sdr other", 4, "names another SDR: default-sdr"},
             {"add-for-nodes z-1-1 --all-nodes --sdr other", 4, "names another SDR: default-sdr"},
             {"add-host b-host-1-1 x-1-1 --new-format --vm", 2, ""},
@@ -276,19 +261,18 @@ TEST_F(CommandTest, EditsThatChangeNothing)
             {"add 'a b-1-1'", 2, "other characters"},
             {"add a-1-1 --rpm 'x;y'", 2, "other characters"},
             {"remove typo", 1, "there is no typo in the active QX profile"},
-            {"remove typo --dry-run", 1, "there is no typo"},
             {"remove typo --ignore-missing", 0, "nothing changes in"},
             {"service-pack add /tmp/sp2.json", 1, "nothing to add to the active QX profile"},
             {"service-pack add /tmp/sp2.json --ignore-missing", 0, "nothing changes in"},
             {"service-pack remove /tmp/sp2.json", 1, "there is no service pack SP2"},
             {"service-pack", 2, ""},
             {"add x-1-1 --state prepared", 3, "try: swprofile list"}});
-    EXPECT_TRUE(repository_state() == before);
+    EXPECT_TRUE(repository(true) == before);
     expect({{"service-pack remove /tmp/sp2.json --ignore-missing", 0, "nothing changes in"}, // it is stored again
             {"add-for-nodes a-1-1 --all-nodes", 0, "nothing changes in"}});
 }
 
-TEST_F(CommandTest, ColorsAndHelpOnATerminal)
+TEST_F(CommandTest, Colors)
 {
     run(create + "--package p-1-1");
     run(create + "--package q-1-1 --state prepared");
@@ -304,18 +288,12 @@ TEST_F(CommandTest, ColorsAndHelpOnATerminal)
     const std::vector<std::pair<std::string, bool>> environments = {
         {"TERM=xterm NO_COLOR=", true}, {"TERM=xterm NO_COLOR=1", false}, {"TERM=dumb", false}, {"-u TERM", false}};
     for (const auto &[environment, has_colors] : environments) {
-        std::system(("env " + environment + " script -qec '" SWPROFILE " list' /dev/null >/tmp/out").c_str());
+        std::system(("env " + environment + " script -qec '" + SWPROFILE + " list' /dev/null >/tmp/out").c_str());
         const std::string out = read_file("/tmp/out");
         EXPECT_TRUE(has(out, "damaged")) << environment;
         EXPECT_EQ(out.find('\x1b') != std::string::npos, has_colors) << environment;
     }
-
     EXPECT_EQ(run("help service-pack add").out, run("service-pack add --help").out);
-    EXPECT_EQ(run("help").out, run("--help").out);
-    std::istringstream help(run("add-for-nodes --help").out + run("create --help").out + plain);
-    for (std::string line; std::getline(help, line);) {
-        EXPECT_LE(line.size(), 80U) << line;
-    }
 }
 
 TEST_F(CommandTest, RejectedQuestions)
@@ -336,6 +314,7 @@ TEST_F(CommandTest, RejectedQuestions)
             {"show --sdr 12345678901234567890123456789012345678901", 2, "more than 40"},
             {"show --sdr ''", 2, "is empty"},
             {"exists --vm uvf --state prepared", 1, "not a regular file"},
+            {"create --image i --vm uvf --state prepared --replace", 1, "not a regular file"},
             {"frobnicate", 2, "unknown subcommand or option: frobnicate"},
             {"show --local --global", 2, "excludes"},
             {"", 2, "subcommand"}});
@@ -346,7 +325,6 @@ TEST_F(CommandTest, RejectedRequests)
     EXPECT_EQ(run(create).code, 0);
     fs::create_directories("/install_repo/gl/instdb/sdr/dangling");
     fs::create_symlink("/no/such/file", "/install_repo/gl/instdb/sdr/dangling/qx-swprofile-active.bin");
-    mkfifo("/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-prepared.bin", 0600); // must not block
     expect({{create, 1, "exists already"},
             {create + "--package='$(x)'", 2, "has other characters"},
             {create + "--state 3 --package a-1", 2, "'a-1' is not name-version-release"},
@@ -357,7 +335,6 @@ TEST_F(CommandTest, RejectedRequests)
             {"create --state 3", 2, "no image given"},
             {"create --image i --state 3 --lv " + std::string(188, 'n'), 2, "has more than 187"},
             {"create --image i --state 3 --version 'a\nb'", 2, "other characters than printable"},
-            {"create --image i --vm uvf --state prepared --replace", 1, "not a regular file"},
             {"create --image i --sdr dangling", 1, "not a regular file"},
             {"create --state 3 --from /tmp/none.json", 1, "No such file or directory"},
             {create + "--state 3 --package a-1-1 --package a-1-1", 4, "is given twice"}});

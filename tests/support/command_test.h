@@ -3,9 +3,12 @@
 
 #include "support/repository_test.h"
 
+#include <map>
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
 #include <sys/wait.h>
+
+inline const std::string SWPROFILE = fs::read_symlink("/proc/self/exe").parent_path() / "swprofile";
 
 struct Ran {
     int code;
@@ -24,7 +27,7 @@ inline const std::string create = "create --image image.iso --version 1.4.0 ";
 
 inline Ran run(const std::string &arguments, const std::string &wrapper = "")
 {
-    const std::string command = wrapper + SWPROFILE " " + arguments + " >/tmp/out 2>/tmp/err";
+    const std::string command = wrapper + SWPROFILE + " " + arguments + " >/tmp/out 2>/tmp/err";
     const int status = std::system(command.c_str());
     const Ran result = {WEXITSTATUS(status), read_file("/tmp/out"), read_file("/tmp/err")};
     const bool is_answer = result.code == 1 && (result.err == "" || result.err.starts_with("swprofile: note: "));
@@ -61,6 +64,29 @@ inline nlohmann::json json_of(const std::string &arguments)
     const nlohmann::json json = nlohmann::json::parse(run(arguments).out);
     EXPECT_EQ(json["schema"], 1);
     return json;
+}
+
+using Files = std::map<std::string, std::string>; // path to content, which is "directory" for a directory
+
+// The files of the repository without the headers of text twins, which contain the time, and without logs.
+inline Files repository(bool with_times = false)
+{
+    Files files;
+    for (const char *const folder : {"/install_repo/gl", "/install_repo/local", "/install_repo/tmp"}) {
+        if (!fs::exists(folder)) {
+            continue;
+        }
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(folder)) {
+            std::string &content = files[entry.path()] = "directory";
+            if (entry.is_regular_file()) {
+                content = read_file(entry.path());
+                content.erase(0, entry.path().extension() == ".txt" ? content.find("\n\n") : 0);
+                content += with_times ? std::to_string(entry.last_write_time().time_since_epoch().count()) : "";
+            }
+        }
+    }
+    files.erase("/install_repo/gl/instdb"); // created by the first command that locks it
+    return files;
 }
 
 class CommandTest : public RepositoryTest

@@ -1,7 +1,25 @@
 #include "support/safety_test.h"
 
+#include <fcntl.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
 namespace
 {
+
+State state()
+{
+    const std::string checked = run("check").out;
+    return {repository(), checked};
+}
+
+// Without directories: the library may leave a new one.
+Files profiles_of(const State &state)
+{
+    Files files = state.files;
+    std::erase_if(files, [](const auto &file) { return file.second == "directory"; });
+    return files;
+}
 
 // Copies the profiles of both scopes over those of another directory.
 void replace_scopes(const fs::path &from, const fs::path &to)
@@ -15,30 +33,20 @@ void replace_scopes(const fs::path &from, const fs::path &to)
     }
 }
 
-} // namespace
-
-Files repository()
+// Fills the file system page by page, then makes room for so many pages.
+void leave_free(off_t pages)
 {
-    Files files;
-    for (const char *const scope : {"/install_repo/gl", "/install_repo/local"}) {
-        if (!fs::exists(scope)) {
-            continue;
-        }
-        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(scope)) {
-            const std::string content = entry.is_regular_file() ? read_file(entry.path()) : "directory";
-            const bool is_twin = entry.path().extension() == ".txt";
-            files[entry.path()] = is_twin ? content.substr(std::min(content.find("\n\n"), content.size())) : content;
-        }
+    const std::string page(4096, '.');
+    const int filler = open("/install_repo/filler", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    off_t size = 0;
+    for (ssize_t written; (written = write(filler, page.data(), page.size())) > 0;) {
+        size += written;
     }
-    files.erase("/install_repo/gl/instdb"); // created by the first command that locks it
-    return files;
+    EXPECT_EQ(ftruncate(filler, size - pages * 4096), 0);
+    close(filler);
 }
 
-State SafetyTest::state()
-{
-    const std::string checked = run("check").out;
-    return {repository(), checked};
-}
+} // namespace
 
 void SafetyTest::prepare(const Operation &to_disturb)
 {
@@ -50,8 +58,7 @@ void SafetyTest::prepare(const Operation &to_disturb)
     }
     replace_scopes("/install_repo", "/tmp/saved");
     before = state();
-    const TracedRun undisturbed = operation.call ? call_traced(operation.call, nullptr)
-                                                 : run_traced(SWPROFILE " " + operation.arguments, nullptr);
+    const TracedRun undisturbed = run_operation(nullptr);
     calls = undisturbed.calls;
     after = state();
     EXPECT_TRUE(undisturbed.status == 0 && before.files != after.files) << operation.name << read_file("/tmp/err");
@@ -72,21 +79,39 @@ int SafetyTest::at_system_calls(const std::vector<Operation> &operations, int sa
         prepare(each);
         for (int at = 1; at <= calls; at += step, ++count) {
             SCOPED_TRACE(operation.name + std::string(", system call ") + std::to_string(at));
+            replace_scopes("/tmp/saved", "/install_repo");
             disturb(at);
         }
     }
     return count;
 }
 
-void SafetyTest::restore()
+void SafetyTest::in_little_space(const std::vector<Operation> &operations, const std::function<bool(int)> &is_complete)
 {
-    replace_scopes("/tmp/saved", "/install_repo");
+    struct statvfs system = {};
+    statvfs("/install_repo", &system);
+    if (system.f_blocks >= 1000) {
+        GTEST_SKIP() << "/install_repo is no small file system: SWP_REPOSITORY_SIZE=1200000 has no effect here";
+    }
+    for (const Operation &each : operations) {
+        prepare(each);
+        bool is_done = false;
+        for (off_t pages = 0; !is_done && !HasFailure(); ++pages) {
+            SCOPED_TRACE(operation.name + std::string(", pages: ") + std::to_string(pages));
+            fs::remove_all("/install_repo/log");
+            replace_scopes("/tmp/saved", "/install_repo");
+            leave_free(pages);
+            const int status = run_operation(nullptr).status;
+            fs::remove("/install_repo/filler");
+            is_done = is_complete(status);
+        }
+    }
 }
 
-int SafetyTest::intervene(const AtCall &at_call) const
+TracedRun SafetyTest::run_operation(const AtCall &at_call) const
 {
-    restore();
-    return operation.call ? call_traced(operation.call, at_call).status : trace(operation.arguments, at_call);
+    return operation.call ? call_traced(operation.call, at_call)
+                          : run_traced(SWPROFILE + " " + operation.arguments, at_call);
 }
 
 bool SafetyTest::expect_old_or_new() const
@@ -96,10 +121,26 @@ bool SafetyTest::expect_old_or_new() const
     return found == after;
 }
 
+SafetyTest::Outcome SafetyTest::expect_old_new_or_reported() const
+{
+    const State found = state();
+    const Files files = profiles_of(found);
+    for (const auto &file : files) {
+        const auto is_in = [&](const Files &known) { return std::count(known.begin(), known.end(), file) == 1; };
+        EXPECT_TRUE(is_in(before.files) || is_in(after.files) || has(found.checked, file.first + ": ")) << file.first;
+    }
+    const Outcome outcome = files == profiles_of(before) ? OLD : files == profiles_of(after) ? NEW : MIXTURE;
+    if (outcome == MIXTURE) {
+        EXPECT_FALSE(has(found.checked, "nothing found")) << testing::PrintToString(files);
+    } else {
+        EXPECT_EQ(found.checked, outcome == OLD ? before.checked : after.checked);
+    }
+    return outcome;
+}
+
 int SafetyTest::run_at_once(const std::vector<std::string> &scripts)
 {
-    const std::string directory = fs::path(SWPROFILE).parent_path();
-    std::string script = "exec >>/tmp/log 2>&1; PATH=" + directory + ":$PATH; failed=0; pids=\n";
+    std::string script = "exec >>/tmp/log 2>&1; PATH=$(dirname " + SWPROFILE + "):$PATH; failed=0; pids=\n";
     for (const std::string &each : scripts) {
         script += "(" + each + ") &\npids=\"$pids $!\"\n";
     }

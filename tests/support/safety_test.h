@@ -4,12 +4,6 @@
 #include "support/command_test.h"
 #include "support/traced_process.h"
 
-#include <map>
-
-using Files = std::map<std::string, std::string>; // path to content
-
-Files repository(); // without the headers of text twins, which contain the time
-
 inline constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
 
 // A change, by a command or by a call of the library, of a repository that commands have prepared.
@@ -29,30 +23,33 @@ struct State {
 class SafetyTest : public CommandTest
 {
 protected:
-    static State state();
-
     // Prepares the repository and runs the operation once undisturbed.
     void prepare(const Operation &to_disturb);
 
-    // Prepares each operation, and calls `disturb` with the number of every sample-th system call, or of every
-    // SWP_STEP-th. Returns how often.
+    // Prepares each operation. Restores what is prepared, and calls `disturb` with the number of a system call: of
+    // every sample-th, or every SWP_STEP-th. Returns how often.
     int at_system_calls(const std::vector<Operation> &operations, int sample, const std::function<void(int)> &disturb);
 
-    static void restore(); // the prepared repository
+    // Prepares each operation in a small file system, and runs it with each number of free pages. `is_complete` gets
+    // the status, and returns whether the space sufficed.
+    void in_little_space(const std::vector<Operation> &operations, const std::function<bool(int)> &is_complete);
 
-    // Restores the prepared repository, runs the operation again, and returns its status.
-    int intervene(const AtCall &at_call) const;
+    TracedRun run_operation(const AtCall &at_call) const;
 
     // The next command undoes an unfinished change, so that the state is the one before or after the operation. Returns
     // whether it is the one after it.
     bool expect_old_or_new() const;
+
+    // Without a journal, check reports each file that is neither the old nor the new one, and every mixture of both.
+    enum Outcome { OLD, NEW, MIXTURE };
+    Outcome expect_old_new_or_reported() const;
 
     // Runs shell scripts at the same time, with output to /tmp/log, and returns how many failed.
     static int run_at_once(const std::vector<std::string> &scripts);
 
     static int trace(const std::string &arguments, const AtCall &at_call)
     {
-        return run_traced(SWPROFILE " " + arguments, at_call).status;
+        return run_traced(SWPROFILE + " " + arguments, at_call).status;
     }
 
     Operation operation;

@@ -11,7 +11,6 @@
 #include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utility>
 
 namespace
 {
@@ -23,50 +22,32 @@ user_regs_struct registers_of(pid_t child)
     return registers;
 }
 
-void set_register(pid_t child, unsigned long long user_regs_struct::*name, int value)
-{
-    user_regs_struct registers = registers_of(child);
-    registers.*name = static_cast<unsigned long long>(value);
-    ptrace(PTRACE_SETREGS, child, nullptr, &registers);
-}
-
 TracedRun trace(pid_t child, bool is_counting, const AtCall &at_call)
 {
     TracedRun run = {};
     waitpid(child, &run.status, 0);
     ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
     bool is_entry = false;
-    int failure = 0;
-    long signal = 0;
-    while (ptrace(PTRACE_SYSCALL, child, nullptr, signal) == 0 && waitpid(child, &run.status, 0) == child &&
-           WIFSTOPPED(run.status)) {
+    int error = 0;
+    for (; WIFSTOPPED(run.status); waitpid(child, &run.status, 0)) {
         const int stop = WSTOPSIG(run.status);
-        if (stop != (SIGTRAP | 0x80)) {
-            signal = stop == SIGTRAP ? 0 : stop; // SIGTRAP: of exec
-            continue;
+        if (stop == (SIGTRAP | 0x80)) {
+            user_regs_struct registers = registers_of(child);
+            is_entry = !is_entry;
+            is_counting = is_counting || registers.orig_rax == SYS_flock;
+            if (is_entry && is_counting) {
+                const SystemCall call = {++run.calls, static_cast<long>(registers.orig_rax), child};
+                const Intervention done = at_call ? at_call(call) : Intervention();
+                kill(child, done.signal);
+                error = done.error;
+            }
+            if (error != 0) { // call -1 does not exist; its result is replaced
+                (is_entry ? registers.orig_rax : registers.rax) = static_cast<uint64_t>(is_entry ? -1 : -error);
+                ptrace(PTRACE_SETREGS, child, nullptr, &registers);
+            }
         }
-        signal = 0;
-        is_entry = !is_entry;
-        if (!is_entry && failure != 0) {
-            set_register(child, &user_regs_struct::rax, -std::exchange(failure, 0));
-        }
-        const auto id = static_cast<long>(registers_of(child).orig_rax);
-        is_counting = is_counting || id == SYS_flock;
-        if (!is_entry || !is_counting) {
-            continue;
-        }
-        ++run.calls;
-        const Intervention done = at_call ? at_call({run.calls, id, child}) : Intervention();
-        if (done.kind == Intervention::KILL) {
-            kill(child, SIGKILL);
-            waitpid(child, &run.status, 0);
-            break;
-        } else if (done.kind == Intervention::SIGNAL) {
-            kill(child, done.value);
-        } else if (done.kind == Intervention::FAIL) {
-            failure = done.value;
-            set_register(child, &user_regs_struct::orig_rax, -1); // there is no such call
-        }
+        const bool is_own = (stop & 0x7f) == SIGTRAP || stop == SIGSTOP; // of a call, exec or raise()
+        ptrace(PTRACE_SYSCALL, child, nullptr, static_cast<long>(is_own ? 0 : stop));
     }
     return run;
 }

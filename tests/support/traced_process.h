@@ -15,8 +15,8 @@ struct SystemCall {
 };
 
 struct Intervention {
-    enum { NONE, KILL, FAIL, SIGNAL } kind = NONE;
-    int value = 0; // errno or signal
+    int signal = 0; // is sent before the call; SIGKILL prevents the call
+    int error = 0;  // errno with which the call fails, without doing anything
 };
 
 using AtCall = std::function<Intervention(const SystemCall &)>; // null: never intervenes
