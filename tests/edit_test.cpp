@@ -99,20 +99,17 @@ TEST_F(EditTest, NewRules)
 TEST_F(EditTest, ServicePacks)
 {
     g_inst_pkg_fmt_info.is_new_format = 1;
-    write_file("/tmp/enable_sp_debugs", "");
     const ServicePacks packs{{"SP2", {"a-1-1.x86_64", nullptr, "b-1-1"}}, {"SP1", {"a-1-1"}}, {"SP3", {"b-1-1"}}};
     const ServicePacks more{{"SP4", {"d-1-1"}}}, other{{"SP6", {"e-1-1"}}}, nameless{{nullptr, {"e-1-1"}}};
     given({});
     add("a-1-1", 8, {}, packs.source());
     add("b-1-1.noarch", 8, {}, packs.source()); // SP2 exists
     add("c-1-1", 8, {}, packs.source());        // belongs to no service pack
-    fs::remove("/tmp/enable_sp_debugs");
     add("d-1-1", 8, {}, more.source());
     write_file("/tmp/emi_sp_get_rpm_names_failure", "");
     add("e-1-1", 8, {}, more.source());
     EXPECT_FALSE(fs::exists("/tmp/emi_sp_get_rpm_names_failure"));
     add("e-1-1", 8, {}, nameless.source());
-    write_file("/tmp/enable_sp_debugs", "");
     zeld_sp_detail_free_ext(&body().sp_details[--body().sp_details_count], std::free);
     add("e-1-1", 8, {}, other.source()); // a name without its detail
     g_inst_pkg_fmt_info.is_new_format = 0;

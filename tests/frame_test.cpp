@@ -1,9 +1,8 @@
-// Initialisation, messages, DEBUG lines, error texts, enumerations.
+// Initialisation, messages, heads of DEBUG lines, error texts, result codes.
 #include "support/repository_test.h"
 
 #include <csignal>
 #include <cstring>
-#include <map>
 #include <regex>
 
 namespace
@@ -74,46 +73,6 @@ TEST_F(FrameTest, FailedInitialisation)
     EXPECT_EQ(hooks::messages[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
 }
 
-// The DEBUG lines of the library, each with the lowest verbosity at which it is written.
-TEST_F(FrameTest, DebugLinesHaveTheirThresholds)
-{
-    std::map<std::string, int> threshold_of; // of lines without their numbers and paths
-    const auto record_debug = [&](const std::function<uint64_t(char **)> &call) {
-        static const std::regex head("DEBUG .* tid \\d+, (\\w+), \\d+ : "), changing("/\\S+|[0-9a-f]{3,}");
-        for (const int verbosity : {0, 1, 2, 3, 4}) {
-            store_active_profile();
-            Text text;
-            g_inst_common_debug_verbosity_level = static_cast<uint16_t>(verbosity);
-            g_inst_common_debug_prefix = 2;
-            testing::internal::CaptureStderr();
-            call(&text.ptr);
-            g_inst_common_debug_verbosity_level = 0;
-            std::istringstream lines(std::regex_replace(testing::internal::GetCapturedStderr(), head, "$1: "));
-            for (std::string line; std::getline(lines, line);) {
-                if (threshold_of.emplace(std::regex_replace(line, changing, ""), verbosity).second) {
-                    record_line(std::to_string(verbosity) + " " + line);
-                }
-            }
-        }
-    };
-#define RECORD_DEBUG(call) record_debug([&]([[maybe_unused]] char **err) -> uint64_t { return call; })
-    Fetched fetched, profile = {new_full_profile()};
-    uint8_t flag = 0;
-    RECORD_DEBUG(inst_get_boot_active_swp_flag("s", err, 0, VERD_VM_QX));
-    RECORD_DEBUG(inst_get_boot_active_swp_flag("s", err, 1, VERD_VM_QX));
-    RECORD_DEBUG(inst_ldpath_store_sdr_swprofile(profile.ptr, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, err));
-    RECORD_DEBUG(inst_ldpath_get_sdr_swprofile("s", VERD_SWP_ACTIVE, &fetched.ptr));
-    RECORD_DEBUG(inst_ldpath_get_swprofile("s", 0, 4, VERD_VM_QX, &fetched.ptr, err));
-    RECORD_DEBUG(inst_swp_is_pkg_present(ACTIVE_QX, "beta-2.0-r1", &flag));
-    RECORD_DEBUG(inst_swp_get_package_rpms(nullptr, 0, 2, VERD_VM_QX, "x", &flag, nullptr, nullptr, err));
-    for (const char *const key : {"default-sdr", "s"}) {
-        RECORD_DEBUG(inst_ldpath_check_swprofile_exists(key, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &flag, err));
-    }
-    RECORD_DEBUG(inst_ldpath_is_sdr_master_act_comm_swp_equal("default-sdr", &flag));
-    RECORD_DEBUG(inst_ldpath_swp_copy("s", 1, VERD_VM_QX, 2, 3, err));
-    RECORD_DEBUG(inst_ldpath_delete_swprofile("s", 1, VERD_VM_QX));
-}
-
 TEST_F(FrameTest, MessagesLeaveErrnoAlone)
 {
     errno = EDOM; // the hook of the trace changes it
@@ -137,6 +96,7 @@ TEST_F(FrameTest, HeadsOfDebugLines)
     const std::string time = "DEBUG [A-Z][a-z]{2} \\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}";
     const std::string thread = time + " pid " + std::to_string(getpid()) + ", tid \\d+";
     EXPECT_TRUE(matches(4, 0, time + " : "));
+    EXPECT_FALSE(matches(3, 0, ".*"));
     EXPECT_TRUE(matches(9, 1, thread + " : "));
     EXPECT_TRUE(matches(4, 2, thread + ", inst_ldpath_check_swprofile_exists, \\d+ : "));
     hooks::fail(hooks::CLOCK, hooks::ALWAYS);
@@ -148,8 +108,8 @@ TEST_F(FrameTest, ErrorTextsListTheCausesInAtMost2047Bytes)
     Text text;
     Fetched fetched;
     for (inst_sw_profile_sdr_ext **const profile_p : {&fetched.ptr, static_cast<decltype(&fetched.ptr)>(nullptr)}) {
-        inst_ldpath_get_swprofile("x", 0, 4, VERD_VM_QX, profile_p,
-                                  &text.ptr); // the second time the slot has a text already
+        // The second time, the slot has a text already.
+        inst_ldpath_get_swprofile("x", 0, 4, VERD_VM_QX, profile_p, &text.ptr);
         EXPECT_EQ(text.str(), "E:Error as partition type is invalid;E:Failed to get QX software profile file;");
     }
     fs::create_directories("/install_repo/gl/instdb/sdr");

@@ -43,9 +43,7 @@ TEST_F(QueryTest, NamesInAFetchedProfile)
     };
     ask_names("a service pack without a name");
     profile.body().sp_names[1] = strdup("SP2");
-    write_file("/tmp/enable_sp_debugs", "");
     ask_all("full");
-    fs::remove("/tmp/enable_sp_debugs");
     for (const auto &[filter, skip_flagged] : {std::pair<uint32_t, uint8_t>{0, 0}, {1, 0}, {4, 0}, {9, 1}, {0, 1}}) {
         RECORD(
             "filter " + std::to_string(filter) + (skip_flagged != 0 ? ", not flagged" : ""),

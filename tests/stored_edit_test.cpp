@@ -120,9 +120,7 @@ TEST_F(StoredEditTest, RemovingPackages)
     remove("no such package", "d-1-1");
     remove("two entries, with an architecture", "c-1-1.x86_64");
     remove("a base RPM; the service packs remain", "c-1-1", first.set);
-    write_file("/tmp/enable_sp_debugs", "");
     remove("with a service pack", "a-tp-1-1", first.set);
-    fs::remove("/tmp/enable_sp_debugs");
     remove("without service packs", "b-tp-1-1");
     given({"a-tp-1-1", "b-tp-1-1"}, {}, {{"SP1", SP1_RPMS}});
     remove("with the last service pack", "a-tp-1-1", first.set);
@@ -143,10 +141,8 @@ TEST_F(StoredEditTest, AddingServicePacks)
     given({"a-tp", "b-tp-1-1", "c-1-1", "d-1-1"}, {}, {});
     add_packs("none", 0);
     add_packs("no package belongs to it", unrelated.source());
-    write_file("/tmp/enable_sp_debugs", "");
     add_packs("the first", first.source());
     add_packs("a second with an RPM of the first", both.source());
-    fs::remove("/tmp/enable_sp_debugs");
     add_packs("both again", both.source());
     write_file("/tmp/err_msg_UT_stub_decode_swp", "");
     add_packs("a test file orders a failure", first.source());
@@ -163,9 +159,7 @@ TEST_F(StoredEditTest, RemovingServicePacks)
     given({"a-tp", "b-tp-1-1", "c-1-1", "d-1-1"}, {}, {{"SP1", SP1_RPMS}, {"SP2", {"b-tp-1-1", "c-1-1"}}});
     remove_packs("no set", nullptr);
     remove_packs("one that is not installed", unrelated.set);
-    write_file("/tmp/enable_sp_debugs", "");
     remove_packs("the first", first.set);
-    fs::remove("/tmp/enable_sp_debugs");
     remove_packs("the second", second.set);
     remove_packs("no service packs remain", second.set);
     given({"a-tp-1-1"}, {}, {{"SP1", {}}, {"SP2", {}}}, false);
