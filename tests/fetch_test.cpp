@@ -47,8 +47,8 @@ TEST_F(FetchTest, GeneralGetters)
     get_all("state 4", 4, &fetched.ptr);
     get_all("no file", 2, &fetched.ptr);
     get_all("no out-parameter", 2, nullptr);
-    fail_in_call(hooks::ALLOCATION);
-    RECORD("no memory for the text before the hint", inst_ldpath_get_swprofile("s", 1, 1, 1, &fetched.ptr, err));
+    RECORD("no memory for the text before the hint",
+           (hooks::fail(hooks::ALLOCATION), inst_ldpath_get_swprofile("s", 1, 1, 1, &fetched.ptr, err)));
     EXPECT_EQ(fetched.ptr, nullptr);
 }
 

@@ -56,7 +56,7 @@ TEST_F(LocationTest, ProfilesWithoutPath)
     write_file("/tmp/err_msg_UT_stub_invalid_partition_type.txt", "");
     name("a test file orders the failure", "s", 0, 1, 3);
     EXPECT_FALSE(fs::exists("/tmp/err_msg_UT_stub_invalid_partition_type.txt"));
-    fail_in_call(hooks::STRNCPY_S);
+    hooks::fail(hooks::STRNCPY_S);
     name("strncpy_s fails", "s", 0, 1, 3);
 }
 
@@ -92,7 +92,7 @@ TEST_F(LocationTest, Existence)
     check("an empty file");
     write_file(active_bin, "x");
     check("a file");
-    fail_in_call(hooks::STAT, 1, EACCES);
+    hooks::fail(hooks::STAT, 1, EACCES);
     check("stat fails");
     check("state 0", "default-sdr", 0);
     check("no key", nullptr);

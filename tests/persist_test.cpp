@@ -39,11 +39,11 @@ TEST_F(PersistTest, AStoredProfileIsTheEncodingAndATwin)
 
 TEST_F(PersistTest, FailedWrites)
 {
-    fail_in_call(hooks::FWRITE, 1, ENOSPC);
-    fail_in_call(hooks::UNLINK, 1, EBUSY);
+    hooks::fail(hooks::FWRITE, 1, ENOSPC);
+    hooks::fail(hooks::UNLINK, 1, EBUSY);
     record_store("a short write; the second unlink succeeds");
-    fail_in_call(hooks::FWRITE, 1, ENOSPC);
-    fail_in_call(hooks::UNLINK, hooks::ALWAYS, EBUSY);
+    hooks::fail(hooks::FWRITE, 1, ENOSPC);
+    hooks::fail(hooks::UNLINK, hooks::ALWAYS, EBUSY);
     record_store("a short write; every unlink fails");
     fs::remove_all("/install_repo/gl");
     write_file("/install_repo/gl/instdb", "in the way");
@@ -64,9 +64,9 @@ TEST_F(PersistTest, FailedVerification)
     hooks::corrupts_reads = true;
     record_store("every attempt reads other bytes");
     hooks::corrupts_reads = true;
-    fail_in_call(hooks::FWRITE, 5, EDQUOT);
+    hooks::fail(hooks::FWRITE, 5, EDQUOT);
     record_store("four attempts read other bytes, the fifth cannot write");
-    fail_in_call(hooks::FOPEN, 2, EACCES);
+    hooks::fail(hooks::FOPEN, 2, EACCES);
     record_store("the first attempt cannot read");
 }
 
@@ -77,9 +77,9 @@ TEST_F(PersistTest, TheEncodeBufferGrowsOnce)
         RECORD(std::to_string(size) + " bytes", store(large.ptr, err));
         EXPECT_EQ(read_file(active_bin), encoding_of(*large.ptr));
     }
-    fail_in_call(hooks::ENCODE, hooks::ALWAYS);
+    hooks::fail(hooks::ENCODE, hooks::ALWAYS);
     record_store("no buffer is large enough");
-    fail_in_call(hooks::ENCODE, 1, 0);
+    hooks::fail(hooks::ENCODE, 1, 0);
     record_store("an encoding of 0 bytes");
 }
 
@@ -133,7 +133,7 @@ TEST_F(PersistTest, FailedReads)
     record_fetch("not a profile");
     hooks::before_read = [this] { std::ofstream(active_bin, std::ios::app) << "more"; };
     record_fetch("a file that grows");
-    fail_in_call(hooks::FTELL);
+    hooks::fail(hooks::FTELL);
     record_fetch("ftell fails");
     fs::resize_file(active_bin, INT32_MAX); // sparse
     record_fetch("a file larger than any profile");

@@ -49,7 +49,7 @@ TEST_F(QueryTest, NamesInAFetchedProfile)
             "filter " + std::to_string(filter) + (skip_flagged != 0 ? ", not flagged" : ""),
             inst_ldpath_get_swprofile_img_pkgs(profile.ptr, &a.text, &a.list, &a.count, filter, skip_flagged, nullptr));
     }
-    fail_in_call(hooks::STRNCPY_S);
+    hooks::fail(hooks::STRNCPY_S);
     ask_image("strncpy_s fails");
     std::free(std::exchange(profile.body().image.name, nullptr));
     ask_image_and_names("no image name");
@@ -119,9 +119,9 @@ TEST_F(QueryTest, SetsOfServicePacks)
 {
     const ServicePacks packs{{"SP1", {"a", "b"}}, {"SP2", {}}, {"SP3", {"c"}}};
     for (const int nth : {1, 2, 5}) { // the set, its array, a text of the first pack
-        fail_in_call(hooks::ALLOCATION, nth);
         RECORD("allocation " + std::to_string(nth),
-               instmgr_convert_sp_det_to_serv_pack(&a.packs, packs.set->service_packs, 3));
+               (hooks::fail(hooks::ALLOCATION, nth),
+                instmgr_convert_sp_det_to_serv_pack(&a.packs, packs.set->service_packs, 3)));
     }
     RECORD("no service packs", instmgr_convert_sp_det_to_serv_pack(&a.packs, nullptr, 0));
 }
@@ -191,7 +191,7 @@ TEST_F(QueryTest, SoftwareOfNodes)
     inst_sw_profile_info_set_version(&sdr.loc_profiles[2].sw_profile, strdup("3"));
     ASSERT_EQ(store_as(nullptr, 1, VERD_SWP_ACTIVE, VERD_VM_ADMIN, profile), 0U);
     compare("the first location of the node counts; it has none", 1, "1.4.0");
-    fail_in_call(hooks::LOSE_PROFILE, 2);
+    hooks::fail(hooks::LOSE_PROFILE, 2);
     find("the local profile is lost", 1);
     ASSERT_EQ(store_as(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, profile), 0U);
     compare("that of the location", 0, "1.4.0"); // node 0/0/0, whose fields are absent
