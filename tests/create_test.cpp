@@ -38,6 +38,27 @@ TEST_F(CreateTest, FullRequests)
     create("no package belongs to a service pack");
     EXPECT_FALSE(inst_sw_profile_info_has_sp_details(&created_body()));
     EXPECT_FALSE(inst_sw_profile_info_has_sp_names(&fetched.body()));
+
+    // Optional packages are copied first.
+    write_file("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1", "a");
+    write_file("/misc/disk1/usb/opt_pkgs/beta-1.0-r1", "b");
+    write_file("/install_repo/gl/qx/x", "");
+    char file[] = "image.iso"; // without a directory
+    request.image = file;
+    create("two optional packages");
+    EXPECT_STREQ(created_body().image.name, "image.iso");
+    EXPECT_EQ(read_file("/install_repo/gl/qx/beta-1.0-r1"), "b");
+    packages[0].name = nullptr;
+    EXPECT_EQ(inst_ldpath_create_sdr_swprofile(&request), 0U); // a package without a name ends the copying
+    packages[0].name = names[0];
+    fs::remove(active_bin);
+    hooks::fail(hooks::SHELL);
+    EXPECT_EQ(inst_ldpath_create_sdr_swprofile(&request), UINT64_MAX); // the status of the command
+    hooks::disarm();
+    request.serv_packs = nullptr;
+    fs::remove("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1");
+    create("a copy fails, no service packs");
+    EXPECT_FALSE(fs::exists(active_bin));
 }
 
 TEST_F(CreateTest, BareRequests)
@@ -69,29 +90,6 @@ TEST_F(CreateTest, RejectedRequests)
     std::string large(102400, 'v');
     request.version = large.data();
     create("more than 102400 bytes");
-}
-
-TEST_F(CreateTest, OptionalPackagesAreCopiedFirst)
-{
-    write_file("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1", "a");
-    write_file("/misc/disk1/usb/opt_pkgs/beta-1.0-r1", "b");
-    write_file("/install_repo/gl/qx/x", "");
-    char file[] = "image.iso"; // without a directory
-    request.image = file;
-    create("two optional packages");
-    EXPECT_STREQ(created_body().image.name, "image.iso");
-    EXPECT_EQ(read_file("/install_repo/gl/qx/beta-1.0-r1"), "b");
-    packages[0].name = nullptr;
-    EXPECT_EQ(inst_ldpath_create_sdr_swprofile(&request), 0U); // a package without a name ends the copying
-    packages[0].name = names[0];
-    fs::remove(active_bin);
-    hooks::fail(hooks::SHELL);
-    EXPECT_EQ(inst_ldpath_create_sdr_swprofile(&request), UINT64_MAX); // the status of the command
-    hooks::disarm();
-    request.serv_packs = nullptr;
-    fs::remove("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1");
-    create("a copy fails, no service packs");
-    EXPECT_FALSE(fs::exists(active_bin));
 }
 
 } // namespace

@@ -85,14 +85,15 @@ TEST_F(PersistTest, TheEncodeBufferGrowsOnce)
 
 TEST_F(PersistTest, FlatCopiesOfTheDefaultSdr)
 {
-    const auto write = [this](const char *key, uint32_t vm_type) {
-        RECORD(std::string(key) + ", " + verd_vm_type_name(vm_type),
-               inst_write_sdr_swprofile_to_file2(key, 1, 2, vm_type, profile, err));
-    };
-    write("other", VERD_VM_QX);
-    write("default-sdr", VERD_VM_UVF);
-    write("default-sdr", VERD_VM_LC_QX);
+    const std::pair<const char *, uint32_t> cases[] = {
+        {"other", VERD_VM_QX}, {"default-sdr", VERD_VM_UVF}, {"default-sdr", VERD_VM_LC_QX}};
+    for (const auto &[key, vm_type] : cases) {
+        EXPECT_FALSE(fs::exists("/install_repo/local/qx-lcp-swprofile-active.bin"));
+        EXPECT_EQ(store_as(key, 1, VERD_SWP_ACTIVE, vm_type, full), 0U);
+    }
     EXPECT_EQ(read_file("/install_repo/local/qx-lcp-swprofile-active.bin"), encoding_of(*profile));
+    const auto entries = fs::directory_iterator("/install_repo/local");
+    EXPECT_EQ(std::distance(begin(entries), end(entries)), 3); // the twin and the directory of the SDRs, too
 }
 
 TEST_F(PersistTest, StoringUsesTheKeyOfTheRecord)
