@@ -77,7 +77,6 @@ TEST_F(CreateTest, BareRequests)
 
 TEST_F(CreateTest, RejectedRequests)
 {
-    RECORD("no request", inst_ldpath_create_sdr_swprofile(nullptr));
     request.serv_packs = nullptr;
     request.packages_count = 0;
     request.sdr_key = nullptr;

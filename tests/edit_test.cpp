@@ -135,25 +135,20 @@ TEST_F(EditTest, Removing)
     EXPECT_EQ(body().image.files, nullptr);
 }
 
-TEST_F(EditTest, MissingArguments)
+TEST_F(EditTest, CallersWithoutCountOrList)
 {
     given({new_package("smu-1-1", {}, 5)});
     char *superseded[8] = {};
-    const auto add_without_count = [&](inst_sw_profile_info *to, char *name, char **err) {
-        return inst_ldpath_add_pkg_in_swp(to, name, 3, nullptr, 0, 6, superseded, nullptr, 0, 0, err);
+    const auto add_without = [&](const char *name, char **list, uint32_t *count) {
+        RECORD(name, inst_ldpath_add_pkg_in_swp(&body(), strdup(name), 0, nullptr, 0, 6, list, count, 0, 0, err));
     };
-    char name[] = "x-1-1";
-    RECORD("add, no body", add_without_count(nullptr, name, err));
-    RECORD("add, no name", add_without_count(&body(), nullptr, err));
-    RECORD("remove, no body", inst_ldpath_remove_pkg_in_swp(nullptr, name, err));
-    RECORD("remove, no name", inst_ldpath_remove_pkg_in_swp(&body(), nullptr, err));
-    RECORD("add, no count", add_without_count(&body(), strdup("smu-2-1"), err));
+    add_without("smu-2-1", superseded, nullptr);
     g_inst_pkg_fmt_info.is_new_format = 1;
-    RECORD("add under the new rules, no count", add_without_count(&body(), strdup("smu-3-1"), err));
+    add_without("smu-3-1", superseded, nullptr);
     EXPECT_EQ(superseded[0], nullptr); // a caller without the count would not free it
-    RECORD("add, no list",
-           inst_ldpath_add_pkg_in_swp(&body(), strdup("smu-4-1"), 3, nullptr, 0, 6, nullptr, nullptr, 0, 0, err));
-    record_content(content_of(body())); // without files: their array is null
+    uint32_t count = 0;
+    add_without("smu-4-1", nullptr, &count);
+    record_content(content_of(body()));
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// Initialisation, messages, heads of DEBUG lines, error texts, result codes.
-#include "support/repository_test.h"
+// Initialisation, missing arguments, messages, heads of DEBUG lines, error texts, result codes.
+#include "support/bodies.h"
 
 #include <csignal>
 #include <cstring>
@@ -71,6 +71,83 @@ TEST_F(FrameTest, FailedInitialisation)
     ASSERT_EQ(hooks::lines().size(), 2U);
     EXPECT_EQ(hooks::messages[1].site, 1U);
     EXPECT_EQ(hooks::messages[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
+}
+
+// Each pointer that an operation requires is null once.
+TEST_F(FrameTest, MissingArguments)
+{
+    const Fetched full = {new_full_profile()};
+    inst_sw_profile_sdr_ext *const profile = full.ptr;
+    inst_sw_profile_info *const body = &full.body();
+    const ServicePacks packs{{"SP1", {"a"}}};
+    char **const rpms = packs.set->service_packs->sp_rpms;
+    const inst_node_loc nodes[2] = {};
+    inst_node_loc *copy = nullptr;
+    Answer a;
+    Fetched fetched;
+    for (const uint64_t rc : {
+             inst_ldpath_get_swprofile_image(profile, nullptr),
+             inst_ldpath_get_swprofile_filelist(profile, &a.list, nullptr, nullptr),
+             inst_ldpath_get_swprofile_pkgs(profile, nullptr, &a.count),
+             inst_ldpath_get_swprofile_pkgs(profile, &a.list, nullptr),
+             inst_ldpath_get_swprofile_img_pkgs(profile, nullptr, &a.list, &a.count, 0, 0, nullptr),
+             inst_ldpath_get_swprofile_img_pkgs(profile, &a.text, nullptr, &a.count, 0, 0, nullptr),
+             inst_ldpath_get_swprofile_img_pkgs(profile, &a.text, &a.list, nullptr, 0, 0, nullptr),
+             inst_ldpath_get_swprofile_sps(profile, nullptr, &a.count, nullptr, nullptr),
+             inst_ldpath_get_swprofile_sps(profile, &a.list, nullptr, nullptr, nullptr),
+             inst_ldpath_tag_sp_pkg_in_swp(nullptr, packs.set, &a.flag),
+             inst_ldpath_tag_sp_pkg_in_swp(body, nullptr, &a.flag),
+             inst_ldpath_tag_sp_pkg_in_swp(body, packs.set, nullptr),
+             inst_ldpath_untag_sp_pkg_in_swp(nullptr, packs.set),
+             inst_ldpath_untag_sp_pkg_in_swp(body, nullptr),
+             inst_remove_rpms_part_of_active_sp(nullptr, rpms, 1, &a.list, &a.count),
+             inst_remove_rpms_part_of_active_sp(body, nullptr, 1, &a.list, &a.count),
+             inst_remove_rpms_part_of_active_sp(body, rpms, 1, nullptr, &a.count),
+             inst_remove_rpms_part_of_active_sp(body, rpms, 1, &a.list, nullptr),
+             instmgr_convert_sp_det_to_serv_pack(nullptr, packs.set->service_packs, 1),
+             instmgr_convert_sp_det_to_serv_pack(&a.packs, nullptr, 1),
+             instcomm_duplicate_sp_list(nullptr, packs.set, "caller"),
+             instcomm_duplicate_sp_list(&a.packs, nullptr, "caller"),
+             instcomm_duplicate_sp_list(&a.packs, packs.set, nullptr),
+             instmgr_cmp_sw_version(0, 0, 0, "1", nullptr),
+             instmgr_check_node_in_loc_mswp(0, 0, 0, nullptr),
+             inst_ldpath_check_swp_mismatch_wrapper("s", 0, 3, 1, 2, 0, 0, nullptr),
+             inst_swp_get_package_rpms(ACTIVE_QX, nullptr, nullptr, nullptr, nullptr, nullptr),
+             verd_inst_dup_node_loc_list(2, nodes, nullptr),
+             verd_inst_dup_node_loc_list(2, nullptr, &copy),
+             inst_ldpath_get_all_swprofile_sps("s", 0, nullptr, &a.count),
+             inst_ldpath_get_all_swprofile_sps(nullptr, 0, &a.list, &a.count),
+             inst_ldpath_get_all_swprofile_sps("s", 0, &a.list, nullptr),
+             inst_ldpath_is_sdr_master_act_comm_swp_equal("s", nullptr),
+             inst_ldpath_add_pkg_location(nullptr, 0, 2, VERD_VM_QX, nullptr, 0, "a-1-1", 0, 8, 0),
+             inst_ldpath_add_pkg_location(ACTIVE_QX, nullptr, 1, "a-1-1", 0, 8, 0),
+             inst_ldpath_add_pkg_location(ACTIVE_QX, nullptr, 0, nullptr, 0, 8, 0),
+             inst_ldpath_add_image_location(ACTIVE_QX, nullptr, 0, nullptr, nullptr),
+             inst_ldpath_create_sdr_swprofile(nullptr),
+             inst_ldpath_delete_swprofile(nullptr, 1, VERD_VM_QX),
+             inst_ldpath_delete_swprofile_file(nullptr),
+             inst_get_boot_active_swp_flag("s", nullptr, 0, VERD_VM_QX),
+             inst_ldpath_add_pkg_in_swp(nullptr, rpms[0], 0, nullptr, 0, 6, nullptr, nullptr, 0, 0, nullptr),
+             inst_ldpath_add_pkg_in_swp(body, nullptr, 0, nullptr, 0, 6, nullptr, nullptr, 0, 0, nullptr),
+             inst_ldpath_remove_pkg_in_swp(nullptr, "a", nullptr),
+             inst_ldpath_remove_pkg_in_swp(body, nullptr, nullptr),
+             inst_ldpath_get_sdr_swprofile(nullptr, 3, &fetched.ptr),
+             inst_ldpath_get_sw_profile_if_exists(ACTIVE_QX, nullptr),
+             inst_ldpath_check_swprofile_exists(nullptr, 0, 2, VERD_VM_QX, &a.flag, nullptr),
+             inst_ldpath_check_swprofile_exists(ACTIVE_QX, nullptr, nullptr),
+             inst_swp_is_pkg_present(ACTIVE_QX, nullptr, &a.flag),
+             inst_swp_is_pkg_present(nullptr, 0, 2, VERD_VM_QX, "a", &a.flag),
+             inst_swp_get_package_rpms(nullptr, 0, 2, VERD_VM_QX, "a", nullptr, &a.list, &a.count, nullptr),
+             inst_get_image_name(nullptr, &a.text),
+             instcomm_add_host_pkgs_to_swp(2, nullptr, 0, 1, nullptr, 0),
+         }) {
+        EXPECT_EQ(rc, INST_RC_INVALID_ARG);
+    }
+    EXPECT_TRUE(a.text == nullptr && a.list == nullptr && a.packs == nullptr && a.count == 0);
+    inst_ldpath_free_swprofile_ext(&fetched.ptr);
+    inst_ldpath_free_swprofile_ext(nullptr);
+    const Lines texts = hooks::lines();
+    record_checksum({texts.begin(), texts.end()});
 }
 
 TEST_F(FrameTest, MessagesLeaveErrnoAlone)

@@ -35,9 +35,7 @@ TEST_F(LifecycleTest, Deleting)
     write_states({"active", "prepared"});
     RECORD("a file", inst_ldpath_delete_swprofile_file("/install_repo/local/sdr/default-sdr/qx-swprofile-active.bin"));
     RECORD("all states", inst_ldpath_delete_swprofile("default-sdr", 1, VERD_VM_QX));
-    RECORD("no key", inst_ldpath_delete_swprofile(nullptr, 1, VERD_VM_QX));
     RECORD("Host has no profile", inst_ldpath_delete_swprofile("s", 0, VERD_VM_HOST));
-    RECORD("no path", inst_ldpath_delete_swprofile_file(nullptr));
     write_file("/install_repo/x", "");
     RECORD("a file without extension", inst_ldpath_delete_swprofile_file("/install_repo/x"));
 }

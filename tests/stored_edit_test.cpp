@@ -100,7 +100,6 @@ TEST_F(StoredEditTest, HostPackages)
     add_hosts("three kinds", {"/r/a-1-1.x86_64.rpm", "/r/b-host-1-1.rpm", "c-1-1.noarch", "d-tp-1-1"});
     add_hosts("the second fails", {"e-1-1", "f", "g-1-1"});
     add_hosts("a null path", {nullptr});
-    RECORD("no list", instcomm_add_host_pkgs_to_swp(VERD_SWP_ACTIVE, nullptr, 0, 1, nullptr, 0));
 }
 
 TEST_F(StoredEditTest, RemovingPackages)

@@ -329,6 +329,23 @@ void RepositoryTest::record_content(const std::string &content)
     }
 }
 
+void RepositoryTest::record_checksum(const std::set<std::string> &texts)
+{
+    static const std::regex changing("DEBUG .*? : |/[^ ]+|inst[a-z]*_\\w+|[0-9a-f]*[0-9][0-9a-f]*");
+    std::set<std::string> wordings;
+    for (const std::string &text : texts) {
+        wordings.insert(std::regex_replace(text, changing, ""));
+    }
+    uint64_t sum = 14695981039346656037U; // FNV-1a
+    for (const std::string &wording : wordings) {
+        std::printf("%s\n", wording.c_str()); // to be compared with those of a former build
+        for (const char letter : wording) {
+            sum = (sum ^ static_cast<unsigned char>(letter)) * 1099511628211U;
+        }
+    }
+    record_line("checksum of " + std::to_string(wordings.size()) + " texts: " + std::to_string(sum));
+}
+
 void RepositoryTest::store_active_profile()
 {
     const Fetched profile = {new_full_profile()};

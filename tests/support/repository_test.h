@@ -117,8 +117,9 @@ protected:
 
     uint64_t record(const std::string &title, const std::function<uint64_t(Answer &, char **)> &call);
     void record_line(const std::string &line) { transcript += line + "\n"; }
-    void record_content(const std::string &content); // of a profile, if it has changed since the last time
-    std::string output;                              // of the call being recorded, if not in its Answer
+    void record_content(const std::string &content);          // of a profile, if it has changed since the last time
+    void record_checksum(const std::set<std::string> &texts); // without numbers, paths and names of functions
+    std::string output;                                       // of the call being recorded, if not in its Answer
 
     // Stores an ordinary profile as the active QX profile of default-sdr, and forgets the messages of that.
     void store_active_profile();
