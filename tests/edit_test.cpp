@@ -29,11 +29,9 @@ protected:
         Addition addition(name.c_str(), paths);
         record("add " + name.substr(0, 60) + " of type " + std::to_string(type), [&](Answer &, char **err) {
             const uint64_t rc = addition.add_to(body(), value, type, source, err);
-            output = addition.superseded_count == 77 ? "no count" : "";
-            output += addition.superseded[0] == nullptr ? "" : "supersedes";
-            for (const char *const superseded : addition.superseded) {
-                output += superseded == nullptr ? "" : std::string(" ") + superseded;
-            }
+            const bool is_counted = addition.superseded_count != 77;
+            const std::string superseded = joined(addition.superseded, is_counted ? addition.superseded_count : 0);
+            output = !is_counted ? "no count" : superseded.empty() ? "" : "supersedes" + superseded;
             return rc;
         });
         record_content(content_of(body()));

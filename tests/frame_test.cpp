@@ -132,7 +132,6 @@ TEST_F(FrameTest, MissingArguments)
              inst_ldpath_remove_pkg_in_swp(nullptr, "a", nullptr),
              inst_ldpath_remove_pkg_in_swp(body, nullptr, nullptr),
              inst_ldpath_get_sdr_swprofile(nullptr, 3, &fetched.ptr),
-             inst_ldpath_get_sw_profile_if_exists(ACTIVE_QX, nullptr),
              inst_ldpath_check_swprofile_exists(nullptr, 0, 2, VERD_VM_QX, &a.flag, nullptr),
              inst_ldpath_check_swprofile_exists(ACTIVE_QX, nullptr, nullptr),
              inst_swp_is_pkg_present(ACTIVE_QX, nullptr, &a.flag),

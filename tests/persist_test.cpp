@@ -37,7 +37,7 @@ TEST_F(PersistTest, AStoredProfileIsTheEncodingAndATwin)
     EXPECT_EQ(read_file(active_txt).find("# Updated on <Unknown Time>       : .000 \n"), 20U);
 }
 
-TEST_F(PersistTest, FailedWrites)
+TEST_F(PersistTest, FailedWritesAndVerification)
 {
     hooks::fail(hooks::FWRITE, 1, ENOSPC);
     hooks::fail(hooks::UNLINK, 1, EBUSY);
@@ -45,7 +45,17 @@ TEST_F(PersistTest, FailedWrites)
     hooks::fail(hooks::FWRITE, 1, ENOSPC);
     hooks::fail(hooks::UNLINK, hooks::ALWAYS, EBUSY);
     record_store("a short write; every unlink fails");
-    fs::remove_all("/install_repo/gl");
+    hooks::corrupts_reads = true;
+    record_store("every attempt reads other bytes");
+    hooks::corrupts_reads = true;
+    hooks::fail(hooks::FWRITE, 5, EDQUOT);
+    record_store("four attempts read other bytes, the fifth cannot write");
+    hooks::fail(hooks::FOPEN, 2, EACCES);
+    record_store("the first attempt cannot read");
+}
+
+TEST_F(PersistTest, UnusualDirectories)
+{
     write_file("/install_repo/gl/instdb", "in the way");
     EXPECT_EQ(store(profile), INSTMGR_RC_ERRNO(ENOTDIR));
     fs::remove_all("/install_repo/gl");
@@ -57,17 +67,6 @@ TEST_F(PersistTest, FailedWrites)
     fs::create_directories("/install_repo/elsewhere");
     EXPECT_EQ(store(profile), 0U);
     EXPECT_EQ(read_file("/install_repo/elsewhere/x"), encoding_of(*profile));
-}
-
-TEST_F(PersistTest, FailedVerification)
-{
-    hooks::corrupts_reads = true;
-    record_store("every attempt reads other bytes");
-    hooks::corrupts_reads = true;
-    hooks::fail(hooks::FWRITE, 5, EDQUOT);
-    record_store("four attempts read other bytes, the fifth cannot write");
-    hooks::fail(hooks::FOPEN, 2, EACCES);
-    record_store("the first attempt cannot read");
 }
 
 TEST_F(PersistTest, TheEncodeBufferGrowsOnce)

@@ -99,11 +99,7 @@ std::vector<std::string> lines()
 using namespace hooks;
 
 #define HOOK(function, result, name, parameters, arguments, failure, ...)                                              \
-    extern "C" result name parameters __VA_ARGS__                                                                      \
-    {                                                                                                                  \
-        static auto *const original = next<result parameters>(#name);                                                  \
-        return fires(function) ? (failure) : original arguments;                                                       \
-    }
+    RECORDED_HOOK(function, result, name, parameters, arguments, nullptr, "", failure, __VA_ARGS__)
 
 // A hook that records the call as an event.
 #define RECORDED_HOOK(function, result, name, parameters, arguments, what, argument, failure, ...)                     \

@@ -41,6 +41,30 @@ std::set<std::string> files_of_repository()
     return files;
 }
 
+// Abbreviates paths, and steps that many operations share. A step that differs in anything remains as it is.
+std::string abbreviated(std::string text)
+{
+    static const std::pair<std::regex, const char *> abbreviations[] = {
+        {std::regex(GLOBAL_QX), "global:"},
+        {std::regex(LOCAL_QX), "local:"},
+        {std::regex(FLAT_QX), "flat:"},
+        {std::regex(
+             "  (Software profile path for VM|Storing .*part_short_name=null|instcomm: \\w+: no service packs).*\n"),
+         ""},
+        {std::regex("Writing SW profile to (\\S+), len=(\\d+)\n  > sync\n  > shell sync\n  > sync\n  > sync\n"),
+         "written \\1, \\2 bytes\n"},
+        {std::regex(
+             "Error! Can't open file (\\S+), 2 .*\n  Error! inst_decode_sw_profile_ext failed, 4000127aca100002\n"),
+         "no file \\1\n"},
+        {std::regex("smu\\.\\w{6}"), "smu.XXXXXX"},
+        {std::regex("((is NULL|dup str),? [^\n;]*?)\\b\\d{1,3}(?=[;\n]|$)"), "\\1LINE"},
+    };
+    for (const auto &[pattern, abbreviation] : abbreviations) {
+        text = std::regex_replace(text, pattern, abbreviation, std::regex_constants::format_sed);
+    }
+    return text;
+}
+
 // Lists the elements of a set that the other set does not have.
 std::string difference(const char *sign, const std::set<std::string> &set, const std::set<std::string> &other)
 {
@@ -195,29 +219,6 @@ std::string encoding_of(const inst_sw_profile_sdr_ext &profile)
     return bytes;
 }
 
-std::string abbreviated(std::string text)
-{
-    static const std::pair<std::regex, const char *> abbreviations[] = {
-        {std::regex(GLOBAL_QX), "global:"},
-        {std::regex(LOCAL_QX), "local:"},
-        {std::regex(FLAT_QX), "flat:"},
-        {std::regex(
-             "  (Software profile path for VM|Storing .*part_short_name=null|instcomm: \\w+: no service packs).*\n"),
-         ""},
-        {std::regex("Writing SW profile to (\\S+), len=(\\d+)\n  > sync\n  > shell sync\n  > sync\n  > sync\n"),
-         "written \\1, \\2 bytes\n"},
-        {std::regex(
-             "Error! Can't open file (\\S+), 2 .*\n  Error! inst_decode_sw_profile_ext failed, 4000127aca100002\n"),
-         "no file \\1\n"},
-        {std::regex("smu\\.\\w{6}"), "smu.XXXXXX"},
-        {std::regex("((is NULL|dup str),? [^\n;]*?)\\b\\d{1,3}(?=[;\n]|$)"), "\\1LINE"},
-    };
-    for (const auto &[pattern, abbreviation] : abbreviations) {
-        text = std::regex_replace(text, pattern, abbreviation, std::regex_constants::format_sed);
-    }
-    return text;
-}
-
 std::string shown(const char *text)
 {
     const std::string whole = text == nullptr ? "(null)" : text;
@@ -344,11 +345,4 @@ void RepositoryTest::record_checksum(const std::set<std::string> &texts)
         }
     }
     record_line("checksum of " + std::to_string(wordings.size()) + " texts: " + std::to_string(sum));
-}
-
-void RepositoryTest::store_active_profile()
-{
-    const Fetched profile = {new_full_profile()};
-    ASSERT_EQ(store(profile.ptr), 0U);
-    hooks::reset();
 }

@@ -63,9 +63,6 @@ inst_sw_profile_sdr_ext *new_profile_of_size(uint32_t bytes);
 
 std::string encoding_of(const inst_sw_profile_sdr_ext &profile);
 
-// Abbreviates paths, and steps that many operations share. A step that differs in anything remains as it is.
-std::string abbreviated(std::string text);
-
 std::string shown(const char *text); // also a null pointer; at most 60 letters
 std::string joined(char *const *list, uint32_t count);
 
@@ -120,9 +117,6 @@ protected:
     void record_content(const std::string &content);          // of a profile, if it has changed since the last time
     void record_checksum(const std::set<std::string> &texts); // without numbers, paths and names of functions
     std::string output;                                       // of the call being recorded, if not in its Answer
-
-    // Stores an ordinary profile as the active QX profile of default-sdr, and forgets the messages of that.
-    void store_active_profile();
 
     static uint64_t store(inst_sw_profile_sdr_ext *profile, char **err = nullptr)
     {
