@@ -153,7 +153,10 @@ TEST_F(LocationProfileTest, UnpackingStaysInItsDirectory)
           "tar -cf /install_repo/gl/verdalis/linked d && rm d && mkdir d && touch d/b-1-1.rpm && "
           "tar -rf /install_repo/gl/verdalis/linked d/b-1-1.rpm");
     setenv("TAR_OPTIONS", "-P -v", 1);
-    add("whole", VERD_PKG_SMU, {});
+    EXPECT_EQ(add_for({}, "whole", VERD_PKG_SMU), 0U);
+    Fetched profile;
+    EXPECT_EQ(fetch(profile), 0U);
+    EXPECT_EQ(content_of(profile.body()), "whole/1 value 10240 of a-1-1.rpm b-1-1.rpm");
     const fs::path work = (*fs::directory_iterator("/install_repo/tmp")).path();
     EXPECT_EQ(fs::status(work / "a-1-1.rpm").permissions() & fs::perms(06000), fs::perms::none);
     EXPECT_EQ(add_for({}, "linked", VERD_PKG_SMU), INSTCOMM_RC_FAILED);

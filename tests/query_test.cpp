@@ -68,10 +68,18 @@ TEST_F(QueryTest, NamesInAFetchedProfile)
     ask_all("no profile");
 }
 
-TEST_F(QueryTest, InstalledServicePacks)
+TEST_F(QueryTest, ActiveAndCommittedProfiles)
 {
     const auto list = [this](const std::string &title, uint8_t with_committed) {
-        RECORD(title, inst_ldpath_get_all_swprofile_sps("default-sdr", with_committed, &a.list, &a.count));
+        RECORD("service packs: " + title,
+               inst_ldpath_get_all_swprofile_sps("default-sdr", with_committed, &a.list, &a.count));
+    };
+    const auto compare = [this](const std::string &title) {
+        RECORD("masters: " + title, inst_ldpath_is_sdr_master_act_comm_swp_equal("default-sdr", &a.flag));
+    };
+    const auto match = [this](const std::string &title, uint32_t selector) {
+        RECORD("states: " + title, inst_ldpath_check_swp_mismatch_wrapper("default-sdr", 0, VERD_VM_QX, VERD_SWP_ACTIVE,
+                                                                          VERD_SWP_COMMITTED, selector, 0, &a.flag));
     };
     given("default-sdr", VERD_VM_QX, VERD_SWP_ACTIVE, "1", {"SP1", "SP2"});
     given(nullptr, VERD_VM_ADMIN, VERD_SWP_ACTIVE, "1", {"SP3", "SP1"});
@@ -81,29 +89,16 @@ TEST_F(QueryTest, InstalledServicePacks)
     list("active and committed", 1);
     given("default-sdr", VERD_VM_QX, VERD_SWP_COMMITTED, "1", {"SP1", "SP2"});
     list("committed equals active", 1);
-    given("default-sdr", VERD_VM_QX, VERD_SWP_ACTIVE, "1", {});
-    given(nullptr, VERD_VM_ADMIN, VERD_SWP_ACTIVE, "1", {});
-    list("none", 0);
-}
-
-TEST_F(QueryTest, ComparingStates)
-{
-    const auto compare = [this](const std::string &title) {
-        RECORD("masters: " + title, inst_ldpath_is_sdr_master_act_comm_swp_equal("default-sdr", &a.flag));
-    };
-    const auto match = [this](const std::string &title, uint32_t selector) {
-        RECORD("states: " + title, inst_ldpath_check_swp_mismatch_wrapper("default-sdr", 0, VERD_VM_QX, VERD_SWP_ACTIVE,
-                                                                          VERD_SWP_COMMITTED, selector, 0, &a.flag));
-    };
-    given("default-sdr", VERD_VM_QX, VERD_SWP_ACTIVE, "1", {"SP1"});
-    given("default-sdr", VERD_VM_QX, VERD_SWP_COMMITTED, "1", {"SP1"});
     compare("equal");
     match("equal", 0);
-    given("default-sdr", VERD_VM_QX, VERD_SWP_COMMITTED, "2", {"SP1"});
+    given("default-sdr", VERD_VM_QX, VERD_SWP_COMMITTED, "2", {"SP1", "SP2"});
     compare("another version");
     match("another version", 0);
     match("equal packages", 2);
-    RECORD("no key", inst_ldpath_is_sdr_master_act_comm_swp_equal(nullptr, &a.flag));
+    RECORD("masters: no key", inst_ldpath_is_sdr_master_act_comm_swp_equal(nullptr, &a.flag));
+    given("default-sdr", VERD_VM_QX, VERD_SWP_ACTIVE, "1", {});
+    given(nullptr, VERD_VM_ADMIN, VERD_SWP_ACTIVE, "1", {});
+    list("none", 0);
 }
 
 TEST_F(QueryTest, SoftwareOfNodes)

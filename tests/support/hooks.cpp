@@ -135,7 +135,6 @@ HOOK(ACCESS, int, access, (const char *path, int mode), (path, mode), -1, noexce
 HOOK(STAT, int, stat, (const char *path, struct stat *status), (path, status), -1, noexcept)
 HOOK(CLOCK, int, clock_gettime, (clockid_t clock, timespec *now), (clock, now), -1, noexcept)
 HOOK(MKDTEMP, char *, mkdtemp, (char *path), (path), nullptr, noexcept)
-HOOK(MAKE_DIRECTORIES, int, instcomm_create_filepath_dirs, (const char *path), (path), -1)
 HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t count), (to, size, from, count),
      EINVAL)
 HOOK(ENCODE, uint32_t, zeld_inst_sw_profile_sdr_ext_encode_ext,

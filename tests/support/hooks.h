@@ -19,7 +19,7 @@ namespace hooks
     X(ALLOCATION, "allocation") X(FOPEN, "fopen") X(FCLOSE, "fclose") X(FREAD, "fread") X(FWRITE, "fwrite") \
     X(FSEEK, "fseek") X(FTELL, "ftell") X(UNLINK, "unlink") X(ACCESS, "access") X(STAT, "stat") \
     X(CLOCK, "clock_gettime") X(SLEEP, "sleep") X(SYNC, "sync") X(SHELL, "wsystem") X(SYSTEM, "system") \
-    X(RENAME, "rename") X(POPEN, "popen") X(MKDTEMP, "mkdtemp") X(MAKE_DIRECTORIES, "making folders") \
+    X(RENAME, "rename") X(POPEN, "popen") X(MKDTEMP, "mkdtemp") \
     X(STRNCPY_S, "strncpy_s") X(ENCODE, "encode") X(COMPARE, "compare") X(TRACE_OPEN, "trace open") \
     X(UTIL_INIT, "util init") X(LOSE_PATH, "path lost") X(LOSE_TWIN, "twin lost") X(LOSE_PROFILE, "profile lost") \
     X(LOSE_DETAIL, "last detail lost") X(LOSE_DETAILS, "details lost")

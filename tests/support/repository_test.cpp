@@ -16,16 +16,15 @@ void check_messages()
     static std::map<uint32_t, std::string> format_of;
     for (const hooks::Message &message : hooks::messages) {
         EXPECT_EQ(format_of.emplace(message.site, message.format).first->second, message.format) << message.site;
-        std::string types;
-        uint32_t words = 0;
+        std::string types; // texts, and numbers of one word or of two
         for (std::size_t at = 0; (at = message.format.find('%', at)) != std::string::npos; ++at) {
             const char letter = message.format[at + 1];
             types += letter == 's' ? 's' : letter == 'd' || letter == 'u' ? 'd' : 'D';
-            words += types.back() == 's' ? 0 : types.back() == 'd' ? 1 : 2;
         }
         EXPECT_EQ(message.arg_types, types) << message.format;
-        EXPECT_EQ(message.size_class, 4 + words) << message.format;
-        EXPECT_EQ(message.has_strings, types.find('s') == std::string::npos ? 0U : 1U) << message.format;
+        const auto count = [&types](char type) { return std::count(types.begin(), types.end(), type); };
+        EXPECT_EQ(message.size_class, 4 + count('d') + 2 * count('D')) << message.format;
+        EXPECT_EQ(message.has_strings, count('s') == 0 ? 0U : 1U) << message.format;
         EXPECT_NE(message.text, "") << message.format << " is traced, but not logged";
     }
 }
