@@ -61,21 +61,7 @@ TEST_F(CreateTest, FullRequests)
     EXPECT_FALSE(fs::exists(active_bin));
 }
 
-TEST_F(CreateTest, BareRequests)
-{
-    request = {};
-    request.part_type = VERD_SWP_ACTIVE;
-    request.vm_type = VERD_VM_ADMIN;
-    request.num_image_rpms = request.packages_count = 9; // of null arrays
-    create("only a state and a VM type");
-    ASSERT_EQ(inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &fetched.ptr, nullptr), 0U);
-    const inst_sw_profile_sdr &sdr = fetched.ptr->sdr_sw_profile;
-    EXPECT_EQ(sdr.presence[0], 1);
-    EXPECT_EQ(sdr.sw_profile.presence[0], 0b101); // lv_name and packages: present and empty
-    EXPECT_EQ(sdr.sw_profile.image.presence[0], 0b10000);
-}
-
-TEST_F(CreateTest, RejectedRequests)
+TEST_F(CreateTest, BareAndRejectedRequests)
 {
     request.serv_packs = nullptr;
     request.packages_count = 0;
@@ -89,6 +75,17 @@ TEST_F(CreateTest, RejectedRequests)
     std::string large(102400, 'v');
     request.version = large.data();
     create("more than 102400 bytes");
+
+    request = {};
+    request.part_type = VERD_SWP_ACTIVE;
+    request.vm_type = VERD_VM_ADMIN;
+    request.num_image_rpms = request.packages_count = 9; // of null arrays
+    create("only a state and a VM type");
+    ASSERT_EQ(inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &fetched.ptr, nullptr), 0U);
+    const inst_sw_profile_sdr &sdr = fetched.ptr->sdr_sw_profile;
+    EXPECT_EQ(sdr.presence[0], 1);
+    EXPECT_EQ(sdr.sw_profile.presence[0], 0b101); // lv_name and packages: present and empty
+    EXPECT_EQ(sdr.sw_profile.image.presence[0], 0b10000);
 }
 
 } // namespace

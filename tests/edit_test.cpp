@@ -1,9 +1,6 @@
 // Adding packages to a body and removing them.
 #include "support/bodies.h"
 
-#include <algorithm>
-#include <utility>
-
 namespace
 {
 
@@ -14,9 +11,7 @@ protected:
     {
         inst_ldpath_free_swprofile_ext(&profile.ptr);
         profile.ptr = new_profile_of(packages);
-        if (!base_rpms.empty()) {
-            inst_swp_package_set_files(&body().image, new_list(base_rpms), static_cast<uint32_t>(base_rpms.size()));
-        }
+        body().image = new_package(nullptr, base_rpms);
         record_line("a body");
         record_content(content_of(body()));
     }

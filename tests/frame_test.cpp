@@ -84,7 +84,6 @@ TEST_F(FrameTest, MissingArguments)
     const inst_node_loc nodes[2] = {};
     inst_node_loc *copy = nullptr;
     Answer a;
-    Fetched fetched;
     for (const uint64_t rc : {
              inst_ldpath_get_swprofile_image(profile, nullptr),
              inst_ldpath_get_swprofile_filelist(profile, &a.list, nullptr, nullptr),
@@ -131,7 +130,7 @@ TEST_F(FrameTest, MissingArguments)
              inst_ldpath_add_pkg_in_swp(body, nullptr, 0, nullptr, 0, 6, nullptr, nullptr, 0, 0, nullptr),
              inst_ldpath_remove_pkg_in_swp(nullptr, "a", nullptr),
              inst_ldpath_remove_pkg_in_swp(body, nullptr, nullptr),
-             inst_ldpath_get_sdr_swprofile(nullptr, 3, &fetched.ptr),
+             inst_ldpath_get_sdr_swprofile(nullptr, 3, &a.profile),
              inst_ldpath_check_swprofile_exists(nullptr, 0, 2, VERD_VM_QX, &a.flag, nullptr),
              inst_ldpath_check_swprofile_exists(ACTIVE_QX, nullptr, nullptr),
              inst_swp_is_pkg_present(ACTIVE_QX, nullptr, &a.flag),
@@ -143,7 +142,7 @@ TEST_F(FrameTest, MissingArguments)
         EXPECT_EQ(rc, INST_RC_INVALID_ARG);
     }
     EXPECT_TRUE(a.text == nullptr && a.list == nullptr && a.packs == nullptr && a.count == 0);
-    inst_ldpath_free_swprofile_ext(&fetched.ptr);
+    inst_ldpath_free_swprofile_ext(&a.profile);
     inst_ldpath_free_swprofile_ext(nullptr);
     const Lines texts = hooks::lines();
     record_checksum({texts.begin(), texts.end()});

@@ -249,6 +249,7 @@ Answer::~Answer()
     std::free(text);
     inst_free_string_list(count, list);
     free_service_pack(packs);
+    inst_ldpath_free_swprofile_ext(&profile);
 }
 
 std::string Answer::str() const

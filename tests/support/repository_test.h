@@ -88,6 +88,7 @@ struct Answer {
     char **list = nullptr;
     uint32_t count = 0;
     serv_packs *packs = nullptr;
+    inst_sw_profile_sdr_ext *profile = nullptr;
     uint8_t flag = 7; // neither
 
     Answer() = default;
