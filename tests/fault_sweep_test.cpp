@@ -1,7 +1,8 @@
 // Every allocation and every call of a C or platform function fails in every operation, once and with all later calls;
 // with SWP_ALL_ERRORS, each with 14 errors. Afterwards the operation has failed and the disk is unchanged, or it has
 // succeeded completely, or its outcome is one that docs/contract.md lists for a store. The sanitizers check for leaks.
-// The transcript has the results of each operation, and a checksum of all texts.
+// The transcript lists, for each operation and each function that fails in it, the results; and a checksum of all
+// texts.
 #include "support/bodies.h"
 
 #include <memory>

@@ -4,8 +4,6 @@
 namespace
 {
 
-using Info = inst_sw_profile_info;
-
 class QueryTest : public RepositoryTest
 {
 protected:
