@@ -332,7 +332,7 @@ void RepositoryTest::record_content(const std::string &content)
 
 void RepositoryTest::record_checksum(const std::set<std::string> &texts)
 {
-    static const std::regex changing("DEBUG .*? : |/[^ ]+|inst[a-z]*_\\w+|[0-9a-f]*[0-9][0-9a-f]*");
+    static const std::regex changing("DEBUG .*? : |/\\S+|inst[a-z]*_\\w+|[0-9a-f]*[0-9][0-9a-f]*");
     std::set<std::string> wordings;
     for (const std::string &text : texts) {
         wordings.insert(std::regex_replace(text, changing, ""));
