@@ -38,41 +38,8 @@ TEST_F(CreateTest, FullRequests)
     create("no package belongs to a service pack");
     EXPECT_FALSE(inst_sw_profile_info_has_sp_details(&created_body()));
     EXPECT_FALSE(inst_sw_profile_info_has_sp_names(&fetched.body()));
-}
 
-TEST_F(CreateTest, BareRequests)
-{
-    request = {};
-    request.part_type = VERD_SWP_ACTIVE;
-    request.vm_type = VERD_VM_ADMIN;
-    request.num_image_rpms = request.packages_count = 9; // of null arrays
-    create("only a state and a VM type");
-    ASSERT_EQ(inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &fetched.ptr, nullptr), 0U);
-    const inst_sw_profile_sdr &sdr = fetched.ptr->sdr_sw_profile;
-    EXPECT_EQ(sdr.presence[0], 1);
-    EXPECT_EQ(sdr.sw_profile.presence[0], 0b101); // lv_name and packages: present and empty
-    EXPECT_EQ(sdr.sw_profile.image.presence[0], 0b10000);
-}
-
-TEST_F(CreateTest, RejectedRequests)
-{
-    RECORD("no request", inst_ldpath_create_sdr_swprofile(nullptr));
-    request.serv_packs = nullptr;
-    request.packages_count = 0;
-    request.sdr_key = nullptr;
-    create("global, no key");
-    EXPECT_EQ(rpms[0], rpm_c); // not sorted
-    request.is_local = 1;
-    create("local, no key");
-    request.part_type = 4;
-    create("state 4");
-    std::string large(102400, 'v');
-    request.version = large.data();
-    create("more than 102400 bytes");
-}
-
-TEST_F(CreateTest, OptionalPackagesAreCopiedFirst)
-{
+    // Optional packages are copied first.
     write_file("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1", "a");
     write_file("/misc/disk1/usb/opt_pkgs/beta-1.0-r1", "b");
     write_file("/install_repo/gl/qx/x", "");
@@ -92,6 +59,33 @@ TEST_F(CreateTest, OptionalPackagesAreCopiedFirst)
     fs::remove("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1");
     create("a copy fails, no service packs");
     EXPECT_FALSE(fs::exists(active_bin));
+}
+
+TEST_F(CreateTest, BareAndRejectedRequests)
+{
+    request.serv_packs = nullptr;
+    request.packages_count = 0;
+    request.sdr_key = nullptr;
+    create("global, no key");
+    EXPECT_EQ(rpms[0], rpm_c); // not sorted
+    request.is_local = 1;
+    create("local, no key");
+    request.part_type = 4;
+    create("state 4");
+    std::string large(102400, 'v');
+    request.version = large.data();
+    create("more than 102400 bytes");
+
+    request = {};
+    request.part_type = VERD_SWP_ACTIVE;
+    request.vm_type = VERD_VM_ADMIN;
+    request.num_image_rpms = request.packages_count = 9; // of null arrays
+    create("only a state and a VM type");
+    ASSERT_EQ(inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &fetched.ptr, nullptr), 0U);
+    const inst_sw_profile_sdr &sdr = fetched.ptr->sdr_sw_profile;
+    EXPECT_EQ(sdr.presence[0], 1);
+    EXPECT_EQ(sdr.sw_profile.presence[0], 0b101); // lv_name and packages: present and empty
+    EXPECT_EQ(sdr.sw_profile.image.presence[0], 0b10000);
 }
 
 } // namespace

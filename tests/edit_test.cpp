@@ -1,9 +1,6 @@
 // Adding packages to a body and removing them.
 #include "support/bodies.h"
 
-#include <algorithm>
-#include <utility>
-
 namespace
 {
 
@@ -14,9 +11,7 @@ protected:
     {
         inst_ldpath_free_swprofile_ext(&profile.ptr);
         profile.ptr = new_profile_of(packages);
-        if (!base_rpms.empty()) {
-            inst_swp_package_set_files(&body().image, new_list(base_rpms), static_cast<uint32_t>(base_rpms.size()));
-        }
+        body().image = new_package(nullptr, base_rpms);
         record_line("a body");
         record_content(content_of(body()));
     }
@@ -29,11 +24,9 @@ protected:
         Addition addition(name.c_str(), paths);
         record("add " + name.substr(0, 60) + " of type " + std::to_string(type), [&](Answer &, char **err) {
             const uint64_t rc = addition.add_to(body(), value, type, source, err);
-            output = addition.superseded_count == 77 ? "no count" : "";
-            output += addition.superseded[0] == nullptr ? "" : "supersedes";
-            for (const char *const superseded : addition.superseded) {
-                output += superseded == nullptr ? "" : std::string(" ") + superseded;
-            }
+            const bool is_counted = addition.superseded_count != 77;
+            const std::string superseded = joined(addition.superseded, is_counted ? addition.superseded_count : 0);
+            output = !is_counted ? "no count" : superseded.empty() ? "" : "supersedes" + superseded;
             return rc;
         });
         record_content(content_of(body()));
@@ -99,20 +92,17 @@ TEST_F(EditTest, NewRules)
 TEST_F(EditTest, ServicePacks)
 {
     g_inst_pkg_fmt_info.is_new_format = 1;
-    write_file("/tmp/enable_sp_debugs", "");
     const ServicePacks packs{{"SP2", {"a-1-1.x86_64", nullptr, "b-1-1"}}, {"SP1", {"a-1-1"}}, {"SP3", {"b-1-1"}}};
     const ServicePacks more{{"SP4", {"d-1-1"}}}, other{{"SP6", {"e-1-1"}}}, nameless{{nullptr, {"e-1-1"}}};
     given({});
     add("a-1-1", 8, {}, packs.source());
     add("b-1-1.noarch", 8, {}, packs.source()); // SP2 exists
     add("c-1-1", 8, {}, packs.source());        // belongs to no service pack
-    fs::remove("/tmp/enable_sp_debugs");
     add("d-1-1", 8, {}, more.source());
     write_file("/tmp/emi_sp_get_rpm_names_failure", "");
     add("e-1-1", 8, {}, more.source());
     EXPECT_FALSE(fs::exists("/tmp/emi_sp_get_rpm_names_failure"));
     add("e-1-1", 8, {}, nameless.source());
-    write_file("/tmp/enable_sp_debugs", "");
     zeld_sp_detail_free_ext(&body().sp_details[--body().sp_details_count], std::free);
     add("e-1-1", 8, {}, other.source()); // a name without its detail
     g_inst_pkg_fmt_info.is_new_format = 0;
@@ -138,25 +128,20 @@ TEST_F(EditTest, Removing)
     EXPECT_EQ(body().image.files, nullptr);
 }
 
-TEST_F(EditTest, MissingArguments)
+TEST_F(EditTest, CallersWithoutCountOrList)
 {
     given({new_package("smu-1-1", {}, 5)});
     char *superseded[8] = {};
-    const auto add_without_count = [&](inst_sw_profile_info *to, char *name, char **err) {
-        return inst_ldpath_add_pkg_in_swp(to, name, 3, nullptr, 0, 6, superseded, nullptr, 0, 0, err);
+    const auto add_without = [&](const char *name, char **list, uint32_t *count) {
+        RECORD(name, inst_ldpath_add_pkg_in_swp(&body(), strdup(name), 0, nullptr, 0, 6, list, count, 0, 0, err));
     };
-    char name[] = "x-1-1";
-    RECORD("add, no body", add_without_count(nullptr, name, err));
-    RECORD("add, no name", add_without_count(&body(), nullptr, err));
-    RECORD("remove, no body", inst_ldpath_remove_pkg_in_swp(nullptr, name, err));
-    RECORD("remove, no name", inst_ldpath_remove_pkg_in_swp(&body(), nullptr, err));
-    RECORD("add, no count", add_without_count(&body(), strdup("smu-2-1"), err));
+    add_without("smu-2-1", superseded, nullptr);
     g_inst_pkg_fmt_info.is_new_format = 1;
-    RECORD("add under the new rules, no count", add_without_count(&body(), strdup("smu-3-1"), err));
+    add_without("smu-3-1", superseded, nullptr);
     EXPECT_EQ(superseded[0], nullptr); // a caller without the count would not free it
-    RECORD("add, no list",
-           inst_ldpath_add_pkg_in_swp(&body(), strdup("smu-4-1"), 3, nullptr, 0, 6, nullptr, nullptr, 0, 0, err));
-    record_content(content_of(body())); // without files: their array is null
+    uint32_t count = 0;
+    add_without("smu-4-1", nullptr, &count);
+    record_content(content_of(body()));
 }
 
 } // namespace

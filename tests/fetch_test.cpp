@@ -31,7 +31,6 @@ TEST_F(FetchTest, FixedGetters)
         fs::remove(path);
     }
     Fetched fetched;
-    RECORD("no key", inst_ldpath_get_sdr_swprofile(nullptr, VERD_SWP_PREPARED, &fetched.ptr));
     RECORD("state 4", inst_ldpath_get_sdr_swprofile("s", 4, &fetched.ptr));
     RECORD("no file", inst_ldpath_get_sdr_swprofile("t", VERD_SWP_PREPARED, &fetched.ptr));
 }
@@ -43,33 +42,14 @@ TEST_F(FetchTest, GeneralGetters)
         RECORD("global, " + title, inst_ldpath_get_swprofile("s", 0, state, VERD_VM_QX, profile_p, err));
         RECORD("local, " + title, inst_ldpath_get_swprofile("s", 1, state, VERD_VM_QX, profile_p, err));
         RECORD("local only, " + title, inst_ldpath_get_local_swprofile("s", state, VERD_VM_QX, profile_p, err));
+        RECORD("if it exists, " + title, inst_ldpath_get_sw_profile_if_exists("s", 0, state, VERD_VM_QX, profile_p));
     };
     get_all("state 4", 4, &fetched.ptr);
     get_all("no file", 2, &fetched.ptr);
     get_all("no out-parameter", 2, nullptr);
-    fail_in_call(hooks::ALLOCATION);
-    RECORD("no memory for the text before the hint", inst_ldpath_get_swprofile("s", 1, 1, 1, &fetched.ptr, err));
+    RECORD("no memory for the text before the hint",
+           (hooks::fail(hooks::ALLOCATION), inst_ldpath_get_swprofile("s", 1, 1, 1, &fetched.ptr, err)));
     EXPECT_EQ(fetched.ptr, nullptr);
-}
-
-TEST_F(FetchTest, AProfileThatMayNotExist)
-{
-    Fetched fetched;
-    const auto get = [&](const std::string &title, int32_t state, inst_sw_profile_sdr_ext **profile_p) {
-        RECORD(title, inst_ldpath_get_sw_profile_if_exists("default-sdr", 0, state, VERD_VM_QX, profile_p));
-    };
-    write_file(active_bin, "junk");
-    get("junk", 2, &fetched.ptr);
-    get("state 0", 0, &fetched.ptr);
-    get("no out-parameter", 2, nullptr);
-    EXPECT_EQ(fetched.ptr, nullptr);
-    store_active_profile();
-    get("a profile", 2, &fetched.ptr);
-    ASSERT_NE(fetched.ptr, nullptr);
-    inst_ldpath_free_swprofile_ext(&fetched.ptr);
-    EXPECT_EQ(fetched.ptr, nullptr);
-    inst_ldpath_free_swprofile_ext(&fetched.ptr);
-    inst_ldpath_free_swprofile_ext(nullptr);
 }
 
 } // namespace

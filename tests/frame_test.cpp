@@ -1,9 +1,8 @@
-// Initialisation, messages, DEBUG lines, error texts, enumerations.
-#include "support/repository_test.h"
+// Initialisation, missing arguments, messages, heads of DEBUG lines, error texts, result codes.
+#include "support/bodies.h"
 
 #include <csignal>
 #include <cstring>
-#include <map>
 #include <regex>
 
 namespace
@@ -74,44 +73,79 @@ TEST_F(FrameTest, FailedInitialisation)
     EXPECT_EQ(hooks::messages[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
 }
 
-// The DEBUG lines of the library, each with the lowest verbosity at which it is written.
-TEST_F(FrameTest, DebugLinesHaveTheirThresholds)
+// Each pointer that an operation requires is null once.
+TEST_F(FrameTest, MissingArguments)
 {
-    std::map<std::string, int> threshold_of; // of lines without their numbers and paths
-    const auto record_debug = [&](const std::function<uint64_t(char **)> &call) {
-        static const std::regex head("DEBUG .* tid \\d+, (\\w+), \\d+ : "), changing("/\\S+|[0-9a-f]{3,}");
-        for (const int verbosity : {0, 1, 2, 3, 4}) {
-            store_active_profile();
-            Text text;
-            g_inst_common_debug_verbosity_level = static_cast<uint16_t>(verbosity);
-            g_inst_common_debug_prefix = 2;
-            testing::internal::CaptureStderr();
-            call(&text.ptr);
-            g_inst_common_debug_verbosity_level = 0;
-            std::istringstream lines(std::regex_replace(testing::internal::GetCapturedStderr(), head, "$1: "));
-            for (std::string line; std::getline(lines, line);) {
-                if (threshold_of.emplace(std::regex_replace(line, changing, ""), verbosity).second) {
-                    record_line(std::to_string(verbosity) + " " + line);
-                }
-            }
-        }
-    };
-#define RECORD_DEBUG(call) record_debug([&]([[maybe_unused]] char **err) -> uint64_t { return call; })
-    Fetched fetched, profile = {new_full_profile()};
-    uint8_t flag = 0;
-    RECORD_DEBUG(inst_get_boot_active_swp_flag("s", err, 0, VERD_VM_QX));
-    RECORD_DEBUG(inst_get_boot_active_swp_flag("s", err, 1, VERD_VM_QX));
-    RECORD_DEBUG(inst_ldpath_store_sdr_swprofile(profile.ptr, 0, VERD_SWP_ACTIVE, nullptr, VERD_VM_QX, err));
-    RECORD_DEBUG(inst_ldpath_get_sdr_swprofile("s", VERD_SWP_ACTIVE, &fetched.ptr));
-    RECORD_DEBUG(inst_ldpath_get_swprofile("s", 0, 4, VERD_VM_QX, &fetched.ptr, err));
-    RECORD_DEBUG(inst_swp_is_pkg_present(ACTIVE_QX, "beta-2.0-r1", &flag));
-    RECORD_DEBUG(inst_swp_get_package_rpms(nullptr, 0, 2, VERD_VM_QX, "x", &flag, nullptr, nullptr, err));
-    for (const char *const key : {"default-sdr", "s"}) {
-        RECORD_DEBUG(inst_ldpath_check_swprofile_exists(key, 0, VERD_SWP_ACTIVE, VERD_VM_QX, &flag, err));
+    const Fetched full = {new_full_profile()};
+    inst_sw_profile_sdr_ext *const profile = full.ptr;
+    inst_sw_profile_info *const body = &full.body();
+    const ServicePacks packs{{"SP1", {"a"}}};
+    char **const rpms = packs.set->service_packs->sp_rpms;
+    const inst_node_loc nodes[2] = {};
+    inst_node_loc *copy = nullptr;
+    Answer a;
+    for (const uint64_t rc : {
+             inst_ldpath_get_swprofile_image(profile, nullptr),
+             inst_ldpath_get_swprofile_filelist(profile, &a.list, nullptr, nullptr),
+             inst_ldpath_get_swprofile_pkgs(profile, nullptr, &a.count),
+             inst_ldpath_get_swprofile_pkgs(profile, &a.list, nullptr),
+             inst_ldpath_get_swprofile_img_pkgs(profile, nullptr, &a.list, &a.count, 0, 0, nullptr),
+             inst_ldpath_get_swprofile_img_pkgs(profile, &a.text, nullptr, &a.count, 0, 0, nullptr),
+             inst_ldpath_get_swprofile_img_pkgs(profile, &a.text, &a.list, nullptr, 0, 0, nullptr),
+             inst_ldpath_get_swprofile_sps(profile, nullptr, &a.count, nullptr, nullptr),
+             inst_ldpath_get_swprofile_sps(profile, &a.list, nullptr, nullptr, nullptr),
+             inst_ldpath_tag_sp_pkg_in_swp(nullptr, packs.set, &a.flag),
+             inst_ldpath_tag_sp_pkg_in_swp(body, nullptr, &a.flag),
+             inst_ldpath_tag_sp_pkg_in_swp(body, packs.set, nullptr),
+             inst_ldpath_untag_sp_pkg_in_swp(nullptr, packs.set),
+             inst_ldpath_untag_sp_pkg_in_swp(body, nullptr),
+             inst_remove_rpms_part_of_active_sp(nullptr, rpms, 1, &a.list, &a.count),
+             inst_remove_rpms_part_of_active_sp(body, nullptr, 1, &a.list, &a.count),
+             inst_remove_rpms_part_of_active_sp(body, rpms, 1, nullptr, &a.count),
+             inst_remove_rpms_part_of_active_sp(body, rpms, 1, &a.list, nullptr),
+             instmgr_convert_sp_det_to_serv_pack(nullptr, packs.set->service_packs, 1),
+             instmgr_convert_sp_det_to_serv_pack(&a.packs, nullptr, 1),
+             instcomm_duplicate_sp_list(nullptr, packs.set, "caller"),
+             instcomm_duplicate_sp_list(&a.packs, nullptr, "caller"),
+             instcomm_duplicate_sp_list(&a.packs, packs.set, nullptr),
+             instmgr_cmp_sw_version(0, 0, 0, "1", nullptr),
+             instmgr_check_node_in_loc_mswp(0, 0, 0, nullptr),
+             inst_ldpath_check_swp_mismatch_wrapper("s", 0, 3, 1, 2, 0, 0, nullptr),
+             inst_swp_get_package_rpms(ACTIVE_QX, nullptr, nullptr, nullptr, nullptr, nullptr),
+             verd_inst_dup_node_loc_list(2, nodes, nullptr),
+             verd_inst_dup_node_loc_list(2, nullptr, &copy),
+             inst_ldpath_get_all_swprofile_sps("s", 0, nullptr, &a.count),
+             inst_ldpath_get_all_swprofile_sps(nullptr, 0, &a.list, &a.count),
+             inst_ldpath_get_all_swprofile_sps("s", 0, &a.list, nullptr),
+             inst_ldpath_is_sdr_master_act_comm_swp_equal("s", nullptr),
+             inst_ldpath_add_pkg_location(nullptr, 0, 2, VERD_VM_QX, nullptr, 0, "a-1-1", 0, 8, 0),
+             inst_ldpath_add_pkg_location(ACTIVE_QX, nullptr, 1, "a-1-1", 0, 8, 0),
+             inst_ldpath_add_pkg_location(ACTIVE_QX, nullptr, 0, nullptr, 0, 8, 0),
+             inst_ldpath_add_image_location(ACTIVE_QX, nullptr, 0, nullptr, nullptr),
+             inst_ldpath_create_sdr_swprofile(nullptr),
+             inst_ldpath_delete_swprofile(nullptr, 1, VERD_VM_QX),
+             inst_ldpath_delete_swprofile_file(nullptr),
+             inst_get_boot_active_swp_flag("s", nullptr, 0, VERD_VM_QX),
+             inst_ldpath_add_pkg_in_swp(nullptr, rpms[0], 0, nullptr, 0, 6, nullptr, nullptr, 0, 0, nullptr),
+             inst_ldpath_add_pkg_in_swp(body, nullptr, 0, nullptr, 0, 6, nullptr, nullptr, 0, 0, nullptr),
+             inst_ldpath_remove_pkg_in_swp(nullptr, "a", nullptr),
+             inst_ldpath_remove_pkg_in_swp(body, nullptr, nullptr),
+             inst_ldpath_get_sdr_swprofile(nullptr, 3, &a.profile),
+             inst_ldpath_check_swprofile_exists(nullptr, 0, 2, VERD_VM_QX, &a.flag, nullptr),
+             inst_ldpath_check_swprofile_exists(ACTIVE_QX, nullptr, nullptr),
+             inst_swp_is_pkg_present(ACTIVE_QX, nullptr, &a.flag),
+             inst_swp_is_pkg_present(nullptr, 0, 2, VERD_VM_QX, "a", &a.flag),
+             inst_swp_get_package_rpms(nullptr, 0, 2, VERD_VM_QX, "a", nullptr, &a.list, &a.count, nullptr),
+             inst_get_image_name(nullptr, &a.text),
+             instcomm_add_host_pkgs_to_swp(2, nullptr, 0, 1, nullptr, 0),
+         }) {
+        EXPECT_EQ(rc, INST_RC_INVALID_ARG);
     }
-    RECORD_DEBUG(inst_ldpath_is_sdr_master_act_comm_swp_equal("default-sdr", &flag));
-    RECORD_DEBUG(inst_ldpath_swp_copy("s", 1, VERD_VM_QX, 2, 3, err));
-    RECORD_DEBUG(inst_ldpath_delete_swprofile("s", 1, VERD_VM_QX));
+    EXPECT_TRUE(a.text == nullptr && a.list == nullptr && a.packs == nullptr && a.count == 0);
+    inst_ldpath_free_swprofile_ext(&a.profile);
+    inst_ldpath_free_swprofile_ext(nullptr);
+    const Lines texts = hooks::lines();
+    record_checksum({texts.begin(), texts.end()});
 }
 
 TEST_F(FrameTest, MessagesLeaveErrnoAlone)
@@ -137,6 +171,7 @@ TEST_F(FrameTest, HeadsOfDebugLines)
     const std::string time = "DEBUG [A-Z][a-z]{2} \\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}";
     const std::string thread = time + " pid " + std::to_string(getpid()) + ", tid \\d+";
     EXPECT_TRUE(matches(4, 0, time + " : "));
+    EXPECT_FALSE(matches(3, 0, ".*"));
     EXPECT_TRUE(matches(9, 1, thread + " : "));
     EXPECT_TRUE(matches(4, 2, thread + ", inst_ldpath_check_swprofile_exists, \\d+ : "));
     hooks::fail(hooks::CLOCK, hooks::ALWAYS);
@@ -148,8 +183,8 @@ TEST_F(FrameTest, ErrorTextsListTheCausesInAtMost2047Bytes)
     Text text;
     Fetched fetched;
     for (inst_sw_profile_sdr_ext **const profile_p : {&fetched.ptr, static_cast<decltype(&fetched.ptr)>(nullptr)}) {
-        inst_ldpath_get_swprofile("x", 0, 4, VERD_VM_QX, profile_p,
-                                  &text.ptr); // the second time the slot has a text already
+        // The second time, the slot has a text already.
+        inst_ldpath_get_swprofile("x", 0, 4, VERD_VM_QX, profile_p, &text.ptr);
         EXPECT_EQ(text.str(), "E:Error as partition type is invalid;E:Failed to get QX software profile file;");
     }
     fs::create_directories("/install_repo/gl/instdb/sdr");

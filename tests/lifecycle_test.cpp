@@ -4,38 +4,28 @@
 namespace
 {
 
-// Files that are no profiles: these operations do not read them. Each has its own path as its content.
-void write_files(const Lines &paths)
+// The files of a state of the local QX profile of default-sdr. They are no profiles: these operations do not read them.
+std::vector<fs::path> files_of(const std::string &state)
 {
-    fs::remove_all("/install_repo/local");
-    for (const std::string &path : paths) {
-        write_file("/install_repo/" + path, path);
-    }
+    const std::string file = LOCAL_QX + state, copy = FLAT_QX + state;
+    return {file + ".bin", file + ".txt", copy + ".bin", copy + ".txt"};
 }
 
-// The four files of each state of the local QX profile of default-sdr.
 void write_states(const Lines &states)
 {
-    Lines paths;
     for (const std::string &state : states) {
-        for (const std::string folder : {"local/sdr/default-sdr", "local"}) {
-            paths.push_back(folder + "/qx-swprofile-" + state + ".bin");
-            paths.push_back(folder + "/qx-swprofile-" + state + ".txt");
+        for (const fs::path &file : files_of(state)) {
+            write_file(file, state + file.extension().string());
         }
     }
-    write_files(paths);
 }
 
-// The state from which the text twin and the flat copies of this state were moved or copied.
-std::string origin_of(const std::string &state)
+// The files of a state have been moved or copied from another state.
+void expect_origin(const std::string &state, const std::string &origin)
 {
-    std::string origins;
-    for (const std::string &file : {"sdr/default-sdr/qx-swprofile-" + state + ".txt", "qx-swprofile-" + state + ".bin",
-                                    "qx-swprofile-" + state + ".txt"}) {
-        const std::string path = read_file("/install_repo/local/" + file);
-        origins += path.substr(std::min(path.size(), path.rfind('-') + 1)) + " ";
+    for (const fs::path &file : files_of(state)) {
+        EXPECT_EQ(read_file(file), origin + file.extension().string());
     }
-    return origins;
 }
 
 using LifecycleTest = RepositoryTest;
@@ -45,9 +35,7 @@ TEST_F(LifecycleTest, Deleting)
     write_states({"active", "prepared"});
     RECORD("a file", inst_ldpath_delete_swprofile_file("/install_repo/local/sdr/default-sdr/qx-swprofile-active.bin"));
     RECORD("all states", inst_ldpath_delete_swprofile("default-sdr", 1, VERD_VM_QX));
-    RECORD("no key", inst_ldpath_delete_swprofile(nullptr, 1, VERD_VM_QX));
     RECORD("Host has no profile", inst_ldpath_delete_swprofile("s", 0, VERD_VM_HOST));
-    RECORD("no path", inst_ldpath_delete_swprofile_file(nullptr));
     write_file("/install_repo/x", "");
     RECORD("a file without extension", inst_ldpath_delete_swprofile_file("/install_repo/x"));
 }
@@ -59,10 +47,13 @@ TEST_F(LifecycleTest, Promoting)
     };
     write_states({"active", "prepared"});
     promote("over an active profile", 1);
-    EXPECT_EQ(origin_of("active"), "prepared.txt prepared.bin prepared.txt ");
-    write_files({"local/sdr/default-sdr/qx-swprofile-prepared.bin", "local/sdr/default-sdr/qx-swprofile-active.txt"});
+    expect_origin("active", "prepared");
+    fs::remove_all("/install_repo/local");
+    write_file(LOCAL_QX + std::string("prepared.bin"), "new");
+    write_file(LOCAL_QX + std::string("active.txt"), "old");
     promote("without text twin and flat copies", 1);
-    write_files({"gl/instdb/sdr/default-sdr/qx-swprofile-prepared.bin", "local/qx-swprofile-prepared.bin"});
+    write_file(GLOBAL_QX + std::string("prepared.bin"), "new");
+    write_file(FLAT_QX + std::string("prepared.bin"), "new");
     promote("a global profile has no flat copies", 0);
 }
 
@@ -74,15 +65,16 @@ TEST_F(LifecycleTest, Copying)
     };
     write_states({"active", "committed"});
     copy("over a committed profile");
-    EXPECT_EQ(origin_of("committed"), "active.txt active.bin active.txt ");
+    expect_origin("committed", "active");
     copy("the same state", VERD_SWP_ACTIVE, VERD_SWP_ACTIVE);
     copy("no prepared profile", VERD_SWP_PREPARED);
     copy("from state 9", 9);
     copy("to state 9", VERD_SWP_ACTIVE, 9);
-    write_files({"local/sdr/s/uvf-swprofile-active.bin", "local/sdr/s/uvf-swprofile-committed.txt"});
+    write_file("/install_repo/local/sdr/s/uvf-swprofile-active.bin", "new");
+    write_file("/install_repo/local/sdr/s/uvf-swprofile-committed.txt", "old");
     copy("without text twin; UVF has no flat copies", VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, "s", VERD_VM_UVF);
     const std::string key(100, 'k'); // the command is cut, and creates a file of another name
-    write_files({"local/sdr/" + key + "/qx-swprofile-active.bin"});
+    write_file("/install_repo/local/sdr/" + key + "/qx-swprofile-active.bin", "new");
     copy("a command that is too long", VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, key.c_str());
 }
 

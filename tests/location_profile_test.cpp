@@ -78,6 +78,8 @@ private:
 
 TEST_F(LocationProfileTest, PackagesForNodes)
 {
+    RECORD("locations, no profile", has_locations());
+    RECORD("locations, no key", inst_ldpath_chk_loc_profile_exists(nullptr, 0, 2, VERD_VM_QX));
     given({new_package("old-1-1", {}, 5)});
     EXPECT_EQ(has_locations(), 0);
     add("a-1-1", 8, {1, 2});
@@ -151,7 +153,10 @@ TEST_F(LocationProfileTest, UnpackingStaysInItsDirectory)
           "tar -cf /install_repo/gl/verdalis/linked d && rm d && mkdir d && touch d/b-1-1.rpm && "
           "tar -rf /install_repo/gl/verdalis/linked d/b-1-1.rpm");
     setenv("TAR_OPTIONS", "-P -v", 1);
-    add("whole", VERD_PKG_SMU, {});
+    EXPECT_EQ(add_for({}, "whole", VERD_PKG_SMU), 0U);
+    Fetched profile;
+    EXPECT_EQ(fetch(profile), 0U);
+    EXPECT_EQ(content_of(profile.body()), "whole/1 value 10240 of a-1-1.rpm b-1-1.rpm");
     const fs::path work = (*fs::directory_iterator("/install_repo/tmp")).path();
     EXPECT_EQ(fs::status(work / "a-1-1.rpm").permissions() & fs::perms(06000), fs::perms::none);
     EXPECT_EQ(add_for({}, "linked", VERD_PKG_SMU), INSTCOMM_RC_FAILED);
@@ -167,6 +172,7 @@ TEST_F(LocationProfileTest, UnpackingStaysInItsDirectory)
 
 TEST_F(LocationProfileTest, ImagesForNodes)
 {
+    add_image("no profile", nullptr, {});
     given({});
     add_image("qx-image", nullptr, {1});
     add_image("qx", "2.0", {2, 2}); // the beginning of the existing name
@@ -174,20 +180,6 @@ TEST_F(LocationProfileTest, ImagesForNodes)
     add("a-1-1", 8, {});
     add("a-1-1", 8, {4});
     add_image("", "2.0", {3}); // a location without an image does not have it
-}
-
-TEST_F(LocationProfileTest, Failures)
-{
-    RECORD("locations, no profile", has_locations());
-    RECORD("locations, no key", inst_ldpath_chk_loc_profile_exists(nullptr, 0, 2, VERD_VM_QX));
-    add_image("i", nullptr, {});
-    const auto add_null = [](const char *key, const char *name, uint32_t count) {
-        return inst_ldpath_add_pkg_location(key, 0, 2, VERD_VM_QX, nullptr, count, name, 0, 8, 0);
-    };
-    RECORD("no package", add_null("default-sdr", nullptr, 0));
-    RECORD("no array of nodes", add_null("default-sdr", "a-1-1", 1));
-    RECORD("no image", inst_ldpath_add_image_location(ACTIVE_QX, nullptr, 0, nullptr, nullptr));
-    RECORD("no key", add_null(nullptr, "a-1-1", 0));
 }
 
 TEST_F(LocationProfileTest, ATestFileEndsTheProcess)

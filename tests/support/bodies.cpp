@@ -1,25 +1,5 @@
 #include "support/bodies.h"
 
-namespace
-{
-
-std::string shown(const char *text)
-{
-    const std::string whole = text == nullptr ? "(null)" : text;
-    return whole.size() > 60 ? whole.substr(0, 60) + "..." : whole;
-}
-
-std::string joined(char *const *list, uint32_t count)
-{
-    std::string text;
-    for (uint32_t i = 0; i < count; ++i) {
-        text += " " + shown(list[i]);
-    }
-    return text;
-}
-
-} // namespace
-
 ServicePacks::ServicePacks(std::initializer_list<Pack> packs) : set(new_array<serv_packs>())
 {
     auto *const array = new_array<service_pack>(packs.size());

@@ -56,14 +56,6 @@ bool fires(Function function, const char *what = nullptr, const char *argument =
     return true;
 }
 
-__attribute__((format(printf, 1, 0))) std::string formatted(const char *format, va_list arguments)
-{
-    const Inside inside;
-    char text[8192];
-    std::vsnprintf(text, sizeof text, format, arguments);
-    return text;
-}
-
 template <class F> F *next(const char *name)
 {
     const Inside inside;
@@ -107,18 +99,14 @@ std::vector<std::string> lines()
 using namespace hooks;
 
 #define HOOK(function, result, name, parameters, arguments, failure, ...)                                              \
+    RECORDED_HOOK(function, result, name, parameters, arguments, nullptr, "", failure, __VA_ARGS__)
+
+// A hook that records the call as an event.
+#define RECORDED_HOOK(function, result, name, parameters, arguments, what, argument, failure, ...)                     \
     extern "C" result name parameters __VA_ARGS__                                                                      \
     {                                                                                                                  \
         static auto *const original = next<result parameters>(#name);                                                  \
-        return fires(function) ? (failure) : original arguments;                                                       \
-    }
-
-// A hook that records the call as an event.
-#define RECORDED_HOOK(function, name, parameters, arguments, what, argument, ...)                                      \
-    extern "C" int name parameters __VA_ARGS__                                                                         \
-    {                                                                                                                  \
-        static auto *const original = next<int parameters>(#name);                                                     \
-        return fires(function, what, argument) ? -1 : original arguments;                                              \
+        return fires(function, what, argument) ? (failure) : original arguments;                                       \
     }
 
 #define ALLOCATOR(name, parameters, arguments, bytes)                                                                  \
@@ -132,14 +120,11 @@ ALLOCATOR(malloc, (size_t size), (size), size)
 ALLOCATOR(calloc, (size_t count, size_t size), (count, size), count *size)
 ALLOCATOR(realloc, (void *memory, size_t size), (memory, size), size)
 
-extern "C" char *strdup(const char *text) noexcept
+extern "C" char *strdup(const char *text) noexcept // that of a sanitizer would not call malloc()
 {
-    static auto *const original = next<char *(const char *)>("strdup");
-    if (fires(ALLOCATION)) {
-        return nullptr;
-    }
-    const Inside inside; // its allocation has been counted
-    return original(text);
+    const std::size_t size = std::strlen(text) + 1;
+    void *const copy = malloc(size);
+    return static_cast<char *>(copy == nullptr ? nullptr : std::memcpy(copy, text, size));
 }
 
 HOOK(FOPEN, FILE *, fopen, (const char *path, const char *mode), (path, mode), nullptr)
@@ -150,7 +135,6 @@ HOOK(ACCESS, int, access, (const char *path, int mode), (path, mode), -1, noexce
 HOOK(STAT, int, stat, (const char *path, struct stat *status), (path, status), -1, noexcept)
 HOOK(CLOCK, int, clock_gettime, (clockid_t clock, timespec *now), (clock, now), -1, noexcept)
 HOOK(MKDTEMP, char *, mkdtemp, (char *path), (path), nullptr, noexcept)
-HOOK(MAKE_DIRECTORIES, int, instcomm_create_filepath_dirs, (const char *path), (path), -1)
 HOOK(STRNCPY_S, int, strncpy_s, (char *to, size_t size, const char *from, size_t count), (to, size, from, count),
      EINVAL)
 HOOK(ENCODE, uint32_t, zeld_inst_sw_profile_sdr_ext_encode_ext,
@@ -223,9 +207,10 @@ extern "C" size_t fwrite(const void *from, size_t size, size_t count, FILE *stre
     return done;
 }
 
-RECORDED_HOOK(UNLINK, unlink, (const char *path), (path), "unlink ", path, noexcept)
-RECORDED_HOOK(RENAME, rename, (const char *from, const char *to), (from, to), "rename ", from, noexcept)
-RECORDED_HOOK(SYSTEM, system, (const char *command), (command), "system ", command)
+RECORDED_HOOK(UNLINK, int, unlink, (const char *path), (path), "unlink ", path, -1, noexcept)
+RECORDED_HOOK(RENAME, int, rename, (const char *from, const char *to), (from, to), "rename ", from, -1, noexcept)
+RECORDED_HOOK(SYSTEM, int, system, (const char *command), (command), "system ", command, -1)
+RECORDED_HOOK(POPEN, FILE *, popen, (const char *command, const char *mode), (command, mode), "run ", command, nullptr)
 
 extern "C" int fsync(int)
 {
@@ -256,21 +241,6 @@ extern "C" int wsystem(const char *command)
     return is_failing ? -1 : std::strcmp(command, "sync") == 0 ? 0 : original(command);
 }
 
-#define RUN_HOOK(name, out_type, size_type)                                                                            \
-    extern "C" uint64_t name(out_type out, size_type size, const char *format, ...)                                    \
-    {                                                                                                                  \
-        static auto *const original = next<uint64_t(out_type, size_type, const char *, ...)>(#name);                   \
-        va_list arguments;                                                                                             \
-        va_start(arguments, format);                                                                                   \
-        const std::string command = formatted(format, arguments);                                                      \
-        va_end(arguments);                                                                                             \
-        const bool is_failing = fires(RUNCMD, "run ", command.c_str());                                                \
-        return is_failing ? INSTCOMM_RC_FAILED : original(out, size, "%s", command.c_str());                           \
-    }
-
-RUN_HOOK(inst_runcmd, char *, uint32_t)
-RUN_HOOK(inst_runcmd_outbuff, char **, uint32_t *)
-
 extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, uint32_t has_strings,
                                 const char *arg_types, const char *format, ...)
 {
@@ -282,10 +252,12 @@ extern "C" void vestra_internal(uint64_t, uint32_t site, uint32_t size_class, ui
 extern "C" void instcomm_log(const char *format, ...)
 {
     const Inside inside;
+    char line[8192];
     va_list arguments;
     va_start(arguments, format);
-    const std::string text = formatted(format, arguments);
+    std::vsnprintf(line, sizeof line, format, arguments);
     va_end(arguments);
+    const std::string text = line;
     const bool is_message = !messages.empty() && messages.back().format == format && messages.back().text.empty();
     if (is_message) {
         messages.back().text = text;

@@ -16,16 +16,12 @@ namespace hooks
 // LOSE_PATH on return success without their result, as functions that somebody interposes can.
 // clang-format off
 #define HOOKED_FUNCTIONS(X) \
-    X(ALLOCATION, "allocation") X(FOPEN, "fopen") X(FCLOSE, "fclose") X(FREAD, "fread") X(FWRITE, "fwrite") \
-    X(FSEEK, "fseek") X(FTELL, "ftell") X(UNLINK, "unlink") X(ACCESS, "access") X(STAT, "stat") \
-    X(CLOCK, "clock_gettime") X(SLEEP, "sleep") X(SYNC, "sync") X(SHELL, "wsystem") X(SYSTEM, "system") \
-    X(RENAME, "rename") X(RUNCMD, "command") X(MKDTEMP, "mkdtemp") X(MAKE_DIRECTORIES, "making folders") \
-    X(STRNCPY_S, "strncpy_s") X(ENCODE, "encode") X(COMPARE, "compare") X(TRACE_OPEN, "trace open") \
-    X(UTIL_INIT, "util init") X(LOSE_PATH, "path lost") X(LOSE_TWIN, "twin lost") X(LOSE_PROFILE, "profile lost") \
-    X(LOSE_DETAIL, "last detail lost") X(LOSE_DETAILS, "details lost")
+    X(ALLOCATION) X(FOPEN) X(FCLOSE) X(FREAD) X(FWRITE) X(FSEEK) X(FTELL) X(UNLINK) X(ACCESS) X(STAT) X(CLOCK) \
+    X(SLEEP) X(SYNC) X(SHELL) X(SYSTEM) X(RENAME) X(POPEN) X(MKDTEMP) X(STRNCPY_S) X(ENCODE) X(COMPARE) \
+    X(TRACE_OPEN) X(UTIL_INIT) X(LOSE_PATH) X(LOSE_TWIN) X(LOSE_PROFILE) X(LOSE_DETAIL) X(LOSE_DETAILS)
 // clang-format on
-#define ENUMERATOR(function, name) function,
-#define FUNCTION_NAME(function, name) name,
+#define ENUMERATOR(function) function,
+#define FUNCTION_NAME(function) #function,
 enum Function { HOOKED_FUNCTIONS(ENUMERATOR) FUNCTION_COUNT };
 inline constexpr const char *NAMES[FUNCTION_COUNT] = {HOOKED_FUNCTIONS(FUNCTION_NAME)};
 

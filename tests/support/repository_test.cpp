@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <ftw.h>
 #include <map>
 #include <regex>
 
@@ -11,34 +10,21 @@ namespace
 
 constexpr std::size_t WIDTH = 240; // a call that fits into it is one line of the transcript
 
-// Deletes the contents of a directory, except of file systems that are mounted below it, such as the checkout itself.
-void empty_directory(const char *directory)
-{
-    const auto remove_entry = [](const char *path, const struct stat *, int, FTW *place) {
-        if (place->level > 0) {
-            static_cast<void>(std::remove(path));
-        }
-        return 0;
-    };
-    nftw(directory, remove_entry, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
-}
-
 // Every message has a number of its own, the trace gets the argument types of its format, and it is also logged.
 void check_messages()
 {
     static std::map<uint32_t, std::string> format_of;
     for (const hooks::Message &message : hooks::messages) {
         EXPECT_EQ(format_of.emplace(message.site, message.format).first->second, message.format) << message.site;
-        std::string types;
-        uint32_t words = 0;
+        std::string types; // texts, and numbers of one word or of two
         for (std::size_t at = 0; (at = message.format.find('%', at)) != std::string::npos; ++at) {
             const char letter = message.format[at + 1];
             types += letter == 's' ? 's' : letter == 'd' || letter == 'u' ? 'd' : 'D';
-            words += types.back() == 's' ? 0 : types.back() == 'd' ? 1 : 2;
         }
         EXPECT_EQ(message.arg_types, types) << message.format;
-        EXPECT_EQ(message.size_class, 4 + words) << message.format;
-        EXPECT_EQ(message.has_strings, types.find('s') == std::string::npos ? 0U : 1U) << message.format;
+        const auto count = [&types](char type) { return std::count(types.begin(), types.end(), type); };
+        EXPECT_EQ(message.size_class, 4 + count('d') + 2 * count('D')) << message.format;
+        EXPECT_EQ(message.has_strings, count('s') == 0 ? 0U : 1U) << message.format;
         EXPECT_NE(message.text, "") << message.format << " is traced, but not logged";
     }
 }
@@ -52,6 +38,40 @@ std::set<std::string> files_of_repository()
         }
     }
     return files;
+}
+
+// Abbreviates paths, and steps that many operations share. A step that differs in anything remains as it is.
+std::string abbreviated(std::string text)
+{
+    static const std::pair<std::regex, const char *> abbreviations[] = {
+        {std::regex(GLOBAL_QX), "global:"},
+        {std::regex(LOCAL_QX), "local:"},
+        {std::regex(FLAT_QX), "flat:"},
+        {std::regex(
+             "  (Software profile path for VM|Storing .*part_short_name=null|instcomm: \\w+: no service packs).*\n"),
+         ""},
+        {std::regex("Writing SW profile to (\\S+), len=(\\d+)\n  > sync\n  > shell sync\n  > sync\n  > sync\n"),
+         "written \\1, \\2 bytes\n"},
+        {std::regex(
+             "Error! Can't open file (\\S+), 2 .*\n  Error! inst_decode_sw_profile_ext failed, 4000127aca100002\n"),
+         "no file \\1\n"},
+        {std::regex("smu\\.\\w{6}"), "smu.XXXXXX"},
+        {std::regex("((is NULL|dup str),? [^\n;]*?)\\b\\d{1,3}(?=[;\n]|$)"), "\\1LINE"},
+    };
+    for (const auto &[pattern, abbreviation] : abbreviations) {
+        text = std::regex_replace(text, pattern, abbreviation, std::regex_constants::format_sed);
+    }
+    return text;
+}
+
+// Lists the elements of a set that the other set does not have.
+std::string difference(const char *sign, const std::set<std::string> &set, const std::set<std::string> &other)
+{
+    std::string list;
+    for (const std::string &element : set) {
+        list += other.contains(element) ? "" : " " + element;
+    }
+    return list.empty() ? "" : sign + list + "\n";
 }
 
 // The title of a call, and the lines that are not known yet. A message that differs only in names, paths and sizes of
@@ -198,32 +218,17 @@ std::string encoding_of(const inst_sw_profile_sdr_ext &profile)
     return bytes;
 }
 
-std::string abbreviated(std::string text)
+std::string shown(const char *text)
 {
-    static const std::pair<std::regex, const char *> abbreviations[] = {
-        {std::regex(GLOBAL_QX), "global:"},
-        {std::regex(LOCAL_QX), "local:"},
-        {std::regex(FLAT_QX), "flat:"},
-        {std::regex("Software profile path for VM \\d \\(\\w+\\), sdr \\S+ is (\\S+)\n"), "path \\1\n"},
-        {std::regex("Writing SW profile to (\\S+), len=(\\d+)\n  > sync\n  > shell sync\n  > sync\n  > sync\n"),
-         "written \\1, \\2 bytes\n"},
-        {std::regex("Storing \\w+ (\\w+) SW Profile for [A-Za-z ]+ \\(key=\\S+\\), part_short_name=null\n"
-                    "  path (\\S*\\1.bin)\n  written \\2, "),
-         "stored \\2, "},
-        {std::regex("  (stored|written) global:active.bin,"), "  \\1"},
-        {std::regex("  path (\\S+)\n  Error! Can't open file \\1, 2 \\(No such file or directory\\)\n"
-                    "  Error! inst_decode_sw_profile_ext failed, 4000127aca100002\n"),
-         "  no file \\1\n"},
-        {std::regex("  inst_ldpath_get_sdr_swprofile: sdr_key is \\S+\n  (path|no file)"), "  \\1"},
-        {std::regex("  path global:active.bin\n"), ""},
-        {std::regex("  path (\\S+)\n  (stored|written) \\1,"), "  \\2 \\1,"},
-        {std::regex("  ([-+]) (\\S+)\\.bin\n  \\1 \\2.txt\n"), "  \\1 \\2.bin, .txt\n"},
-        {std::regex("  instcomm: \\w+: no service packs\n"), ""},
-        {std::regex("smu\\.\\w{6}"), "smu.XXXXXX"},
-        {std::regex("((is NULL|dup str),? [^\n;]*?)\\b\\d{1,3}(?=[;\n]|$)"), "\\1LINE"},
-    };
-    for (const auto &[pattern, abbreviation] : abbreviations) {
-        text = std::regex_replace(text, pattern, abbreviation, std::regex_constants::format_sed);
+    const std::string whole = text == nullptr ? "(null)" : text;
+    return whole.size() > 60 ? whole.substr(0, 60) + "..." : whole;
+}
+
+std::string joined(char *const *list, uint32_t count)
+{
+    std::string text;
+    for (uint32_t i = 0; i < count; ++i) {
+        text += " " + shown(list[i]);
     }
     return text;
 }
@@ -244,20 +249,17 @@ Answer::~Answer()
     std::free(text);
     inst_free_string_list(count, list);
     free_service_pack(packs);
+    inst_ldpath_free_swprofile_ext(&profile);
 }
 
 std::string Answer::str() const
 {
-    const auto shown = [](const char *word) { return word == nullptr ? "(null)" : word; };
     std::string all = text == nullptr ? "" : std::string(text) + " ";
-    all += list == nullptr && count == 0 ? "" : std::to_string(count) + ": ";
-    for (uint32_t i = 0; i < count; ++i) {
-        all += std::string(shown(list[i])) + " ";
-    }
+    all += list == nullptr && count == 0 ? "" : std::to_string(count) + ":" + joined(list, count) + " ";
     all += packs != nullptr && packs->service_packs == nullptr ? "no SPs " : "";
     for (uint32_t i = 0; packs != nullptr && i < packs->service_packs_count; ++i) {
         const service_pack &pack = packs->service_packs[i];
-        all += std::string("SP ") + shown(pack.sp_name) + " of " + std::to_string(pack.sp_rpms_count) + " ";
+        all += "SP " + shown(pack.sp_name) + " of " + std::to_string(pack.sp_rpms_count) + " ";
     }
     all += flag == 7 ? "" : "flag " + std::to_string(flag) + " ";
     return all.substr(0, all.find_last_not_of(' ') + 1);
@@ -265,9 +267,8 @@ std::string Answer::str() const
 
 void RepositoryTest::SetUp()
 {
-    for (const char *const directory : {"/install_repo", "/tmp", "/misc"}) {
-        empty_directory(directory);
-    }
+    // File systems that are mounted below them, such as the checkout itself, remain.
+    static_cast<void>(std::system("find /install_repo /tmp /misc -xdev -mindepth 1 -delete 2>/dev/null"));
     hooks::reset();
     g_inst_common_debug_verbosity_level = 0;
     g_inst_common_debug_prefix = 0;
@@ -297,9 +298,6 @@ uint64_t RepositoryTest::record(const std::string &title, const std::function<ui
     hooks::events.clear();
     const std::set<std::string> before = files_of_repository();
     Text text;
-    for (const Fault &fault : std::exchange(faults, {})) {
-        hooks::fail(fault.function, fault.nth, fault.err);
-    }
     Answer answer;
     const uint64_t rc = call(answer, &text.ptr);
     hooks::disarm();
@@ -312,12 +310,7 @@ uint64_t RepositoryTest::record(const std::string &title, const std::function<ui
     for (const std::string &event : hooks::events) {
         out << "  " << event << "\n";
     }
-    for (const std::string &file : before) {
-        out << (after.contains(file) ? "" : "  - " + file + "\n");
-    }
-    for (const std::string &file : after) {
-        out << (before.contains(file) ? "" : "  + " + file + "\n");
-    }
+    out << difference("  -", before, after) << difference("  +", after, before);
     const std::string lines = without_known_lines(abbreviated(out.str()), recorded_lines);
     const bool is_one_line = lines.size() < WIDTH;
     transcript += is_one_line ? std::regex_replace(lines, std::regex("\n  "), " | ") : lines;
@@ -337,9 +330,19 @@ void RepositoryTest::record_content(const std::string &content)
     }
 }
 
-void RepositoryTest::store_active_profile()
+void RepositoryTest::record_checksum(const std::set<std::string> &texts)
 {
-    const Fetched profile = {new_full_profile()};
-    ASSERT_EQ(store(profile.ptr), 0U);
-    hooks::reset();
+    static const std::regex changing("DEBUG .*? : |/\\S+|inst[a-z]*_\\w+|[0-9a-f]*[0-9][0-9a-f]*");
+    std::set<std::string> wordings;
+    for (const std::string &text : texts) {
+        wordings.insert(std::regex_replace(text, changing, ""));
+    }
+    uint64_t sum = 14695981039346656037U; // FNV-1a
+    for (const std::string &wording : wordings) {
+        std::printf("%s\n", wording.c_str()); // to be compared with those of a former build
+        for (const char letter : wording) {
+            sum = (sum ^ static_cast<unsigned char>(letter)) * 1099511628211U;
+        }
+    }
+    record_line("checksum of " + std::to_string(wordings.size()) + " texts: " + std::to_string(sum));
 }

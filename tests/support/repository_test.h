@@ -63,8 +63,8 @@ inst_sw_profile_sdr_ext *new_profile_of_size(uint32_t bytes);
 
 std::string encoding_of(const inst_sw_profile_sdr_ext &profile);
 
-// Abbreviates paths, and steps that many operations share. A step that differs in anything remains as it is.
-std::string abbreviated(std::string text);
+std::string shown(const char *text); // also a null pointer; at most 60 letters
+std::string joined(char *const *list, uint32_t count);
 
 // A request for the active QX profile of default-sdr with every member set, and the memory that it points to.
 struct CreateRequest {
@@ -88,6 +88,7 @@ struct Answer {
     char **list = nullptr;
     uint32_t count = 0;
     serv_packs *packs = nullptr;
+    inst_sw_profile_sdr_ext *profile = nullptr;
     uint8_t flag = 7; // neither
 
     Answer() = default;
@@ -114,14 +115,9 @@ protected:
 
     uint64_t record(const std::string &title, const std::function<uint64_t(Answer &, char **)> &call);
     void record_line(const std::string &line) { transcript += line + "\n"; }
-    void record_content(const std::string &content); // of a profile, if it has changed since the last time
-    std::string output;                              // of the call being recorded, if not in its Answer
-
-    // Lets a function fail in the next call that is recorded; hooks::fail() also counts the calls before it.
-    void fail_in_call(hooks::Function function, int nth = 1, int err = EIO) { faults.push_back({function, nth, err}); }
-
-    // Stores an ordinary profile as the active QX profile of default-sdr, and forgets the messages of that.
-    void store_active_profile();
+    void record_content(const std::string &content);          // of a profile, if it has changed since the last time
+    void record_checksum(const std::set<std::string> &texts); // without numbers, paths and names of functions
+    std::string output;                                       // of the call being recorded, if not in its Answer
 
     static uint64_t store(inst_sw_profile_sdr_ext *profile, char **err = nullptr)
     {
@@ -141,11 +137,6 @@ protected:
     std::string transcript;
 
 private:
-    struct Fault {
-        hooks::Function function;
-        int nth, err;
-    };
-    std::vector<Fault> faults;
     std::string recorded_content;
     std::set<std::string> recorded_lines;
 };
