@@ -88,7 +88,7 @@ struct Bundle {
 
     uint64_t unpack_with(const char *const *program) const
     {
-        return run(program, -1) == RunResult::Succeeded ? 0 : reject("can't be unpacked", INSTCOMM_RC_FAILED);
+        return run(program, -1) == RunResult::Succeeded ? 0 : reject("cannot be unpacked", INSTCOMM_RC_FAILED);
     }
 
     uint64_t add_file(const char *name)
@@ -111,7 +111,7 @@ struct Bundle {
     uint64_t add_member(std::string_view name)
     {
         if (is_unsafe_name(name)) {
-            return reject("has a member that can't be unpacked safely");
+            return reject("has a member that cannot be unpacked safely");
         }
         return is_rpm(name) ? add_file(name.data()) : 0; // NUL-terminated: the name extends to the end of the line
     }
@@ -153,7 +153,7 @@ struct Bundle {
         const RunResult listed = run(tar, fd);
         uint64_t rc = 0;
         if (listed == RunResult::NotRun) {
-            rc = reject("can't be listed", INSTCOMM_RC_FAILED);
+            rc = reject("cannot be listed", INSTCOMM_RC_FAILED);
         } else if (listed == RunResult::Failed) {
             rc = reject("is damaged or not a tar archive");
         } else {
