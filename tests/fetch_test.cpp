@@ -42,7 +42,7 @@ TEST_F(FetchTest, GeneralGetters)
         RECORD("global, " + title, inst_ldpath_get_swprofile("s", 0, state, VERD_VM_QX, profile_p, err));
         RECORD("local, " + title, inst_ldpath_get_swprofile("s", 1, state, VERD_VM_QX, profile_p, err));
         RECORD("local only, " + title, inst_ldpath_get_local_swprofile("s", state, VERD_VM_QX, profile_p, err));
-        RECORD("if it exists, " + title, inst_ldpath_get_sw_profile_if_exists("s", 0, state, VERD_VM_QX, profile_p));
+        RECORD("if it exists, " + title, inst_ldpath_get_sw_profile_if_exists("s", 1, state, VERD_VM_QX, profile_p));
     };
     get_all("state 4", 4, &fetched.ptr);
     get_all("no file", 2, &fetched.ptr);
