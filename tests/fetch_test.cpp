@@ -30,9 +30,8 @@ TEST_F(FetchTest, FixedGetters)
         EXPECT_EQ(getter.get("s", VERD_SWP_PREPARED, nullptr), INST_RC_INVALID_ARG);
         fs::remove(path);
     }
-    Fetched fetched;
-    RECORD("state 4", inst_ldpath_get_sdr_swprofile("s", 4, &fetched.ptr));
-    RECORD("no file", inst_ldpath_get_sdr_swprofile("t", VERD_SWP_PREPARED, &fetched.ptr));
+    RECORD("state 4", inst_ldpath_get_sdr_swprofile("s", 4, &a.profile));
+    RECORD("no file", inst_ldpath_get_sdr_swprofile("t", VERD_SWP_PREPARED, &a.profile));
 }
 
 TEST_F(FetchTest, GeneralGetters)
