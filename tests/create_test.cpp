@@ -32,12 +32,6 @@ TEST_F(CreateTest, FullRequests)
     EXPECT_EQ(rpms[0], rpm_a);                  // sorted in the caller's array
     EXPECT_EQ(fetched.ptr->sdr_sw_profile_len,
               zeld_inst_sw_profile_sdr_encode_ext(&fetched.ptr->sdr_sw_profile, nullptr, 0, 0, 0, 0));
-    packs[1].sp_name = nullptr;
-    create("a service pack without a name");
-    inst_swp_package_clear_is_sp_pkg(&packages[1]);
-    create("no package belongs to a service pack");
-    EXPECT_FALSE(inst_sw_profile_info_has_sp_details(&created_body()));
-    EXPECT_FALSE(inst_sw_profile_info_has_sp_names(&fetched.body()));
 
     // Optional packages are copied first.
     write_file("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1", "a");
@@ -59,6 +53,15 @@ TEST_F(CreateTest, FullRequests)
     fs::remove("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1");
     create("a copy fails, no service packs");
     EXPECT_FALSE(fs::exists(active_bin));
+
+    fs::remove_all("/misc/disk1");
+    request.serv_packs = &set;
+    packs[1].sp_name = nullptr;
+    create("a service pack without a name");
+    inst_swp_package_clear_is_sp_pkg(&packages[1]);
+    create("no package belongs to a service pack");
+    EXPECT_FALSE(inst_sw_profile_info_has_sp_details(&created_body()));
+    EXPECT_FALSE(inst_sw_profile_info_has_sp_names(&fetched.body()));
 }
 
 TEST_F(CreateTest, BareAndRejectedRequests)

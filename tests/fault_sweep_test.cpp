@@ -349,8 +349,6 @@ TEST_F(FaultSweepTest, EveryCallFails)
     }
     std::printf("%d failures\n", failures);
     record_checksum(texts);
-    inst_ldpath_free_swprofile_ext(&changed.ptr);
-    addition.reset();
 }
 
 } // namespace

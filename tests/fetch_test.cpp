@@ -30,9 +30,8 @@ TEST_F(FetchTest, FixedGetters)
         EXPECT_EQ(getter.get("s", VERD_SWP_PREPARED, nullptr), INST_RC_INVALID_ARG);
         fs::remove(path);
     }
-    Fetched fetched;
-    RECORD("state 4", inst_ldpath_get_sdr_swprofile("s", 4, &fetched.ptr));
-    RECORD("no file", inst_ldpath_get_sdr_swprofile("t", VERD_SWP_PREPARED, &fetched.ptr));
+    RECORD("state 4", inst_ldpath_get_sdr_swprofile("s", 4, &a.profile));
+    RECORD("no file", inst_ldpath_get_sdr_swprofile("t", VERD_SWP_PREPARED, &a.profile));
 }
 
 TEST_F(FetchTest, GeneralGetters)
@@ -42,7 +41,7 @@ TEST_F(FetchTest, GeneralGetters)
         RECORD("global, " + title, inst_ldpath_get_swprofile("s", 0, state, VERD_VM_QX, profile_p, err));
         RECORD("local, " + title, inst_ldpath_get_swprofile("s", 1, state, VERD_VM_QX, profile_p, err));
         RECORD("local only, " + title, inst_ldpath_get_local_swprofile("s", state, VERD_VM_QX, profile_p, err));
-        RECORD("if it exists, " + title, inst_ldpath_get_sw_profile_if_exists("s", 0, state, VERD_VM_QX, profile_p));
+        RECORD("if it exists, " + title, inst_ldpath_get_sw_profile_if_exists("s", 1, state, VERD_VM_QX, profile_p));
     };
     get_all("state 4", 4, &fetched.ptr);
     get_all("no file", 2, &fetched.ptr);

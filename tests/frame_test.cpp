@@ -141,6 +141,7 @@ TEST_F(FrameTest, MissingArguments)
          }) {
         EXPECT_EQ(rc, INST_RC_INVALID_ARG);
     }
+    EXPECT_EQ(instmgr_convert_sp_det_to_serv_pack(&a.packs, nullptr, 0), 0U); // none are converted
     EXPECT_TRUE(a.text == nullptr && a.list == nullptr && a.packs == nullptr && a.count == 0);
     inst_ldpath_free_swprofile_ext(&a.profile);
     inst_ldpath_free_swprofile_ext(nullptr);

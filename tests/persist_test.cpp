@@ -58,6 +58,9 @@ TEST_F(PersistTest, UnusualDirectories)
     write_file("/install_repo/gl/instdb", "in the way");
     EXPECT_EQ(store(profile), INSTMGR_RC_ERRNO(ENOTDIR));
     fs::remove_all("/install_repo/gl");
+    fs::create_symlink("/install_repo/elsewhere", "/install_repo/gl"); // so that no directory can be created
+    EXPECT_EQ(store(profile), INSTMGR_RC_ERRNO(ENOENT));
+    fs::remove("/install_repo/gl");
     fs::create_directories(fs::path(active_bin).parent_path());
     fs::create_symlink("/install_repo/elsewhere/x", active_bin);
     EXPECT_EQ(store(profile), INSTMGR_RC_ERRNO(ENOENT));

@@ -312,8 +312,7 @@ uint64_t RepositoryTest::record(const std::string &title, const std::function<ui
     }
     out << difference("  -", before, after) << difference("  +", after, before);
     const std::string lines = without_known_lines(abbreviated(out.str()), recorded_lines);
-    const bool is_one_line = lines.size() < WIDTH;
-    transcript += is_one_line ? std::regex_replace(lines, std::regex("\n  "), " | ") : lines;
+    transcript += lines.size() < WIDTH ? std::regex_replace(lines, std::regex("\n  "), " | ") : lines;
     return rc;
 }
 
