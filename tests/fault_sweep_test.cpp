@@ -239,18 +239,20 @@ protected:
         }
     }
 
-    // Runs an operation without a failure, but with all DEBUG lines.
+    // Runs an operation without a failure, with the DEBUG lines of each verbosity.
     void measure(const Operation &operation, const Disk &disk_before)
     {
         before = disk_before;
-        prepare(operation);
-        unedited = encoding_of(*changed.ptr);
-        hooks::reset();
-        g_inst_common_debug_verbosity_level = 4;
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(run(operation, hooks::ALLOCATION, ENOMEM), 0U) << operation.title;
-        g_inst_common_debug_verbosity_level = 0;
-        texts.insert(testing::internal::GetCapturedStderr());
+        for (const char *const level : {"v", "vv", "vvv", "vvvv"}) {
+            prepare(operation);
+            unedited = encoding_of(*changed.ptr);
+            hooks::reset();
+            g_inst_common_debug_verbosity_level = static_cast<uint16_t>(std::string(level).size());
+            testing::internal::CaptureStderr();
+            EXPECT_EQ(run(operation, hooks::ALLOCATION, ENOMEM), 0U) << operation.title;
+            g_inst_common_debug_verbosity_level = 0;
+            texts.insert(level + testing::internal::GetCapturedStderr());
+        }
         edited = encoding_of(*changed.ptr);
         after = disk();
     }
