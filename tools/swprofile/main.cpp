@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 namespace
 {
@@ -61,6 +62,8 @@ int run(int argc, char **argv)
         return answer.code;
     } catch (const Failure &failure) {
         return report(failure);
+    } catch (const std::bad_alloc &) {
+        return report(Failure(FAILED, "out of memory"));
     } catch (const std::exception &error) {
         return report(Failure(FAILED, error.what()));
     }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 namespace
 {
@@ -51,6 +52,10 @@ struct Result {
 
 std::string restoring_command(const Selector &damaged)
 {
+    const int32_t source = damaged.state == VERD_SWP_ACTIVE ? VERD_SWP_COMMITTED : VERD_SWP_ACTIVE;
+    if (!std::filesystem::exists(damaged.with_state(source).path())) {
+        return damaged.command("create --from BACKUP --replace");
+    }
     const char *const subcommand = damaged.state == VERD_SWP_ACTIVE      ? "rollback"
                                    : damaged.state == VERD_SWP_COMMITTED ? "commit"
                                                                          : "copy --from active --to prepared";

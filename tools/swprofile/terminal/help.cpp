@@ -68,8 +68,10 @@ Failure unexpected(const CLI::App &app, const std::string &what, const std::stri
         names.push_back(option->get_name(false, true)); // "-h,--help"
         names.back().erase(0, names.back().rfind(',') + 1);
     }
-    const std::string meant = nearest(word.substr(0, word.find('=')), names);
-    return {USAGE, what, meant.empty() ? Texts() : Texts{"did you mean '" + meant + "'?"}, path_of(app) + " --help"};
+    const std::string name = word.substr(0, word.find('='));
+    const std::string meant = nearest(name, names);
+    const std::string hint = meant == name ? "options follow the subcommand" : "did you mean '" + meant + "'?";
+    return {USAGE, what, meant.empty() ? Texts() : Texts{hint}, path_of(app) + " --help"};
 }
 
 Failure unknown_subcommand(const CLI::App &app, const std::string &word)
