@@ -42,10 +42,10 @@ TEST_F(QueryTest, NamesInAFetchedProfile)
     ask_names("a service pack without a name");
     profile.body().sp_names[1] = strdup("SP2");
     ask_all("full");
-    for (const auto &[filter, skip_flagged] : {std::pair<uint32_t, uint8_t>{0, 0}, {1, 0}, {4, 0}, {9, 1}, {0, 1}}) {
-        RECORD(
-            "filter " + std::to_string(filter) + (skip_flagged != 0 ? ", not flagged" : ""),
-            inst_ldpath_get_swprofile_img_pkgs(profile.ptr, &a.text, &a.list, &a.count, filter, skip_flagged, nullptr));
+    for (const auto &filter : {std::pair<uint32_t, uint8_t>{0, 0}, {1, 0}, {4, 0}, {9, 1}, {0, 1}}) {
+        RECORD("filter " + std::to_string(filter.first) + (filter.second != 0 ? ", not flagged" : ""),
+               inst_ldpath_get_swprofile_img_pkgs(profile.ptr, &a.text, &a.list, &a.count, filter.first, filter.second,
+                                                  nullptr));
     }
     hooks::fail(hooks::STRNCPY_S);
     ask_image("strncpy_s fails");

@@ -135,12 +135,12 @@ const char *instcomm_extract_file_name_from_path(const char *path);
  * bytes. Members that are not RPMs are unpacked, but not listed. `err` is not used. Results: 0;
  * INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; and, with the reason in the log unless noted otherwise:
  *
- *   INSTCOMM_RC_FAILED        the bundle is missing; tar cannot be run, as in a process that ignores SIGCHLD;
- *                             tar fails to unpack it, as for a member whose path leads through a link;
- *                             no temporary file can be created for tar's list (not logged)
- *   INSTCOMM_RC_INVALID_DATA  nothing is unpacked: tar cannot list the bundle; it is damaged; it has no RPM, more
- *                             than `limit`, or a member that would be written outside of work_dir.
- *                             After unpacking: an RPM is not a regular file
+ *   INSTCOMM_RC_FAILED        the bundle is missing or cannot be examined; tar, or cp for a single RPM, cannot be run,
+ *                             as in a process that ignores SIGCHLD, or fails to unpack it, as tar for a member whose
+ *                             path leads through a link; no temporary file can be created for tar's list (not logged)
+ *   INSTCOMM_RC_INVALID_DATA  before unpacking: the bundle is empty, not a regular file or damaged; tar cannot list
+ *                             it; it has no RPM, more than `limit`, or a member that would be written outside of
+ *                             work_dir. After unpacking: an RPM is not a regular file
  */
 uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle_path, const char *work_dir, uint32_t *count,
                                                    char ***files, uint32_t limit, uint64_t *pkg_value, char **err);

@@ -223,7 +223,7 @@ extern "C" uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle
     struct stat status;
     uint64_t rc = 0;
     if (stat(bundle_path, &status) != 0) {
-        rc = bundle.reject("cannot be examined", INSTCOMM_RC_FAILED);
+        rc = bundle.reject("is missing or cannot be examined", INSTCOMM_RC_FAILED);
     } else if (!S_ISREG(status.st_mode) || status.st_size == 0) {
         rc = bundle.reject("is empty or not a regular file");
     } else if (is_rpm(bundle_path)) {

@@ -102,8 +102,8 @@ void open_ring(Trace &trace)
     }
 }
 
-// Reserves the next record and returns its offset; -1 if the descriptor now belongs to another file, or if the counter
-// cannot be read or written. Writes a new header if the ring was truncated.
+// Reserves the next record and returns its offset; -1 if the descriptor now belongs to another file, or if the header
+// or the counter cannot be written. If the counter cannot be read (a truncated ring), first writes a new header.
 off_t reserve_record(const Trace &trace)
 {
     struct stat file;

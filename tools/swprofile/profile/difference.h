@@ -17,8 +17,8 @@ struct Difference {
     bool operator==(const Difference &) const = default;
 };
 
-// Lists of elements: in the order of `from`, then the added ones in the order of `to`. The logical volume and the
-// encoded bytes at creation are not compared.
+// Within a list such as the packages, removed and changed elements follow the order of `from`; then the added ones
+// follow, in the order of `to`. The logical volume and the encoded bytes at creation are not compared.
 std::vector<Difference> differences(const inst_sw_profile_sdr_ext &from, const inst_sw_profile_sdr_ext &to);
 
 std::string text_of(const Difference &difference);                  // "+ package x"

@@ -231,8 +231,8 @@ void Journal::recover() const
 {
     if (is_open() && has_foreign_profile()) {
         close();
-        note("a change was interrupted, and another program has stored profiles since; the change is not undone, in " +
-             scope.string());
+        note("a change in " + scope.string() +
+             " was interrupted; another program has stored profiles since, so it is not undone");
     } else if (is_open()) {
         undo();
         note("undid a change that was interrupted, in " + scope.string());

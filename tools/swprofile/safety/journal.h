@@ -37,7 +37,7 @@ public:
     void undo() const;
 
     // Undoes the unfinished change of a killed process. If another program has stored profiles since, only ends the
-    // journal. Removes the directories of unfinished and ended journals (.new, .ended).
+    // journal. Removes journal directories that were never completed (.new) or whose change has ended (.ended).
     void recover() const;
 
 private:

@@ -46,7 +46,7 @@ void add_rule_options(CLI::App &command, EditOptions &options, const std::string
 void add_ignore_missing_option(CLI::App &command, EditOptions &options)
 {
     command.add_flag("--ignore-missing", options.ignores_missing,
-                     "succeed even if nothing changes, or a service pack to be removed is missing");
+                     "succeed even if nothing changes; service-pack remove: even if a service pack is missing");
 }
 
 void check_names(const EditOptions &options, const inst_sw_profile_info &body)

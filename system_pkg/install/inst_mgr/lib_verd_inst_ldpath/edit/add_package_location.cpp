@@ -73,8 +73,8 @@ void report_add_failure(uint64_t rc)
     REPORT("Error! Failed to add package in swp.  %lx\n ", rc);
 }
 
-// Adds the package to each location in turn. The first that has it already gets the nodes and ends the loop. A location
-// to which it cannot be added is skipped. Superseded packages stay.
+// Adds the package to each location in turn. If a location already has the package, it gets the nodes, and the loop
+// ends. A location to which the package cannot be added is skipped. Superseded packages stay.
 // Quirk: without memory for a list of superseded names, ends with 0, and the changes so far are stored; only log
 // searches find the reason, a message of allocate_replacement_list().
 uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, NodeList &nodes, bool &is_duplicate)

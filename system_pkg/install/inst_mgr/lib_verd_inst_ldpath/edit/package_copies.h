@@ -20,7 +20,8 @@ struct PackageCopies {
     OwnedStringList rpms;
 };
 
-// Adds the package with inst_ldpath_add_pkg_in_swp(), whose results it returns. `superseded` must have room for every
-// entry that the package may supersede.
+// Adds the package with inst_ldpath_add_pkg_in_swp(), whose results it returns. Name and RPM list are those of
+// `copies`, which the caller has filled and which are released on success. `superseded` must have room for every entry
+// that the package may supersede.
 uint64_t add_copied_package(inst_sw_profile_info &body, const PackageRequest &package, PackageCopies &copies,
                             OwnedStringList &superseded, uint32_t reserved, char **text);

@@ -16,7 +16,7 @@ struct NewPackage {
 
 // The package's name without version and release, and its kinds, as the new package rules compare them.
 struct BaseName {
-    char text[500]; // a longer base name is cut, so it equals none
+    char text[500]; // a longer base name is cut and differs from that of its own entries
     bool is_hostos;
     bool is_tp;
 };

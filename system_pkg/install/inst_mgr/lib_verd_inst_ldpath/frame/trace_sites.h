@@ -116,7 +116,7 @@ consteval BuildId build_id()
     }
 
 #define TRACE_SITES_END(file)                                                                                          \
-    static_assert(__COUNTER__ - FIRST_COUNTER == trace::site_count(#file), "correct this file in trace_sites.h")
+    static_assert(__COUNTER__ - FIRST_COUNTER == trace::site_count(#file), "correct the count in trace_sites.h")
 
 // The number of the next message. Expand it once per message.
 #define NEXT_TRACE_SITE (FIRST_SITE + (__COUNTER__ - FIRST_COUNTER))

@@ -118,7 +118,8 @@ uint64_t verd_inst_dup_node_loc_list(uint32_t count, const inst_node_loc *src, i
  * Results: 0; INST_RC_INVALID_ARG; INSTMGR_RC_INVALID_DATA for an unknown state, or if the marker file of a system test
  * requests it (the call deletes that file); INST_RC_NO_SWPROFILE; INST_RC_NO_MEMORY, with *swprofile_file_p null.
  * BEWARE: if strncpy_s() fails (INST_RC_INVALID_ARG), *swprofile_file_p is an empty text that the caller frees. A null
- * key in the local scope becomes "(null)" in the path, which the shell commands of promoting and copying reject.
+ * key in the local scope becomes "(null)" in the paths of QX, LC QX and UVF, which the shell commands of promoting and
+ * copying reject.
  */
 uint64_t inst_get_sdr_swprofile_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_local, int32_t part_type,
                                      uint32_t vm_type, char **err_msg_p);
@@ -191,10 +192,11 @@ typedef struct swprofile_create_request {
  * Creates a profile and stores it. If "/misc/disk1/usb/opt_pkgs" exists, first copies the request's packages from there
  * to "/install_repo/gl/qx/". The inst_sw_profile_sdr may have up to 102400 bytes encoded.
  * Results: 0; INST_RC_INVALID_ARG, also for a service pack without a name; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY;
- * INSTMGR_RC_INVALID_DATA if it is larger; the wait status of a failed copy of an optional package, sign-extended;
- * those of inst_write_sdr_swprofile_to_file2(). On disk: a failure before the store leaves the profile as it was.
- * Optional packages that were copied remain; the one whose copy failed may be incomplete. Each copy writes
- * "/tmp/pkg_cpy_log" again. From the store on: as for inst_write_sdr_swprofile_to_file2().
+ * INSTMGR_RC_INVALID_DATA if the encoding has more bytes; the wait status of a failed copy of an optional package,
+ * sign-extended; those of inst_write_sdr_swprofile_to_file2().
+ * On disk: a failure before the store leaves the profile as it was. Optional packages that were copied remain; the one
+ * whose copy failed may be incomplete. Each copy writes "/tmp/pkg_cpy_log" again. From the store on: as for
+ * inst_write_sdr_swprofile_to_file2().
  * BEWARE: the shell command of a copy is cut to 255 characters. Package names of up to 187 characters fit.
  */
 uint64_t inst_ldpath_create_sdr_swprofile(swprofile_create_request *request);
@@ -225,8 +227,8 @@ uint64_t inst_ldpath_delete_swprofile(const char *sdr_key, uint8_t is_local, uin
  * moved.
  * On disk: files that were moved before a failure remain moved; the old active .bin may be removed.
  * BEWARE: 0 with the error text "E:Failed to stat() file ...;" means that nothing was done. With a null key in the
- * local scope, the .bin is moved, but moving an existing twin fails. Keys of more than 40 characters: see
- * inst_ldpath_swp_copy().
+ * local scope, for QX, LC QX and UVF, the .bin is moved, but moving an existing twin fails. Keys of more than 40
+ * characters: see inst_ldpath_swp_copy().
  */
 uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local, uint32_t vm_type, char **err_msg_p);
 
@@ -236,9 +238,10 @@ uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local,
  * Results: 0; INSTMGR_RC_INVALID_DATA if both states are the same; those of naming files; an errno code if a file
  * cannot be copied; INSTCOMM codes if a flat copy cannot be copied. On disk: files that were copied before a failure
  * remain; the old .bin of the destination may be removed.
- * BEWARE: 0 with the error text "E:Failed to stat() file ...;" means that nothing was done. A null key in the local
- * scope always fails, after the destination was removed. Shell commands are cut to 199 characters. Keys of up to 40
- * characters fit; with a longer key the call may create a file of another name and return 0.
+ * BEWARE: 0 with the error text "E:Failed to stat() file ...;" means that nothing was done. For QX, LC QX and UVF, a
+ * null key in the local scope always fails, after the destination was removed. Shell commands are cut to 199
+ * characters. Keys of up to 40 characters fit; with a longer key the call may create a file of another name and return
+ * 0.
  */
 uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm_type, int32_t src_state,
                               int32_t dest_state, char **err_msg_p);
@@ -337,11 +340,13 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  * arguments remain the caller's. The presence bits of the node locations must be set: an ID without its bit is stored
  * as 0. Stores under the SDR key in the record, not under sdr_key.
  *
- * For all nodes: adds the package to the main body, removes superseded entries, and removes all location profiles. For
- * some nodes, without location profiles: creates one with the package and the nodes. For some nodes, with location
- * profiles: tries each in turn. The first location profile that has the package gets the nodes, even nodes that it
- * lists already. Location profiles before it get the package; location profiles after it are unchanged. If none has it,
- * all get the package and NONE gets the nodes. Superseded packages stay.
+ *   all nodes                           adds the package to the main body, removes superseded entries, and removes all
+ *                                       location profiles
+ *   some nodes, no location profile     creates one with the package and the nodes
+ *   some nodes, with location profiles  tries each in turn. The first that has the package gets the nodes, even nodes
+ *                                       that it lists already. Those before it get the package; those after it are
+ *                                       unchanged. If none has it, all get the package and NONE gets the nodes.
+ *                                       Superseded packages stay.
  *
  * Packages of type VERD_PKG_SMU and VERD_PKG_KERNEL, and under the new package rules VERD_PKG_HOST_SMU and
  * VERD_PKG_BASE, are bundles in "/install_repo/gl/verdalis/": the file of that name or, if it is missing, the first

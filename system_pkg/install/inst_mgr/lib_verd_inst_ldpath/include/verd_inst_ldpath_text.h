@@ -13,7 +13,7 @@
 #define VERD_LOCAL_DIRECTORY "/install_repo/local/"
 #define VERD_GLOBAL_DIRECTORY "/install_repo/gl/instdb/"
 
-/* Packages and bundles; the work area, where bundles are unpacked and whose content is deleted before. */
+/* Packages and bundles. Bundles are unpacked in the work area, after its content has been deleted. */
 #define VERD_PACKAGES_DIRECTORY "/install_repo/gl/verdalis/"
 #define VERD_WORK_AREA "/install_repo/tmp/"
 

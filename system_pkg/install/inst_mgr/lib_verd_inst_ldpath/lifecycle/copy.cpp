@@ -54,8 +54,8 @@ uint64_t copy(Transition &transition, char **text)
     if (rc != 0) {
         return rc;
     }
-    // Quirk: deletes the old .bin of the destination first, so a failed copy leaves none; callers that find none copy
-    // again (docs/contract.md).
+    // Quirk: deletes the old .bin of the destination first, so a failed copy leaves none or a truncated one; callers
+    // that find none copy again (docs/contract.md).
     if (transition.to.exists != 0) {
         static_cast<void>(unlink(transition.to.bin.ptr));
     }

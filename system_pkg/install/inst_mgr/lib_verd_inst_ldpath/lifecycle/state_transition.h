@@ -32,7 +32,7 @@ struct TransitionVariant {
 };
 
 // Each step reports its failure.
-//
+
 // Composes the path of a state's .bin file and checks whether the file exists.
 uint64_t locate(const Transition &transition, StateFiles &files, const TransitionVariant &variant, char **text);
 

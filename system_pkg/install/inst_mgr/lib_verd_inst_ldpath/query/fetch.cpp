@@ -153,6 +153,7 @@ uint64_t inst_ldpath_get_sw_profile_if_exists(const char *sdr_key, uint8_t is_lo
     if (rc != 0) {
         REPORT("SPERROR: %s: failed to query %s %s %s sw profile, rc=%ld\n", __func__, verd_vm_type_name(vm_type),
                local_or_master(is_local), verd_state_name(part_type), rc);
+        inst_ldpath_free_swprofile_ext(&profile); // an interposed getter may have set it
         return rc;
     }
     *local_sw_profile_ext_pp = profile;
