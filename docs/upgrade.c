@@ -1,8 +1,9 @@
 /*
  * An upgrade as an install manager does it: prepare it on a copy of the active profile, add a kernel package from a
- * bundle for all nodes, look at the result, promote it, and commit it or roll back.
+ * bundle for all nodes, compare the result with the active profile, promote it, and commit it or roll back.
  *
- * usage: upgrade PACKAGE, a kernel package whose bundle is in /install_repo/gl/verdalis
+ * usage: upgrade PACKAGE, a kernel package whose bundle is in /install_repo/gl/verdalis. /install_repo/tmp must exist;
+ * its content is deleted.
  */
 #include <inttypes.h>
 #include <stdio.h>
@@ -21,21 +22,6 @@ static uint64_t report(const char *step, uint64_t rc, char *reasons)
     }
     free(reasons); /* a successful call may leave a text, too */
     return rc;
-}
-
-/* A copy with result 0 may have done nothing: the source must exist. */
-static uint64_t copy(int32_t from, int32_t to)
-{
-    uint8_t exists = 0;
-    char *reasons = NULL;
-    uint64_t rc = inst_ldpath_check_swprofile_exists(SDR, GLOBAL, from, VM, &exists, &reasons);
-    if (rc == 0 && exists == 0) {
-        rc = INSTMGR_RC_SWPROFILE_NOT_FOUND;
-    }
-    if (rc == 0) {
-        rc = inst_ldpath_swp_copy(SDR, GLOBAL, VM, from, to, &reasons);
-    }
-    return report(verd_state_name(to), rc, reasons);
 }
 
 /* Result 0 of a store does not prove that the profile is on disk: fetch it. */
@@ -58,7 +44,20 @@ static uint64_t show(int32_t state)
     return report("fetch", rc, reasons);
 }
 
-static uint64_t upgrade(const char *package)
+/* Fetches the source first: the library also copies a damaged profile, and returns 0 if there is none. */
+static uint64_t copy(int32_t from, int32_t to)
+{
+    uint64_t rc = show(from);
+    if (rc == 0) {
+        char *reasons = NULL;
+        rc = inst_ldpath_swp_copy(SDR, GLOBAL, VM, from, to, &reasons);
+        rc = report(verd_state_name(to), rc, reasons);
+    }
+    return rc;
+}
+
+/* Builds the new version as the prepared profile. */
+static uint64_t prepare(const char *package)
 {
     uint64_t rc = copy(VERD_SWP_ACTIVE, VERD_SWP_PREPARED);
     if (rc == 0) {
@@ -67,15 +66,25 @@ static uint64_t upgrade(const char *package)
             inst_ldpath_add_pkg_location(SDR, GLOBAL, VERD_SWP_PREPARED, VM, NULL, 0, package, 0, VERD_PKG_KERNEL, 0),
             NULL);
     }
-    if (rc == 0) {
-        rc = show(VERD_SWP_PREPARED);
-    }
-    if (rc == 0) {
-        char *reasons = NULL;
-        rc = inst_ldpath_swp_move_prep_to_act(SDR, GLOBAL, VM, &reasons);
-        rc = report("promote", rc, reasons);
-    }
-    return rc == 0 ? show(VERD_SWP_ACTIVE) : rc;
+    return rc == 0 ? show(VERD_SWP_PREPARED) : rc;
+}
+
+/* Whether the packages of the active and the prepared profile differ, in any order. */
+static uint64_t compare(int *differ)
+{
+    enum { PACKAGES = 2, ANY_ORDER = 1 };
+    uint8_t matched = 0;
+    const uint64_t rc = inst_ldpath_check_swp_mismatch_wrapper(SDR, GLOBAL, VM, VERD_SWP_ACTIVE, VERD_SWP_PREPARED,
+                                                               PACKAGES, ANY_ORDER, &matched);
+    *differ = matched == 0;
+    return report("compare", rc, NULL);
+}
+
+static uint64_t promote(void)
+{
+    char *reasons = NULL;
+    const uint64_t rc = inst_ldpath_swp_move_prep_to_act(SDR, GLOBAL, VM, &reasons);
+    return report("promote", rc, reasons);
 }
 
 int main(int argc, char **argv)
@@ -85,13 +94,17 @@ int main(int argc, char **argv)
     if (argc != 2 || verd_inst_ldpath_lib_init(0, &new_rules) != 0) {
         return 2;
     }
-    uint64_t rc = copy(VERD_SWP_ACTIVE, VERD_SWP_COMMITTED); /* the version to return to */
-    if (rc != 0) {
+    int differ = 0;
+    /* The committed profile is the version to return to. */
+    if (copy(VERD_SWP_ACTIVE, VERD_SWP_COMMITTED) != 0 || prepare(argv[1]) != 0 || compare(&differ) != 0) {
         return 1;
     }
-    rc = upgrade(argv[1]);
-    if (rc == 0) {
-        return copy(VERD_SWP_ACTIVE, VERD_SWP_COMMITTED) == 0 ? 0 : 1;
+    if (!differ) {
+        printf("%s is installed already\n", argv[1]);
+        return 0;
+    }
+    if (promote() == 0 && copy(VERD_SWP_ACTIVE, VERD_SWP_COMMITTED) == 0) {
+        return 0;
     }
     printf("rolling back\n");
     copy(VERD_SWP_COMMITTED, VERD_SWP_ACTIVE);

@@ -6,7 +6,8 @@
  * whatever its members contain: a text or an array is not encoded, copied or freed; a number is not encoded, but
  * duplicates keep it. A nested record is the exception: it is present if its own bit is set or any of its fields is.
  *
- * Strings end in NUL. All memory that a record owns comes from malloc.
+ * Strings end in NUL. A text that is present may be null, such as the lv_name of a profile that was created without
+ * one; so may an entry of a list of texts. All memory that a record owns comes from malloc.
  *
  * Callers allocate records themselves and nest them by value. So any change of a record's members, an appended field
  * included, breaks programs that were compiled before: it requires a new soname of every library that takes records.

@@ -38,14 +38,17 @@
  *
  * Threads and processes: initialise once, before all other calls. Then every function may be called from any thread,
  * but callers must make sure that two threads or processes do not change one profile at once. Operations that run shell
- * commands (promoting, copying, flat copies, bundles, optional packages) fail in a process that ignores SIGCHLD, even
- * if the command succeeds.
+ * commands (promoting, copying, flat copies, bundles, optional packages) fail in a process that ignores SIGCHLD, or in
+ * which a signal handler or another thread waits for any child (waitpid(-1)), even if the command succeeds. During a
+ * store, a promotion or a copy, readers may find the profile missing: fetching it fails, and
+ * inst_ldpath_check_swprofile_exists() reports 0 with result 0. docs/contract.md describes what each failure leaves.
  */
 #ifndef VERD_INST_LDPATH_H
 #define VERD_INST_LDPATH_H
 
 #include <stdbool.h>
 #include <stdint.h>
+#include <string.h>
 
 #include "instcomm.h"
 #include "zeld.h"
@@ -79,7 +82,7 @@ enum { VERD_VM_HOST = 1, VERD_VM_ADMIN = 2, VERD_VM_QX = 3, VERD_VM_LC_QX = 4, V
 /* Profile states. */
 enum { VERD_SWP_COMMITTED = 1, VERD_SWP_ACTIVE = 2, VERD_SWP_PREPARED = 3 };
 
-/* Install package types, as arguments of calls that add packages. */
+/* Install package types, as arguments of calls that add packages. BEWARE: the numbers overlap with the next ones. */
 enum { VERD_PKG_SMU = 4, VERD_PKG_HOST_SMU = 6, VERD_PKG_KERNEL = 7, VERD_PKG_BASE = 8 };
 
 /* Profile package types, as stored in a package entry. */
@@ -157,6 +160,8 @@ uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_loca
  * failures leave the new .bin, unless it could not be verified (see below).
  * BEWARE: 0 is also returned if the .bin was written but not verified. It is then removed, with an error text, if its
  * content differs or there was no memory for reading it back; it remains, without a text, if it could not be opened.
+ * sdr_key is not compared with the key in the record: if they differ, later edits under sdr_key are stored in the
+ * profile of the key in the record.
  */
 uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            inst_sw_profile_sdr_ext *profile, char **error_message_out);
@@ -221,25 +226,27 @@ uint64_t inst_ldpath_delete_swprofile_file(const char *swprofile_file);
 uint64_t inst_ldpath_delete_swprofile(const char *sdr_key, uint8_t is_local, uint32_t vm_type);
 
 /*
- * Makes the prepared profile the active one by moving its files. If the prepared profile is missing or empty, the call
- * changes nothing and returns 0.
+ * Makes the prepared profile the active one by moving its files. If the prepared profile is missing, empty or cannot be
+ * reached, the call changes nothing and returns 0, without an error text: call inst_ldpath_check_swprofile_exists()
+ * first. The profile is not decoded, so a damaged one becomes active: fetch it first.
  * Results: 0; those of naming files; an errno code if a file cannot be moved; INSTCOMM codes if a flat copy cannot be
  * moved.
  * On disk: files that were moved before a failure remain moved; the old active .bin may be removed.
- * BEWARE: 0 with the error text "E:Failed to stat() file ...;" means that nothing was done. With a null key in the
+ * BEWARE: 0 with the error text "E:Failed to stat() file ...;" also means that nothing was done. With a null key in the
  * local scope, for QX, LC QX and UVF, the .bin is moved, but moving an existing twin fails. Keys of more than 40
  * characters: see inst_ldpath_swp_copy().
  */
 uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local, uint32_t vm_type, char **err_msg_p);
 
 /*
- * Copies a state of a profile over another state, file by file. If the source is missing or empty, the call changes
- * nothing and returns 0.
+ * Copies a state of a profile over another state, file by file. If the source is missing, empty or cannot be reached,
+ * the call changes nothing and returns 0, without an error text: call inst_ldpath_check_swprofile_exists() first. The
+ * source is not decoded, so a damaged one is copied: fetch it first.
  * Results: 0; INSTMGR_RC_INVALID_DATA if both states are the same; those of naming files; an errno code if a file
  * cannot be copied; INSTCOMM codes if a flat copy cannot be copied. On disk: files that were copied before a failure
  * remain; the old .bin of the destination may be removed.
- * BEWARE: 0 with the error text "E:Failed to stat() file ...;" means that nothing was done. For QX, LC QX and UVF, a
- * null key in the local scope always fails, after the destination was removed. Shell commands are cut to 199
+ * BEWARE: 0 with the error text "E:Failed to stat() file ...;" also means that nothing was done. For QX, LC QX and UVF,
+ * a null key in the local scope always fails, after the destination was removed. Shell commands are cut to 199
  * characters. Keys of up to 40 characters fit; with a longer key the call may create a file of another name and return
  * 0.
  */
@@ -350,8 +357,9 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  *
  * Packages of type VERD_PKG_SMU and VERD_PKG_KERNEL, and under the new package rules VERD_PKG_HOST_SMU and
  * VERD_PKG_BASE, are bundles in "/install_repo/gl/verdalis/": the file of that name or, if it is missing, the first
- * file whose name begins with it. The content of "/install_repo/tmp/", which must exist, is deleted, and the bundle is
- * unpacked there; it may have 254 RPMs. The name becomes part of a shell command unchecked.
+ * file whose name begins with it, in the order of the process's locale: "a-1-r1" also finds "a-1-r10.tar". The content
+ * of "/install_repo/tmp/", which must exist, is deleted, and the bundle is unpacked there; it may have 254 RPMs. The
+ * name becomes part of a shell command unchecked.
  *
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; an errno code if no work directory can be
  * created; those of instcomm_get_rpm_package_list_from_bundle(), inst_ldpath_add_pkg_in_swp() and of reading and
@@ -378,7 +386,8 @@ uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, i
 
 /*
  * Mark packages of a body in memory as members of service packs, or unmark them. A package is a member if its name is
- * part of the name of one of the RPMs of the service packs. Under the old package rules nothing changes.
+ * part of the name of one of the RPMs of the service packs. Under the old package rules nothing changes. With result 0
+ * the packages may be in a new array, and the old array and its texts are freed: get the packages again.
  *
  * inst_ldpath_tag_sp_pkg_in_swp    sets *tagged_out to 1 if a package is a member, even if it is marked already;
  *                                  otherwise leaves it unchanged, so set it to 0 first.
