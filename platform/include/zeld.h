@@ -37,7 +37,7 @@ typedef struct sp_detail {
     uint32_t sp_rpms_count;
     uint8_t presence[1];
 } sp_detail;
-typedef sp_detail service_pack;
+typedef sp_detail service_pack; /* its accessors: sp_detail_... */
 
 /* A set of service packs, as an argument of calls. */
 typedef struct serv_packs {

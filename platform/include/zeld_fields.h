@@ -7,6 +7,9 @@
  * and name_count. To walk through the fields, expand a list with three macros of these five parameters: for a VALUE (a
  * number or a text), a nested RECORD, and an ARRAY.
  */
+#ifndef ZELD_H
+#error "include zeld.h instead"
+#endif
 #ifndef ZELD_FIELDS_H
 #define ZELD_FIELDS_H
 

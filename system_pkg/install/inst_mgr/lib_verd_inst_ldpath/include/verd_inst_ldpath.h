@@ -119,7 +119,8 @@ uint64_t verd_inst_dup_node_loc_list(uint32_t count, const inst_node_loc *src, i
  * Composes the path of a profile's .bin file in a new text, whether or not the file exists. QX, LC QX and UVF require a
  * key in the global scope. Paths of more than 4095 characters are cut.
  * Results: 0; INST_RC_INVALID_ARG; INSTMGR_RC_INVALID_DATA for an unknown state, or if the marker file of a system test
- * requests it (the call deletes that file); INST_RC_NO_SWPROFILE; INST_RC_NO_MEMORY, with *swprofile_file_p null.
+ * requests it (the call deletes that file; swprofile-repository(5) lists these files); INST_RC_NO_SWPROFILE;
+ * INST_RC_NO_MEMORY, with *swprofile_file_p null.
  * BEWARE: if strncpy_s() fails (INST_RC_INVALID_ARG), *swprofile_file_p is an empty text that the caller frees. A null
  * key in the local scope becomes "(null)" in the paths of QX, LC QX and UVF, which the shell commands of promoting and
  * copying reject.
