@@ -79,6 +79,7 @@ __attribute__((format(printf, 1, 0))) void append_line(const char *format, va_li
     const std::size_t head = format_prefix(buffer, sizeof buffer);
     va_list again;
     va_copy(again, arguments);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): instcomm_log() has started it
     const int length = std::vsnprintf(buffer + head, sizeof buffer - head - 1, format, arguments);
 
     char *line = buffer;
