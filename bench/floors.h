@@ -21,7 +21,7 @@ struct PlainBytes {
 
 PlainBytes plain_bytes_of(const inst_sw_profile_sdr_ext &profile);
 
-// strlen and memcpy of each text and a store of each number, into bytes of the right size.
+// strlen and memcpy of each text and a store of each number, into a buffer that is large enough.
 void encode_floor(const inst_sw_profile_sdr_ext &profile, PlainBytes &plain);
 
 // One malloc per text and array, memcpy of each text and a load of each number.
@@ -37,7 +37,7 @@ void free_floor(inst_sw_profile_sdr_ext &profile);
 // open, fstat, read, decode.
 inst_sw_profile_sdr_ext *fetch_floor(const char *path);
 
-// The writes, syncs and the reading back, with the library's own encoder and renderer.
+// The writes, syncs and the reading back, with the platform's encoder and renderer.
 void store_floor(const inst_sw_profile_sdr_ext &profile, const char *bin_path, const char *txt_path);
 
 } // namespace bench

@@ -195,7 +195,7 @@ struct Subject {
         inst_free_string_list(count, list);
     }
 
-    // One malloc for the array, and strdup of each name.
+    // One calloc for the array, and strdup of each name.
     void list_files_floor()
     {
         const uint32_t count = body().packages_count + 1;
@@ -344,7 +344,8 @@ std::vector<Benchmark> codec_benchmarks()
         s.free_floor();
     };
     return {
-        // The checksum alone, relative to the floor of encoding: its share in the ratio of "encode".
+        // The checksum alone, as a multiple of the floor of encoding: subtract it from the ratio of "encode" to get the
+        // ratio without checksum.
         {.operation = "checksum", .ours = {&Subject::checksum}, .baseline = {&Subject::encode_floor}},
         {.operation = "encode", .ours = {&Subject::encode}, .baseline = {&Subject::encode_floor}, .has_checksum = true},
         {.operation = "decode",

@@ -36,7 +36,8 @@ set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME manual)
 include(cmake/man.cmake)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
-# pkg-config: relative to the .pc file unless a directory is absolute.
+# pkg-config: the prefix is relative to the .pc file unless CMAKE_INSTALL_LIBDIR is absolute; directories are relative
+# to the prefix unless they are absolute.
 set(pc_prefix ${CMAKE_INSTALL_PREFIX})
 if(NOT IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
     file(RELATIVE_PATH pc_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)

@@ -1,6 +1,7 @@
 /*
  * An upgrade as an install manager does it: prepare it on a copy of the active profile, add a kernel package from a
- * bundle for all nodes, compare the result with the active profile, promote it, and commit it or roll back.
+ * bundle for all nodes, compare the result with the active profile, promote it or, if that fails, roll back; then
+ * commit it.
  *
  * usage: upgrade PACKAGE, a kernel package whose bundle is in /install_repo/gl/verdalis. /install_repo/tmp must exist;
  * its content is deleted.
@@ -69,7 +70,7 @@ static uint64_t prepare(const char *package)
     return rc == 0 ? show(VERD_SWP_PREPARED) : rc;
 }
 
-/* Whether the packages of the active and the prepared profile differ, in any order. */
+/* Sets *differ to whether the packages of the active and the prepared profile differ; their order does not matter. */
 static uint64_t compare(int *differ)
 {
     enum { PACKAGES = 2, ANY_ORDER = 1 };
@@ -103,10 +104,10 @@ int main(int argc, char **argv)
         printf("%s is installed already\n", argv[1]);
         return 0;
     }
-    if (promote() == 0 && copy(VERD_SWP_ACTIVE, VERD_SWP_COMMITTED) == 0) {
-        return 0;
+    if (promote() != 0) {
+        printf("rolling back\n");
+        copy(VERD_SWP_COMMITTED, VERD_SWP_ACTIVE);
+        return 1;
     }
-    printf("rolling back\n");
-    copy(VERD_SWP_COMMITTED, VERD_SWP_ACTIVE);
-    return 1;
+    return copy(VERD_SWP_ACTIVE, VERD_SWP_COMMITTED) == 0 ? 0 : 1;
 }

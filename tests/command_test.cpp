@@ -68,7 +68,8 @@ TEST_F(CommandTest, PackagesForNodes)
 TEST_F(CommandTest, ImagesForNodes)
 {
     run(create);
-    expect({{"image-for-nodes qx-image-2.iso --node 0/1/0", 2, ""}, // or its version would be "null"
+    expect({{"image-for-nodes qx-image-2.iso --node 0/1/0", 2,
+             ""}, // without the check, the library would record the version "null"
             {"image-for-nodes qx-image-2.iso --version 2 --node 0/1/0", 0, ""},
             {"image-for-nodes qx --node 0/1/0", 0, "nothing changes"},
             {"image-for-nodes qx --node 0/2/0", 0, ""},
@@ -140,7 +141,7 @@ TEST_F(CommandTest, SourcesAreChecked)
     EXPECT_EQ(read_file(active_bin), active);
     expect({{"repair --state prepared", 0, ""},
             {"promote", 0, ""},
-            // The global QX and LC QX profiles are one file, which a note says before it is replaced.
+            // The global QX and LC QX profiles are one file; a note says so before the file is replaced.
             {"create --vm lc-qx --replace --image l.iso", 0, "are one file"},
             {"delete --state active --yes", 0, "are one file"}});
 }
@@ -293,7 +294,6 @@ TEST_F(CommandTest, Colors)
         EXPECT_TRUE(has(out, "damaged")) << environment;
         EXPECT_EQ(out.find('\x1b') != std::string::npos, has_colors) << environment;
     }
-    EXPECT_EQ(run("help service-pack add").out, run("service-pack add --help").out);
 }
 
 TEST_F(CommandTest, RejectedQuestions)
@@ -318,6 +318,7 @@ TEST_F(CommandTest, RejectedQuestions)
             {"frobnicate", 2, "unknown subcommand or option: frobnicate"},
             {"show --local --global", 2, "excludes"},
             {"", 2, "subcommand"}});
+    EXPECT_EQ(run("help service-pack add").out, run("service-pack add --help").out);
 }
 
 TEST_F(CommandTest, RejectedRequests)

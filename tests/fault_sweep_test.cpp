@@ -1,8 +1,8 @@
 // Every allocation and every call of a C or platform function fails in every operation, once and with all later calls;
 // with SWP_ALL_ERRORS, each with 14 errors. Afterwards the operation has failed and the disk is unchanged, or it has
 // succeeded completely, or its outcome is one that docs/contract.md lists for a store. The sanitizers check for leaks.
-// The transcript lists, for each operation and each function that fails in it, the results; and a checksum of all
-// texts.
+// The transcript lists, for each operation and each function that fails in it with ENOMEM, the results; and a checksum
+// of the texts. The other errors are only checked.
 #include "support/bodies.h"
 
 #include <memory>
@@ -11,7 +11,8 @@
 namespace
 {
 
-// Adds store what could be added, and log what could not; Copies have flat copies.
+// Adds: operations that store what could be added and log what could not. Copies: stores of a profile that has flat
+// copies.
 enum Kind { Fetches, Names, Stores, Adds, Copies, Edits, Asks };
 
 struct Operation {
@@ -219,7 +220,8 @@ protected:
         const bool is_success = rc == 0 && kind == Stores;
         const bool is_unchanged = found.bin == before.bin;
         EXPECT_TRUE(!exists || is_unchanged || found.bin == after.bin);
-        // A file that cannot be written is deleted, with an error; one that cannot be verified, with result 0.
+        // If a file cannot be written, it is deleted and the operation fails. If it cannot be verified, it is deleted
+        // and the operation returns 0.
         const bool is_unverified = function == hooks::ALLOCATION || (function == hooks::FREAD && fails_always);
         const bool has_other_error = function == hooks::ALLOCATION && fails_always;
         EXPECT_TRUE(exists || function == hooks::FWRITE || is_unverified);

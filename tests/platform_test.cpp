@@ -202,13 +202,13 @@ TEST_F(PlatformTest, StringLists)
     }
 }
 
-// Each change is a difference to the comparisons that select its part of the profile.
+// A comparison reports a change if it compares the whole profile or selects the part that was changed.
 TEST_F(PlatformTest, ComparingProfiles)
 {
 #define CHANGE(what) [](auto &whole [[maybe_unused]], auto &body [[maybe_unused]], auto &at [[maybe_unused]]) { what; }
     const struct {
         void (*change)(inst_sw_profile_sdr_ext &, inst_sw_profile_info &, inst_sw_profile_loc &);
-        uint32_t part; // 0: of none that can be selected
+        uint32_t part; // 0: no selector selects it
         bool is_difference = true;
     } cases[] = {
         {CHANGE(body.image.name[0] = 'x'), 1},
@@ -230,7 +230,8 @@ TEST_F(PlatformTest, ComparingProfiles)
     const Fetched original = {new_full_profile()};
     for (const auto &one : cases) {
         const Fetched changed = {new_full_profile()};
-        std::free(std::exchange(changed.body().packages[0].files[2], nullptr)); // the texts that cases exchange
+        std::free(std::exchange(changed.body().packages[0].files[2],
+                                nullptr)); // both are null first, so that the case that sets one frees nothing
         std::free(std::exchange(original.body().packages[0].files[2], nullptr));
         one.change(*changed.ptr, changed.body(), changed.ptr->sdr_sw_profile.loc_profiles[0]);
         uint8_t is_same = 7;

@@ -104,7 +104,7 @@ TEST_F(SafetyTest, AnyFileOperationFails)
         ++failures;
         const std::string err = read_file("/tmp/err");
         const bool is_only_output = err.find("standard output") != std::string::npos;
-        const bool is_repaired = // although another profile could not be examined
+        const bool is_repaired = // repair has stored its repair and fails afterwards, at another profile
             err.find("  repaired ") != std::string::npos || err.find("  removed ") != std::string::npos;
         EXPECT_EQ(status == 0 || is_only_output || is_repaired, expect_old_or_new()) << err;
     });
@@ -121,7 +121,7 @@ TEST_F(SafetyTest, InLittleSpace)
         EXPECT_EQ(status == 0, is_complete) << err;
         return is_complete;
     });
-    EXPECT_TRUE(rejected > 20 || IsSkipped()); // the missing bytes were known before
+    EXPECT_TRUE(rejected > 20 || IsSkipped()); // the lack of space was noticed before anything was written
 }
 
 // After a kill, the install manager may use the library before the next command.

@@ -41,7 +41,8 @@ protected:
     void edit(const std::string &title, const std::function<uint64_t(char **)> &call)
     {
         const fs::file_time_type before = fs::last_write_time(active_bin) - std::chrono::hours(1);
-        fs::last_write_time(active_bin, before); // unlike that of a store within the same tick of the clock
+        fs::last_write_time(active_bin,
+                            before); // an hour ago, so that a store is noticed even within the same tick of the clock
         const std::string bytes = read_file(active_bin);
         record(title, [&](Answer &, char **err) {
             const uint64_t rc = call(err);
@@ -142,15 +143,15 @@ TEST_F(StoredEditTest, ServicePacks)
     EXPECT_FALSE(fs::exists("/tmp/err_msg_UT_stub_decode_swp"));
     remove_packs("no set", nullptr);
     remove_packs("one that is not installed", unrelated.set);
-    remove_packs("the first", first.set);
-    remove_packs("the second", second.set);
+    remove_packs("removal of the first", first.set);
+    remove_packs("removal of the second", second.set);
     remove_packs("no service packs remain", second.set);
     given({"a-tp-1-1"}, {}, nullptr, {"SP1", "SP2"});
     remove_packs("names without details", first.set);
     given({"a-tp-1-1"}, {}, &both);
     g_inst_pkg_fmt_info.is_new_format = 0;
-    remove_packs("old rules", first.set);
-    add_packs("old rules", first.source());
+    remove_packs("removal under the old rules", first.set);
+    add_packs("addition under the old rules", first.source());
 }
 
 // A package belongs to a service pack if its name is part of the name of a delivered RPM.

@@ -135,9 +135,10 @@ const char *instcomm_extract_file_name_from_path(const char *path);
  * bytes. Members that are not RPMs are unpacked, but not listed. `err` is not used. Results: 0;
  * INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; and, with the reason in the log unless noted otherwise:
  *
- *   INSTCOMM_RC_FAILED        the bundle is missing or cannot be examined; tar, or cp for a single RPM, cannot be run,
- *                             as in a process that ignores SIGCHLD, or fails to unpack it, as tar for a member whose
- *                             path leads through a link; no temporary file can be created for tar's list (not logged)
+ *   INSTCOMM_RC_FAILED        the bundle is missing or cannot be examined; tar (for a single RPM: cp) cannot be run,
+ *                             for example because the process ignores SIGCHLD, or cannot unpack it, for example
+ *                             because a member's path leads through a link; no temporary file can be created for
+ *                             tar's list (not logged)
  *   INSTCOMM_RC_INVALID_DATA  before unpacking: the bundle is empty, not a regular file or damaged; tar cannot list
  *                             it; it has no RPM, more than `limit`, or a member that would be written outside of
  *                             work_dir. After unpacking: an RPM is not a regular file

@@ -2,10 +2,10 @@
  * The fields of every record, each described once, and accessors for each. zeld.h includes this file and documents the
  * accessors.
  *
- * A list has one line per field, in the order of the struct: the record, the field's presence bit, the type of its
- * value or, for an array, of its elements, its name, and a label for people. The members of an array are called name
- * and name_count. To walk through the fields, expand a list with three macros of these five parameters: for a VALUE (a
- * number or a text), a nested RECORD, and an ARRAY.
+ * A list has one line per field, in the order of the struct. Each line has five parameters: the record; the presence
+ * bit; the type of the value (for an array: of an element); the name of the field; a label for people. The members of
+ * an array are called name and name_count. To walk through the fields, expand a list with three macros of these five
+ * parameters: for a VALUE (a number or a text), a nested RECORD, and an ARRAY.
  */
 #ifndef ZELD_H
 #error "include zeld.h instead"

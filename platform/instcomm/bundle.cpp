@@ -18,7 +18,6 @@
 namespace
 {
 
-// The result of running a program.
 enum class RunResult { Succeeded, Failed, NotRun };
 
 // Runs a program, with its standard output redirected to `output` unless that is negative. The program gets a fixed

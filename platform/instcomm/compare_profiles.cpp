@@ -103,7 +103,7 @@ const char *Comparison::body_difference(const Info &a, const Info &b)
         order_of<Only<InfoFields::sp_names_field, InfoFields::sp_details_field>>(a, b) != 0) {
         return "service packs";
     }
-    // lv_name is not compared, since it names the partition.
+    // lv_name is not compared: it names the logical volume, which differs between states.
     using Others = Except<InfoFields::lv_name_field, InfoFields::image_field, InfoFields::version_field,
                           InfoFields::packages_field, InfoFields::sp_names_field, InfoFields::sp_details_field>;
     return (parts & OTHERS) != 0 && order_of<Others>(a, b) != 0 ? "other fields of the body" : nullptr;

@@ -53,11 +53,11 @@ struct Page {
     int depth;
 
     Page inside() const { return {out, depth + 1}; }
-    void start_line() const { put("%*s", 2 * depth, ""); }
+    void start_line() const { put_short("%*s", 2 * depth, ""); }
     void end_line() const { out.put("\n", 1); }
 
     // The formatted text must have at most 127 characters; a longer one is not cut, but read past the buffer.
-    __attribute__((format(printf, 2, 3))) void put(const char *format, ...) const
+    __attribute__((format(printf, 2, 3))) void put_short(const char *format, ...) const
     {
         char text[128];
         va_list arguments;
@@ -73,7 +73,7 @@ struct Page {
 void put_text(const Page &page, const char *text)
 {
     if (text == nullptr) {
-        page.put("(null)");
+        page.put_short("(null)");
         return;
     }
     while (*text != '\0') {
@@ -84,19 +84,20 @@ void put_text(const Page &page, const char *text)
         page.out.put(text, plain);
         text += plain;
         if (*text != '\0') {
-            page.put("\\x%02x", static_cast<unsigned char>(*text++));
+            page.put_short("\\x%02x", static_cast<unsigned char>(*text++));
         }
     }
 }
 
 template <class R> void put_fields(const Page &page, const R &record);
 
-// Appends a table of packages. Each entry has a line with its number, type and name, followed by its other fields.
+// Appends a table of packages. Each entry has a line with its number, type, mark and name, followed by its other
+// fields.
 void put_table(const Page &page, const inst_swp_package *packages, uint32_t count)
 {
     if (count != 0) {
         page.start_line();
-        page.put("   No  Type  SP  Name\n");
+        page.put_short("   No  Type  SP  Name\n");
     }
     for (uint32_t i = 0; i < count; ++i) {
         inst_swp_package rest = packages[i];
@@ -105,8 +106,8 @@ void put_table(const Page &page, const inst_swp_package *packages, uint32_t coun
             std::snprintf(type, sizeof type, "%" PRIu32, rest.pkg_type);
         }
         page.start_line();
-        page.put("%5" PRIu32 "  %4s  %2s  ", i + 1, type,
-                 inst_swp_package_has_is_sp_pkg(&rest) && rest.is_sp_pkg != 0 ? "SP" : "-");
+        page.put_short("%5" PRIu32 "  %4s  %2s  ", i + 1, type,
+                       inst_swp_package_has_is_sp_pkg(&rest) && rest.is_sp_pkg != 0 ? "SP" : "-");
         put_text(page, inst_swp_package_has_name(&rest) ? rest.name : "-");
         page.end_line();
         inst_swp_package_clear_name(&rest);
@@ -120,9 +121,10 @@ void put_table(const Page &page, const inst_node_loc *nodes, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {
         page.start_line();
-        page.put("%" PRIu32 "/%" PRIu32 "/%" PRIu32 "\n", inst_node_loc_has_loc_id_1(&nodes[i]) ? nodes[i].loc_id_1 : 0,
-                 inst_node_loc_has_loc_id_2(&nodes[i]) ? nodes[i].loc_id_2 : 0,
-                 inst_node_loc_has_loc_id_3(&nodes[i]) ? nodes[i].loc_id_3 : 0);
+        page.put_short("%" PRIu32 "/%" PRIu32 "/%" PRIu32 "\n",
+                       inst_node_loc_has_loc_id_1(&nodes[i]) ? nodes[i].loc_id_1 : 0,
+                       inst_node_loc_has_loc_id_2(&nodes[i]) ? nodes[i].loc_id_2 : 0,
+                       inst_node_loc_has_loc_id_3(&nodes[i]) ? nodes[i].loc_id_3 : 0);
     }
 }
 
@@ -130,7 +132,7 @@ template <class R> void put_table(const Page &page, const R *records, uint32_t c
 {
     for (uint32_t i = 0; i < count; ++i) {
         page.start_line();
-        page.put("[%" PRIu32 "]\n", i + 1);
+        page.put_short("[%" PRIu32 "]\n", i + 1);
         put_fields(page.inside(), records[i]);
     }
 }
@@ -148,16 +150,16 @@ template <class F, class R> void put_field(const Page &page, F field, const R &r
 {
     const auto &value = field.value(record);
     page.start_line();
-    page.put("%s:%s", field.label, field.is_record ? "" : " ");
+    page.put_short("%s:%s", field.label, field.is_record ? "" : " ");
     if constexpr (field.is_record) {
         page.end_line();
         put_fields(page.inside(), value);
     } else if constexpr (field.is_array) {
         const uint32_t count = value == nullptr ? 0 : field.count(record);
-        page.put("%" PRIu32 "\n", count);
+        page.put_short("%" PRIu32 "\n", count);
         put_table(page.inside(), value, count);
     } else if constexpr (field.is_number) {
-        page.put("%" PRIu64 "\n", uint64_t{value});
+        page.put_short("%" PRIu64 "\n", uint64_t{value});
     } else {
         put_text(page, value);
         page.end_line();

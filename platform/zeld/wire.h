@@ -21,7 +21,7 @@ inline constexpr TextLength NULL_TEXT = UINT32_MAX;
 
 static_assert(sizeof(std::size_t) == 8, "sums and products of lengths are not checked for overflow");
 
-// Numbers are little-endian. Compilers turn these into one load or store.
+// Numbers are little-endian. Compilers turn each of these functions into one load or store.
 template <IsNumber T> void store(uint8_t *at, T value)
 {
     [&]<std::size_t... I>(std::index_sequence<I...>)

@@ -1,5 +1,5 @@
 // C and platform functions that the library calls, as the test executable defines them: they count their calls, fail on
-// request, and otherwise call the real function. Sleeping, syncing and tracing are only recorded.
+// request, and otherwise call the real function. Sleeping, syncing, tracing and logging are only recorded.
 #pragma once
 
 #include <cerrno>
@@ -12,20 +12,20 @@
 namespace hooks
 {
 
-// ALLOCATION is malloc, calloc, realloc or strdup, also of the tests; a failing FWRITE writes a byte less. Those from
-// LOSE_PATH on return success without their result, as functions that somebody interposes can.
-// clang-format off
-#define HOOKED_FUNCTIONS(X) \
-    X(ALLOCATION) X(FOPEN) X(FCLOSE) X(FREAD) X(FWRITE) X(FSEEK) X(FTELL) X(UNLINK) X(ACCESS) X(STAT) X(CLOCK) \
-    X(SLEEP) X(SYNC) X(SHELL) X(SYSTEM) X(RENAME) X(POPEN) X(MKDTEMP) X(STRNCPY_S) X(ENCODE) X(COMPARE) \
-    X(TRACE_OPEN) X(UTIL_INIT) X(LOSE_PATH) X(LOSE_TWIN) X(LOSE_PROFILE) X(LOSE_DETAIL) X(LOSE_DETAILS)
+// ALLOCATION is malloc, calloc, realloc or strdup; calls by the tests count, too. A failing FWRITE writes one element
+// less. LOSE_PATH and all that follow return 0 without their result, as an interposed function may do. clang-format off
+#define HOOKED_FUNCTIONS(X)                                                                                            \
+    X(ALLOCATION)                                                                                                      \
+    X(FOPEN) X(FCLOSE) X(FREAD) X(FWRITE) X(FSEEK) X(FTELL) X(UNLINK) X(ACCESS) X(STAT) X(CLOCK) X(SLEEP) X(SYNC)      \
+        X(SHELL) X(SYSTEM) X(RENAME) X(POPEN) X(MKDTEMP) X(STRNCPY_S) X(ENCODE) X(COMPARE) X(TRACE_OPEN) X(UTIL_INIT)  \
+            X(LOSE_PATH) X(LOSE_TWIN) X(LOSE_PROFILE) X(LOSE_DETAIL) X(LOSE_DETAILS)
 // clang-format on
 #define ENUMERATOR(function) function,
 #define FUNCTION_NAME(function) #function,
 enum Function { HOOKED_FUNCTIONS(ENUMERATOR) FUNCTION_COUNT };
 inline constexpr const char *NAMES[FUNCTION_COUNT] = {HOOKED_FUNCTIONS(FUNCTION_NAME)};
 
-// All zero means no order: the first allocations precede the initialisation of variables.
+// An Order of zeros lets nothing fail: malloc() is called before variables are initialised.
 struct Order {
     int calls; // since reset()
     int first; // of the calls that fail
@@ -54,7 +54,8 @@ inline std::function<void()> before_read;
 
 void reset(); // clears all of these
 
-// Lets the nth call from now fail with this errno, and those that follow it: `times` in all, or ALWAYS.
+// Lets `times` calls fail with this errno, from the nth from now on; with times ALWAYS, all from the nth on; with nth
+// ALWAYS, all from the next on.
 inline void fail(Function function, int nth = 1, int err = EIO, int times = 1)
 {
     const int calls = orders[function].calls;

@@ -54,8 +54,8 @@ inst_swp_package new_package(const char *name, const std::vector<const char *> &
 
 inst_sw_profile_sdr_ext *new_profile(const char *key = nullptr); // without any other field
 
-// A profile with every field set, and more than one element in each array; released with
-// inst_ldpath_free_swprofile_ext().
+// A profile in which some record has each field, except loc_id_2 of nodes. Its arrays have up to three elements.
+// Released with inst_ldpath_free_swprofile_ext().
 inst_sw_profile_sdr_ext *new_full_profile();
 
 // A QX profile of default-sdr whose encoding has that many bytes.

@@ -35,7 +35,7 @@ bool has_content(Findings &findings, const fs::path &path)
     return true;
 }
 
-// A twin or flat copies next to a missing or empty .bin file.
+// A twin or flat copies whose .bin file is missing, empty or not a regular file.
 void find_leftovers(Findings &findings, const std::vector<fs::path> &files)
 {
     for (std::size_t i = 1; i < files.size(); ++i) {

@@ -179,12 +179,12 @@ bool PlaceFilter::is_restricted() const
 std::vector<Selector> PlaceFilter::places(const PathVisitor &visit_other) const
 {
     const bool has_scope = app->count("--local") != 0 || app->count("--global") != 0;
-    Selector global = wanted;
-    global.is_local = false;
+    Selector in_global_scope = wanted;
+    in_global_scope.is_local = false;
     std::vector<Selector> places = all_places(visit_other);
     std::erase_if(places, [&](const Selector &place) {
         const bool is_sdr = place.sdr == wanted.sdr && verd_vm_type_has_sdr(place.vm_type);
-        const bool is_type = place.vm_type == wanted.vm_type || (place.is_shared() && global.is_shared());
+        const bool is_type = place.vm_type == wanted.vm_type || (place.is_shared() && in_global_scope.is_shared());
         return (app->count("--sdr") != 0 && !is_sdr) || (app->count("--vm") != 0 && !is_type) ||
                (app->count("--state") != 0 && place.state != wanted.state) ||
                (has_scope && place.is_local != wanted.is_local);

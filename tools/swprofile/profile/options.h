@@ -30,7 +30,7 @@ void add_install_type_option(CLI::App &command, uint32_t &type);
 CLI::Option *add_choice_option(CLI::App &command, const std::string &name, std::string &target, const std::string &what,
                                const std::vector<std::string> &values);
 
-// The same options for subcommands that work on every profile that matches.
+// The options of add_selector_options(), for subcommands that work on every profile that matches.
 class PlaceFilter
 {
 public:

@@ -16,6 +16,7 @@ std::vector<Selector> all_places(const PathVisitor &visit_other);
 // Does something have this name, even a dangling link?
 bool name_exists(const std::filesystem::path &path);
 
+// The content of a file, or "" if it cannot be read.
 std::string content_of(const std::filesystem::path &path);
 
 // In bytes; 0 if the file does not exist.

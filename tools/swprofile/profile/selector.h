@@ -58,7 +58,7 @@ struct Selector {
     // The global QX and LC QX profiles of an SDR are one file.
     bool is_shared() const;
 
-    // Notes that the file, which is about to be changed, contains the profile of the other type.
+    // Prints a note if the file, which is about to be changed, contains the profile of the other type.
     void note_shared(const Profile &existing) const;
 };
 

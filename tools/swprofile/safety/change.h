@@ -38,7 +38,8 @@ public:
     // After prepare(): sets the encoding that the profile's file must have in the end. Not needed for stores.
     void expect(const Selector &selector, const std::string &encoding);
 
-    // The bytes by which the files of a profile grow with a .bin file and a twin of these sizes.
+    // The bytes by which the files of a profile, flat copies included, grow when a .bin file and a twin of these sizes
+    // replace them. A file that shrinks counts as 0.
     static uint64_t growth(const Selector &target, uint64_t bin_size, uint64_t twin_size);
 
     // Puts back a file that prepare() has saved.

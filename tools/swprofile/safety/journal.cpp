@@ -36,7 +36,8 @@ std::vector<fs::path> missing_directories(const fs::path &file)
     return missing;
 }
 
-// Unlike name_exists(), throws if the file cannot be examined: a saved copy must not be taken for a missing one.
+// Unlike name_exists(), throws if the file cannot be examined, so that a saved copy that exists never counts as
+// missing.
 bool exists_or_throw(const fs::path &file)
 {
     std::error_code error;
@@ -75,7 +76,6 @@ void Journal::open(const std::vector<fs::path> &files)
     if (is_open()) {
         return; // a second store of this change, of the same files
     }
-    recover();
     std::vector<Entry> entries;
     std::vector<Entry> directories;
     for (const fs::path &file : files) {

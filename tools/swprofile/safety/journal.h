@@ -1,5 +1,5 @@
 // The undo journal of a change: copies of the affected files, from which they are put back if the change fails.
-// docs/operations.md describes its form.
+// docs/operations.md describes how it is used, swprofile-repository(5) its files.
 #pragma once
 
 #include <cstdint>

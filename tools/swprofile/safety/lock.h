@@ -10,9 +10,9 @@
 #include <memory>
 #include <vector>
 
-// UNQUEUED: exclusive, without the queue. For the work area, whose queue would be that of the local scope,
-// /install_repo. The caller already holds a scope. A process that waits for the local scope holds the queue; if the
-// caller holds that scope and waited for the queue, both would wait for each other.
+// UNQUEUED: exclusive, without the queue. For the work area: its parent directory, /install_repo, is also the queue of
+// the local scope. The caller may hold the local scope while another process, at the head of that queue, waits for it.
+// If the caller entered the queue, both would wait for each other.
 enum class LockMode { SHARED, EXCLUSIVE, UNQUEUED };
 
 // "/install_repo/local" or "/install_repo/gl/instdb".

@@ -1,3 +1,4 @@
+#include "profile/arrays.h"
 #include "profile/names.h"
 #include "subcommands/commands.h"
 #include "subcommands/edit.h"
@@ -36,9 +37,11 @@ void add_package(Options &options)
                                                        rpms.data(), static_cast<uint32_t>(rpms.size()), uint64_t{0},
                                                        options.type, reinterpret_cast<uint64_t>(packs), error.slot());
                  }};
-    edit.before_operation = [&](const inst_sw_profile_sdr_ext &before, const serv_packs *packs) {
-        names_checker(options.edit)(before, packs);
-        if (!rpms.empty() && has_package(before.sdr_sw_profile.sw_profile, options.package)) {
+    edit.before_operation = names_checker(options.edit);
+    edit.before_store = [&](const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after) {
+        const inst_sw_profile_info &old = before.sdr_sw_profile.sw_profile;
+        const bool is_added = packages_of(after.sdr_sw_profile.sw_profile).size() > packages_of(old).size();
+        if (!rpms.empty() && has_package(old, options.package) && !is_added) {
             note(options.package + " exists already; its list of RPM files is not changed");
         }
     };
@@ -132,8 +135,8 @@ void add_add_host(CLI::App &command)
     add_change_options(subcommand, edit.is_dry_run);
     subcommand.footer(
         "All are added or none. A file that is neither a host SMU nor a third-party package by its name gets the\n"
-        "type of the preceding file, or base if it is the first. A dry run does not see what the preceding files\n"
-        "change.\n\n"
+        "type of the preceding file, or base if it is the first. A dry run compares each file with the stored\n"
+        "profile, without the changes by the preceding files.\n\n"
         "Example:\n"
         "  swprofile add-host /media/kelo-host-7.1-r2.x86_64.rpm /media/tp-ssh-1.0-r1.noarch.rpm");
 }

@@ -70,7 +70,7 @@ uint64_t find_and_merge_service_packs(const inst_sw_profile_info &body, const Ne
         rc = instcomm_get_sp_names_from_rpm(package.sp_source, package.name, &delivering.names, &delivering.count,
                                             &delivering.details);
     }
-    if (test_file_fires(SP_LOOKUP_TEST_FILE)) {
+    if (take_test_file(SP_LOOKUP_TEST_FILE)) {
         rc = INST_RC_NO_MEMORY;
     }
     if (rc != 0) {

@@ -86,8 +86,8 @@ uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, 
         if (allocate_replacement_list(superseded, locations[i].sw_profile) != 0) {
             return 0;
         }
-        // Without the copies, ends with an error: only adding shows whether this location has the package already and
-        // must get the nodes.
+        // A failed copy ends the call instead of skipping the location: without adding, it is unknown whether the
+        // location has the package already and must get the nodes.
         PackageCopies copies;
         uint64_t rc = copy_package(package, copies);
         if (rc != 0) {
@@ -153,7 +153,7 @@ void exit_if_requested()
 {
     if (marker_exists(RESPAWN_TEST_FILE)) {
         REPORT("HA UT: respwan inst_mgr \n");
-        static_cast<void>(test_file_fires(RESPAWN_TEST_FILE));
+        static_cast<void>(take_test_file(RESPAWN_TEST_FILE));
         std::exit(1);
     }
 }

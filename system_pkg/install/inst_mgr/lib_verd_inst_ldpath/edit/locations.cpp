@@ -66,7 +66,7 @@ uint64_t attach_location(inst_sw_profile_sdr &sdr, NewLocation &location, NodeLi
     }
     *attached = std::exchange(location.location, inst_sw_profile_loc{});
     inst_sw_profile_loc_set_node_locs(attached, std::exchange(nodes.nodes, nullptr), std::exchange(nodes.count, 0));
-    free_locations(sdr); // may be a present, but empty list
+    free_locations(sdr); // the list may be present, but empty
     inst_sw_profile_sdr_set_loc_profiles(&sdr, attached, 1);
     return 0;
 }

@@ -28,13 +28,13 @@ bool prepare_details(const Info &body, RemainingServicePacks &remaining)
     sp_detail *details = nullptr;
     const uint32_t count = inst_sw_profile_info_get_sp_details(&body, &details);
     remaining.details = static_cast<sp_detail *>(std::calloc(remaining.names.count, sizeof(sp_detail)));
-    return remaining.details != nullptr && build_index(remaining.of_body, details, count);
+    return remaining.details != nullptr && build_index(remaining.details_of_body, details, count);
 }
 
 bool copy_remaining_details(RemainingServicePacks &remaining)
 {
     for (uint32_t i = 0; i < remaining.names.count; ++i) {
-        const sp_detail *const detail = find_detail(remaining.of_body, remaining.names.list[i]);
+        const sp_detail *const detail = find_detail(remaining.details_of_body, remaining.names.list[i]);
         if (detail == nullptr) {
             continue;
         }

@@ -8,7 +8,7 @@ struct RemainingServicePacks {
     OwnedStringList names;
     sp_detail *details = nullptr;
     uint32_t detail_count = 0;
-    DetailIndex of_body; // the body's details by name
+    DetailIndex details_of_body; // by name
 
     RemainingServicePacks() = default;
     RemainingServicePacks(const RemainingServicePacks &) = delete;

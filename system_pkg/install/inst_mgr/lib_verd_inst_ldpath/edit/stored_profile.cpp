@@ -18,7 +18,7 @@ uint64_t name_profile_file(const ProfileEdit &edit, Owned<char> &path, char **te
 uint64_t decode_profile_file(const ProfileEdit &edit, const char *path, OwnedProfile &profile)
 {
     uint64_t rc = inst_decode_sw_profile_ext(path, &profile.record);
-    if (edit.decode_test_file != nullptr && test_file_fires(edit.decode_test_file)) {
+    if (edit.decode_test_file != nullptr && take_test_file(edit.decode_test_file)) {
         rc = INST_RC_FAILED;
     }
     if (rc != 0) {

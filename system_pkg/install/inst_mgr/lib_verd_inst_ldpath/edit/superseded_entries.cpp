@@ -13,7 +13,7 @@ namespace
 
 uint64_t record_superseded(SearchResult &found, const char *name)
 {
-    found.is_superseding = true;
+    found.supersedes_any = true;
     if (found.superseded == nullptr) {
         return 0;
     }
@@ -153,7 +153,7 @@ uint64_t find_superseded(const inst_sw_profile_info &body, const NewPackage &pac
 {
     const uint64_t rc = scan_packages(body, package, base, found, text);
     // A host-OS package that supersedes no package entry may supersede base RPMs of the image.
-    if (rc == 0 && base != nullptr && base->is_hostos && !found.is_superseding) {
+    if (rc == 0 && base != nullptr && base->is_hostos && !found.supersedes_any) {
         return scan_base_rpms(body.image, *base, found, text);
     }
     return rc;

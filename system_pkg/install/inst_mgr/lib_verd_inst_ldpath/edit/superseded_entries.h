@@ -16,16 +16,15 @@ struct NewPackage {
 
 // The package's name without version and release, and its kinds, as the new package rules compare them.
 struct BaseName {
-    char text[500]; // a longer base name is cut and differs from that of its own entries
+    char text[500]; // a longer base name is cut, and then does not match entries of the same base name
     bool is_hostos;
     bool is_tp;
 };
 
-// The result of a search.
 struct SearchResult {
     char **superseded; // receives copies of the names of superseded entries; may be null
     uint32_t count = 0;
-    bool is_superseding = false; // also set if `superseded` is null
+    bool supersedes_any = false; // also set if `superseded` is null
     bool is_duplicate = false;
 };
 

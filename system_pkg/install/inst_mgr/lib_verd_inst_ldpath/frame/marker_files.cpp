@@ -7,7 +7,7 @@ bool marker_exists(const char *path)
     return access(path, F_OK) == 0;
 }
 
-bool test_file_fires(const char *path)
+bool take_test_file(const char *path)
 {
     const bool fires = marker_exists(path);
     if (fires) {

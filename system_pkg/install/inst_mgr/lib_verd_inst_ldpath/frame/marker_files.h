@@ -23,7 +23,7 @@ inline constexpr char RESPAWN_TEST_FILE[] = "/tmp/inst_ut_inst_mgr_respawn";
 bool marker_exists(const char *path);
 
 // Returns whether the file of a test exists, and deletes it, so that it takes effect once.
-bool test_file_fires(const char *path);
+bool take_test_file(const char *path);
 
 // Reports a message of the service-pack code while ENABLE_SP_DEBUGS exists.
 #define REPORT_SP_DEBUG(...)                                                                                           \

@@ -14,8 +14,8 @@
 namespace trace
 {
 
-// Describes the arguments to the trace: a letter per argument; whether one is a text; and a size class, which is 4 plus
-// the size of the numbers, without the texts, in 32-bit words.
+// Describes the arguments to the trace: a letter per argument; whether any of them is a text; and a size class: 4 plus
+// the number of 32-bit words that the numbers take. Texts do not count.
 template <class... Args> struct Arguments {
     template <class T> static constexpr char letter()
     {

@@ -29,9 +29,9 @@
  *
  * Error texts: `char **err_msg_p` (also err_msg, error_message_out) may be null. If it points to a null pointer, an
  * operation may store a text there: entries "E:reason;", from the innermost cause outwards, at most 2047 characters.
- * The caller frees it with free(), whatever the result is: storing, promoting, copying,
- * inst_ldpath_check_swprofile_exists() and inst_swp_get_package_rpms() can succeed and leave a text. If it points to a
- * text already, that text is kept.
+ * The caller frees it with free(), whatever the result is: storing, adding and removing packages of a stored profile,
+ * promoting, copying, inst_ldpath_check_swprofile_exists() and inst_swp_get_package_rpms() can succeed and leave a
+ * text. If it points to a text already, that text is kept.
  *
  * Ownership: returned paths and texts are freed with free(), returned profiles with inst_ldpath_free_swprofile_ext().
  * Unless a comment says otherwise, out-parameters are unchanged on failure.
@@ -105,7 +105,10 @@ uint64_t verd_inst_ldpath_lib_init(uint64_t context, const inst_pkg_fmt_info *fm
 /* Returns whether part_type is a state: 1, 2 or 3. */
 bool is_part_type_valid(int32_t part_type);
 
-/* The profile package type (1 to 5) of an install package type; 1 for every type except 1, 3, 6 and 7. */
+/*
+ * Returns the profile package type of an install package type: 2 for 1, 3 for 3, 5 for 6 (host SMU), 4 for 7 (kernel),
+ * and 1 for every other.
+ */
 uint32_t instcomm_inst_pkg_type_to_swp_type(uint32_t pkg_type);
 
 /*
@@ -318,8 +321,9 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
  * Removes a name from a stored profile: every package of that name or, if there is none, every base RPM of it. Under
  * the new package rules, an architecture suffix of the name is ignored. If a package is removed, the service packs of
  * sp_list, which may be null, are removed from the body as well, and their packages are unmarked as by
- * inst_ldpath_untag_sp_pkg_in_swp(). The details get the order of the names. If no name remains, both lists become
- * absent. Stores under the SDR key in the record, not under sdr_key.
+ * inst_ldpath_untag_sp_pkg_in_swp(). Even if sp_list is null, the details are put into the order of the names, and
+ * details whose name is not in the list are dropped. If no name remains, both lists become absent. Stores under the SDR
+ * key in the record, not under sdr_key.
  * Results: 0, also if the name does not exist (nothing is stored); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
  * reading the profile, of instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On
  * disk: a failure before the store changes nothing; then as for storing.
@@ -436,8 +440,8 @@ uint64_t inst_ldpath_remove_swprofile_sps(const char *sdr_key, int32_t is_local,
  * if there are none; and, unless sp_list_out is null or there are no details, a new set of the details, freed with
  * free_service_pack().
  * Results: 0; INST_RC_INVALID_ARG, also for a service pack without a name; INST_RC_NO_MEMORY.
- * BEWARE: if the body has no fields, the result is 0 and the outputs are unchanged: set them to null and 0 first. The
- * set may be incomplete without memory, as that of instmgr_convert_sp_det_to_serv_pack().
+ * BEWARE: for a record without a profile, the result is 0 and the outputs are unchanged: set them to null and 0 first.
+ * If memory runs out, the set may be incomplete, like that of instmgr_convert_sp_det_to_serv_pack().
  */
 uint64_t inst_ldpath_get_swprofile_sps(inst_sw_profile_sdr_ext *profile, char ***sp_names_out, uint32_t *count_out,
                                        serv_packs **sp_list_out, char **error_message_out);
@@ -515,10 +519,10 @@ void inst_ldpath_free_swprofile_ext(inst_sw_profile_sdr_ext **pp);
  * inst_ldpath_get_swprofile_filelist  the name of the image, then those of all packages, in their order
  * inst_ldpath_get_swprofile_img_pkgs  the name of the image; the names of packages, null and 0 if the filter leaves
  *                                     none; and, unless sp_list_out is null, the set of service packs. The set is
- *                                     unchanged if there are none or it cannot be built, and may be incomplete, as that
- *                                     of instmgr_convert_sp_det_to_serv_pack(). pkg_filter: 0 host SMUs only; 1 all
- *                                     except host SMUs; 4 all except entries that have is_sp_pkg, whatever its value;
- *                                     other values: all. skip_flagged: without packages whose pkg_marker is set.
+ *                                     unchanged if there are none or it cannot be built, and may be incomplete, like
+ *                                     that of instmgr_convert_sp_det_to_serv_pack(). pkg_filter: 0 host SMUs only; 1
+ *                                     all except host SMUs; 4 all except entries that have is_sp_pkg, whatever its
+ *                                     value; other values: all. skip_flagged: without packages whose pkg_marker is set.
  * inst_ldpath_get_swprofile_pkgs      the names of all packages, then those of the service packs; null and 0 without
  *                                     packages, even if there are service packs
  */
@@ -583,7 +587,7 @@ uint64_t inst_get_image_name(const char *sdr_key, char **image_out);
  *                                 failure.
  *
  * Results: 0; INST_RC_INVALID_ARG; those of fetching the local profile with inst_ldpath_get_swprofile(); INST_RC_FAILED
- * if an interposed function fetches no record.
+ * if an interposed inst_ldpath_get_swprofile() returns 0 without a record.
  * BEWARE: *is_equal is 1 if no profile could be fetched; check the result first.
  */
 uint64_t instmgr_cmp_sw_version(uint32_t loc_id_1, uint32_t loc_id_2, uint32_t loc_id_3, const char *sw_version,

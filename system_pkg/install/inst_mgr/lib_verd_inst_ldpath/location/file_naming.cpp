@@ -70,7 +70,7 @@ uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_loca
         error_text_add(text, NULL_POINTER_TEXT);
         return INST_RC_INVALID_ARG;
     }
-    if (test_file_fires(INVALID_PARTITION_TYPE_TEST_FILE)) {
+    if (take_test_file(INVALID_PARTITION_TYPE_TEST_FILE)) {
         error_text_add(text, "Error as partition type is invalid\n");
         return INSTMGR_RC_INVALID_DATA;
     }
@@ -95,7 +95,7 @@ uint64_t name_file(const char *sdr_key, char **swprofile_file_p, uint8_t is_loca
     return 0;
 }
 
-// Returns how many characters the text twin's path is longer than this path.
+// Returns by how many characters the path of the text twin is longer than this path; 0 if it is not longer.
 std::size_t extra_length_of_twin(const char *path)
 {
     constexpr std::size_t required = sizeof TEXT_EXTENSION - 1;

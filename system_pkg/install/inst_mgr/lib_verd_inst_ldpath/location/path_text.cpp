@@ -12,7 +12,7 @@ uint64_t copy_path(const char *path, char **copy_p, std::size_t spare)
     if (*copy_p == nullptr) {
         return INST_RC_NO_MEMORY;
     }
-    **copy_p = '\0'; // read even if strncpy_s() fails: by get_fixed() in query/fetch.cpp, and perhaps by callers
+    **copy_p = '\0'; // get_fixed() in query/fetch.cpp, and perhaps callers, read the text even if strncpy_s() fails
     return strncpy_s(*copy_p, length + 1, path, length) == 0 ? 0 : INST_RC_INVALID_ARG;
 }
 

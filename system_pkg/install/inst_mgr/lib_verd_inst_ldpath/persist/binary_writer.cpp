@@ -28,7 +28,7 @@ struct WriteJob {
     const char *path;
     const void *bytes;
     uint32_t length;
-    int retries = RETRIES;
+    int retries_left = RETRIES;
     uint64_t rc = 0;
     char *text = nullptr;
 };
@@ -87,7 +87,7 @@ FILE *open_for_writing(WriteJob &job)
 void pause_and_report_last(WriteJob &job, const char *what, int err)
 {
     sleep(RETRY_SECONDS);
-    if (job.retries <= 0) {
+    if (job.retries_left <= 0) {
         REPORT("Unable to create SW Profile successfully even after %d trials\n", RETRIES);
         error_text_add(&job.text, "Failed to %s file %s (%s)\n", what, job.path, std::strerror(err));
         error_text_add(&job.text, "Failed to create software profile even after multiple attempts\n");
@@ -165,8 +165,8 @@ AttemptResult write_once(WriteJob &job)
 
 void write_and_retry(WriteJob &job)
 {
-    for (; check_job(job); --job.retries) {
-        if (write_once(job) == AttemptResult::Finished || job.retries == 0) {
+    for (; check_job(job); --job.retries_left) {
+        if (write_once(job) == AttemptResult::Finished || job.retries_left == 0) {
             return;
         }
     }

@@ -123,7 +123,7 @@ bool all_have_names(const serv_packs &source)
 
 // Adds the service packs to the body: borrowed details, and copies of the names, which `names` owns.
 // Quirk: if rc is already an error (an optional package was not copied), still copies the names before returning it; if
-// that fails, returns the new error instead. Log searches find both messages.
+// that fails, returns the new error instead. Log searches match the messages of both failures.
 uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &source, uint64_t rc, OwnedStringList &names)
 {
     service_pack *const packs = source.service_packs;

@@ -12,7 +12,6 @@ namespace
 
 using Package = inst_swp_package;
 
-// The arguments of a search.
 struct Search {
     const char *sdr_key;
     uint8_t is_local;

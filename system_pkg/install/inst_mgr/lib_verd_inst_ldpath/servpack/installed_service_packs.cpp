@@ -1,4 +1,4 @@
-// Lists the service packs that are installed in an SDR or for Admin.
+// Lists the service packs of an SDR's global QX profile and of the global Admin profile together.
 #include "frame/owned.h"
 #include "frame/report.h"
 #include "servpack/master_profile.h"

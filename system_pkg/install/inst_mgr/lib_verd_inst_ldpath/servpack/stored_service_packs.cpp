@@ -129,7 +129,7 @@ uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList
     }
     if (remaining.names.count == 0) {
         // Quirk: unmarks while the body still has the details, so that their RPMs count as still delivered and their
-        // packages stay marked; callers that list packages without members (inst_ldpath_get_swprofile_img_pkgs()) do
+        // packages stay marked; callers that list all packages except members (inst_ldpath_get_swprofile_img_pkgs()) do
         // not get these.
         unmark_or_log(body, sp_list);
         clear_service_packs(body);
