@@ -23,7 +23,6 @@ struct Operation {
 };
 constexpr bool FROM_NOTHING = true;
 
-constexpr uint32_t NO_HOST_SMUS = 1;
 char path[] = "/a/x-1-1.noarch.rpm", name[] = "y", host_name[] = "alpha-2.0-r1";
 char *paths[] = {path, name}, *const host_paths[] = {host_name};
 
@@ -97,8 +96,8 @@ const Operation OPERATIONS[] = {
     {Edits, CALL(instmgr_convert_sp_det_to_serv_pack(&a.packs, changed.body().sp_details, 1))},
     {Asks, CALL(inst_ldpath_get_swprofile_image(changed.ptr, &a.text))},
     {Asks, CALL(inst_ldpath_get_swprofile_filelist(changed.ptr, &a.list, &a.count, err))},
-    {Asks,
-     CALL(inst_ldpath_get_swprofile_img_pkgs(changed.ptr, &a.text, &a.list, &a.count, NO_HOST_SMUS, 0, &a.packs))},
+    {Asks, CALL(inst_ldpath_get_swprofile_img_pkgs(changed.ptr, &a.text, &a.list, &a.count, VERD_FILTER_NO_HOST_SMUS, 0,
+                                                   &a.packs))},
     {Asks, CALL(inst_ldpath_get_swprofile_pkgs(changed.ptr, &a.list, &a.count))},
     {Asks, CALL(inst_ldpath_get_swprofile_sps(changed.ptr, &a.list, &a.count, &a.packs, err))},
     {Asks, CALL(inst_ldpath_get_all_swprofile_sps("asked", 1, &a.list, &a.count))},

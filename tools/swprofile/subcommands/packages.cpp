@@ -11,13 +11,10 @@
 namespace
 {
 
-// The values of the library's package filter.
-enum Filter : uint32_t { HOST_SMUS = 0, NO_HOST_SMUS = 1, ALL = 2, NO_MEMBERS = 4 };
-
 struct Options {
     Selector selector;
     std::string package;
-    Filter filter = ALL;
+    uint32_t filter = VERD_FILTER_ALL;
     bool skips_flagged = false;
     bool is_json = false;
 };
@@ -129,13 +126,14 @@ void add_packages(CLI::App &command)
     const auto query =
         add_query(command, "packages", "Print the names of a profile's packages", nullptr, print_packages);
     Options &options = query.options;
-    const auto add_filter = [&](const char *flag, Filter filter, const char *help) {
+    const auto add_filter = [&](const char *flag, uint32_t filter, const char *help) {
         return query.app.add_flag_callback(
             flag, [&options, filter] { options.filter = filter; }, help);
     };
-    CLI::Option *const only = add_filter("--host-smus", HOST_SMUS, "host SMUs only");
-    CLI::Option *const none = add_filter("--no-host-smus", NO_HOST_SMUS, "all except host SMUs")->excludes(only);
-    add_filter("--no-members", NO_MEMBERS, "no members of service packs")->excludes(only)->excludes(none);
+    CLI::Option *const only = add_filter("--host-smus", VERD_FILTER_HOST_SMUS, "host SMUs only");
+    CLI::Option *const none =
+        add_filter("--no-host-smus", VERD_FILTER_NO_HOST_SMUS, "all except host SMUs")->excludes(only);
+    add_filter("--no-members", VERD_FILTER_NO_MEMBERS, "no members of service packs")->excludes(only)->excludes(none);
     query.app.add_flag("--skip-flagged", options.skips_flagged, "leave out packages whose field 'marker' is true");
     add_json_option(query.app, options.is_json);
     query.app.footer("In the order in which they were added.\n\n"

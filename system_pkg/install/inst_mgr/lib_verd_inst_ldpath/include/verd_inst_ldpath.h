@@ -88,6 +88,9 @@ enum { VERD_PKG_SMU = 4, VERD_PKG_HOST_SMU = 6, VERD_PKG_KERNEL = 7, VERD_PKG_BA
 /* Profile package types, as stored in a package entry. */
 enum { VERD_SWP_PKG_BASE = 1, VERD_SWP_PKG_KERNEL = 4, VERD_SWP_PKG_HOST_SMU = 5 };
 
+/* Filters of inst_ldpath_get_swprofile_img_pkgs(). Any other number lists all packages, too. */
+enum { VERD_FILTER_HOST_SMUS = 0, VERD_FILTER_NO_HOST_SMUS = 1, VERD_FILTER_ALL = 2, VERD_FILTER_NO_MEMBERS = 4 };
+
 /* Names of VM types, states and result codes, and the directories of the repository. */
 #include "verd_inst_ldpath_text.h"
 
@@ -520,9 +523,9 @@ void inst_ldpath_free_swprofile_ext(inst_sw_profile_sdr_ext **pp);
  * inst_ldpath_get_swprofile_img_pkgs  the name of the image; the names of packages, null and 0 if the filter leaves
  *                                     none; and, unless sp_list_out is null, the set of service packs. The set is
  *                                     unchanged if there are none or it cannot be built, and may be incomplete, like
- *                                     that of instmgr_convert_sp_det_to_serv_pack(). pkg_filter: 0 host SMUs only; 1
- *                                     all except host SMUs; 4 all except entries that have is_sp_pkg, whatever its
- *                                     value; other values: all. skip_flagged: without packages whose pkg_marker is set.
+ *                                     that of instmgr_convert_sp_det_to_serv_pack(). pkg_filter: VERD_FILTER_...;
+ *                                     _NO_MEMBERS leaves out entries that have is_sp_pkg, whatever its value.
+ *                                     skip_flagged: without packages whose pkg_marker is set.
  * inst_ldpath_get_swprofile_pkgs      the names of all packages, then those of the service packs; null and 0 without
  *                                     packages, even if there are service packs
  */

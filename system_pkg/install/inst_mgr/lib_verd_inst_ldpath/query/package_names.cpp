@@ -15,9 +15,6 @@ namespace
 using Info = inst_sw_profile_info;
 using Package = inst_swp_package;
 
-// The filters of inst_ldpath_get_swprofile_img_pkgs(); any other value lists all packages.
-enum Filter : uint32_t { HOST_SMUS_ONLY = 0, NO_HOST_SMUS = 1, NO_SERVICE_PACK_MEMBERS = 4 };
-
 std::span<const Package> packages_of(const Info &body)
 {
     Package *packages = nullptr;
@@ -90,10 +87,10 @@ bool is_kept(const Package &package, uint32_t filter, bool skips_flagged)
 {
     const bool is_host_smu = inst_swp_package_has_pkg_type(&package) && package.pkg_type == VERD_SWP_PKG_HOST_SMU;
     const bool is_flagged = inst_swp_package_has_pkg_marker(&package) && package.pkg_marker != 0;
-    const bool is_left_out = (filter == HOST_SMUS_ONLY && !is_host_smu) || (filter == NO_HOST_SMUS && is_host_smu) ||
-                             (skips_flagged && is_flagged) ||
+    const bool is_left_out = (filter == VERD_FILTER_HOST_SMUS && !is_host_smu) ||
+                             (filter == VERD_FILTER_NO_HOST_SMUS && is_host_smu) || (skips_flagged && is_flagged) ||
                              // the field's presence counts, not its value
-                             (filter == NO_SERVICE_PACK_MEMBERS && inst_swp_package_has_is_sp_pkg(&package));
+                             (filter == VERD_FILTER_NO_MEMBERS && inst_swp_package_has_is_sp_pkg(&package));
     return !is_left_out;
 }
 
