@@ -13,12 +13,12 @@ namespace hooks
 {
 
 // ALLOCATION is malloc, calloc, realloc or strdup; calls by the tests count, too. A failing FWRITE writes one element
-// less. LOSE_PATH and all that follow return 0 without their result, as an interposed function may do. clang-format off
-#define HOOKED_FUNCTIONS(X)                                                                                            \
-    X(ALLOCATION)                                                                                                      \
-    X(FOPEN) X(FCLOSE) X(FREAD) X(FWRITE) X(FSEEK) X(FTELL) X(UNLINK) X(ACCESS) X(STAT) X(CLOCK) X(SLEEP) X(SYNC)      \
-        X(SHELL) X(SYSTEM) X(RENAME) X(POPEN) X(MKDTEMP) X(STRNCPY_S) X(ENCODE) X(COMPARE) X(TRACE_OPEN) X(UTIL_INIT)  \
-            X(LOSE_PATH) X(LOSE_TWIN) X(LOSE_PROFILE) X(LOSE_DETAIL) X(LOSE_DETAILS)
+// less. LOSE_PATH and all that follow return 0 without their result, as an interposed function may do.
+// clang-format off
+#define HOOKED_FUNCTIONS(X) \
+    X(ALLOCATION) X(FOPEN) X(FCLOSE) X(FREAD) X(FWRITE) X(FSEEK) X(FTELL) X(UNLINK) X(ACCESS) X(STAT) X(CLOCK) \
+    X(SLEEP) X(SYNC) X(SHELL) X(SYSTEM) X(RENAME) X(POPEN) X(MKDTEMP) X(STRNCPY_S) X(ENCODE) X(COMPARE) \
+    X(TRACE_OPEN) X(UTIL_INIT) X(LOSE_PATH) X(LOSE_TWIN) X(LOSE_PROFILE) X(LOSE_DETAIL) X(LOSE_DETAILS)
 // clang-format on
 #define ENUMERATOR(function) function,
 #define FUNCTION_NAME(function) #function,
