@@ -68,8 +68,8 @@ TEST_F(CommandTest, PackagesForNodes)
 TEST_F(CommandTest, ImagesForNodes)
 {
     run(create);
-    expect({{"image-for-nodes qx-image-2.iso --node 0/1/0", 2,
-             ""}, // without the check, the library would record the version "null"
+    // Without the check, the library would record the version "null".
+    expect({{"image-for-nodes qx-image-2.iso --node 0/1/0", 2, ""},
             {"image-for-nodes qx-image-2.iso --version 2 --node 0/1/0", 0, ""},
             {"image-for-nodes qx --node 0/1/0", 0, "nothing changes"},
             {"image-for-nodes qx --node 0/2/0", 0, ""},

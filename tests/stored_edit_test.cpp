@@ -41,8 +41,8 @@ protected:
     void edit(const std::string &title, const std::function<uint64_t(char **)> &call)
     {
         const fs::file_time_type before = fs::last_write_time(active_bin) - std::chrono::hours(1);
-        fs::last_write_time(active_bin,
-                            before); // an hour ago, so that a store is noticed even within the same tick of the clock
+        // An hour ago, so that a store is noticed even within the same tick of the clock.
+        fs::last_write_time(active_bin, before);
         const std::string bytes = read_file(active_bin);
         record(title, [&](Answer &, char **err) {
             const uint64_t rc = call(err);
