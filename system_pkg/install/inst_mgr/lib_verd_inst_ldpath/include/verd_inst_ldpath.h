@@ -239,9 +239,9 @@ uint64_t inst_ldpath_delete_swprofile(const char *sdr_key, uint8_t is_local, uin
  * Results: 0; those of naming files; an errno code if a file cannot be moved; INSTCOMM codes if a flat copy cannot be
  * moved.
  * On disk: files that were moved before a failure remain moved; the old active .bin may be removed.
- * BEWARE: 0 with the error text "E:Failed to stat() file ...;" also means that nothing was done. With a null key in the
- * local scope, for QX, LC QX and UVF, the .bin is moved, but moving an existing twin fails. Keys of more than 40
- * characters: see inst_ldpath_swp_copy().
+ * BEWARE: 0 with the error text "E:Failed to stat() file ...;" about the prepared .bin also means that nothing was
+ * done. With a null key in the local scope, for QX, LC QX and UVF, the .bin is moved, but moving an existing twin
+ * fails. Keys of more than 40 characters: see inst_ldpath_swp_copy().
  */
 uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local, uint32_t vm_type, char **err_msg_p);
 
@@ -252,10 +252,10 @@ uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local,
  * Results: 0; INSTMGR_RC_INVALID_DATA if both states are the same; those of naming files; an errno code if a file
  * cannot be copied; INSTCOMM codes if a flat copy cannot be copied. On disk: files that were copied before a failure
  * remain; the old .bin of the destination may be removed.
- * BEWARE: 0 with the error text "E:Failed to stat() file ...;" also means that nothing was done. For QX, LC QX and UVF,
- * a null key in the local scope always fails, after the destination was removed. Shell commands are cut to 199
- * characters. Keys of up to 40 characters fit; with a longer key the call may create a file of another name and return
- * 0.
+ * BEWARE: 0 with the error text "E:Failed to stat() file ...;" about the .bin of the source also means that nothing was
+ * done. For QX, LC QX and UVF, a null key in the local scope always fails, after the destination was removed. Shell
+ * commands are cut to 199 characters. Keys of up to 40 characters fit; with a longer key the call may create a file of
+ * another name and return 0.
  */
 uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm_type, int32_t src_state,
                               int32_t dest_state, char **err_msg_p);
@@ -424,7 +424,8 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
  * serv_packs or 0, or those of sp_list. The sets remain the caller's. Adding appends the service packs that the body
  * does not have and marks their packages. Removing deletes them from the names and the details of the body and unmarks
  * their packages. Nothing is stored if the added service packs have no package in the profile, which is always so under
- * the old package rules, or if sp_list is null. Both store under the SDR key in the record, not under sdr_key.
+ * the old package rules, or if sp_list is null. If sp_source is 0 or the set is empty, the profile is stored unchanged.
+ * Both store under the SDR key in the record, not under sdr_key.
  * Results: 0; INST_RC_NO_MEMORY, when adding also if a service pack of the body has no detail; INST_RC_FAILED if a new
  * service pack has no detail, or if the marker file of a system test requests it (the call deletes that file); those of
  * reading and storing the profile; when adding, those of instcomm_get_sp_names_from_rpm(),
