@@ -131,8 +131,7 @@ static inline bool verd_result_is_errno(uint64_t rc)
     return (rc & ~(uint64_t)0x7ff) == INSTMGR_RC_ERRNO(0);
 }
 
-/* Returns the errno in a code; 0 if it is not an errno code, for an empty file, and possibly for a failed shell
- * command. */
+/* Returns the errno in a code; 0 if it has none, for an empty file, and possibly for a failed shell command. */
 static inline int verd_result_errno(uint64_t rc)
 {
     return verd_result_is_errno(rc) ? (int)(rc & 0x7ff) : 0;
