@@ -52,8 +52,9 @@ uint64_t inst_runcmd(char *out, uint32_t out_size, const char *format, ...) __at
 
 /*
  * Formats a command, runs it through the shell and returns its whole standard output in a new text, *out, of *out_size
- * characters, which the caller frees. If `out` and `out_size` are null, the output is discarded. Results: as above, and
- * INSTCOMM_RC_INVALID_ARG if only one of them is null.
+ * characters, which the caller frees. If `out` and `out_size` are null, the output is discarded. Results: as above;
+ * also INSTCOMM_RC_NO_MEMORY if the output cannot be stored, and INSTCOMM_RC_INVALID_ARG if only one of `out` and
+ * `out_size` is null.
  */
 uint64_t inst_runcmd_outbuff(char **out, uint32_t *out_size, const char *format, ...)
     __attribute__((format(printf, 3, 4)));
@@ -80,9 +81,9 @@ void inst_free_string_list(uint32_t count, char **list); /* strings and array; l
 void inst_print_list(char *buffer, uint32_t size, char *const *list, uint32_t count); /* "a, b, c", cut to size */
 
 /*
- * Returns the entries of a that are not in b, in their order: a new array of pointers to strings of a, of which the
- * caller frees the array only. Null entries match nothing. Takes n log n. Results: 0; INSTCOMM_RC_INVALID_ARG;
- * INSTCOMM_RC_NO_MEMORY.
+ * Returns the entries of list `a` that are not in list `b`, in their order, in a new array of pointers to strings of
+ * `a`. The array is never null; the caller frees only the array. Null entries match nothing. Takes n log n. Results: 0;
+ * INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY.
  */
 uint64_t instcomm_match_lists(char *const *a, uint32_t a_count, char *const *b, uint32_t b_count, char ***out,
                               uint32_t *out_count);
@@ -108,8 +109,9 @@ int package_comp(const void *a, const void *b);
 /*
  * Classify packages by their names, by the table in package_kinds.cpp: host SMUs (host), packages of the host's
  * operating system (hostos), third-party packages (tp). Kernel packages have a class; any other package has class 0. A
- * name may be a base name, a whole name, or a path, whose last component counts. A null name belongs to no kind.
- * instcomm_get_kernel_pkg_class() returns 0, or INSTCOMM_RC_INVALID_ARG for a null pointer.
+ * name may be a base name, a whole name, or a path, whose last component counts; a kernel's class requires a whole
+ * name. A null name belongs to no kind. instcomm_get_kernel_pkg_class() returns 0, or INSTCOMM_RC_INVALID_ARG for a
+ * null pointer.
  */
 int instcomm_is_host_pkg(const char *name);
 int instcomm_is_hostos_pkg(const char *name);
@@ -147,7 +149,7 @@ uint64_t instcomm_get_rpm_package_list_from_bundle(const char *bundle_path, cons
                                                    char ***files, uint32_t limit, uint64_t *pkg_value, char **err);
 
 /*
- * Returns the service packs of sp_source, the address of a serv_packs, that deliver a package, or all if pkg_name is
+ * sp_source is the address of a serv_packs. Returns its service packs that deliver a package, or all if pkg_name is
  * null: a new list of their names and, unless `details` is null, a new array of copies, in the same order. Both are
  * null if there are none. A service pack delivers a package if the package's name equals the name of one of its RPMs;
  * architectures are ignored. Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY; INSTCOMM_RC_INVALID_DATA if
@@ -172,16 +174,16 @@ uint64_t instmgr_show_serv_pack(const serv_packs *sp_list, const char *caller);
 void free_service_pack(serv_packs *sp_list);
 
 /*
- * Renders a profile for people: one present field per line, nested records indented, every byte except printable ASCII
- * escaped. The caller frees the new text. `style` is always 1. `err` is not used. Results: 0; INSTCOMM_RC_INVALID_ARG;
- * INSTCOMM_RC_NO_MEMORY.
+ * Renders a profile for people: one present field per line, nested records indented, packages and nodes in tables. A
+ * backslash and every byte except printable ASCII are escaped. The caller frees the new text. `style` is always 1.
+ * `err` is not used. Results: 0; INSTCOMM_RC_INVALID_ARG; INSTCOMM_RC_NO_MEMORY.
  */
 uint64_t instcomm_get_swprofile_sdr_str(const inst_sw_profile_sdr_ext *profile, char **text, int style, char **err);
 
 /*
  * Compares two profiles and sets *is_equal to 1 or 0. Compares every field except lv_name, which differs between
  * states, and sdr_sw_profile_len. The order of packages matters. A nested record without any field counts as absent.
- * `mode` is not used. Results: 0; INSTCOMM_RC_INVALID_ARG.
+ * Logs the first difference. `mode` is not used. Results: 0; INSTCOMM_RC_INVALID_ARG.
  */
 uint64_t instcomm_compare_swp_profiles(const inst_sw_profile_sdr_ext *a, const inst_sw_profile_sdr_ext *b,
                                        uint8_t *is_equal, uint32_t mode);

@@ -1,4 +1,3 @@
-// Architecture suffixes of package names.
 #pragma once
 
 #include <string_view>

@@ -1,5 +1,5 @@
 // Classifies packages by name: KINDS has shell patterns, which are matched against the last component of a path. The
-// component may be a base name or a whole file name.
+// component may be a base name; a kernel's class requires a whole file name.
 #include "instcomm.h"
 
 #include <fnmatch.h>
@@ -23,7 +23,6 @@ constexpr Kind KINDS[] = {
     {Kind::HOST_OS, "hostos-*", 0},
     {Kind::HOST_OS, "*-hostos", 0},
     {Kind::HOST_OS, "*-hostos-*", 0},
-    // Third-party packages.
     {Kind::THIRD_PARTY, "tp-*", 0},
     {Kind::THIRD_PARTY, "*-tp", 0},
     {Kind::THIRD_PARTY, "*-tp-*", 0},

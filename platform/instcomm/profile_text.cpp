@@ -1,5 +1,5 @@
-// Renders a profile for people: one present field per line, nested records indented. The fields and their labels come
-// from the schema of the records.
+// Renders a profile for people: one present field per line, nested records indented, packages and nodes in tables. The
+// fields and their labels come from the schema of the records.
 #include "instcomm.h"
 
 #include "zeld/schema.h"
@@ -56,7 +56,7 @@ struct Page {
     void start_line() const { put_short("%*s", 2 * depth, ""); }
     void end_line() const { out.put("\n", 1); }
 
-    // The formatted text must have at most 127 characters; a longer one is not cut, but read past the buffer.
+    // The formatted text must have at most 127 characters: of a longer one, put() would read past the buffer.
     __attribute__((format(printf, 2, 3))) void put_short(const char *format, ...) const
     {
         char text[128];
@@ -68,8 +68,8 @@ struct Page {
     }
 };
 
-// Appends a text of the record. Escapes every byte except printable ASCII, so that a name cannot break a line or
-// control a terminal.
+// Appends a text of the record. Escapes the backslash and every byte except printable ASCII, so that a name cannot
+// break a line or control a terminal.
 void put_text(const Page &page, const char *text)
 {
     if (text == nullptr) {
