@@ -44,7 +44,7 @@ struct Value {
         return text;
     }
 
-    // A text that `parse` understands.
+    // The value of a text or number that `parse` understands.
     template <class Parse> auto parsed(Parse parse) const
     {
         const auto value = parse(json.is_number() ? json.dump() : text());
@@ -258,7 +258,7 @@ ServicePacks service_packs_of(const Json &json, const std::string &source)
             value.reject("a service pack has no name");
         }
         const std::string fault = name_fault(pack.sp_name);
-        value.require(fault.empty(), "a service pack " + fault);
+        value.require(fault.empty(), "the name of a service pack " + fault);
         value.require(names.insert(pack.sp_name).second, "the service pack is given twice: " + printable(pack.sp_name));
     }
     return set;

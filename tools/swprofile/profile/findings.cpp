@@ -17,7 +17,7 @@ namespace
 using Findings = std::vector<Finding>;
 
 // Is this a readable regular file with content? If not, that is a finding.
-bool has_content(Findings &findings, const fs::path &path)
+bool has_content(Findings &findings, const fs::path &path, const char *empty = "empty")
 {
     std::error_code error;
     if (!fs::is_regular_file(fs::symlink_status(path, error))) {
@@ -25,7 +25,7 @@ bool has_content(Findings &findings, const fs::path &path)
         return false;
     }
     if (fs::file_size(path, error) == 0) {
-        findings.push_back({"empty", path, "empty, which counts as absent"});
+        findings.push_back({"empty", path, empty});
         return false;
     }
     if (access(path.c_str(), R_OK) != 0) {
@@ -137,7 +137,7 @@ Inspection inspect_bin(const Selector &selector)
     Inspection found;
     const fs::path bin = selector.path();
     found.exists = name_exists(bin);
-    if (!found.exists || !has_content(found.findings, bin)) {
+    if (!found.exists || !has_content(found.findings, bin, "empty, which counts as absent")) {
         return found;
     }
     try {

@@ -22,7 +22,7 @@ struct Inspection {
     std::vector<Finding> findings;
 };
 
-// Examines the .bin file only. If it cannot be fetched, the finding says why.
+// Examines the .bin file only. If it exists but cannot be fetched, the finding says why.
 Inspection inspect_bin(const Selector &selector);
 
 Inspection inspect(const Selector &selector);

@@ -129,7 +129,7 @@ void add_scope_option(CLI::App &command, Selector &selector)
 
 void add_profile_options(CLI::App &command, Selector &selector)
 {
-    command.add_option("--sdr", selector.sdr, "name of the SDR; not used for Admin profiles")
+    command.add_option("--sdr", selector.sdr, "name of the SDR; Admin profiles have none")
         ->type_name("SDR")
         ->capture_default_str()
         ->check(key_fault);

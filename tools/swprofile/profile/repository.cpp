@@ -51,7 +51,7 @@ std::vector<std::string> sdrs_of(bool is_local, const PathVisitor &visit_other)
     if (error && error != std::errc::no_such_file_or_directory) {
         throw Failure(FAILED, "cannot read " + directory.string(), {error.message()});
     }
-    if (is_local) { // its flat copies can exist without its directory
+    if (is_local) { // default-sdr's flat copies can exist without its directory
         names.insert(VERD_DEFAULT_SDR);
     }
     return {names.begin(), names.end()};

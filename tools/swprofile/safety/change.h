@@ -25,9 +25,9 @@ public:
     using StoreHook = std::function<void(inst_sw_profile_sdr_ext &)>;
     void before_each_store(const StoreHook &hook) { store_hook = hook; }
 
-    // Runs an operation of the library. If it succeeds, the files of the `changed` profiles must agree afterwards, and
-    // have the content that was expected. If it fails, or a signal has arrived, all files are put back, and a Failure
-    // says so. `what` completes "cannot ...".
+    // Runs an operation of the library, then checks that the files of the `changed` profiles agree and have the
+    // expected content. If either fails, or a signal has arrived, all files are put back, and a Failure says so. `what`
+    // completes "cannot ...".
     using Operation = std::function<uint64_t(ErrorText &)>;
     void run(const std::string &what, const std::vector<Selector> &changed, const Operation &operation);
 

@@ -68,7 +68,7 @@ public:
 
     void copy_attributes(const struct stat &of) const
     {
-        static_cast<void>(!fchown(fd, of.st_uid, of.st_gid)); // fails for other users than root, and is ignored
+        static_cast<void>(!fchown(fd, of.st_uid, of.st_gid)); // may fail for users other than root
         const timespec times[] = {of.st_atim, of.st_mtim};
         if (fchmod(fd, of.st_mode & 07777) != 0 || futimens(fd, times) != 0) {
             fail("set the mode of", path);
@@ -92,8 +92,11 @@ void copy_durably(const fs::path &from, const fs::path &to)
 {
     struct stat status = {};
     struct stat target = {};
-    if (lstat(from.c_str(), &status) != 0 || stat(to.parent_path().c_str(), &target) != 0) {
+    if (lstat(from.c_str(), &status) != 0) {
         fail("examine", from);
+    }
+    if (stat(to.parent_path().c_str(), &target) != 0) {
+        fail("examine", to.parent_path());
     }
     if (!S_ISREG(status.st_mode)) { // opening a FIFO would block
         throw Failure(FAILED, "not a regular file: " + from.string());

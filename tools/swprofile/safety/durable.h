@@ -1,4 +1,5 @@
-// File operations. The durable ones have reached the disk when they return. Failures name the file and the cause.
+// File operations. The durable ones have reached the disk when they return; the caller of copy_durably() and
+// write_durably() syncs the directory. Failures name the file and the cause.
 #pragma once
 
 #include <filesystem>

@@ -75,8 +75,9 @@ unsigned int sleep(unsigned int seconds)
     return 0;
 }
 
-// The library copies and moves files by shell commands. They ignore signals, so that the current one completes. Unlike
-// during libc's system(), swprofile itself still catches the signal, and undoes the change afterwards.
+// The library moves and copies the files of a state by system(). These commands ignore signals, so that the current one
+// completes. Unlike during libc's system(), swprofile itself still catches the signal, and undoes the change
+// afterwards.
 int system(const char *command)
 {
     if (is_dry_run()) {

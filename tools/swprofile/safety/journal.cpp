@@ -160,6 +160,7 @@ void Journal::expect(const std::string &checksum) const
         ++number;
     }
     write_durably(scope / OPEN / (EXPECTED + std::to_string(number)), checksum);
+    sync_directory(scope / OPEN);
 }
 
 void Journal::put_back(const fs::path &file) const
@@ -178,7 +179,7 @@ void Journal::close() const
     rename_file(scope / OPEN, scope / ENDED);
     try {
         sync_directory(scope);
-    } catch (const Failure &) { // after a crash, the journal might be open again
+    } catch (const Failure &) { // the rename can be lost in a crash, so the change is not complete
         rename_file(scope / ENDED, scope / OPEN);
         throw;
     }

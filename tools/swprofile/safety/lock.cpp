@@ -40,7 +40,7 @@ bool try_lock(int fd, int operation, const fs::path &directory)
 void wait_until(const std::function<bool()> &is_locked, const fs::path &directory)
 {
     static bool is_reported = false;
-    const std::string holder = "another process that uses the profiles in " + directory.string();
+    const std::string holder = "another process that uses " + directory.string();
     while (!is_locked()) {
         fail_if_interrupted();
         if (longest_wait && waited >= *longest_wait) {
@@ -141,6 +141,6 @@ void add_wait_options(CLI::App &command)
                                   ->type_name("SECONDS");
     command
         .add_flag_callback(
-            "--no-wait", [] { longest_wait = Seconds(0); }, "fail if another process uses the profiles")
+            "--no-wait", [] { longest_wait = Seconds(0); }, "fail instead of waiting for other processes")
         ->excludes(wait);
 }

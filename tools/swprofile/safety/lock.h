@@ -1,4 +1,5 @@
-// Locks that serialize changes of profiles: flocks on directories, which end with the process.
+// Locks that serialize changes of profiles: flocks on directories, which end with the process and its shell
+// commands.
 #pragma once
 
 #include "profile/selector.h"
@@ -10,9 +11,10 @@
 #include <memory>
 #include <vector>
 
-// UNQUEUED: exclusive, without the queue. For the work area: its parent directory, /install_repo, is also the queue of
-// the local scope. The caller may hold the local scope while another process, at the head of that queue, waits for it.
-// If the caller entered the queue, both would wait for each other.
+// A process that waits for a directory first locks the parent directory, the queue. UNQUEUED: exclusive, without the
+// queue. For the work area: its parent, /install_repo, is also the queue of the local scope. The caller may hold the
+// local scope while another process, at the head of that queue, waits for it. If the caller entered the queue, both
+// would wait for each other.
 enum class LockMode { SHARED, EXCLUSIVE, UNQUEUED };
 
 // "/install_repo/local" or "/install_repo/gl/instdb".

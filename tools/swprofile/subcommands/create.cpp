@@ -21,7 +21,7 @@ struct Options {
     Selector selector;
     std::optional<std::string> file; // of --from
     std::string image;               // with its directory
-    Json fields = Json::object();    // that other options set, as the JSON of --from would
+    Json fields = Json::object();    // set by the other options, in the form of --from's JSON
     bool is_replacing = false;
     bool is_dry_run = false;
 };

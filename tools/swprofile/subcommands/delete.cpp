@@ -65,7 +65,7 @@ void ask(const std::set<fs::path> &files)
     }
 }
 
-// The library also deletes the files of these names directly in the local directory. If they are the flat copies of
+// The library also deletes files of the same names directly in the local directory. If they are the flat copies of
 // another profile, the default SDR's local one, they are put back.
 uint64_t delete_files(const std::vector<Selector> &states, Change &change)
 {

@@ -50,7 +50,7 @@ void add_diff(CLI::App &command)
     diff.footer(
         "One line for each package, service pack, base RPM or location profile that was added (+), removed (-) or\n"
         "changed (~), and for image, version and other fields. The logical volume is not compared. Without\n"
-        "differences, nothing is printed.\n\n"
+        "differences, only --json prints anything.\n\n"
         "Examples:\n"
         "  swprofile diff active prepared\n"
         "  swprofile diff committed active --vm admin --json | jq -r '.changes[].name'");

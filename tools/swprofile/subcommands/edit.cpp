@@ -3,6 +3,7 @@
 #include "profile/arrays.h"
 #include "profile/findings.h"
 #include "profile/names.h"
+#include "profile/nodes.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -46,19 +47,21 @@ void add_rule_options(CLI::App &command, EditOptions &options, const std::string
 void add_ignore_missing_option(CLI::App &command, EditOptions &options)
 {
     command.add_flag("--ignore-missing", options.ignores_missing,
-                     "succeed even if nothing changes; service-pack remove: even if a service pack is missing");
+                     "succeed even if nothing changes or, for service-pack remove, a service pack is missing");
 }
 
-void check_names(const EditOptions &options, const inst_sw_profile_info &body)
+void check_names(const EditOptions &options, const inst_sw_profile_info &body, const inst_sw_profile_loc *location)
 {
+    const std::string place =
+        location == nullptr ? options.selector.describe() : "location profile of " + nodes_text(nodes_of(*location));
     const std::span<char *> rpms = array_of(body.image, inst_swp_package_get_files);
     std::vector<const char *> names(rpms.begin(), rpms.end());
     std::ranges::transform(packages_of(body), std::back_inserter(names), &inst_swp_package::name);
     for (const char *const name : names) {
         if (options.is_new_format && name != nullptr && !is_name_version_release(name)) {
             throw Failure(INVALID_DATA, "the new package rules need names of the form name-version-release",
-                          {"the " + options.selector.describe() + " has '" + printable(name) + "'"},
-                          options.selector.command("remove " + printable(name)));
+                          {"the " + place + " has '" + printable(name) + "'"},
+                          options.selector.command(location == nullptr ? "remove " + printable(name) : "nodes"));
         }
     }
 }

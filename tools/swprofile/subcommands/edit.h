@@ -30,7 +30,7 @@ struct Edit {
     const EditOptions &options;
     std::string what;
 
-    // Calls the library with the service packs of the file; null if there are none.
+    // Calls the library with the service packs of the file; null without a file.
     std::function<uint64_t(serv_packs *, ErrorText &)> operation;
 
     // Called before the operation and before each store. Both may throw a Failure.
@@ -42,8 +42,10 @@ struct Edit {
     std::optional<Failure> failure_if_unchanged = std::nullopt;
 };
 
-// Rejects a name that the new package rules cannot split: the library would fail without naming it.
-void check_names(const EditOptions &options, const inst_sw_profile_info &body);
+// Rejects a name that the new package rules cannot split: the library would fail without naming it. The body is that of
+// the location profile, or the main one if `location` is null.
+void check_names(const EditOptions &options, const inst_sw_profile_info &body,
+                 const inst_sw_profile_loc *location = nullptr);
 
 bool has_package(const inst_sw_profile_info &body, const std::string &package);
 

@@ -97,8 +97,9 @@ void add_add(CLI::App &command)
     add_rule_options(subcommand, options.edit, "JSON file of the service packs that deliver it");
     add_edit_options(subcommand, options.edit);
     subcommand.footer(
-        "Under the new rules, packages that the new one supersedes are removed, and a package that a service pack\n"
-        "delivers is marked as its member. To add a package for some nodes or from a bundle, use add-for-nodes.\n\n"
+        "Under the new rules, packages that the new one supersedes are removed, and the new one is marked as a member\n"
+        "of the service packs of --service-packs that deliver it. To add a package for some nodes or from a bundle,\n"
+        "use add-for-nodes.\n\n"
         "Examples:\n"
         "  swprofile add qx-telemetry-1.6.0-r1 --rpm qx-telemetry-core-1.6.0-r1.x86_64.rpm --dry-run\n"
         "  swprofile add kelo-hostos-7.1-r2 --new-format --vm admin");

@@ -96,8 +96,8 @@ std::vector<inst_node_loc> nodes_with(const std::string &package, const inst_sw_
     return nodes;
 }
 
-// If location profiles exist, the nodes join the first one that has the package; if none has it, every location profile
-// gets the package, and the nodes join none. So nodes that are not given may get it, and given nodes may not.
+// If location profiles exist, each gets the package, up to the first that has it already, which the nodes join. If none
+// has it, they join none. So nodes that are not given may get it, and given nodes may not.
 void check_nodes(const Options &options, const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after)
 {
     const std::vector<inst_node_loc> have_it = nodes_with(options.package, after);
@@ -144,7 +144,7 @@ void add_package(Options &options)
             check_names(options.edit, before.sdr_sw_profile.sw_profile);
         } else {
             for (const inst_sw_profile_loc &location : locations_of(before)) {
-                check_names(options.edit, location.sw_profile);
+                check_names(options.edit, location.sw_profile, &location);
             }
         }
         if (comes_as_bundle(options)) {
@@ -235,9 +235,9 @@ void add_add_for_nodes(CLI::App &command)
         "of RPMs, or single RPMs, in /install_repo/gl/verdalis/ whose names begin with the package's. They are "
         "unpacked\n"
         "in /install_repo/tmp/, whose content is deleted first. A dry run unpacks elsewhere.\n\n"
-        "If there is no location profile, one is created for the nodes. Otherwise the nodes join the first one that\n"
-        "has the package; if none has it, every location profile gets it. If other nodes would get it, or some of\n"
-        "the given nodes would not, the command fails unless --join is given.\n\n"
+        "If there is no location profile, one is created for the nodes. Otherwise each location profile gets the\n"
+        "package, up to the first that has it already, which the nodes join. If other nodes would get it, or some\n"
+        "of the given nodes would not, the command fails unless --join is given.\n\n"
         "Examples:\n"
         "  swprofile add-for-nodes qx-routing-1.5.0-r1 --type smu --node 0/1/0 --node 0/2/0\n"
         "  swprofile add-for-nodes kelo-hostos-7.1-r2 --new-format --all-nodes --vm admin");

@@ -169,7 +169,7 @@ int end_parsing(const CLI::App &command, const CLI::ParseError &error)
         return report(unknown_subcommand(*app, extras.front()));
     }
     const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
-    if (code == CLI::ExitCodes::Success) { // a request for help
+    if (code == CLI::ExitCodes::Success) { // help or version was requested
         return command.exit(error);
     }
     if (extras.empty() || (code != CLI::ExitCodes::ExtrasError && code != CLI::ExitCodes::RequiredError)) {

@@ -6,7 +6,8 @@
 #include <string>
 
 // Breaks a line at blanks to fit 80 columns. Continuation lines are indented like the text or, if the line has two
-// columns, like the second one. Examples are preferably broken before an option.
+// columns, like the second one. Examples are preferably broken before an option; their continuation lines are indented
+// by 6.
 std::string wrapped(const std::string &line);
 
 // Wraps every line of a help. The lines of a paragraph of the footer are joined first.
@@ -18,6 +19,6 @@ public:
     std::string make_footer(const CLI::App *app) const override;
 };
 
-// Called if parsing ended without running a subcommand: prints the requested help, or reports wrong usage and, if there
-// is one, a similar name. Returns the exit code.
+// Called if parsing ended without running a subcommand: prints the requested help or version, or reports wrong usage
+// and, if there is one, a similar name. Returns the exit code.
 int end_parsing(const CLI::App &command, const CLI::ParseError &error);

@@ -98,7 +98,8 @@ uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, 
         if (is_duplicate) {
             return append_nodes(locations[i], nodes);
         }
-        if (rc == INST_RC_NO_MEMORY) { // inst_ldpath_add_pkg_in_swp() reports its other failures
+        // inst_ldpath_add_pkg_in_swp() reports its other failures.
+        if (rc == INST_RC_NO_MEMORY || rc == INSTCOMM_RC_NO_MEMORY) {
             report_add_failure(rc);
         }
     }
@@ -148,7 +149,6 @@ uint64_t add_to_main_body(inst_sw_profile_sdr &sdr, const NodePackage &package, 
     return 0;
 }
 
-// Ends the process if a system test of high availability has created the marker file.
 void exit_if_requested()
 {
     if (marker_exists(RESPAWN_TEST_FILE)) {

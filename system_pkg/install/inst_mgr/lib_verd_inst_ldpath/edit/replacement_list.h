@@ -1,5 +1,5 @@
 // The replacement list: names of the entries that a new package supersedes. inst_ldpath_add_pkg_in_swp() fills it; its
-// caller removes these entries.
+// caller may then remove these entries.
 #pragma once
 
 #include "frame/owned.h"

@@ -14,7 +14,8 @@ struct NewPackage {
     uint64_t sp_source;
 };
 
-// The package's name without version and release, and its kinds, as the new package rules compare them.
+// For the new package rules: the package's name without version and release, and whether it is a host-OS or third-party
+// package.
 struct BaseName {
     char text[500]; // a longer base name is cut, and then does not match entries of the same base name
     bool is_hostos;

@@ -83,8 +83,8 @@ consteval unsigned first_site(std::string_view file)
     return this_file_has_no_line_in_the_table_of_trace_sites();
 }
 
-// A hash of the table, 32 hexadecimal digits. If the ring file has another build id, the trace empties it first, so no
-// ring mixes two numberings. Rewording a message does not change the hash.
+// A hash of the table, 32 hexadecimal digits. If the trace's file has another build id, opening the trace empties it,
+// so that it does not mix two numberings. Rewording a message does not change the hash.
 struct BuildId {
     char digits[33];
 };

@@ -60,11 +60,11 @@ extern "C" {
 
 /* Result codes. */
 #define INST_RC_FAILED 0x40101278CA100801ULL                 /* a generic failure */
-#define INST_RC_NO_MEMORY 0x40101278CA100802ULL              /* out of memory: file names, buffers, records */
-#define INST_RC_INVALID_ARG 0x40101278CA100803ULL            /* a null argument, or a failed strncpy_s() */
+#define INST_RC_NO_MEMORY 0x40101278CA100802ULL              /* out of memory */
+#define INST_RC_INVALID_ARG 0x40101278CA100803ULL            /* a null argument or name, or a failed strncpy_s() */
 #define INST_RC_NO_SWPROFILE 0x40101278CA10081FULL           /* this VM type has no software profile */
 #define INSTMGR_RC_EMPTY_SWPROFILE 0x4010127ACA100902ULL     /* the record cannot be encoded */
-#define INSTMGR_RC_NO_MEMORY 0x4010127ACA100904ULL           /* out of memory: content of a profile */
+#define INSTMGR_RC_NO_MEMORY 0x4010127ACA100904ULL           /* out of memory */
 #define INSTMGR_RC_INVALID_DATA 0x4010127ACA100907ULL        /* the request or the stored data is invalid */
 #define INSTMGR_RC_INIT_FAILED 0x4010127ACA10090CULL         /* the trace cannot be opened */
 #define INSTMGR_RC_SWPROFILE_NOT_FOUND 0x1010127ACA100905ULL /* the profile is missing */
@@ -161,14 +161,14 @@ uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_loca
  * directories. Copies both files of local QX and LC QX profiles of "default-sdr" to "/install_repo/local/" as well. The
  * record is not changed and remains the caller's.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_EMPTY_SWPROFILE if the record cannot be encoded;
- * INSTMGR_RC_INVALID_DATA; those of inst_get_sdr_swprofile_file(); an errno code if a file cannot be opened or written;
- * INSTCOMM codes if the text cannot be rendered or a copy to "/install_repo/local/" fails.
- * On disk: a failure before the .bin is opened changes nothing. A .bin that could not be written is removed. Later
+ * INSTMGR_RC_INVALID_DATA; those of inst_get_sdr_swprofile_file(); an errno code if a file cannot be opened or fwrite()
+ * cannot write the .bin; INSTCOMM codes if the text cannot be rendered or a copy to "/install_repo/local/" fails.
+ * On disk: a failure before the .bin is opened changes no file. A .bin that could not be written is removed. Later
  * failures leave the new .bin, unless it could not be verified (see below).
- * BEWARE: 0 is also returned if the .bin was written but not verified. It is then removed, with an error text, if its
- * content differs or there was no memory for reading it back; it remains, without a text, if it could not be opened.
- * sdr_key is not compared with the key in the record: if they differ, later edits under sdr_key are stored in the
- * profile of the key in the record.
+ * BEWARE: 0 is also returned if the .bin was not verified. It is then removed, with an error text, if its content
+ * differs, as after a write that only fflush() finds incomplete, or if there was no memory for reading it back. It
+ * remains, without a text, if it could not be opened for reading. sdr_key is not compared with the key in the record:
+ * if they differ, later edits under sdr_key are stored in the profile of the key in the record.
  */
 uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            inst_sw_profile_sdr_ext *profile, char **error_message_out);
@@ -202,7 +202,8 @@ typedef struct swprofile_create_request {
 
 /*
  * Creates a profile and stores it. If "/misc/disk1/usb/opt_pkgs" exists, first copies the request's packages from there
- * to "/install_repo/gl/qx/". The inst_sw_profile_sdr may have up to 102400 bytes encoded.
+ * to "/install_repo/gl/qx/". The record without its outer _ext (inst_sw_profile_sdr) may have up to 102400 bytes,
+ * encoded.
  * Results: 0; INST_RC_INVALID_ARG, also for a service pack without a name; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY;
  * INSTMGR_RC_INVALID_DATA if the encoding has more bytes; the wait status of a failed copy of an optional package,
  * sign-extended; those of inst_write_sdr_swprofile_to_file2().
@@ -253,9 +254,9 @@ uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local,
  * cannot be copied; INSTCOMM codes if a flat copy cannot be copied. On disk: files that were copied before a failure
  * remain; the old .bin of the destination may be removed.
  * BEWARE: 0 with the error text "E:Failed to stat() file ...;" about the .bin of the source also means that nothing was
- * done. For QX, LC QX and UVF, a null key in the local scope always fails, after the destination was removed. Shell
- * commands are cut to 199 characters. Keys of up to 40 characters fit; with a longer key the call may create a file of
- * another name and return 0.
+ * done. For QX, LC QX and UVF, a null key in the local scope fails if the source exists, after the destination was
+ * removed. Shell commands are cut to 199 characters. Keys of up to 40 characters fit; with a longer key the call may
+ * create a file of another name and return 0.
  */
 uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm_type, int32_t src_state,
                               int32_t dest_state, char **err_msg_p);
@@ -276,8 +277,9 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *                  first: under the old rules it is written only if something is superseded. May be null: then
  *                  replace_list is not used.
  *   reserved       not used
- *   sp_source      address of a serv_packs, or 0. Under the new package rules, if they deliver the package, the entry
- *                  is marked as a member, and the body receives those service packs that it does not have.
+ *   sp_source      address of a serv_packs, or 0. Under the new package rules, if some of its service packs deliver
+ *                  the package, the entry is marked as a member, and the body receives those of them that it does not
+ *                  have.
  *
  * Superseded entries, by the package rules (old: g_inst_pkg_fmt_info.is_new_format is 0). An entry without a type
  * counts as having the type of the last entry before it that has one.
@@ -325,12 +327,12 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
  * the new package rules, an architecture suffix of the name is ignored. If a package is removed, the service packs of
  * sp_list, which may be null, are removed from the body as well, and their packages are unmarked as by
  * inst_ldpath_untag_sp_pkg_in_swp(). Even if sp_list is null, the details are put into the order of the names, and
- * details whose name is not in the list are dropped. If no name remains, both lists become absent. Stores under the SDR
- * key in the record, not under sdr_key.
+ * details that belong to none of these names are dropped. If no name remains, both lists become absent. Stores under
+ * the SDR key in the record, not under sdr_key.
  * Results: 0, also if the name does not exist (nothing is stored); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
  * reading the profile, of instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On
- * disk: a failure before the store changes nothing; then as for storing.
- * BEWARE: a body that has names of service packs without details keeps all names if some would remain.
+ * disk: a failure before the store changes nothing; from the store on, as for storing.
+ * BEWARE: a body that has names of service packs, but no list of details, keeps all names if some would remain.
  */
 uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            const char *pkg_name, serv_packs *sp_list, char **error_message_out);
@@ -365,16 +367,17 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  *
  * Packages of type VERD_PKG_SMU and VERD_PKG_KERNEL, and under the new package rules VERD_PKG_HOST_SMU and
  * VERD_PKG_BASE, are bundles in "/install_repo/gl/verdalis/": the file of that name or, if it is missing, the first
- * file whose name begins with it, in the order of the process's locale: "a-1-r1" also finds "a-1-r10.tar". The content
- * of "/install_repo/tmp/", which must exist, is deleted, and the bundle is unpacked there; it may have 254 RPMs. The
- * name becomes part of a shell command unchecked.
+ * file whose name begins with it, in the order of the environment's locale: "a-1-r1" also finds "a-1-r10.tar". The
+ * content of "/install_repo/tmp/", which must exist, is deleted, and the bundle is unpacked there; it may have 254
+ * RPMs. The name becomes part of a shell command unchecked.
  *
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; an errno code if no work directory can be
  * created; those of instcomm_get_rpm_package_list_from_bundle(), inst_ldpath_add_pkg_in_swp() and of reading and
- * storing a profile. On disk: a failure before the store changes only the work area; then as for storing. If the marker
- * file of a system test exists, the call deletes it, and the process exits with status 1.
+ * storing a profile. On disk: a failure before the store changes only the work area; from the store on, as for storing.
+ * If the marker file of a system test exists, the call deletes it, and the process exits with status 1.
  * BEWARE: 0 is also returned if a location profile to which the package could not be added was skipped (the log says
- * why), and if the package was a duplicate but the profile could not be stored again.
+ * why); if there was no memory for the list of superseded names, so that this and the later location profiles do not
+ * have it; and if the package was a duplicate but the profile could not be stored again.
  */
 uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type,
                                       const inst_node_loc *node_locs, uint32_t num_loc, const char *pkg_name,
@@ -386,7 +389,7 @@ uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int
  * one with the image, the version (null is stored as "null") and the nodes. All arguments remain the caller's. The
  * presence bits of the node locations must be set. Stores under the SDR key in the record, not under sdr_key.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading and storing a profile. On disk: a failure before
- * the store changes nothing; then as for storing.
+ * the store changes nothing; from the store on, as for storing.
  */
 uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type,
                                         const inst_node_loc *node_locs, uint32_t num_loc, const char *image_name,
@@ -399,8 +402,8 @@ uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, i
  *
  * inst_ldpath_tag_sp_pkg_in_swp    sets *tagged_out to 1 if a package is a member, even if it is marked already;
  *                                  otherwise leaves it unchanged, so set it to 0 first.
- * inst_ldpath_untag_sp_pkg_in_swp  uses third-party and host-OS RPMs only, and none that a service pack of the body
- *                                  still delivers.
+ * inst_ldpath_untag_sp_pkg_in_swp  unmarks packages of third-party and host-OS RPMs only, and none of an RPM that a
+ *                                  service pack of the body still delivers.
  *
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of instcomm_get_rpms_from_sp_list() and of
  * inst_remove_rpms_part_of_active_sp(). The body is unchanged unless the result is 0.
@@ -410,8 +413,8 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
 
 /*
  * Returns the RPMs that no service pack of the body delivers: a new array of pointers into rpms. The caller frees the
- * array only. A body without details delivers nothing. A null rpms with rpm_count 0 is an empty list. The package rules
- * do not matter.
+ * array only. A body whose list of details is absent delivers nothing. A null rpms with rpm_count 0 is an empty list.
+ * The package rules do not matter.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA, with the outputs null and 0, if not all
  * service packs can be converted; those of instcomm_get_rpms_from_sp_list() and instcomm_match_lists().
  * BEWARE: if the body has an empty list of details, the outputs are unchanged: set them to null and 0 first.
@@ -420,19 +423,21 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
                                             char ***out_rpms, uint32_t *out_count);
 
 /*
- * Record in a stored profile that service packs were installed or removed: those of sp_source, the address of a
- * serv_packs or 0, or those of sp_list. The sets remain the caller's. Adding appends the service packs that the body
- * does not have and marks their packages. Removing deletes them from the names and the details of the body and unmarks
- * their packages. Nothing is stored if the added service packs have no package in the profile, which is always so under
- * the old package rules, or if sp_list is null. If sp_source is 0 or the set is empty, the profile is stored unchanged.
- * Both store under the SDR key in the record, not under sdr_key.
+ * Record in a stored profile that service packs were installed (those of sp_source, the address of a serv_packs or 0)
+ * or removed (those of sp_list). The sets remain the caller's. Adding appends the service packs that the body does not
+ * have and marks their packages. Removing deletes them from the names and the details of the body and unmarks their
+ * packages. When adding, nothing is stored if the service packs have no package in the profile, which is always so
+ * under the old package rules; if sp_source is 0 or its set is empty, the profile is stored unchanged. When removing,
+ * nothing is stored if sp_list is null; the remaining details are put into the order of the names, and surplus details
+ * are dropped, even if the set is empty. Both store under the SDR key in the record, not under sdr_key.
  * Results: 0; INST_RC_NO_MEMORY, when adding also if a service pack of the body has no detail; INST_RC_FAILED if a new
  * service pack has no detail, or if the marker file of a system test requests it (the call deletes that file); those of
  * reading and storing the profile; when adding, those of instcomm_get_sp_names_from_rpm(),
  * instcomm_get_rpms_from_sp_list() and instcomm_match_lists(); when removing, those of
- * instcomm_get_sp_names_from_sp_list(). On disk: a failure before the store changes nothing; then as for storing.
- * BEWARE, when removing: if the body has names without details and some names would remain, all remain. A failure to
- * unmark packages is only logged. If no service pack remains, packages of the RPMs in the deleted details stay marked.
+ * instcomm_get_sp_names_from_sp_list(). On disk: a failure before the store changes nothing; from the store on, as for
+ * storing. BEWARE, when removing: if the body has names, but no list of details, and some names would remain, all
+ * remain. A failure to unmark packages is only logged. If no service pack remains, packages of the RPMs in the deleted
+ * details stay marked.
  */
 uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
                                        uint64_t sp_source);
@@ -478,9 +483,9 @@ uint64_t instcomm_duplicate_sp_list(serv_packs **copy_out, serv_packs *source, c
 /*
  * Fetch a stored profile of a fixed VM type and scope: global QX, global LC QX, global UVF, local QX. *..._pp receives
  * a new record. sdr_key is required, for the local profile too.
- * Results: 0; INST_RC_INVALID_ARG, also if the file cannot be named; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA if the
- * file grows while it is read, or cannot be decoded (damaged, or out of memory); an errno code if it cannot be opened,
- * measured or read, with an errno of 0 for an empty file.
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA if the file grows while it is read, or
+ * cannot be decoded (damaged, or out of memory); an errno code if it cannot be opened, measured or read, with an errno
+ * of 0 for an empty file.
  */
 uint64_t inst_ldpath_get_sdr_swprofile(const char *sdr_key, int32_t part_type,
                                        inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);

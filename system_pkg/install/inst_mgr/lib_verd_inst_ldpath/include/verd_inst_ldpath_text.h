@@ -147,7 +147,7 @@ static inline const char *verd_result_name(uint64_t rc)
     return verd_result_is_errno(rc) ? "INSTMGR_RC_ERRNO" : rc <= 0xffff || rc == UINT64_MAX ? "wait status" : "unknown";
 }
 
-/* Returns the meaning of a code. For errno codes it is the text of strerror(), which its next call may overwrite. */
+/* Returns the meaning of a code. For an errno other than 0, it is the text of strerror(), valid until its next call. */
 static inline const char *verd_result_meaning(uint64_t rc)
 {
     const verd_result_text *const text = verd_find_result_text(rc);

@@ -16,7 +16,6 @@ namespace
 constexpr char FUNCTION[] = "inst_ldpath_check_swprofile_file_exists";
 constexpr char NULL_POINTER_TEXT[] = "Hit an unexpected NULL pointer while checking if software profile exists\n";
 
-// Returns 1 if the file exists and is not empty, otherwise 0.
 uint8_t examine_file(const char *swprofile_file, char **text)
 {
     if (access(swprofile_file, F_OK) != 0) {

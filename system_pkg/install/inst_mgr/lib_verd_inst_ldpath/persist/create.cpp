@@ -55,7 +55,7 @@ void fill_image(inst_swp_package &image, const swprofile_create_request &request
     inst_swp_package_set_pkg_type(&image, 0);
 }
 
-// Fills the record except its packages. The record borrows the request's texts and arrays.
+// Fills the record except its packages and service packs. The record borrows the request's texts and arrays.
 void fill_record(inst_sw_profile_sdr &sdr, const swprofile_create_request &request, const ArrayCounts &counts)
 {
     inst_sw_profile_info &body = sdr.sw_profile;

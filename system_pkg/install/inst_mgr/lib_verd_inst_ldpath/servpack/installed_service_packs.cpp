@@ -56,7 +56,6 @@ constexpr Messages ADMIN_COMMITTED = {
     [] { REPORT("ERROR: %s failed to add comm_sys_sp to list\n", FUNCTION); },
 };
 
-// A master profile and the names of its service packs.
 struct Source {
     MasterProfile master;
     const Messages &messages;
