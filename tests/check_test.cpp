@@ -12,7 +12,7 @@ TEST_F(CommandTest, ListCheckAndRepair)
     store_as("other", 0, VERD_SWP_ACTIVE, VERD_VM_QX, profile);
     const nlohmann::json package = json_of("show --sdr other --json")["packages"][0];
     EXPECT_EQ(package["marker"], true);
-    EXPECT_EQ(package["extra_list"][0], "extra"); // passed-through fields
+    EXPECT_EQ(package["extra_list"][0], "extra"); // also fields that no option of create sets
     fs::remove("/install_repo/local/qx-swprofile-active.txt");
     fs::create_directory("/install_repo/local/sdr/default-sdr/qx-swprofile-committed.bin");
     const std::string uvf_twin = "/install_repo/gl/instdb/sdr/default-sdr/uvf-swprofile-active.txt";
@@ -40,7 +40,7 @@ TEST_F(CommandTest, ListCheckAndRepair)
     expect({{"repair --local --state prepared", 0, "nothing to repair\n"}});
     fs::remove_all("/install_repo/local");
     fs::create_directory_symlink("gl/instdb", "/install_repo/local");
-    expect({{"delete --vm uvf --state active --yes", 1, "are in one directory"}}); // and does not wait for itself
+    expect({{"delete --vm uvf --state active --yes", 1, "are in one directory"}}); // locked only once
 }
 
 } // namespace

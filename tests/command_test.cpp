@@ -51,7 +51,7 @@ TEST_F(CommandTest, PackagesForNodes)
             {add + "a-1-1 --node 0/1/0 --node 4294967295/0/2", 0, ""},
             {add + "a-1-1 --type base --node 0/3/0", 0, ""},
             {add + "a-1-1 --type base --node 0/1/0 --node 0/3/0", 0, "nothing changes"},
-            {mixture, 1, rejection}, // no node has it
+            {mixture, 1, rejection}, // no node has b-1-1 yet
             {mixture + " --dry-run", 1, rejection},
             {mixture + " --join", 0, ""},
             {"nodes", 0,
@@ -141,7 +141,7 @@ TEST_F(CommandTest, SourcesAreChecked)
     EXPECT_EQ(read_file(active_bin), active);
     expect({{"repair --state prepared", 0, ""},
             {"promote", 0, ""},
-            // The global QX and LC QX profiles are one file; a note says so before the file is replaced.
+            // The global QX and LC QX profiles are one file; a note says so before the file is replaced or deleted.
             {"create --vm lc-qx --replace --image l.iso", 0, "are one file"},
             {"delete --state active --yes", 0, "are one file"}});
 }

@@ -49,7 +49,7 @@ uint64_t remove_rpms(char **rpms, uint32_t count)
     char **left = nullptr;
     uint32_t left_count = 0;
     const uint64_t rc = inst_remove_rpms_part_of_active_sp(&changed.body(), rpms, count, &left, &left_count);
-    EXPECT_EQ(left != nullptr, rc == 0); // an incomplete set would untag RPMs that it delivers
+    EXPECT_EQ(left != nullptr, rc == 0); // an incomplete set would unmark packages that service packs still deliver
     std::free(left);
     return rc;
 }
@@ -126,7 +126,7 @@ const Operation OPERATIONS[] = {
     {Stores, CALL(inst_ldpath_add_swprofile_sps(ACTIVE_QX, sp_source))},
     // Stored with its tags if untagging fails.
     {Adds, CALL(inst_ldpath_remove_swprofile_sps(ACTIVE_QX, removed_list))},
-    {Asks, CALL(instcomm_add_host_pkgs_to_swp(3, nullptr, 0, 1, host_paths, 0))}, // to another profile
+    {Asks, CALL(instcomm_add_host_pkgs_to_swp(3, nullptr, 0, 1, host_paths, 0))}, // changes another profile
     {Stores, CALL(inst_ldpath_add_image_location(ACTIVE_QX, &node, 1, "image", "2")), FROM_NOTHING},
     {Stores, CALL(inst_ldpath_add_image_location(ACTIVE_QX, &node, 1, "image", "2"))},
 };
@@ -174,7 +174,7 @@ protected:
         outcome.flag = 0;
         const uint64_t rc = operation.run(outcome, &error.ptr);
         hooks::disarm();
-        if (err == ENOMEM) { // the texts of other errors have other reasons
+        if (err == ENOMEM) { // the texts of other errors name other reasons
             const Lines messages = hooks::lines();
             texts.insert(messages.begin(), messages.end());
             texts.insert(error.str());
@@ -219,8 +219,8 @@ protected:
         const bool is_success = rc == 0 && kind == Stores;
         const bool is_unchanged = found.bin == before.bin;
         EXPECT_TRUE(!exists || is_unchanged || found.bin == after.bin);
-        // If a file cannot be written, it is deleted and the operation fails. If it cannot be verified, it is deleted
-        // and the operation returns 0.
+        // A short write deletes the file, and the operation fails. If the file cannot be read back, or only in part, it
+        // is deleted and the operation returns 0.
         const bool is_unverified = function == hooks::ALLOCATION || (function == hooks::FREAD && fails_always);
         const bool has_other_error = function == hooks::ALLOCATION && fails_always;
         EXPECT_TRUE(exists || function == hooks::FWRITE || is_unverified);

@@ -73,7 +73,7 @@ TEST_F(FrameTest, FailedInitialisation)
     EXPECT_EQ(hooks::messages[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
 }
 
-// Each pointer that an operation requires is null once.
+// Required pointers that are null. Those of reading, naming and storing are in the tests of these.
 TEST_F(FrameTest, MissingArguments)
 {
     const Fetched full = {new_full_profile()};

@@ -1,6 +1,6 @@
 // The library itself has no journal. When it is killed or out of space, each profile is the old one, the new one,
-// missing, or rejected, and check reports every mixture of old and new files. After a promotion or a copy, repair and
-// the command's promotion or copy mend the mixture.
+// missing, or rejected, and check reports every mixture of old and new files. If a promotion or a copy was killed,
+// repair and then the same change by the command mend the mixture.
 #include "support/safety_test.h"
 
 #include <csignal>

@@ -73,7 +73,7 @@ TEST_F(LifecycleTest, Copying)
     write_file("/install_repo/local/sdr/s/uvf-swprofile-active.bin", "new");
     write_file("/install_repo/local/sdr/s/uvf-swprofile-committed.txt", "old");
     copy("without text twin; UVF has no flat copies", VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, "s", VERD_VM_UVF);
-    const std::string key(100, 'k'); // the command is cut, and creates a file of another name
+    const std::string key(100, 'k'); // the shell command is cut, and creates a file of another name
     write_file("/install_repo/local/sdr/" + key + "/qx-swprofile-active.bin", "new");
     copy("a command that is too long", VERD_SWP_ACTIVE, VERD_SWP_COMMITTED, key.c_str());
 }

@@ -74,8 +74,8 @@ TEST_F(LocationTest, BootActiveFlag)
         RECORD(title, inst_get_boot_active_swp_flag(key, &a.text, is_local, vm_type));
     };
     name("Admin", nullptr, 0, 2);
-    name("global QX, no key", nullptr, 0, 6);
-    name("local QX, no key", nullptr, 1, 6);
+    name("global UVF, no key", nullptr, 0, 6);
+    name("local UVF, no key", nullptr, 1, 6);
     name("global, VM type 1", "s", 0, 1);
     name("local QX", "s", 1, 3);
     EXPECT_EQ(hooks::messages.back().text.back(), 'e'); // the one message without a newline

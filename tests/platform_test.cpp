@@ -230,7 +230,7 @@ TEST_F(PlatformTest, ComparingProfiles)
     const Fetched original = {new_full_profile()};
     for (const auto &one : cases) {
         const Fetched changed = {new_full_profile()};
-        // Both are null first, so that the case that sets one frees nothing.
+        // Both are null first, so that the case that sets one leaks nothing.
         std::free(std::exchange(changed.body().packages[0].files[2], nullptr));
         std::free(std::exchange(original.body().packages[0].files[2], nullptr));
         one.change(*changed.ptr, changed.body(), changed.ptr->sdr_sw_profile.loc_profiles[0]);

@@ -26,7 +26,7 @@ AtCall once_at(long id, const std::string &ending, Intervention what)
     };
 }
 
-// One operation per subcommand that changes profiles, mostly on profiles that have flat copies.
+// Each subcommand that changes profiles, mostly on profiles that have flat copies.
 std::vector<Operation> operations()
 {
     write_file("/install_repo/sp1.json", R"([{"name": "SP1", "rpms": ["tp-q-1-r1"]}])");
@@ -144,7 +144,7 @@ TEST_F(SafetyTest, ProfilesOfAnotherProgramAreKept)
     }
 }
 
-// A single failing call of the library, even if the library returns 0, ends in a message and the state before.
+// If a single system call fails, even if the library returns 0, the command reports it and the old state remains.
 TEST_F(SafetyTest, FailedCallsOfTheLibrary)
 {
     // Preparation, change, system call, end of its path, error, message.
@@ -226,7 +226,7 @@ TEST_F(SafetyTest, JournalsThatCannotBeUsed)
     EXPECT_EQ(run("packages").out, "");
 }
 
-// Saved files could not be renamed back.
+// Changes of existing files are rejected: saved files could not be renamed back.
 TEST_F(SafetyTest, DirectoryOnAnotherFileSystem)
 {
     fs::create_directories("/tmp/other");
@@ -244,7 +244,7 @@ TEST_F(SafetyTest, DirectoryOnAnotherFileSystem)
 TEST_F(SafetyTest, ChangesAtTheSameTime)
 {
     for (int round = 0; round < 10; ++round) {
-        EXPECT_EQ(run_at_once({"swprofile " + create, "swprofile " + create}), 1) << "one of them exists already";
+        EXPECT_EQ(run_at_once({"swprofile " + create, "swprofile " + create}), 1) << "one must fail";
         run("delete --state active --yes");
     }
     run(create);

@@ -1,9 +1,9 @@
-// Bodies and service packs for tests of editing, and bodies as text.
+// Bodies and service packs for tests, and bodies as text.
 #pragma once
 
 #include "support/repository_test.h"
 
-// Service packs, which can be the source of an addition.
+// Service packs. source() is the sp_source argument of an addition.
 struct ServicePacks {
     struct Pack {
         const char *name;

@@ -1,5 +1,6 @@
-// C and platform functions that the library calls, as the test executable defines them: they count their calls, fail on
-// request, and otherwise call the real function. Sleeping, syncing, tracing and logging are only recorded.
+// C, platform and exported functions that the library calls, as the test executable defines them: they count their
+// calls, fail on request, and otherwise call the real function. Sleeping, syncing, tracing and logging are only
+// recorded.
 #pragma once
 
 #include <cerrno>
@@ -13,7 +14,7 @@ namespace hooks
 {
 
 // ALLOCATION is malloc, calloc, realloc or strdup; calls by the tests count, too. A failing FWRITE writes one element
-// less. LOSE_PATH and all that follow return 0 without their result, as an interposed function may do.
+// less. LOSE_PATH and all that follow return 0, but lose what they hand out, as an interposed function may do.
 // clang-format off
 #define HOOKED_FUNCTIONS(X) \
     X(ALLOCATION) X(FOPEN) X(FCLOSE) X(FREAD) X(FWRITE) X(FSEEK) X(FTELL) X(UNLINK) X(ACCESS) X(STAT) X(CLOCK) \
@@ -25,7 +26,7 @@ namespace hooks
 enum Function { HOOKED_FUNCTIONS(ENUMERATOR) FUNCTION_COUNT };
 inline constexpr const char *NAMES[FUNCTION_COUNT] = {HOOKED_FUNCTIONS(FUNCTION_NAME)};
 
-// An Order of zeros lets nothing fail: malloc() is called before variables are initialised.
+// malloc() is called before variables are initialised, so an Order of zeros must let no call fail.
 struct Order {
     int calls; // since reset()
     int first; // of the calls that fail
@@ -54,8 +55,8 @@ inline std::function<void()> before_read;
 
 void reset(); // clears all of these
 
-// Lets `times` calls fail with this errno, from the nth from now on; with times ALWAYS, all from the nth on; with nth
-// ALWAYS, all from the next on.
+// Lets `times` calls fail with this errno, beginning with the nth after this one. With times ALWAYS, no call succeeds
+// from there; with nth ALWAYS, none from the next one.
 inline void fail(Function function, int nth = 1, int err = EIO, int times = 1)
 {
     const int calls = orders[function].calls;

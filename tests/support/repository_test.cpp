@@ -16,7 +16,7 @@ void check_messages()
     static std::map<uint32_t, std::string> format_of;
     for (const hooks::Message &message : hooks::messages) {
         EXPECT_EQ(format_of.emplace(message.site, message.format).first->second, message.format) << message.site;
-        std::string types; // texts, and numbers of one word or of two
+        std::string types; // s: a text; d, D: a number of one or two words
         for (std::size_t at = 0; (at = message.format.find('%', at)) != std::string::npos; ++at) {
             const char letter = message.format[at + 1];
             types += letter == 's' ? 's' : letter == 'd' || letter == 'u' ? 'd' : 'D';
@@ -40,7 +40,7 @@ std::set<std::string> files_of_repository()
     return files;
 }
 
-// Abbreviates paths, and steps that many operations share. A step that differs in anything remains as it is.
+// Abbreviates paths and common sequences of steps. Removes three common messages, and line numbers.
 std::string abbreviated(std::string text)
 {
     static const std::pair<std::regex, const char *> abbreviations[] = {
@@ -191,7 +191,7 @@ inst_sw_profile_sdr_ext *new_full_profile()
     fill_body(locations[0].sw_profile);
     inst_sw_profile_sdr_set_loc_profiles(&sdr, locations, 1);
 
-    inst_sw_profile_sdr_ext_set_sdr_sw_profile(profile, sdr); // the bit of a nested record is its own
+    inst_sw_profile_sdr_ext_set_sdr_sw_profile(profile, sdr); // sets its own presence bit
     inst_sw_profile_sdr_ext_set_ext_value(profile, 5);
     inst_sw_profile_sdr_ext_set_sdr_sw_profile_len(profile, 99);
     return profile;
@@ -267,7 +267,7 @@ std::string Answer::str() const
 
 void RepositoryTest::SetUp()
 {
-    // File systems that are mounted below them, such as the checkout itself, remain.
+    // File systems mounted below these directories, such as the checkout itself, remain.
     static_cast<void>(std::system("find /install_repo /tmp /misc -xdev -mindepth 1 -delete 2>/dev/null"));
     hooks::reset();
     g_inst_common_debug_verbosity_level = 0;

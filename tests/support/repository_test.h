@@ -54,11 +54,11 @@ inst_swp_package new_package(const char *name, const std::vector<const char *> &
 
 inst_sw_profile_sdr_ext *new_profile(const char *key = nullptr); // without any other field
 
-// A profile in which some record has each field, except loc_id_2 of nodes. Its arrays have up to three elements.
-// Released with inst_ldpath_free_swprofile_ext().
+// A profile in which each field is set in at least one record, except loc_id_2 of nodes. Its arrays have up to three
+// elements. Released with inst_ldpath_free_swprofile_ext().
 inst_sw_profile_sdr_ext *new_full_profile();
 
-// A QX profile of default-sdr whose encoding has that many bytes.
+// A profile of default-sdr whose encoding has that many bytes.
 inst_sw_profile_sdr_ext *new_profile_of_size(uint32_t bytes);
 
 std::string encoding_of(const inst_sw_profile_sdr_ext &profile);
@@ -89,7 +89,7 @@ struct Answer {
     uint32_t count = 0;
     serv_packs *packs = nullptr;
     inst_sw_profile_sdr_ext *profile = nullptr;
-    uint8_t flag = 7; // neither
+    uint8_t flag = 7; // neither 0 nor 1: not set
 
     Answer() = default;
     Answer(const Answer &) = delete;
