@@ -216,6 +216,10 @@ TEST_F(CodecTest, CopiesAreDeepAndAllOrNothing)
     zeld_inst_swp_package_free_ext(&copy, free); // cleared, so that this is harmless
     zeld_inst_swp_package_free_ext(nullptr, free);
     EXPECT_NE(zeld_inst_swp_package_duplicate(&copy, nullptr, malloc, 0), 0);
+    inst_swp_package without_files = {};
+    inst_swp_package_set_files(&without_files, nullptr, 0);
+    EXPECT_EQ(zeld_inst_swp_package_duplicate(&copy, &without_files, malloc, 0), 0);
+    EXPECT_EQ(copy.files_count, 0U);
 }
 
 } // namespace

@@ -28,8 +28,9 @@ TEST_F(CreateTest, FullRequests)
     EXPECT_EQ(fetched.ptr->sdr_sw_profile.vm_type, VERD_VM_QX);
     EXPECT_STREQ(fetched.ptr->sdr_sw_profile.sdr_key, key);
     EXPECT_EQ(body.is_single_initrd_supported, 1);
-    EXPECT_EQ(body.image.presence[0], 0b10111); // also the bit of its type, which is 0
-    EXPECT_EQ(rpms[0], rpm_a);                  // sorted in the caller's array
+    EXPECT_EQ(body.image.presence[0], 0b10111); // also the bit of its type
+    EXPECT_EQ(body.image.pkg_type, 0U);
+    EXPECT_EQ(rpms[0], rpm_a); // sorted in the caller's array
     EXPECT_EQ(fetched.ptr->sdr_sw_profile_len,
               zeld_inst_sw_profile_sdr_encode_ext(&fetched.ptr->sdr_sw_profile, nullptr, 0, 0, 0, 0));
 

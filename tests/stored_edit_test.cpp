@@ -141,6 +141,8 @@ TEST_F(StoredEditTest, ServicePacks)
     write_file("/tmp/err_msg_UT_stub_decode_swp", "");
     add_packs("a test file orders a failure", first.source());
     EXPECT_FALSE(fs::exists("/tmp/err_msg_UT_stub_decode_swp"));
+    const ServicePacks nameless{{nullptr, {}}};
+    EXPECT_EQ(inst_ldpath_remove_swprofile_sps(ACTIVE_QX, nameless.set), INSTCOMM_RC_INVALID_DATA);
     remove_packs("no set", nullptr);
     remove_packs("one that is not installed", unrelated.set);
     remove_packs("removal of the first", first.set);
