@@ -91,7 +91,7 @@ TEST_F(LibrarySafetyTest, InLittleSpace)
         failures += status != 0 ? 1 : 0;
         return status == 0 && outcome == NEW;
     });
-    EXPECT_TRUE(failures > 10 || IsSkipped()) << failures;
+    EXPECT_TRUE(failures > 0 || IsSkipped());
 }
 
 } // namespace

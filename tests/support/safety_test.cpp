@@ -7,6 +7,14 @@
 namespace
 {
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int COARSENESS = 7; // each run takes ten times as long
+#elif defined(__clang__)
+constexpr int COARSENESS = 4; // the same system calls, which the build by g++ disturbs more often
+#else
+constexpr int COARSENESS = 1;
+#endif
+
 State state()
 {
     const std::string checked = run("check").out;
@@ -67,13 +75,8 @@ void SafetyTest::prepare(const Operation &to_disturb)
 int SafetyTest::at_system_calls(const std::vector<Operation> &operations, int sample,
                                 const std::function<void(int)> &disturb)
 {
-#if defined(__SANITIZE_ADDRESS__)
-    sample *= 7; // each run takes ten times as long
-#elif defined(__clang__)
-    sample *= 4; // the same calls, which the build by g++ disturbs more often
-#endif
     const char *const given = getenv("SWP_STEP");
-    const int step = given == nullptr ? sample : std::max(1, std::atoi(given));
+    const int step = given == nullptr ? sample * COARSENESS : std::max(1, std::atoi(given));
     int count = 0;
     for (const Operation &each : operations) {
         prepare(each);
@@ -96,7 +99,7 @@ void SafetyTest::in_little_space(const std::vector<Operation> &operations, const
     for (const Operation &each : operations) {
         prepare(each);
         bool is_done = false;
-        for (off_t pages = 0; !is_done && !HasFailure(); ++pages) {
+        for (off_t pages = 0; !is_done && !HasFailure(); pages += COARSENESS) {
             SCOPED_TRACE(operation.name + std::string(", pages: ") + std::to_string(pages));
             fs::remove_all("/install_repo/log");
             replace_scopes("/tmp/saved", "/install_repo");

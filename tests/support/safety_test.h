@@ -20,6 +20,7 @@ struct State {
     bool operator==(const State &) const = default;
 };
 
+// Builds by clang and with AddressSanitizer disturb each operation less often.
 class SafetyTest : public CommandTest
 {
 protected:
@@ -28,11 +29,10 @@ protected:
 
     // Prepares each operation. For every step-th of its system calls (every SWP_STEP-th, if that is set), restores the
     // prepared repository and calls `disturb` with the call's number. Returns the number of these calls to `disturb`.
-    // Builds by clang and with AddressSanitizer take fewer samples.
     int at_system_calls(const std::vector<Operation> &operations, int step, const std::function<void(int)> &disturb);
 
-    // Prepares each operation in a small file system, and runs it with each number of free pages. `is_complete` gets
-    // the status, and returns whether the space sufficed.
+    // Prepares each operation in a small file system, and runs it with more and more free pages. `is_complete` gets the
+    // status, and returns whether the space sufficed.
     void in_little_space(const std::vector<Operation> &operations, const std::function<bool(int)> &is_complete);
 
     TracedRun run_operation(const AtCall &at_call) const;
