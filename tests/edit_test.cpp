@@ -4,6 +4,10 @@
 namespace
 {
 
+// Types of packages to add, and those of their entries.
+constexpr uint32_t HOST_SMU = VERD_PKG_HOST_SMU, KERNEL = VERD_PKG_KERNEL, BASE = VERD_PKG_BASE;
+constexpr uint32_t HOST_SMU_ENTRY = VERD_SWP_PKG_HOST_SMU, KERNEL_ENTRY = VERD_SWP_PKG_KERNEL;
+
 class EditTest : public RepositoryTest
 {
 protected:
@@ -41,52 +45,57 @@ protected:
     Fetched profile;
 };
 
+// A host SMU supersedes the first entry that is a host SMU; a kernel package, the first one with a kernel of its class.
+// Other packages supersede nothing.
 TEST_F(EditTest, OldRules)
 {
-    given({new_package("smu-1-1", {}, 5), new_package("smu-2-1", {}, 5)});
-    add("smu-3-1", 6, {"/a/b/smu-3-1.x86_64.rpm", "plain-1-1.noarch", nullptr}, 0, 9); // supersedes the first one only
-    add("smu-3-1", 6); // a duplicate after a superseded entry
-    add("smu-1-1", 6);
+    given({new_package("smu-1-1", {}, HOST_SMU_ENTRY), new_package("smu-2-1", {}, HOST_SMU_ENTRY)});
+    // Paths and architectures are cut off the names of files.
+    add("smu-3-1", HOST_SMU, {"/a/b/smu-3-1.x86_64.rpm", "plain-1-1.noarch", nullptr}, 0, 9);
+    add("smu-3-1", HOST_SMU); // added twice: the scan ends at the superseded smu-1-1, before the duplicate
+    add("smu-1-1", HOST_SMU); // rejected: the duplicate is the first entry
     given({});
-    add("other-1-1", 8);
-    add("other-2-1", 8); // only host SMUs and kernels supersede
-    add("no form", UINT32_MAX);
+    add("other-1-1", BASE);
+    add("other-2-1", BASE);
+    add("no form", UINT32_MAX); // neither name nor type is checked
 
-    given({new_package("none-1-1", {}, 4), new_package("mod-1-1", {"kernel-modules-1-1"}, 4),
-           new_package("krn-1-1", {"qx-kernel-1-1"}, 4)});
-    inst_swp_package_clear_pkg_type(&body().packages[2]); // counts as the type of the preceding entry
-    put_package(body(), new_package(nullptr, {nullptr}, 4));
-    add("krn-2-1", 7, {"/x/qx-kernel-2-1.x86_64.rpm"});
-    add("rt-1-1", 7, {"/x/qx-kernel-rt-2-1.x86_64.rpm"}); // another class does not supersede
-    add("bare-1-1", 7);
+    given({new_package("none-1-1", {}, KERNEL_ENTRY), new_package("mod-1-1", {"kernel-modules-1-1"}, KERNEL_ENTRY),
+           new_package("krn-1-1", {"qx-kernel-1-1"}, KERNEL_ENTRY)});
+    inst_swp_package_clear_pkg_type(&body().packages[2]); // has the type of the entry before it: a kernel
+    put_package(body(), new_package(nullptr, {nullptr}, KERNEL_ENTRY));
+    add("krn-2-1", KERNEL, {"/x/qx-kernel-2-1.x86_64.rpm"});   // supersedes krn-1-1
+    add("rt-1-1", KERNEL, {"/x/qx-kernel-rt-2-1.x86_64.rpm"}); // no entry has a real-time kernel
+    add("bare-1-1", KERNEL);                                   // without files, it is of no class
 }
 
+// A host SMU or kernel package supersedes all entries with its type and base name; so does a base package for the host
+// OS or of a third party. A host-OS package that supersedes no entry supersedes base RPMs of the image.
 TEST_F(EditTest, NewRules)
 {
     g_inst_pkg_fmt_info.is_new_format = 1;
-    given({new_package("smu-1-1", {}, 5), new_package("smu-2-1", {}, 5), new_package("smu-x-1-1", {}, 5),
-           new_package("smu-3-1", {}, 1)});
-    add("smu-4-1.x86_64", 6); // supersedes all of its base name and kind
-    add("smu-4-1.x86_64", 6); // a duplicate; the superseded entries are returned anyway
-    add("smu-5-1", 7);
+    given({new_package("smu-1-1", {}, HOST_SMU_ENTRY), new_package("smu-2-1", {}, HOST_SMU_ENTRY),
+           new_package("smu-x-1-1", {}, HOST_SMU_ENTRY), new_package("smu-3-1")});
+    add("smu-4-1.x86_64", HOST_SMU); // smu-1-1 and smu-2-1; another base name and a base package remain
+    add("smu-4-1.x86_64", HOST_SMU); // a duplicate; the superseded entries are returned anyway
+    add("smu-5-1", KERNEL);          // no entry is a kernel package
 
-    given({new_package("kelo-hostos-1-1", {}, 1), new_package("x-tp-1-1", {}, 1), new_package("plain-1-1", {}, 1)},
+    given({new_package("kelo-hostos-1-1"), new_package("x-tp-1-1"), new_package("plain-1-1")},
           {"y-hostos-1-1", nullptr, "y-hostos-1-2", "kelo-hostos-0-1"});
-    add("kelo-hostos-2-1", 8); // supersedes a package, so no base RPM
-    add("x-tp-2-1", 8);
-    add("y-hostos-2-1", 8);
-    add("plain-2-1", 8); // neither host-OS nor third-party
+    add("kelo-hostos-2-1", BASE); // supersedes a package, so no base RPM
+    add("x-tp-2-1", BASE);
+    add("y-hostos-2-1", BASE); // supersedes two base RPMs
+    add("plain-2-1", BASE);    // neither for the host OS nor of a third party
 
     given({});
-    add("nodashes", 8);
-    add("--", 8);
-    add("a b;'c\"-1-1", 1);
-    add(std::string(4000, 'n') + "-1-1", 6); // the base name is cut
-    put_package(body(), new_package("damaged", {}, 1));
-    add("z-1-1", 8);
+    add("nodashes", BASE);
+    add("--", BASE);
+    add("a b;'c\"-1-1", 1);                         // characters and types are not checked
+    add(std::string(4000, 'n') + "-1-1", HOST_SMU); // the base name is cut
+    put_package(body(), new_package("damaged"));
+    add("z-1-1", BASE); // an entry's name cannot be split
     given({}, {"damaged"});
-    add("z-1-1", 8);
-    add("z-hostos-1-1", 8);
+    add("z-1-1", BASE); // base RPMs are not read for it
+    add("z-hostos-1-1", BASE);
 }
 
 TEST_F(EditTest, ServicePacks)
@@ -95,18 +104,18 @@ TEST_F(EditTest, ServicePacks)
     const ServicePacks packs{{"SP2", {"a-1-1.x86_64", nullptr, "b-1-1"}}, {"SP1", {"a-1-1"}}, {"SP3", {"b-1-1"}}};
     const ServicePacks more{{"SP4", {"d-1-1"}}}, other{{"SP6", {"e-1-1"}}}, nameless{{nullptr, {"e-1-1"}}};
     given({});
-    add("a-1-1", 8, {}, packs.source());
-    add("b-1-1.noarch", 8, {}, packs.source()); // SP2 exists
-    add("c-1-1", 8, {}, packs.source());        // belongs to no service pack
-    add("d-1-1", 8, {}, more.source());
+    add("a-1-1", BASE, {}, packs.source());
+    add("b-1-1.noarch", BASE, {}, packs.source()); // SP2 exists
+    add("c-1-1", BASE, {}, packs.source());        // belongs to no service pack
+    add("d-1-1", BASE, {}, more.source());
     write_file("/tmp/emi_sp_get_rpm_names_failure", "");
-    add("e-1-1", 8, {}, more.source());
+    add("e-1-1", BASE, {}, more.source());
     EXPECT_FALSE(fs::exists("/tmp/emi_sp_get_rpm_names_failure"));
-    add("e-1-1", 8, {}, nameless.source());
+    add("e-1-1", BASE, {}, nameless.source());
     zeld_sp_detail_free_ext(&body().sp_details[--body().sp_details_count], std::free);
-    add("e-1-1", 8, {}, other.source()); // a name without its detail
+    add("e-1-1", BASE, {}, other.source()); // a name without its detail
     g_inst_pkg_fmt_info.is_new_format = 0;
-    add("e-1-1", 8, {}, other.source()); // the old rules have no service packs
+    add("e-1-1", BASE, {}, other.source()); // the old rules have no service packs
 }
 
 TEST_F(EditTest, Removing)
@@ -130,10 +139,11 @@ TEST_F(EditTest, Removing)
 
 TEST_F(EditTest, CallersWithoutCountOrList)
 {
-    given({new_package("smu-1-1", {}, 5)});
+    given({new_package("smu-1-1", {}, HOST_SMU_ENTRY)});
     char *superseded[8] = {};
     const auto add_without = [&](const char *name, char **list, uint32_t *count) {
-        RECORD(name, inst_ldpath_add_pkg_in_swp(&body(), strdup(name), 0, nullptr, 0, 6, list, count, 0, 0, err));
+        RECORD(name,
+               inst_ldpath_add_pkg_in_swp(&body(), strdup(name), 0, nullptr, 0, HOST_SMU, list, count, 0, 0, err));
     };
     add_without("smu-2-1", superseded, nullptr);
     g_inst_pkg_fmt_info.is_new_format = 1;

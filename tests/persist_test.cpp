@@ -76,9 +76,9 @@ TEST_F(PersistTest, TheEncodeBufferGrowsOnce)
         RECORD(std::to_string(size) + " bytes", store(large.ptr, err));
         EXPECT_EQ(read_file(active_bin), encoding_of(*large.ptr));
     }
-    hooks::fail(hooks::ENCODE, hooks::ALWAYS);
+    hooks::fail(hooks::ENCODE, hooks::ALWAYS); // each time, it needs one byte more than it gets
     record_store("no buffer is large enough");
-    hooks::fail(hooks::ENCODE, 1, 0);
+    hooks::fail(hooks::ENCODE, 1, 0); // it returns 0
     record_store("an encoding of 0 bytes");
 }
 

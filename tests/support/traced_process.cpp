@@ -27,7 +27,7 @@ TracedRun trace(pid_t child, bool is_counting, const AtCall &at_call)
     TracedRun run = {};
     waitpid(child, &run.status, 0);
     ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    bool is_entry = false;
+    bool is_entry = false, is_replaced = false;
     int error = 0;
     for (; WIFSTOPPED(run.status); waitpid(child, &run.status, 0)) {
         const int stop = WSTOPSIG(run.status);
@@ -40,8 +40,9 @@ TracedRun trace(pid_t child, bool is_counting, const AtCall &at_call)
                 const Intervention done = at_call ? at_call(call) : Intervention();
                 kill(child, done.signal);
                 error = done.error;
+                is_replaced = error != 0 || (call.id == SYS_clock_nanosleep && done.signal == 0);
             }
-            if (error != 0) { // call -1 does not exist; its result is replaced
+            if (is_replaced) { // call -1 does not exist; its result is replaced
                 (is_entry ? registers.orig_rax : registers.rax) = static_cast<uint64_t>(is_entry ? -1 : -error);
                 ptrace(PTRACE_SETREGS, child, nullptr, &registers);
             }

@@ -1,5 +1,5 @@
 // Runs a program or a function in a process that stops at every system call, to kill it, to let the call fail, or to
-// send a signal.
+// send a signal. The process does not wait when it sleeps.
 #pragma once
 
 #include <functional>

@@ -63,11 +63,11 @@ uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local
 unsigned int sleep(unsigned int seconds)
 {
     using namespace std::chrono;
-    const auto start = steady_clock::now();
+    constexpr milliseconds PERIOD(20);
     static bool is_reported = false;
-    while (caught_signal() == 0 && steady_clock::now() - start < std::chrono::seconds(seconds)) {
-        std::this_thread::sleep_for(milliseconds(20));
-        if (!is_reported && steady_clock::now() - start > std::chrono::seconds(1)) {
+    for (milliseconds waited(0); caught_signal() == 0 && waited < std::chrono::seconds(seconds); waited += PERIOD) {
+        std::this_thread::sleep_for(PERIOD);
+        if (!is_reported && waited >= std::chrono::seconds(1)) {
             note("waiting: a profile file was not written correctly or could not be removed");
             is_reported = true;
         }

@@ -164,11 +164,13 @@ uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_loca
  * INSTMGR_RC_INVALID_DATA; those of inst_get_sdr_swprofile_file(); an errno code if a file cannot be opened or fwrite()
  * cannot write the .bin; INSTCOMM codes if the text cannot be rendered or a copy to "/install_repo/local/" fails.
  * On disk: a failure before the .bin is opened changes no file. A .bin that could not be written is removed. Later
- * failures leave the new .bin, unless it could not be verified (see below).
+ * failures leave the new .bin, unless it could not be verified (see below). A failed copy to "/install_repo/local/" may
+ * leave the old file there or a truncated one, next to the new .bin.
  * BEWARE: 0 is also returned if the .bin was not verified. It is then removed, with an error text, if its content
- * differs, as after a write that only fflush() finds incomplete, or if there was no memory for reading it back. It
- * remains, without a text, if it could not be opened for reading. sdr_key is not compared with the key in the record:
- * if they differ, later edits under sdr_key are stored in the profile of the key in the record.
+ * differs, as after a write that only fflush() finds incomplete, or if there was no memory for reading it back; if it
+ * also has copies in "/install_repo/local/", copying then fails, with an INSTCOMM code. It remains, without a text, if
+ * it could not be opened for reading. sdr_key is not compared with the key in the record: if they differ, later edits
+ * under sdr_key are stored in the profile of the key in the record.
  */
 uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            inst_sw_profile_sdr_ext *profile, char **error_message_out);

@@ -13,7 +13,7 @@
 #define VERD_LOCAL_DIRECTORY "/install_repo/local/"
 #define VERD_GLOBAL_DIRECTORY "/install_repo/gl/instdb/"
 
-/* Packages and bundles. Bundles are unpacked in the work area, after its content has been deleted. */
+/* Packages and bundles. Bundles are unpacked in the work area, whose content, except dot files, is deleted before. */
 #define VERD_PACKAGES_DIRECTORY "/install_repo/gl/verdalis/"
 #define VERD_WORK_AREA "/install_repo/tmp/"
 
@@ -147,7 +147,10 @@ static inline const char *verd_result_name(uint64_t rc)
     return verd_result_is_errno(rc) ? "INSTMGR_RC_ERRNO" : rc <= 0xffff || rc == UINT64_MAX ? "wait status" : "unknown";
 }
 
-/* Returns the meaning of a code. For an errno other than 0, it is the text of strerror(), valid until its next call. */
+/*
+ * Returns the meaning of a code. For an errno other than 0, it is the text of strerror(), valid until its next call. An
+ * errno of 0 means "empty file", even if the cause was a shell command.
+ */
 static inline const char *verd_result_meaning(uint64_t rc)
 {
     const verd_result_text *const text = verd_find_result_text(rc);
