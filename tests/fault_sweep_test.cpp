@@ -15,7 +15,7 @@ namespace
 // copies.
 enum Kind { Fetches, Names, Stores, Adds, Copies, Edits, Asks };
 
-struct Operation {
+struct SweptOperation {
     Kind kind;
     const char *title;
     uint64_t (*run)(Answer &, char **);
@@ -66,7 +66,7 @@ uint64_t copy_nodes()
 // The call is also the title.
 #define CALL(call) #call, []([[maybe_unused]] Answer & a, [[maybe_unused]] char **err) -> uint64_t { return call; }
 
-const Operation OPERATIONS[] = {
+const SweptOperation OPERATIONS[] = {
     {Fetches, CALL(inst_ldpath_get_sdr_swprofile("default-sdr", VERD_SWP_ACTIVE, &a.profile))},
     {Fetches, CALL(inst_ldpath_get_swprofile(ACTIVE_QX, &a.profile, err))},
     {Fetches, CALL(inst_ldpath_get_sw_profile_if_exists(ACTIVE_QX, &a.profile))},
@@ -167,7 +167,7 @@ protected:
     }
 
     // Runs an operation, in which a function fails with this errno, or none.
-    uint64_t run(const Operation &operation, hooks::Function failing, int err)
+    uint64_t run(const SweptOperation &operation, hooks::Function failing, int err)
     {
         Answer outcome;
         Text error;
@@ -190,7 +190,7 @@ protected:
     }
 
     // Creates everything again that an operation changes.
-    void prepare(const Operation &operation) const
+    void prepare(const SweptOperation &operation) const
     {
         write_file(active_bin, before.bin);
         write_file(active_txt, before.twin);
@@ -241,7 +241,7 @@ protected:
     }
 
     // Runs an operation without a failure, with the DEBUG lines of each verbosity.
-    void measure(const Operation &operation, const Disk &disk_before)
+    void measure(const SweptOperation &operation, const Disk &disk_before)
     {
         before = disk_before;
         for (const char *const level : {"v", "vv", "vvv", "vvvv"}) {
@@ -259,7 +259,7 @@ protected:
     }
 
     // Lets each call of a function fail in turn, alone or with all later calls. Returns the results.
-    Lines sweep(const Operation &operation, hooks::Function failing, int err, int times)
+    Lines sweep(const SweptOperation &operation, hooks::Function failing, int err, int times)
     {
         Lines results;
         for (int nth = 1;; ++nth) {
@@ -280,7 +280,7 @@ protected:
         }
     }
 
-    void record_results(const Operation &operation, const std::vector<int> &errors)
+    void record_results(const SweptOperation &operation, const std::vector<int> &errors)
     {
         std::string line = operation.title + std::string(operation.from_nothing ? ", from nothing" : "");
         for (int i = 0; i < hooks::FUNCTION_COUNT; ++i) {
@@ -299,7 +299,7 @@ protected:
         record_line(line);
     }
 
-    void check_outcome(const Operation &operation, hooks::Function failing, bool fails_always, uint64_t rc) const
+    void check_outcome(const SweptOperation &operation, hooks::Function failing, bool fails_always, uint64_t rc) const
     {
         if (failing >= hooks::LOSE_PATH) {
             // Without the name of the twin, the .bin may have been changed.
@@ -346,7 +346,7 @@ TEST_F(FaultSweepTest, EveryCallFails)
         errors.insert(errors.end(), {EIO, ENOSPC, EDQUOT, EROFS, EACCES, EPERM, EBUSY, EINTR, EMFILE, ENFILE, ENOTDIR,
                                      ELOOP, ESTALE});
     }
-    for (const Operation &operation : OPERATIONS) {
+    for (const SweptOperation &operation : OPERATIONS) {
         measure(operation, operation.from_nothing ? empty : full);
         record_results(operation, errors);
     }

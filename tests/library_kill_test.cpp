@@ -11,7 +11,7 @@ namespace
 using LibrarySafetyTest = SafetyTest;
 
 #define LOCAL_ACTIVE_QX "default-sdr", 1, VERD_SWP_ACTIVE, VERD_VM_QX
-#define CALL(function, ...) "", [] { return function(__VA_ARGS__); }
+#define KILLED_CALL(function, ...) "", [] { return function(__VA_ARGS__); }
 
 // Each kind of change, on profiles that have flat copies. Three store a profile of several pages.
 std::vector<Operation> library_operations()
@@ -32,21 +32,22 @@ std::vector<Operation> library_operations()
         return inst_ldpath_add_swprofile_sps(LOCAL_ACTIVE_QX, reinterpret_cast<uint64_t>(&local.set));
     };
     return {
-        {"create", {}, CALL(inst_ldpath_create_sdr_swprofile, &local.request)},
-        {"replace", {active}, CALL(inst_ldpath_create_sdr_swprofile, &local.request)},
+        {"create", {}, KILLED_CALL(inst_ldpath_create_sdr_swprofile, &local.request)},
+        {"replace", {active}, KILLED_CALL(inst_ldpath_create_sdr_swprofile, &local.request)},
         {"add",
          {active},
-         CALL(inst_ldpath_add_swprofile_pkgs, LOCAL_ACTIVE_QX, "n-1-r1", nullptr, 0, 0, VERD_PKG_BASE, 0, nullptr)},
+         KILLED_CALL(inst_ldpath_add_swprofile_pkgs, LOCAL_ACTIVE_QX, "n-1-r1", nullptr, 0, 0, VERD_PKG_BASE, 0,
+                     nullptr)},
         {"remove",
          {active},
-         CALL(inst_ldpath_remove_swprofile_pkgs, LOCAL_ACTIVE_QX, "alpha-1.0-r1", nullptr, nullptr)},
+         KILLED_CALL(inst_ldpath_remove_swprofile_pkgs, LOCAL_ACTIVE_QX, "alpha-1.0-r1", nullptr, nullptr)},
         {"add for nodes",
          {active},
-         CALL(inst_ldpath_add_pkg_location, LOCAL_ACTIVE_QX, &node, 1, "n-1-r1", 0, VERD_PKG_BASE, 0)},
+         KILLED_CALL(inst_ldpath_add_pkg_location, LOCAL_ACTIVE_QX, &node, 1, "n-1-r1", 0, VERD_PKG_BASE, 0)},
         {"add service packs", {active}, "", add_service_packs},
         {"remove service packs",
          {active + "--sp-package tp-q-1-r1 --service-pack SP1=tp-q-1-r1"},
-         CALL(inst_ldpath_remove_swprofile_sps, LOCAL_ACTIVE_QX, &local.set)},
+         KILLED_CALL(inst_ldpath_remove_swprofile_sps, LOCAL_ACTIVE_QX, &local.set)},
         {"promote",
          {active, prepared, longer},
          "promote --local",
@@ -57,7 +58,7 @@ std::vector<Operation> library_operations()
          [] { return inst_ldpath_swp_copy("default-sdr", 1, VERD_VM_QX, 2, 3, nullptr); }},
         {"delete",
          {active},
-         CALL(inst_ldpath_delete_swprofile_file, "/install_repo/local/sdr/default-sdr/qx-swprofile-active.bin")},
+         KILLED_CALL(inst_ldpath_delete_swprofile_file, "/install_repo/local/sdr/default-sdr/qx-swprofile-active.bin")},
     };
 }
 

@@ -109,12 +109,12 @@ Check check_places(const PlaceFilter &filter)
     return check;
 }
 
-struct Options {
+struct CheckOptions {
     PlaceFilter filter;
     bool is_json = false;
 };
 
-void run(const Options &options)
+void check_profiles(const CheckOptions &options)
 {
     use_answer_codes();
     const Check check = check_places(options.filter);
@@ -126,8 +126,8 @@ void run(const Options &options)
 
 void add_check(CLI::App &command)
 {
-    const auto [check, options] = new_subcommand<Options>(
-        command, "check", "List inconsistencies. Exit code 0: nothing found, 1: something found", run);
+    const auto [check, options] = new_subcommand<CheckOptions>(
+        command, "check", "List inconsistencies. Exit code 0: nothing found, 1: something found", check_profiles);
     options.filter.add_options(check);
     add_json_option(check, options.is_json);
     add_wait_options(check);

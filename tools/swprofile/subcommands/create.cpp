@@ -16,7 +16,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct CreateOptions {
     const CLI::App *app = nullptr;
     Selector selector;
     std::optional<std::string> file; // of --from
@@ -53,7 +53,7 @@ void add_names(Json &json)
     }
 }
 
-void check_unique(const std::string &what, const Options &options, const char *key)
+void check_unique(const std::string &what, const CreateOptions &options, const char *key)
 {
     std::set<std::string> names;
     for (const Json &element : options.fields.value(key, Json::array())) {
@@ -64,12 +64,12 @@ void check_unique(const std::string &what, const Options &options, const char *k
     }
 }
 
-bool is_given(const Options &options, const char *flag)
+bool is_given(const CreateOptions &options, const char *flag)
 {
     return options.app->count(flag) != 0;
 }
 
-void check(const Options &options)
+void check(const CreateOptions &options)
 {
     check_unique("package", options, "packages");
     check_unique("service pack", options, "service_packs");
@@ -91,7 +91,7 @@ void check(const Options &options)
 }
 
 // The profile to be stored. The selector takes SDR, VM type, state and scope from the file if no option gives them.
-Profile build_profile(Options &options)
+Profile build_profile(CreateOptions &options)
 {
     check(options);
     Json json = Json::object();
@@ -132,7 +132,7 @@ Profile build_profile(Options &options)
 }
 
 // Without a file, the library's own creation runs. It also copies optional packages.
-uint64_t create(const Options &options, inst_sw_profile_sdr_ext &profile)
+uint64_t create(const CreateOptions &options, inst_sw_profile_sdr_ext &profile)
 {
     constexpr uint32_t MAX_SIZE = 102400;
     inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
@@ -162,7 +162,7 @@ uint64_t create(const Options &options, inst_sw_profile_sdr_ext &profile)
     return inst_ldpath_create_sdr_swprofile(&request);
 }
 
-void check_replacement(const Options &options, const Inspection &existing)
+void check_replacement(const CreateOptions &options, const Inspection &existing)
 {
     const Selector &selector = options.selector;
     if (!existing.exists) {
@@ -176,7 +176,7 @@ void check_replacement(const Options &options, const Inspection &existing)
     }
 }
 
-void run(Options &options)
+void create_profile(CreateOptions &options)
 {
     const Profile profile = build_profile(options);
     const Selector &selector = options.selector;
@@ -245,7 +245,8 @@ void add_named_list_option(CLI::App &create, Json &fields, const char *key, cons
 
 void add_create(CLI::App &command)
 {
-    const auto [create, options] = new_subcommand<Options>(command, "create", "Create a profile and store it", run);
+    const auto [create, options] =
+        new_subcommand<CreateOptions>(command, "create", "Create a profile and store it", create_profile);
     options.app = &create;
     create
         .add_option("--from", options.file,

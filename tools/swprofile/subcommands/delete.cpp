@@ -16,7 +16,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct DeleteOptions {
     Selector selector;
     int32_t state = 0;
     bool is_all_states = false;
@@ -24,7 +24,7 @@ struct Options {
     bool is_dry_run = false;
 };
 
-std::vector<Selector> states_of(const Options &options)
+std::vector<Selector> states_of(const DeleteOptions &options)
 {
     std::vector<Selector> states;
     for (const int32_t state : STATES) {
@@ -98,7 +98,7 @@ uint64_t delete_files(const std::vector<Selector> &states, Change &change)
     return 0;
 }
 
-void run(const Options &options)
+void delete_profiles(const DeleteOptions &options)
 {
     if (options.is_all_states == (options.state != 0)) {
         throw Failure(USAGE, "no state given", {"give --state or --all-states"});
@@ -133,7 +133,7 @@ void run(const Options &options)
 void add_delete(CLI::App &command)
 {
     const auto [subcommand, options] =
-        new_subcommand<Options>(command, "delete", "Delete one state of a profile, or all", run);
+        new_subcommand<DeleteOptions>(command, "delete", "Delete one state of a profile, or all", delete_profiles);
     add_profile_options(subcommand, options.selector);
     CLI::Option *const state = add_state_option(subcommand, "--state", options.state);
     subcommand.add_flag("--all-states", options.is_all_states, "delete committed, active and prepared")

@@ -8,13 +8,13 @@
 namespace
 {
 
-struct Options {
+struct DiffOptions {
     Selector from;
     int32_t to = 0;
     bool is_json = false;
 };
 
-void run(const Options &options)
+void compare_states(const DiffOptions &options)
 {
     use_answer_codes();
     const Selector other = options.from.with_state(options.to);
@@ -39,8 +39,8 @@ void run(const Options &options)
 
 void add_diff(CLI::App &command)
 {
-    const auto [diff, options] = new_subcommand<Options>(
-        command, "diff", "List the differences between two states. Exit code 0: none, 1: some", run);
+    const auto [diff, options] = new_subcommand<DiffOptions>(
+        command, "diff", "List the differences between two states. Exit code 0: none, 1: some", compare_states);
     options.from.state = 0; // must be given
     add_state_option(diff, "FROM", options.from.state)->required();
     add_state_option(diff, "TO", options.to)->required();

@@ -8,7 +8,7 @@
 namespace
 {
 
-struct Options {
+struct PackageEditOptions {
     EditOptions edit;
     std::string package;
     std::vector<std::string> files; // of the package; or host packages
@@ -29,7 +29,7 @@ auto names_checker(const EditOptions &options)
     };
 }
 
-void add_package(Options &options)
+void add_package(PackageEditOptions &options)
 {
     const std::vector<char *> rpms = pointers_to(options.files);
     Edit edit = {options.edit, "add " + options.package + " to", [&](serv_packs *packs, ErrorText &error) {
@@ -48,7 +48,7 @@ void add_package(Options &options)
     run_edit(edit);
 }
 
-void remove_package(const Options &options)
+void remove_package(const PackageEditOptions &options)
 {
     const Selector &selector = options.edit.selector;
     Edit edit = {options.edit, "remove " + options.package + " from", [&](serv_packs *packs, ErrorText &error) {
@@ -61,7 +61,7 @@ void remove_package(const Options &options)
     run_edit(edit);
 }
 
-void add_host(Options &options)
+void add_host(PackageEditOptions &options)
 {
     const Selector &selector = options.edit.selector;
     const std::vector<char *> files = pointers_to(options.files);
@@ -87,7 +87,7 @@ template <std::string (*fault_of)(const std::string &)> std::string path_fault(c
 void add_add(CLI::App &command)
 {
     const auto [subcommand, options] =
-        new_subcommand<Options>(command, "add", "Add a package to a profile", add_package);
+        new_subcommand<PackageEditOptions>(command, "add", "Add a package to a profile", add_package);
     subcommand.add_option("PACKAGE", options.package, "name-version-release")->required()->check(package_fault);
     subcommand.add_option("--rpm", options.files, "an RPM file of the package; repeat for each file")
         ->type_name("FILE")
@@ -107,8 +107,8 @@ void add_add(CLI::App &command)
 
 void add_remove(CLI::App &command)
 {
-    const auto [subcommand, options] =
-        new_subcommand<Options>(command, "remove", "Remove a package, or a base RPM, from a profile", remove_package);
+    const auto [subcommand, options] = new_subcommand<PackageEditOptions>(
+        command, "remove", "Remove a package, or a base RPM, from a profile", remove_package);
     subcommand.add_option("PACKAGE", options.package, "its name")->required()->check(name_fault);
     add_rule_options(subcommand, options.edit, "JSON file of the service packs that are removed with it");
     add_ignore_missing_option(subcommand, options.edit);
@@ -124,7 +124,7 @@ void add_remove(CLI::App &command)
 void add_add_host(CLI::App &command)
 {
     const auto [subcommand, options] =
-        new_subcommand<Options>(command, "add-host", "Add host packages to the Admin profile", add_host);
+        new_subcommand<PackageEditOptions>(command, "add-host", "Add host packages to the Admin profile", add_host);
     EditOptions &edit = options.edit;
     edit.selector.vm_type = VERD_VM_ADMIN;
     subcommand.add_option("FILE", options.files, "an RPM file, or its name")

@@ -13,7 +13,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-struct Options {
+struct ForNodesOptions {
     EditOptions edit;
     std::string package;
     std::string image;
@@ -24,7 +24,7 @@ struct Options {
     bool joins = false;
 };
 
-bool comes_as_bundle(const Options &options)
+bool comes_as_bundle(const ForNodesOptions &options)
 {
     return options.type == VERD_PKG_SMU || options.type == VERD_PKG_KERNEL ||
            (options.edit.is_new_format && (options.type == VERD_PKG_HOST_SMU || options.type == VERD_PKG_BASE));
@@ -40,7 +40,7 @@ bool is_bundle_of(const std::string &package, const std::string &file)
 
 // Requires a bundle to unpack, and creates the work area. The library takes the first file whose name begins with the
 // package's, even if it is the bundle of another package.
-void prepare_bundle(const Options &options)
+void prepare_bundle(const ForNodesOptions &options)
 {
     setenv("LC_ALL", "C", 1); // the order of the library's ls
     const std::string directory = VERD_PACKAGES_DIRECTORY;
@@ -98,7 +98,8 @@ std::vector<inst_node_loc> nodes_with(const std::string &package, const inst_sw_
 
 // If location profiles exist, each gets the package, up to the first that has it already, which the nodes join. If none
 // has it, they join none. So nodes that are not given may get it, and given nodes may not.
-void check_nodes(const Options &options, const inst_sw_profile_sdr_ext &before, const inst_sw_profile_sdr_ext &after)
+void check_nodes(const ForNodesOptions &options, const inst_sw_profile_sdr_ext &before,
+                 const inst_sw_profile_sdr_ext &after)
 {
     const std::vector<inst_node_loc> have_it = nodes_with(options.package, after);
     const std::vector<inst_node_loc> others =
@@ -123,7 +124,7 @@ void check_nodes(const Options &options, const inst_sw_profile_sdr_ext &before, 
     std::for_each(reasons.begin(), reasons.end(), note);
 }
 
-void add_package(Options &options)
+void add_package_for_nodes(ForNodesOptions &options)
 {
     if (options.nodes.empty() != options.is_for_all) {
         throw Failure(USAGE, "no nodes given", {"give --node for each node, or --all-nodes"});
@@ -177,7 +178,7 @@ bool has_image(const inst_sw_profile_info &body, const std::string &image)
 }
 
 // The nodes to be added. If location profiles exist, nodes can only join one that has the image.
-std::vector<inst_node_loc> nodes_to_add(const Options &options, const inst_sw_profile_sdr_ext &before)
+std::vector<inst_node_loc> nodes_to_add(const ForNodesOptions &options, const inst_sw_profile_sdr_ext &before)
 {
     if (locations_of(before).empty()) {
         if (options.version.empty()) {
@@ -200,7 +201,7 @@ std::vector<inst_node_loc> nodes_to_add(const Options &options, const inst_sw_pr
     return nodes_without(options.nodes, nodes_of(*joined));
 }
 
-void join_image(const Options &options)
+void join_image(const ForNodesOptions &options)
 {
     std::vector<inst_node_loc> nodes;
     Edit edit = {options.edit, "add " + options.image + " to", [&](serv_packs *, ErrorText &) {
@@ -221,8 +222,8 @@ void join_image(const Options &options)
 
 void add_add_for_nodes(CLI::App &command)
 {
-    const auto [add, options] =
-        new_subcommand<Options>(command, "add-for-nodes", "Add a package for some nodes, or for all", add_package);
+    const auto [add, options] = new_subcommand<ForNodesOptions>(
+        command, "add-for-nodes", "Add a package for some nodes, or for all", add_package_for_nodes);
     add.add_option("PACKAGE", options.package, "name-version-release")->required()->check(package_fault);
     add_install_type_option(add, options.type);
     CLI::Option *const node = add_node_option(add, options.nodes);
@@ -246,7 +247,7 @@ void add_add_for_nodes(CLI::App &command)
 void add_image_for_nodes(CLI::App &command)
 {
     const auto [image, options] =
-        new_subcommand<Options>(command, "image-for-nodes", "Add an image for some nodes", join_image);
+        new_subcommand<ForNodesOptions>(command, "image-for-nodes", "Add an image for some nodes", join_image);
     image.add_option("IMAGE", options.image, "its name, or the beginning of the name of an existing one")
         ->required()
         ->check(name_fault);

@@ -80,7 +80,7 @@ Json entry_json(const Entry &entry)
     return json;
 }
 
-void run(const bool &is_json)
+void list_profiles(const bool &is_json)
 {
     const std::vector<Entry> entries = read_repository();
     if (is_json) {
@@ -101,7 +101,7 @@ void run(const bool &is_json)
 void add_list(CLI::App &command)
 {
     const auto [list, is_json] =
-        new_subcommand<bool>(command, "list", "List all profiles of the repository, with their health", run);
+        new_subcommand<bool>(command, "list", "List all profiles of the repository, with their health", list_profiles);
     add_json_option(list, is_json);
     add_wait_options(list);
     list.footer("Health: ok, empty (counts as absent), damaged, unreadable, or not-regular (not a regular file).\n"

@@ -12,7 +12,7 @@
 namespace
 {
 
-struct Options {
+struct NodesOptions {
     Selector selector;
     bool is_json = false;
 };
@@ -44,7 +44,7 @@ void print_human(const inst_sw_profile_sdr_ext &profile, const Selector &selecto
     }
 }
 
-void run(const Options &options)
+void list_location_profiles(const NodesOptions &options)
 {
     const Profile profile = fetch_locked(options.selector);
     if (options.is_json) {
@@ -120,7 +120,8 @@ void run_version(const VersionOptions &options)
 
 void add_nodes(CLI::App &command)
 {
-    const auto [nodes, options] = new_subcommand<Options>(command, "nodes", "List the location profiles", run);
+    const auto [nodes, options] =
+        new_subcommand<NodesOptions>(command, "nodes", "List the location profiles", list_location_profiles);
     add_selector_options(nodes, options.selector);
     add_json_option(nodes, options.is_json);
     add_wait_options(nodes);

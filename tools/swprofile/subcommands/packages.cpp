@@ -11,7 +11,7 @@
 namespace
 {
 
-struct Options {
+struct PackageQueryOptions {
     Selector selector;
     std::string package;
     uint32_t filter = VERD_FILTER_ALL;
@@ -19,7 +19,7 @@ struct Options {
     bool is_json = false;
 };
 
-void print_image(const Options &options)
+void print_image(const PackageQueryOptions &options)
 {
     const Profile profile = fetch_locked(options.selector);
     char *name = nullptr;
@@ -34,7 +34,7 @@ void print_image(const Options &options)
     std::free(name);
 }
 
-void print_packages(const Options &options)
+void print_packages(const PackageQueryOptions &options)
 {
     const Profile profile = fetch_locked(options.selector);
     char *image = nullptr;
@@ -62,7 +62,7 @@ bool find_rpms(const Selector &active, const std::string &name, StringList &rpms
     return is_found != 0;
 }
 
-void print_rpms(const Options &options)
+void print_rpms(const PackageQueryOptions &options)
 {
     const Selector &active = options.selector;
     StringList rpms;
@@ -82,7 +82,7 @@ void print_rpms(const Options &options)
     print_list(rpms, "rpms", options.is_json);
 }
 
-void answer_has(const Options &options)
+void answer_has(const PackageQueryOptions &options)
 {
     use_answer_codes();
     const Selector &active = options.selector;
@@ -98,10 +98,10 @@ void answer_has(const Options &options)
 }
 
 // Adds a subcommand that reads one profile. Those that name a package look at the active profile.
-NewSubcommand<Options> add_query(CLI::App &command, const char *name, const char *help, const char *package_help,
-                                 void (*run)(const Options &))
+NewSubcommand<PackageQueryOptions> add_query(CLI::App &command, const char *name, const char *help,
+                                             const char *package_help, void (*run)(const PackageQueryOptions &))
 {
-    const auto query = new_subcommand<Options>(command, name, help, run);
+    const auto query = new_subcommand<PackageQueryOptions>(command, name, help, run);
     if (package_help == nullptr) {
         add_selector_options(query.app, query.options.selector);
     } else {
@@ -125,7 +125,7 @@ void add_packages(CLI::App &command)
 {
     const auto query =
         add_query(command, "packages", "Print the names of a profile's packages", nullptr, print_packages);
-    Options &options = query.options;
+    PackageQueryOptions &options = query.options;
     const auto add_filter = [&](const char *flag, uint32_t filter, const char *help) {
         return query.app.add_flag_callback(
             flag, [&options, filter] { options.filter = filter; }, help);

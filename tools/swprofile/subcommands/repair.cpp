@@ -12,7 +12,7 @@
 namespace
 {
 
-struct Options {
+struct RepairOptions {
     PlaceFilter filter;
     bool is_dry_run = false;
 };
@@ -102,7 +102,7 @@ void repair(const Selector &place, bool is_dry_run, Result &result)
 }
 
 // If a profile cannot be repaired, the others are repaired all the same.
-void run(const Options &options)
+void repair_profiles(const RepairOptions &options)
 {
     Result result;
     const std::vector<Selector> places = options.filter.places();
@@ -138,7 +138,7 @@ void run(const Options &options)
 void add_repair(CLI::App &command)
 {
     const auto [subcommand, options] =
-        new_subcommand<Options>(command, "repair", "Repair text twins, flat copies and marks", run);
+        new_subcommand<RepairOptions>(command, "repair", "Repair text twins, flat copies and marks", repair_profiles);
     options.filter.add_options(subcommand);
     add_change_options(subcommand, options.is_dry_run);
     subcommand.footer(

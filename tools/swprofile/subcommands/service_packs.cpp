@@ -10,7 +10,7 @@
 namespace
 {
 
-struct Options {
+struct ServicePacksOptions {
     Selector selector;
     bool is_all = false;
     bool includes_committed = false;
@@ -28,7 +28,7 @@ void print_packs(std::span<service_pack> packs, bool is_json)
     }
 }
 
-void run_one(const Options &options)
+void run_one(const ServicePacksOptions &options)
 {
     const Profile profile = fetch_locked(options.selector);
     StringList names;
@@ -45,7 +45,7 @@ void run_one(const Options &options)
     print_packs(packs, options.is_json);
 }
 
-void run_all(const Options &options)
+void run_all(const ServicePacksOptions &options)
 {
     std::optional<ReadLock> lock(std::in_place);
     const Selector &selector = options.selector;
@@ -66,7 +66,7 @@ void run_all(const Options &options)
     print_list(names, "names", options.is_json);
 }
 
-void run(const Options &options)
+void list_service_packs(const ServicePacksOptions &options)
 {
     options.is_all ? run_all(options) : run_one(options);
 }
@@ -75,8 +75,8 @@ void run(const Options &options)
 
 void add_service_packs(CLI::App &command)
 {
-    const auto [packs, options] =
-        new_subcommand<Options>(command, "service-packs", "List the service packs of a profile, or all", run);
+    const auto [packs, options] = new_subcommand<ServicePacksOptions>(
+        command, "service-packs", "List the service packs of a profile, or all", list_service_packs);
     add_selector_options(packs, options.selector);
     CLI::Option *const all = packs.add_flag(
         "--all", options.is_all, "print the names of the service packs of the active global QX and Admin profiles");

@@ -11,7 +11,7 @@
 namespace
 {
 
-struct Options {
+struct ShowOptions {
     Selector selector;
     bool is_json = false;
     bool is_text = false; // in the form of the text twin
@@ -65,7 +65,7 @@ void print_tables(const inst_sw_profile_sdr_ext &profile, const Selector &select
     }
 }
 
-void run(const Options &options)
+void show_profile(const ShowOptions &options)
 {
     const Profile profile = fetch_locked(options.selector);
     if (options.is_json) {
@@ -81,7 +81,7 @@ void run(const Options &options)
 
 void add_show(CLI::App &command)
 {
-    const auto [show, options] = new_subcommand<Options>(command, "show", "Show a profile", run);
+    const auto [show, options] = new_subcommand<ShowOptions>(command, "show", "Show a profile", show_profile);
     add_selector_options(show, options.selector);
     add_json_option(show, options.is_json);
     show.add_flag("--text", options.is_text, "print every field, as the text twin does")

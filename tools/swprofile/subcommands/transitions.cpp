@@ -11,7 +11,7 @@
 namespace
 {
 
-struct Options {
+struct TransitionOptions {
     Selector from;
     int32_t to = 0;
     bool is_move = false;
@@ -32,7 +32,7 @@ Profile fetch_source(const Selector &from)
     return source;
 }
 
-uint64_t transfer(const Options &options, Change &change, const Selector &to, ErrorText &error)
+uint64_t transfer(const TransitionOptions &options, Change &change, const Selector &to, ErrorText &error)
 {
     const Selector &from = options.from;
     std::vector<std::filesystem::path> files = to.files();
@@ -49,7 +49,7 @@ uint64_t transfer(const Options &options, Change &change, const Selector &to, Er
                                       error.slot());
 }
 
-void run(const Options &options)
+void change_state(const TransitionOptions &options)
 {
     const Selector &from = options.from;
     const Selector to = from.with_state(options.to);
@@ -74,7 +74,7 @@ void run(const Options &options)
 void add_transition(CLI::App &command, const char *name, int32_t from, int32_t to, bool is_move, const char *help,
                     const char *footer)
 {
-    const auto [subcommand, options] = new_subcommand<Options>(command, name, help, run);
+    const auto [subcommand, options] = new_subcommand<TransitionOptions>(command, name, help, change_state);
     options.from.state = from;
     options.to = to;
     options.is_move = is_move;

@@ -8,7 +8,7 @@
 namespace
 {
 
-std::string wanted = "auto";
+std::string color_mode = "auto";
 
 std::string environment(const char *name)
 {
@@ -19,8 +19,8 @@ std::string environment(const char *name)
 bool shows_colors()
 {
     const std::string terminal = environment("TERM");
-    return wanted == "always" || (wanted == "auto" && isatty(STDOUT_FILENO) != 0 && environment("NO_COLOR").empty() &&
-                                  !terminal.empty() && terminal != "dumb");
+    return color_mode == "always" || (color_mode == "auto" && isatty(STDOUT_FILENO) != 0 &&
+                                      environment("NO_COLOR").empty() && !terminal.empty() && terminal != "dumb");
 }
 
 std::string start_of(Color color)
@@ -50,7 +50,7 @@ std::size_t visible_width(const std::string &text)
 
 void add_color_options(CLI::App &command)
 {
-    add_choice_option(command, "--color", wanted, "color", {"auto", "always", "never"})
+    add_choice_option(command, "--color", color_mode, "color", {"auto", "always", "never"})
         ->description("color the output [auto]");
     for (CLI::App *const subcommand : command.get_subcommands([](CLI::App *) { return true; })) {
         add_color_options(*subcommand);

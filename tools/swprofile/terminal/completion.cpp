@@ -116,7 +116,7 @@ void add_completion(CLI::App &command)
 {
     const auto [completion, shell] =
         new_subcommand<std::string>(command, "completion", "Print a script that completes command lines in a shell",
-                                    [&command](const std::string &wanted) { print_script(command, wanted); });
+                                    [&command](const std::string &name) { print_script(command, name); });
     add_choice_option(completion, "SHELL", shell, "shell", {"bash", "zsh"})->required();
     completion.footer("Examples:\n"
                       "  source <(swprofile completion bash)\n"
