@@ -63,7 +63,7 @@ TEST_F(CodecTest, AccessorsSetPresenceOnAllLevels)
     EXPECT_FALSE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&profile));
     inst_swp_package_set_pkg_type(&body.image, 0);
     EXPECT_TRUE(inst_sw_profile_info_has_image(&body) && inst_sw_profile_sdr_ext_has_sdr_sw_profile(&profile));
-    EXPECT_EQ(body.presence[0] & 2, 0); // the image's own bit
+    EXPECT_EQ(body.presence[0] & 2, 0); // not set: a nested record is present if one of its fields is
 }
 
 // A NUL inside a text would shorten it when it is encoded again. The lengths are those around the decoder's blocks
@@ -189,7 +189,7 @@ TEST_F(CodecTest, NestedCountsStayWithinTheMemoryBound)
     bytes[location + 8] = 2; // files
     put(location + 10, 24000);
     EXPECT_FALSE(round_trips(with_valid_frame(bytes)));
-    EXPECT_GT(hooks::allocated, 90 * bytes.size());
+    EXPECT_GT(hooks::allocated, 90 * bytes.size()); // close to the bound
 }
 
 TEST_F(CodecTest, CopiesAreDeepAndAllOrNothing)

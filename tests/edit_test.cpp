@@ -4,10 +4,6 @@
 namespace
 {
 
-// Types of packages to add, and those of their entries.
-constexpr uint32_t HOST_SMU = VERD_PKG_HOST_SMU, KERNEL = VERD_PKG_KERNEL, BASE = VERD_PKG_BASE;
-constexpr uint32_t HOST_SMU_ENTRY = VERD_SWP_PKG_HOST_SMU, KERNEL_ENTRY = VERD_SWP_PKG_KERNEL;
-
 class EditTest : public RepositoryTest
 {
 protected:

@@ -20,7 +20,7 @@ void write_states(const Lines &states)
     }
 }
 
-// The files of a state have been moved or copied from another state.
+// Expects that the files of a state have been moved or copied from another state, the origin.
 void expect_origin(const std::string &state, const std::string &origin)
 {
     for (const fs::path &file : files_of(state)) {

@@ -33,7 +33,7 @@ protected:
 
     using Ids = std::vector<uint32_t>;
 
-    static uint64_t add_for(const Ids &ids, const char *name, uint32_t type = VERD_PKG_BASE, uint64_t source = 0)
+    static uint64_t add_for(const Ids &ids, const char *name, uint32_t type = BASE, uint64_t source = 0)
     {
         const std::vector<inst_node_loc> list = nodes(ids);
         return inst_ldpath_add_pkg_location(ACTIVE_QX, list.data(), static_cast<uint32_t>(list.size()), name, 0, type,
@@ -80,19 +80,19 @@ TEST_F(LocationProfileTest, PackagesForNodes)
 {
     RECORD("locations, no profile", has_locations());
     RECORD("locations, no key", inst_ldpath_chk_loc_profile_exists(nullptr, 0, 2, VERD_VM_QX));
-    given({new_package("old-1-1", {}, 5)});
+    given({new_package("old-1-1", {}, HOST_SMU_ENTRY)});
     EXPECT_EQ(has_locations(), 0);
-    add("a-1-1", 8, {1, 2});
+    add("a-1-1", BASE, {1, 2});
     EXPECT_EQ(has_locations(), 1);
-    add("a-1-1", 8, {2});         // a location has it: the node joins, even if it is already listed
-    add("b-1-1", 8, {3});         // no location has it: all locations get it
+    add("a-1-1", BASE, {2});      // a location has it: the node joins, even if it is already listed
+    add("b-1-1", BASE, {3});      // no location has it: all locations get it
     hooks::fail(hooks::FOPEN, 2); // of the store; the result is still 0
     EXPECT_EQ(add_for({4}, "b-1-1"), 0U);
     hooks::disarm();
-    add("new-1-1", 6, {}); // for all nodes
+    add("new-1-1", HOST_SMU, {}); // for all nodes: supersedes old-1-1 and removes the location profiles
     EXPECT_EQ(has_locations(), 0);
-    add("new-1-1", 6, {});
-    add("x; $(id) 'y'", 0, {5});
+    add("new-1-1", HOST_SMU, {}); // a duplicate
+    add("x; $(id) 'y'", 0, {5});  // no shell command contains the name
     g_inst_pkg_fmt_info.is_new_format = 1;
     add("no form", 0, {});
     add("no form", 0, {7}); // the failure of one location does not end the operation
@@ -100,19 +100,19 @@ TEST_F(LocationProfileTest, PackagesForNodes)
 
 TEST_F(LocationProfileTest, Bundles)
 {
-    given(
-        {new_package("qx-kernel-1-1", {"qx-kernel-1-1"}, 4), new_package("qx-kernel-rt-1-1", {"qx-kernel-rt-1-1"}, 4)});
+    given({new_package("qx-kernel-1-1", {"qx-kernel-1-1"}, KERNEL_ENTRY),
+           new_package("qx-kernel-rt-1-1", {"qx-kernel-rt-1-1"}, KERNEL_ENTRY)});
     write_file("/install_repo/tmp/left/over", "");
     create_tar("qx-kernel-2-1.tar", "./qx-kernel-2-1.x86_64.rpm README ./qx-kernel-modules-2-1.x86_64.rpm");
-    add("qx-kernel-2-1", 7, {}); // found by the beginning of its name; supersedes the kernel of its class
+    add("qx-kernel-2-1", KERNEL, {}); // found by the beginning of its name; supersedes the kernel of its class
     write_file(std::string(PACKAGES) + "single-1-1.rpm", "rpm");
-    add("single-1-1.rpm", 4, {1});
-    add("absent-1-1", 4, {2});
-    add("single-1-1", 6, {2}); // not a bundle under the old rules
+    add("single-1-1.rpm", SMU, {1});
+    add("absent-1-1", SMU, {2});
+    add("single-1-1", HOST_SMU, {2}); // not a bundle under the old rules
     g_inst_pkg_fmt_info.is_new_format = 1;
     const ServicePacks packs{{"SP1", {"single-2-1.x86_64"}}};
     create_tar("single-2-1", "single-2-1.x86_64.rpm");
-    add("single-2-1", 6, {}, packs.source());
+    add("single-2-1", HOST_SMU, {}, packs.source());
 }
 
 TEST_F(LocationProfileTest, DamagedBundlesAreRejected)
@@ -135,7 +135,7 @@ TEST_F(LocationProfileTest, DamagedBundlesAreRejected)
     for (const char *const name :
          {"many", "upward", "absolute", "none", "odd", "link", "text", "cut", "zipped", "empty", "directory"}) {
         hooks::events.clear();
-        EXPECT_EQ(add_for({0}, name, VERD_PKG_SMU), INSTCOMM_RC_INVALID_DATA);
+        EXPECT_EQ(add_for({0}, name, SMU), INSTCOMM_RC_INVALID_DATA);
         EXPECT_EQ(hooks::events.back(),
                   std::string("inst_ldpath_add_pkg_location: failed to get pkg list from bundle ") + PACKAGES + name);
         EXPECT_EQ(read_file(active_bin), before) << name;
@@ -153,19 +153,19 @@ TEST_F(LocationProfileTest, UnpackingStaysInItsDirectory)
           "tar -cf /install_repo/gl/verdalis/linked d && rm d && mkdir d && touch d/b-1-1.rpm && "
           "tar -rf /install_repo/gl/verdalis/linked d/b-1-1.rpm");
     setenv("TAR_OPTIONS", "-P -v", 1);
-    EXPECT_EQ(add_for({}, "whole", VERD_PKG_SMU), 0U);
+    EXPECT_EQ(add_for({}, "whole", SMU), 0U);
     Fetched profile;
     EXPECT_EQ(fetch(profile), 0U);
     EXPECT_EQ(content_of(profile.body()), "whole/1 value 10240 of a-1-1.rpm b-1-1.rpm");
     const fs::path work = (*fs::directory_iterator("/install_repo/tmp")).path();
     EXPECT_EQ(fs::status(work / "a-1-1.rpm").permissions() & fs::perms(06000), fs::perms::none);
-    EXPECT_EQ(add_for({}, "linked", VERD_PKG_SMU), INSTCOMM_RC_FAILED);
+    EXPECT_EQ(add_for({}, "linked", SMU), INSTCOMM_RC_FAILED);
     unsetenv("TAR_OPTIONS");
     write_file("/tmp/bin/tar", "#!/bin/sh\ntouch /tmp/out/run\n");
     fs::permissions("/tmp/bin/tar", fs::perms::owner_all);
     const std::string path = getenv("PATH");
     setenv("PATH", ("/tmp/bin:" + path).c_str(), 1);
-    EXPECT_EQ(add_for({}, "whole", VERD_PKG_SMU), 0U);
+    EXPECT_EQ(add_for({}, "whole", SMU), 0U);
     setenv("PATH", path.c_str(), 1);
     EXPECT_TRUE(fs::is_empty("/tmp/out"));
 }
@@ -177,8 +177,8 @@ TEST_F(LocationProfileTest, ImagesForNodes)
     add_image("qx-image", nullptr, {1});
     add_image("qx", "2.0", {2, 2}); // the beginning of the existing name
     add_image("kelo", "2.0", {3});  // no location has it: nothing changes
-    add("a-1-1", 8, {});
-    add("a-1-1", 8, {4});
+    add("a-1-1", BASE, {});
+    add("a-1-1", BASE, {4});
     add_image("", "2.0", {3}); // a location without an image does not have it
 }
 

@@ -19,7 +19,7 @@ protected:
 
     using Names = std::vector<const char *>;
 
-    // Stores a profile with these packages and base RPMs. The service packs mark their packages.
+    // Stores a profile with these packages and base RPMs, and adds the service packs, which marks their packages.
     static void given(const Names &packages, const Names &base_rpms = {}, const ServicePacks *packs = nullptr,
                       const Names &packs_without_details = {})
     {

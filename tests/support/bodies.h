@@ -33,6 +33,10 @@ struct Addition {
     uint32_t superseded_count = 77;
 };
 
+// Types of packages to add, and those of their entries in a body.
+constexpr uint32_t SMU = VERD_PKG_SMU, HOST_SMU = VERD_PKG_HOST_SMU, KERNEL = VERD_PKG_KERNEL, BASE = VERD_PKG_BASE;
+constexpr uint32_t HOST_SMU_ENTRY = VERD_SWP_PKG_HOST_SMU, KERNEL_ENTRY = VERD_SWP_PKG_KERNEL;
+
 // Appends a package to a body, which takes ownership.
 void put_package(inst_sw_profile_info &body, const inst_swp_package &package);
 
