@@ -160,7 +160,7 @@ TEST_F(CodecTest, DamagedBytes)
                 EXPECT_FALSE(is_accepted && at < 12); // magic, version, kind
                 accepted += is_accepted ? 1 : 0;
             }
-            for (const char byte : {'\x81', '\xbf', '\0', '\xff', '\1'}) {
+            for (const char byte : {'\0', '\1', '\xff'}) { // no, one, or all presence bits; or a part of a count
                 round_trips(with_valid_frame(std::string(whole).insert(at, 1, byte)));
             }
             round_trips(with_valid_frame(std::string(whole).erase(at, 1)));
@@ -173,7 +173,8 @@ TEST_F(CodecTest, DamagedBytes)
     EXPECT_GT(accepted, 1000); // the decoder was tested, not only the checks before it
 }
 
-// Counts that all exceed what follows: each array is allocated before its elements turn out to be missing.
+// Nested counts that just fit into the bytes left: all three arrays are allocated before elements of the outer two turn
+// out to be missing.
 TEST_F(CodecTest, NestedCountsStayWithinTheMemoryBound)
 {
     std::string bytes = golden_bytes("empty");

@@ -68,7 +68,7 @@ TEST_F(CommandTest, PackagesForNodes)
 TEST_F(CommandTest, ImagesForNodes)
 {
     run(create);
-    // Without the check, the library would record the version "null".
+    // Without the check, the library would record an empty version.
     expect({{"image-for-nodes qx-image-2.iso --node 0/1/0", 2, ""},
             {"image-for-nodes qx-image-2.iso --version 2 --node 0/1/0", 0, ""},
             {"image-for-nodes qx --node 0/1/0", 0, "nothing changes"},

@@ -88,7 +88,7 @@ TEST_F(CreateTest, BareAndRejectedRequests)
     ASSERT_EQ(inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &fetched.ptr, nullptr), 0U);
     const inst_sw_profile_sdr &sdr = fetched.ptr->sdr_sw_profile;
     EXPECT_EQ(sdr.presence[0], 1);
-    EXPECT_EQ(sdr.sw_profile.presence[0], 0b101); // lv_name and packages: present and empty
+    EXPECT_EQ(sdr.sw_profile.presence[0], 0b101); // lv_name, which is null, and an empty array of packages
     EXPECT_EQ(sdr.sw_profile.image.presence[0], 0b10000);
 }
 

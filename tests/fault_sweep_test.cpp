@@ -12,7 +12,8 @@ namespace
 {
 
 // Adds: operations that store what could be added and log what could not. Copies: stores of a profile that has flat
-// copies.
+// copies. Edits: change `changed` completely or not at all, and leave the global active profile as it is. Asks: leave
+// both as they are, and answer only with result 0.
 enum Kind { Fetches, Names, Stores, Adds, Copies, Edits, Asks };
 
 struct SweptOperation {
@@ -49,7 +50,9 @@ uint64_t remove_rpms(char **rpms, uint32_t count)
     char **left = nullptr;
     uint32_t left_count = 0;
     const uint64_t rc = inst_remove_rpms_part_of_active_sp(&changed.body(), rpms, count, &left, &left_count);
-    EXPECT_EQ(left != nullptr, rc == 0); // an incomplete set would unmark packages that service packs still deliver
+    // Without memory it fails, as the transcript shows: a list from an incomplete set of service packs would unmark
+    // packages that they still deliver.
+    EXPECT_EQ(left != nullptr, rc == 0);
     std::free(left);
     return rc;
 }

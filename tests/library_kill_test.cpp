@@ -13,7 +13,7 @@ using LibrarySafetyTest = SafetyTest;
 #define LOCAL_ACTIVE_QX "default-sdr", 1, VERD_SWP_ACTIVE, VERD_VM_QX
 #define KILLED_CALL(function, ...) "", [] { return function(__VA_ARGS__); }
 
-// Each kind of change, on profiles that have flat copies. Three store a profile of several pages.
+// Each kind of change, on profiles that have flat copies. "create", "replace" and "copy" write several pages.
 std::vector<Operation> library_operations()
 {
     const std::string active = "create --local --image a.iso --version 1 --package alpha-1.0-r1 ";

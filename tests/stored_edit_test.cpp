@@ -161,11 +161,10 @@ TEST_F(StoredEditTest, Members)
 {
     const Fetched profile = {new_full_profile()}; // alpha-1.0-r1, a member, and beta-2.0-r1
     Info &body = profile.body();
-    for (const char *const name : {static_cast<const char *>(nullptr), "tp-x", "hostos-1-1-12345678"}) {
+    for (const char *const name : {static_cast<const char *>(nullptr), "tp-x", "hostos-1-1"}) {
         put_package(body, new_package(name));
     }
-    const ServicePacks packs{
-        {"SP9", {"alpha-1.0-r1.noarch", "tp-x-1-1", "y", "other-2-1-12345678", "a-hostos-1-1-12345678"}}};
+    const ServicePacks packs{{"SP9", {"alpha-1.0-r1.noarch", "tp-x-1-1", "y", "a-hostos-1-1"}}};
     RECORD("tag", inst_ldpath_tag_sp_pkg_in_swp(&body, packs.set, &a.flag));
     record_content(content_of(body));
     RECORD("untag; alpha is no third-party package", inst_ldpath_untag_sp_pkg_in_swp(&body, packs.set));

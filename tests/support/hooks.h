@@ -14,7 +14,8 @@ namespace hooks
 {
 
 // ALLOCATION is malloc, calloc, realloc or strdup; calls by the tests count, too. A failing FWRITE writes one element
-// less. LOSE_PATH and all that follow return 0, but lose what they hand out, as an interposed function may do.
+// less. A failing ENCODE returns one more than the size of its buffer or, with errno 0, returns 0. LOSE_PATH and all
+// that follow return 0, but lose what they hand out, as an interposed function may do.
 // clang-format off
 #define HOOKED_FUNCTIONS(X) \
     X(ALLOCATION) X(FOPEN) X(FCLOSE) X(FREAD) X(FWRITE) X(FSEEK) X(FTELL) X(UNLINK) X(ACCESS) X(STAT) X(CLOCK) \
