@@ -4,7 +4,6 @@
 #include "frame/entry_name.h"
 #include "frame/error_text.h"
 #include "frame/report.h"
-#include "frame/text_list.h"
 
 #include <cstring>
 

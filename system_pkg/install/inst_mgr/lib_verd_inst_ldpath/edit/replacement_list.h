@@ -9,4 +9,5 @@
 uint64_t allocate_replacement_list(OwnedStringList &list, const inst_sw_profile_info &body);
 
 // Shrinks the list to the names in it. Results: 0; INSTMGR_RC_NO_MEMORY, reported.
+// Quirk: a failure is an error, although the larger list would do; log searches match its message.
 uint64_t shrink_replacement_list(OwnedStringList &list);

@@ -4,7 +4,6 @@
 #include "frame/owned.h"
 #include "verd_inst_ldpath.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace

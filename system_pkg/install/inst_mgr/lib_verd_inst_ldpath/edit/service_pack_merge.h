@@ -30,7 +30,7 @@ struct MergeMessages {
     void (*detail_of_body_not_copied)(char **text);
     void (*detail_missing)(const char *name, char **text);
     void (*new_detail_not_copied)(char **text);
-    void (*merged_name)(uint32_t index, const char *name); // per service pack of the result
+    void (*merged_name)(uint32_t index, const char *name); // per service pack of the result, if the body has some
 };
 
 // Builds the merged lists from copies; does not change the body. Results: 0; INST_RC_NO_MEMORY, also if a name of the

@@ -1,6 +1,5 @@
 #include "frame/clock_text.h"
 
-#include <cstdio>
 #include <ctime>
 
 ClockText clock_text()
@@ -11,7 +10,7 @@ ClockText clock_text()
     tzset(); // the zone may have changed
     if (clock_gettime(CLOCK_REALTIME, &now) == 0 && localtime_r(&now.tv_sec, &local) != nullptr) {
         std::strftime(text.time, sizeof text.time, "%b %d %H:%M:%S", &local);
-        text.milliseconds = now.tv_nsec / 1000000 % 1000;
+        text.milliseconds = now.tv_nsec / 1000000;
     }
     return text;
 }

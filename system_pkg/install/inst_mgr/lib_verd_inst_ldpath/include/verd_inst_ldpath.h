@@ -166,11 +166,13 @@ uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_loca
  * On disk: a failure before the .bin is opened changes no file. A .bin that could not be written is removed. Later
  * failures leave the new .bin, unless it could not be verified (see below). A failed copy to "/install_repo/local/" may
  * leave the old file there or a truncated one, next to the new .bin.
- * BEWARE: 0 is also returned if the .bin was not verified. It is then removed, with an error text, if its content
- * differs, as after a write that only fflush() finds incomplete, or if there was no memory for reading it back; if it
- * also has copies in "/install_repo/local/", copying then fails, with an INSTCOMM code. It remains, without a text, if
- * it could not be opened for reading. sdr_key is not compared with the key in the record: if they differ, later edits
- * under sdr_key are stored in the profile of the key in the record.
+ * BEWARE: 0 is also returned if the .bin was not verified:
+ *   - The .bin is removed, with an error text, if its content differs or if there was no memory for reading it back.
+ *     The result of fflush() is not checked, so on a full disk an incomplete write may be found only this way. If the
+ *     profile has copies in "/install_repo/local/", copying then fails, with an INSTCOMM code.
+ *   - The .bin remains, without an error text, if it could not be opened for reading.
+ * sdr_key is not compared with the key in the record: if they differ, later edits under sdr_key are stored in the
+ * profile of the key in the record.
  */
 uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            inst_sw_profile_sdr_ext *profile, char **error_message_out);
@@ -241,7 +243,8 @@ uint64_t inst_ldpath_delete_swprofile(const char *sdr_key, uint8_t is_local, uin
  * first. The profile is not decoded, so a damaged one becomes active: fetch it first.
  * Results: 0; those of naming files; an errno code if a file cannot be moved; INSTCOMM codes if a flat copy cannot be
  * moved.
- * On disk: files that were moved before a failure remain moved; the old active .bin may be removed.
+ * On disk: files that were moved before a failure remain moved. The file that the call was replacing when it failed
+ * (the old active .bin, its twin or a flat copy) may be removed.
  * BEWARE: 0 with the error text "E:Failed to stat() file ...;" about the prepared .bin also means that nothing was
  * done. With a null key in the local scope, for QX, LC QX and UVF, the .bin is moved, but moving an existing twin
  * fails. Keys of more than 40 characters: see inst_ldpath_swp_copy().
@@ -254,7 +257,8 @@ uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local,
  * source is not decoded, so a damaged one is copied: fetch it first.
  * Results: 0; INSTMGR_RC_INVALID_DATA if both states are the same; those of naming files; an errno code if a file
  * cannot be copied; INSTCOMM codes if a flat copy cannot be copied. On disk: files that were copied before a failure
- * remain; the old .bin of the destination may be removed.
+ * remain. The file of the destination that the call was replacing when it failed (.bin, twin or flat copy) may be
+ * removed.
  * BEWARE: 0 with the error text "E:Failed to stat() file ...;" about the .bin of the source also means that nothing was
  * done. For QX, LC QX and UVF, a null key in the local scope fails if the source exists, after the destination was
  * removed. Shell commands are cut to 199 characters. Keys of up to 40 characters fit; with a longer key the call may
@@ -377,9 +381,11 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  * created; those of instcomm_get_rpm_package_list_from_bundle(), inst_ldpath_add_pkg_in_swp() and of reading and
  * storing a profile. On disk: a failure before the store changes only the work area; from the store on, as for storing.
  * If the marker file of a system test exists, the call deletes it, and the process exits with status 1.
- * BEWARE: 0 is also returned if a location profile to which the package could not be added was skipped (the log says
- * why); if there was no memory for the list of superseded names, so that this and the later location profiles do not
- * have it; and if the package was a duplicate but the profile could not be stored again.
+ * BEWARE: 0 is also returned if
+ *   - a location profile to which the package could not be added was skipped (the log says why);
+ *   - memory ran out for a location profile's list of superseded names: neither this location profile nor those after
+ *     it get the package;
+ *   - the package was a duplicate, but the profile could not be stored again.
  */
 uint64_t inst_ldpath_add_pkg_location(const char *sdr_key, uint8_t is_local, int32_t state, uint32_t vm_type,
                                       const inst_node_loc *node_locs, uint32_t num_loc, const char *pkg_name,
@@ -404,8 +410,8 @@ uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, i
  *
  * inst_ldpath_tag_sp_pkg_in_swp    sets *tagged_out to 1 if a package is a member, even if it is marked already;
  *                                  otherwise leaves it unchanged, so set it to 0 first.
- * inst_ldpath_untag_sp_pkg_in_swp  unmarks packages of third-party and host-OS RPMs only, and none of an RPM that a
- *                                  service pack of the body still delivers.
+ * inst_ldpath_untag_sp_pkg_in_swp  unmarks the packages of third-party and host-OS RPMs that no service pack of the
+ *                                  body delivers, even if a package also belongs to an RPM that one still delivers.
  *
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of instcomm_get_rpms_from_sp_list() and of
  * inst_remove_rpms_part_of_active_sp(). The body is unchanged unless the result is 0.
@@ -417,8 +423,9 @@ uint64_t inst_ldpath_untag_sp_pkg_in_swp(inst_sw_profile_info *profile, serv_pac
  * Returns the RPMs that no service pack of the body delivers: a new array of pointers into rpms. The caller frees the
  * array only. A body whose list of details is absent delivers nothing. A null rpms with rpm_count 0 is an empty list.
  * The package rules do not matter.
- * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA, with the outputs null and 0, if not all
- * service packs can be converted; those of instcomm_get_rpms_from_sp_list() and instcomm_match_lists().
+ * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA, with the outputs null and 0, if memory
+ * runs out while the details of the body are copied; those of instcomm_get_rpms_from_sp_list() and
+ * instcomm_match_lists().
  * BEWARE: if the body has an empty list of details, the outputs are unchanged: set them to null and 0 first.
  */
 uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char **rpms, uint32_t rpm_count,
@@ -426,20 +433,26 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
 
 /*
  * Record in a stored profile that service packs were installed (those of sp_source, the address of a serv_packs or 0)
- * or removed (those of sp_list). The sets remain the caller's. Adding appends the service packs that the body does not
- * have and marks their packages. Removing deletes them from the names and the details of the body and unmarks their
- * packages. When adding, nothing is stored if the service packs have no package in the profile, which is always so
- * under the old package rules; if sp_source is 0 or its set is empty, the profile is stored unchanged. When removing,
- * nothing is stored if sp_list is null; the remaining details are put into the order of the names, and surplus details
- * are dropped, even if the set is empty. Both store under the SDR key in the record, not under sdr_key.
- * Results: 0; INST_RC_NO_MEMORY, when adding also if a service pack of the body has no detail; INST_RC_FAILED if a new
- * service pack has no detail, or if the marker file of a system test requests it (the call deletes that file); those of
- * reading and storing the profile; when adding, those of instcomm_get_sp_names_from_rpm(),
+ * or removed (those of sp_list). The sets remain the caller's. Both store under the SDR key in the record, not under
+ * sdr_key.
+ *
+ * Adding appends the service packs that the body does not have and marks their packages. If the service packs have no
+ * package in the profile, which is always so under the old package rules, nothing is stored. If sp_source is 0 or its
+ * set is empty, the profile is stored unchanged.
+ *
+ * Removing deletes the service packs from the names and the details of the body and unmarks their packages. The
+ * remaining details are put into the order of the remaining names, and details that belong to none of these names are
+ * dropped; this is done even if the set is empty. If sp_list is null, nothing is stored.
+ *
+ * Results: 0; INST_RC_NO_MEMORY; those of reading and storing the profile; when adding, INST_RC_NO_MEMORY also if a
+ * service pack of the body has no detail, INST_RC_FAILED if a new service pack has no detail or if the marker file of a
+ * system test requests it (the call deletes that file), and those of instcomm_get_sp_names_from_rpm(),
  * instcomm_get_rpms_from_sp_list() and instcomm_match_lists(); when removing, those of
  * instcomm_get_sp_names_from_sp_list(). On disk: a failure before the store changes nothing; from the store on, as for
- * storing. BEWARE, when removing: if the body has names, but no list of details, and some names would remain, all
- * remain. A failure to unmark packages is only logged. If no service pack remains, packages of the RPMs in the deleted
- * details stay marked.
+ * storing.
+ * BEWARE, when removing: if the body has names, but no list of details, and some names would remain, all remain. A
+ * failure to unmark packages is only logged. If no service pack remains, packages of the RPMs in the deleted details
+ * stay marked.
  */
 uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
                                        uint64_t sp_source);

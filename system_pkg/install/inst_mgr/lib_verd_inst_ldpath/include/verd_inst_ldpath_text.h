@@ -1,6 +1,7 @@
 /*
  * Names of VM types, states and scopes as they appear in messages, and texts for result codes. Directories of the
- * repository. verd_inst_ldpath.h includes this file. The functions return constant texts, which are not freed.
+ * repository. verd_inst_ldpath.h includes this file. The functions return texts that must not be freed; all are
+ * constant except those of verd_result_meaning() for an errno code.
  */
 #ifndef VERD_INST_LDPATH_TEXT_H
 #define VERD_INST_LDPATH_TEXT_H

@@ -22,13 +22,13 @@ uint64_t delete_files(const char *swprofile_file)
 {
     remove_if_exists(swprofile_file);
     Owned<char> twin;
-    Owned<char> text;
-    uint64_t rc = name_twin(swprofile_file, &twin.ptr, &text.ptr);
+    uint64_t rc = name_twin(swprofile_file, &twin.ptr, nullptr);
     if (rc != 0) {
         REPORT("Error! inst_get_sdr_swprofile_txt_file failed, %lx\n", rc);
         return rc;
     }
     remove_if_exists(twin.ptr);
+    // Quirk: copies the path, although nothing changes it; log searches match the message of a failed copy.
     Owned<char> copy;
     rc = copy_path(swprofile_file, &copy.ptr);
     if (rc != 0) {
@@ -67,8 +67,7 @@ constexpr StateToDelete STATES[] = {
 uint64_t delete_state(const StateToDelete &state, const char *sdr_key, uint8_t is_local, uint32_t vm_type)
 {
     Owned<char> path;
-    Owned<char> text;
-    uint64_t rc = inst_get_sdr_swprofile_file(sdr_key, &path.ptr, is_local, state.state, vm_type, &text.ptr);
+    uint64_t rc = inst_get_sdr_swprofile_file(sdr_key, &path.ptr, is_local, state.state, vm_type, nullptr);
     if (rc != 0) {
         state.no_file_name(rc);
         return rc;

@@ -1,5 +1,6 @@
-// Directories and files on disk. They must not change: callers create and delete the flag files, other tools compare
-// the paths of profiles, and readers outside this library use the flat copies in LOCAL_DIRECTORY.
+// Directories and files on disk. They must not change: callers create and delete boot-active flag files in the local
+// and the SDR directories, other tools compare the paths of profiles, and readers outside this library use the flat
+// copies in LOCAL_DIRECTORY.
 #pragma once
 
 #include "verd_inst_ldpath.h"

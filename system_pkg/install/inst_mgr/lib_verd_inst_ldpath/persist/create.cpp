@@ -152,7 +152,8 @@ uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &sour
     return 0;
 }
 
-// If rc is already an error, stores nothing and returns rc. A body that does not fit the buffer is rejected.
+// If rc is already an error, stores nothing and returns rc. Rejects a profile whose inst_sw_profile_sdr does not
+// fit the buffer.
 uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_create_request &request, uint64_t rc)
 {
     const Owned<void> buffer(std::malloc(ENCODE_BUFFER_SIZE));
@@ -168,9 +169,8 @@ uint64_t encode_and_store(inst_sw_profile_sdr_ext &profile, const swprofile_crea
         return INSTMGR_RC_INVALID_DATA;
     }
     inst_sw_profile_sdr_ext_set_sdr_sw_profile_len(&profile, length);
-    Owned<char> text;
     rc = inst_write_sdr_swprofile_to_file2(request.sdr_key, request.is_local, static_cast<int32_t>(request.part_type),
-                                           request.vm_type, &profile, &text.ptr);
+                                           request.vm_type, &profile, nullptr);
     if (rc != 0) {
         // Quirk: "(null)" instead of the file name; log searches match this text.
         constexpr char file_name[] = "(null)";

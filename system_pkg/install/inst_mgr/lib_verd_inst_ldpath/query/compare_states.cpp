@@ -41,14 +41,13 @@ uint64_t compare_masters(const char *sdr_key, uint8_t *is_equal)
         return INST_RC_INVALID_ARG;
     }
     REPORT("%s: sdr_key is %s\n", FUNCTION, sdr_key);
-    Owned<char> text;
     OwnedProfile active;
-    uint64_t rc = fetch_master_profile({sdr_key, VERD_SWP_ACTIVE, VERD_VM_QX}, ACTIVE, active, &text.ptr);
+    uint64_t rc = fetch_master_profile({sdr_key, VERD_SWP_ACTIVE, VERD_VM_QX}, ACTIVE, active);
     if (rc != 0) {
         return rc;
     }
     OwnedProfile committed;
-    rc = fetch_master_profile({sdr_key, VERD_SWP_COMMITTED, VERD_VM_QX}, COMMITTED, committed, &text.ptr);
+    rc = fetch_master_profile({sdr_key, VERD_SWP_COMMITTED, VERD_VM_QX}, COMMITTED, committed);
     if (rc != 0) {
         return rc;
     }

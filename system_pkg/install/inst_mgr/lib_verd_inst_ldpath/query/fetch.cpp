@@ -32,8 +32,7 @@ uint64_t get_fixed(const char *function, const char *sdr_key, uint8_t is_local, 
     } else {
         REPORT("%s: sdr_key is %s\n", function, sdr_key);
         Owned<char> path;
-        Owned<char> text;
-        static_cast<void>(inst_get_sdr_swprofile_file(sdr_key, &path.ptr, is_local, part_type, vm_type, &text.ptr));
+        static_cast<void>(inst_get_sdr_swprofile_file(sdr_key, &path.ptr, is_local, part_type, vm_type, nullptr));
         rc = decode(path.ptr, profile_p);
     }
     DEBUG_LINE_OF(function, 2, "Leaving  function %s, rc = %lx\n", function, rc);
@@ -135,9 +134,8 @@ uint64_t inst_ldpath_get_sw_profile_if_exists(const char *sdr_key, uint8_t is_lo
     if (local_sw_profile_ext_pp == nullptr) {
         return INST_RC_INVALID_ARG;
     }
-    Owned<char> text;
     uint8_t exists = 0;
-    uint64_t rc = inst_ldpath_check_swprofile_exists(sdr_key, is_local, part_type, vm_type, &exists, &text.ptr);
+    uint64_t rc = inst_ldpath_check_swprofile_exists(sdr_key, is_local, part_type, vm_type, &exists, nullptr);
     if (rc != 0) {
         return rc;
     }
@@ -149,7 +147,7 @@ uint64_t inst_ldpath_get_sw_profile_if_exists(const char *sdr_key, uint8_t is_lo
     REPORT("SPINFO: Src: %s %s %s sw profile exists\n", verd_vm_type_name(vm_type), local_or_master(is_local),
            verd_state_name(part_type));
     inst_sw_profile_sdr_ext *profile = nullptr;
-    rc = inst_ldpath_get_swprofile(sdr_key, is_local, part_type, vm_type, &profile, &text.ptr);
+    rc = inst_ldpath_get_swprofile(sdr_key, is_local, part_type, vm_type, &profile, nullptr);
     if (rc != 0) {
         REPORT("SPERROR: %s: failed to query %s %s %s sw profile, rc=%ld\n", __func__, verd_vm_type_name(vm_type),
                local_or_master(is_local), verd_state_name(part_type), rc);

@@ -75,9 +75,8 @@ uint64_t find_package(const Search &search, uint8_t *is_present)
     if (rc != 0) {
         return rc;
     }
-    Owned<char> text;
     OwnedProfile profile;
-    rc = fetch_active(search, profile, &text.ptr);
+    rc = fetch_active(search, profile, nullptr);
     if (rc != 0) {
         REPORT("Failed to get %s active QX sw profile, rc=0x%lx\n", search.scope(), rc);
         return rc;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 TRACE_SITES_BEGIN(node_software)
 
@@ -18,14 +17,13 @@ using Location = inst_sw_profile_loc;
 // Fetches the active global Admin profile or, if that fails, the local one.
 uint64_t fetch_active_admin(const char *function, OwnedProfile &profile)
 {
-    Owned<char> text;
-    uint64_t rc = inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, &text.ptr);
+    uint64_t rc = inst_ldpath_get_swprofile(nullptr, 0, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, nullptr);
     if (rc == 0 && profile.record != nullptr) {
         return 0;
     }
     REPORT("WARNING! %s inst_ldpath_get_swprofile failed to get Master SWP, trying with local SWP, %lx\n", function,
            rc);
-    rc = inst_ldpath_get_swprofile(nullptr, 1, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, &text.ptr);
+    rc = inst_ldpath_get_swprofile(nullptr, 1, VERD_SWP_ACTIVE, VERD_VM_ADMIN, &profile.record, nullptr);
     if (rc == 0 && profile.record == nullptr) { // an interposed function returned 0 without a record
         rc = INST_RC_FAILED;
     }

@@ -118,7 +118,7 @@ void hand_over_service_packs(const Info &body, serv_packs **sp_list_out)
 {
     sp_detail *details = nullptr;
     const uint32_t count = inst_sw_profile_info_get_sp_details(&body, &details);
-    if (sp_list_out != nullptr && inst_sw_profile_info_has_sp_details(&body) && count != 0) {
+    if (sp_list_out != nullptr && count != 0) {
         serv_packs *set = nullptr;
         static_cast<void>(instmgr_convert_sp_det_to_serv_pack(&set, details, count));
         if (set != nullptr) {

@@ -29,15 +29,14 @@ uint64_t inst_ldpath_get_local_swprofile_pkgs_info(const char *sdr_key, int32_t 
 uint64_t inst_swp_get_show_install_active_data(const char *sdr_key, uint8_t is_local, uint32_t vm_type,
                                                char ***file_list_out, uint32_t *count_out)
 {
-    Owned<char> text;
     OwnedProfile profile;
     const uint64_t rc =
-        inst_ldpath_get_swprofile(sdr_key, is_local, VERD_SWP_ACTIVE, vm_type, &profile.record, &text.ptr);
+        inst_ldpath_get_swprofile(sdr_key, is_local, VERD_SWP_ACTIVE, vm_type, &profile.record, nullptr);
     if (rc != 0) {
         REPORT("Error, failed to get swprofile, %lx \n", rc);
         return rc;
     }
-    return inst_ldpath_get_swprofile_filelist(profile.record, file_list_out, count_out, &text.ptr);
+    return inst_ldpath_get_swprofile_filelist(profile.record, file_list_out, count_out, nullptr);
 }
 }
 

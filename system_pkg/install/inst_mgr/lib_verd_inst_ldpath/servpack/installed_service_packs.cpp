@@ -63,25 +63,26 @@ struct Source {
     OwnedStringList names = {};
 };
 
-uint64_t fetch(Source &source, char **text)
+uint64_t fetch(Source &source)
 {
-    return fetch_master_profile(source.master, source.messages.master, source.profile, text);
+    return fetch_master_profile(source.master, source.messages.master, source.profile);
 }
 
-uint64_t get_names(Source &source, char **text)
+uint64_t get_names(Source &source)
 {
     OwnedStringList &names = source.names;
-    const uint64_t rc = inst_ldpath_get_swprofile_sps(source.profile.record, &names.list, &names.count, nullptr, text);
+    const uint64_t rc =
+        inst_ldpath_get_swprofile_sps(source.profile.record, &names.list, &names.count, nullptr, nullptr);
     if (rc != 0) {
         source.messages.no_names(rc);
     }
     return rc;
 }
 
-uint64_t fetch_names(Source &source, char **text)
+uint64_t fetch_names(Source &source)
 {
-    const uint64_t rc = fetch(source, text);
-    return rc != 0 ? rc : get_names(source, text);
+    const uint64_t rc = fetch(source);
+    return rc != 0 ? rc : get_names(source);
 }
 
 // In the order of the resulting list.
@@ -92,7 +93,7 @@ struct Sources {
     Source admin_committed;
 };
 
-uint64_t fetch_committed_names(Sources &sources, char **text)
+uint64_t fetch_committed_names(Sources &sources)
 {
     uint8_t is_equal = 0;
     uint64_t rc = inst_ldpath_is_sdr_master_act_comm_swp_equal(sources.qx_active.master.sdr_key, &is_equal);
@@ -101,24 +102,24 @@ uint64_t fetch_committed_names(Sources &sources, char **text)
         return rc;
     }
     if (is_equal == 0) { // equal profiles have the same service packs
-        rc = fetch_names(sources.qx_committed, text);
+        rc = fetch_names(sources.qx_committed);
     }
-    return rc != 0 ? rc : fetch_names(sources.admin_committed, text);
+    return rc != 0 ? rc : fetch_names(sources.admin_committed);
 }
 
-uint64_t collect_names(Sources &sources, bool include_committed, char **text)
+uint64_t collect_names(Sources &sources, bool include_committed)
 {
-    uint64_t rc = fetch(sources.qx_active, text);
+    uint64_t rc = fetch(sources.qx_active);
     if (rc == 0) {
-        rc = fetch(sources.admin_active, text);
+        rc = fetch(sources.admin_active);
     }
     if (rc == 0 && include_committed) {
-        rc = fetch_committed_names(sources, text);
+        rc = fetch_committed_names(sources);
     }
     if (rc == 0) {
-        rc = get_names(sources.qx_active, text);
+        rc = get_names(sources.qx_active);
     }
-    return rc != 0 ? rc : get_names(sources.admin_active, text);
+    return rc != 0 ? rc : get_names(sources.admin_active);
 }
 
 uint64_t merge_names(const Sources &sources, OwnedStringList &all)
@@ -143,8 +144,7 @@ uint64_t get_all(const char *sdr_key, bool include_committed, OwnedStringList &a
                        {{sdr_key, VERD_SWP_COMMITTED, VERD_VM_QX}, QX_COMMITTED},
                        {{nullptr, VERD_SWP_ACTIVE, VERD_VM_ADMIN}, ADMIN_ACTIVE},
                        {{nullptr, VERD_SWP_COMMITTED, VERD_VM_ADMIN}, ADMIN_COMMITTED}};
-    Owned<char> text;
-    const uint64_t rc = collect_names(sources, include_committed, &text.ptr);
+    const uint64_t rc = collect_names(sources, include_committed);
     return rc != 0 ? rc : merge_names(sources, all);
 }
 

@@ -1,10 +1,9 @@
 #include "servpack/master_profile.h"
 
-uint64_t fetch_master_profile(const MasterProfile &master, const MasterMessages &messages, OwnedProfile &profile,
-                              char **text)
+uint64_t fetch_master_profile(const MasterProfile &master, const MasterMessages &messages, OwnedProfile &profile)
 {
     uint8_t exists = 0;
-    uint64_t rc = inst_ldpath_check_swprofile_exists(master.sdr_key, 0, master.state, master.vm_type, &exists, text);
+    uint64_t rc = inst_ldpath_check_swprofile_exists(master.sdr_key, 0, master.state, master.vm_type, &exists, nullptr);
     if (rc != 0) {
         return rc;
     }
@@ -16,7 +15,7 @@ uint64_t fetch_master_profile(const MasterProfile &master, const MasterMessages 
     // Quirk: QX uses a getter of a fixed VM type, Admin the general one; log searches match the messages of the first.
     rc = master.vm_type == VERD_VM_QX
              ? inst_ldpath_get_sdr_swprofile(master.sdr_key, master.state, &profile.record)
-             : inst_ldpath_get_swprofile(master.sdr_key, 0, master.state, master.vm_type, &profile.record, text);
+             : inst_ldpath_get_swprofile(master.sdr_key, 0, master.state, master.vm_type, &profile.record, nullptr);
     if (rc != 0) {
         messages.not_fetched(master.sdr_key, rc);
     }

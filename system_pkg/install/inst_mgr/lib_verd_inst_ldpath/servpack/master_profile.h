@@ -19,5 +19,4 @@ struct MasterProfile {
 };
 
 // Results: 0; INSTMGR_RC_SWPROFILE_NOT_FOUND; those of inst_ldpath_check_swprofile_exists() and of fetching.
-uint64_t fetch_master_profile(const MasterProfile &master, const MasterMessages &messages, OwnedProfile &profile,
-                              char **text);
+uint64_t fetch_master_profile(const MasterProfile &master, const MasterMessages &messages, OwnedProfile &profile);

@@ -58,7 +58,7 @@ uint64_t add_and_mark(Info &body, uint64_t sp_source, const ServicePackLists &ad
     }
     ServicePackLists merged;
     rc = merge_service_packs(body, added, MERGE_MESSAGES, merged, nullptr);
-    if (rc == 0 && merged.count != 0) {
+    if (rc == 0) {
         REPORT_SP_DEBUG("SPDEBUG: Total count %d\n", merged.count);
         for (uint32_t i = 0; i < merged.count; ++i) {
             REPORT_SP_DEBUG("SPDEBUG: SPNAME %s\n", merged.names[i]);
