@@ -50,8 +50,7 @@ public:
 
     bool is_dry_run() const { return dry_run; }
 
-    // In a dry run, the directory in which bundles are unpacked instead of the work area; the
-    // destructor removes it.
+    // In a dry run, the directory in which bundles are unpacked instead of the work area; the destructor removes it.
     std::filesystem::path unpack_directory;
 
     static Change *current(); // null if there is none
@@ -73,9 +72,9 @@ private:
     const bool dry_run;
     StoreHook store_hook;
     std::optional<Failure> rejection;
-    std::map<std::filesystem::path, std::string> checksums; // that are expected
-    std::vector<std::unique_ptr<Scope>> scopes;             // that of the profile first
-    std::vector<ReadLock> read_locks;                       // of a dry run
+    std::map<std::filesystem::path, std::string> checksums; // the expected ones, by .bin file
+    std::vector<std::unique_ptr<Scope>> scopes;             // the scope of the profile first; empty in a dry run
+    std::vector<ReadLock> read_locks;                       // in a dry run only
 };
 
 // Adds --dry-run, --wait and --no-wait.

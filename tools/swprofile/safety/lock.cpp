@@ -86,7 +86,8 @@ DirectoryLock::DirectoryLock(const fs::path &directory, LockMode mode)
     // The parent directory's lock is the queue: only its holder waits for the directory, so that a series of readers
     // cannot keep a writer waiting.
     const Descriptor queue(open(directory.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // The first one in the queue may have been stopped, so after ten seconds nobody waits for it any longer.
+    // The holder of the queue may have been stopped (SIGSTOP), so after ten seconds in the queue a process also tries
+    // to lock the directory directly.
     const auto lock = [&] { return try_lock(locked.fd, mode == LockMode::SHARED ? LOCK_SH : LOCK_EX, directory); };
     bool is_locked = false;
     if (queue.fd >= 0 && mode != LockMode::UNQUEUED && (!longest_wait || longest_wait->count() > 0)) {

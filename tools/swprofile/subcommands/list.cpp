@@ -22,7 +22,7 @@ struct Entry {
 
 std::vector<Entry> read_repository()
 {
-    const ReadLock lock; // ends before they are printed
+    const ReadLock lock; // ends before the entries are printed
     std::vector<Entry> entries;
     const auto report_no_sdr = [](const std::filesystem::path &directory) {
         note("not listed, since it is not the directory of an SDR: " + printable(directory.c_str()));
