@@ -3,6 +3,7 @@
 #include "lifecycle/state_transition.h"
 
 #include <cstring>
+#include <unistd.h>
 
 TRACE_SITES_BEGIN(copy)
 

@@ -1,9 +1,9 @@
 #include "frame/error_text.h"
 #include "frame/report.h"
-#include "lifecycle/remove_file.h"
 #include "lifecycle/state_transition.h"
 
 #include <cstring>
+#include <unistd.h>
 
 TRACE_SITES_BEGIN(promote)
 

@@ -1,7 +1,8 @@
 // Builds sets of service packs from details and from other sets.
 #include "frame/marker_files.h"
-#include "frame/owned.h"
 #include "frame/report.h"
+
+#include <cstdlib>
 
 TRACE_SITES_BEGIN(service_pack_sets)
 
