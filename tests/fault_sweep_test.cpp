@@ -2,7 +2,7 @@
 // with SWP_ALL_ERRORS, each with 14 errors. Afterwards the operation has failed and the disk is unchanged, or it has
 // succeeded completely, or its outcome is one that docs/contract.md lists for a store. The sanitizers check for leaks.
 // The transcript lists, for each operation and each function that fails in it with ENOMEM, the results; and a checksum
-// of the texts. The other errors are only checked.
+// of the texts. The results with other errors are checked, but not listed.
 #include "support/bodies.h"
 
 #include <memory>

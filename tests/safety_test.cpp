@@ -15,7 +15,8 @@ namespace
 
 constexpr Intervention KILL = {SIGKILL};
 
-// Intervenes in the first such call for a file whose path ends like this. An openat() counts within a change only.
+// Intervenes in the first call of this kind for a file whose path has this ending. An openat() counts only while a
+// journal exists.
 AtCall once_at(long id, const std::string &ending, Intervention what)
 {
     return [=, is_done = false](const SystemCall &call) mutable {

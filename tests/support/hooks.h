@@ -56,8 +56,8 @@ inline std::function<void()> before_read;
 
 void reset(); // clears all of these
 
-// Lets `times` calls fail with this errno, beginning with the nth after this one. With times ALWAYS, no call succeeds
-// from there; with nth ALWAYS, none from the next one.
+// Lets `times` calls of the function fail with this errno, beginning with the nth from now on. With times ALWAYS, the
+// nth and all later calls fail; with nth ALWAYS, all calls from now on.
 inline void fail(Function function, int nth = 1, int err = EIO, int times = 1)
 {
     const int calls = orders[function].calls;

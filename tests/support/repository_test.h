@@ -105,8 +105,9 @@ struct Answer {
     record(title, [&]([[maybe_unused]] Answer &a, [[maybe_unused]] char **err) -> uint64_t { return call; })
 
 // A test can record a transcript, which must be that of transcripts/SUITE.TEST.txt: each call with its result code,
-// error text and answer, messages and commands in their order, and the files that it creates (+) and deletes (-). Lines
-// that the test has recorded before, for messages apart from names, paths and sizes, are only counted.
+// error text and answer, messages and commands in their order, and the files that it creates (+) and deletes (-). A
+// line that the test has recorded before is only counted. So is a message that differs from a recorded one only in
+// names, paths and sizes.
 class RepositoryTest : public testing::Test
 {
 protected:
