@@ -223,6 +223,10 @@ TEST_F(SafetyTest, JournalsThatCannotBeUsed)
         const Ran unprivileged = run("packages", "setpriv --bounding-set -all ");
         EXPECT_EQ(unprivileged.out, "a-1-1\n");
         EXPECT_TRUE(has(unprivileged.err, "is not undone yet"));
+        fs::create_directory(std::string(JOURNAL) + ".ended"); // which it cannot remove, either
+        fs::rename(JOURNAL, "/install_repo/gl/saved");
+        EXPECT_EQ(run("packages", "setpriv --bounding-set -all timeout 20 ").out, "a-1-1\n");
+        fs::rename("/install_repo/gl/saved", JOURNAL);
     }
     EXPECT_EQ(run("packages").out, "");
 }

@@ -109,6 +109,7 @@ ReadLock::ReadLock(bool is_local)
         try {
             const DirectoryLock exclusive(scope_directory(is_local), LockMode::EXCLUSIVE);
             journal.recover();
+            can_undo = !journal.exists(); // what cannot be removed harms no reader
         } catch (const Failure &failure) {
             if (journal.is_open()) {
                 note("a change that was interrupted is not undone yet: " + std::string(failure.what()) +
