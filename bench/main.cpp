@@ -365,9 +365,8 @@ std::vector<Benchmark> codec_benchmarks()
     };
 }
 
-// Edits in memory are compared with one deep copy of the packages; "add for node" with a fetch and a store; "add
-// stored" and "remove stored" with a fetch, a deep copy and a store; "has" with a fetch, "compare" with two; "file
-// list" and "store" with their floors.
+// A baseline is the least that the operation must copy, read and write. For "has" and "compare", it is the library's
+// fetch of the profiles.
 std::vector<Benchmark> library_benchmarks()
 {
     const Step deep_copy = &Subject::copy_and_free_packages;

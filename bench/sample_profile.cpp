@@ -11,14 +11,14 @@
 namespace
 {
 
-// Numbers of all sizes, the same in every run.
+// Pseudo-random numbers, the same in every run.
 struct Random {
     std::mt19937_64 engine{20261124};
     uint64_t operator()() { return engine(); }
     uint32_t below(uint32_t limit) { return static_cast<uint32_t>(engine() % limit); }
 };
 
-// name-version-release; the name is padded to reach `length`.
+// name-version-release of `length` bytes.
 char *new_name(Random &random, std::size_t length, uint32_t number)
 {
     static const char *const stems[] = {"routing-", "forwarding-", "telemetry-", "multicast-", "security-"};
@@ -29,7 +29,7 @@ char *new_name(Random &random, std::size_t length, uint32_t number)
     while (name.size() + std::strlen(tail) < length) {
         name += stems[random.below(5)];
     }
-    name.resize(length - std::strlen(tail), 'x');
+    name.resize(length - std::strlen(tail));
     return strdup((name + tail).c_str());
 }
 

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <spawn.h>
 #include <string_view>
 #include <sys/mman.h>

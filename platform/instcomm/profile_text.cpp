@@ -1,5 +1,4 @@
-// Renders a profile for people: one present field per line, nested records indented, packages and nodes in tables. The
-// fields and their labels come from the schema of the records.
+// Renders a profile for people. The fields and their labels come from the schema of the records.
 #include "instcomm.h"
 
 #include "zeld/schema.h"

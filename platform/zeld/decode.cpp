@@ -3,6 +3,7 @@
 
 #include <bit>
 #include <cstdlib>
+#include <cstring>
 
 namespace zeld
 {

@@ -55,8 +55,8 @@ Status copy_array(T *&target, uint32_t &target_count, const T *array, uint32_t c
     return status;
 }
 
-// Sets every field. Before a failure, copies numbers even if their bits are clear, and clears other absent fields;
-// after a failure, clears every field.
+// Copies the fields, numbers even if their bits are clear, and clears other absent fields. After a failure, clears the
+// remaining fields.
 template <IsRecord R> Status copy(R &target, const R &record, zeld_allocator allocate)
 {
     const auto bits = presence_of(record);

@@ -1,5 +1,7 @@
 #include "wire.h"
 
+#include <cstring>
+
 namespace zeld
 {
 namespace

@@ -5,7 +5,6 @@
 #include "schema.h"
 
 #include <array>
-#include <cstring>
 
 namespace zeld
 {

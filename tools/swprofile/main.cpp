@@ -71,7 +71,7 @@ int run(int argc, char **argv)
 
 } // namespace
 
-// NOLINTNEXTLINE(bugprone-exception-escape): aborts only without memory for the parser or for the report of a failure
+// NOLINTNEXTLINE(bugprone-exception-escape): aborts only if there is no memory to parse options or to report a failure
 int main(int argc, char **argv)
 {
     // The build runs 'swprofile completion', which must write no log: it does not initialise the library.

@@ -29,7 +29,7 @@ Json json_of(char *text)
     return text_json(text);
 }
 
-// The type of an image is 0, which says nothing.
+// The type of an image is usually 0; it is then omitted.
 void put_value(Json &json, const std::string &key, const inst_swp_package &image)
 {
     Json object = json_of(image);

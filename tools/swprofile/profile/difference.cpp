@@ -207,7 +207,7 @@ struct Collector {
 std::vector<Difference> differences(const inst_sw_profile_sdr_ext &from, const inst_sw_profile_sdr_ext &to)
 {
     std::vector<Difference> changes;
-    uint8_t is_equal = 0;
+    uint8_t is_equal = 0; // what the library counts as equal has no differences
     if (instcomm_compare_swp_profiles(&from, &to, &is_equal, 0) == 0 && is_equal != 0) {
         return changes;
     }

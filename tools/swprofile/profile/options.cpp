@@ -11,7 +11,6 @@ namespace
 
 using Names = std::vector<std::pair<std::string, uint32_t>>;
 
-// A name or its number, in upper or lower case; a dash may replace a blank.
 std::optional<uint32_t> find_name(const Names &names, const std::string &text)
 {
     for (const auto &[name, number] : names) {

@@ -19,5 +19,5 @@ bool name_exists(const std::filesystem::path &path);
 // The content of a file, or "" if it cannot be read.
 std::string content_of(const std::filesystem::path &path);
 
-// In bytes; 0 if the file does not exist.
+// In bytes; 0 if the size cannot be determined.
 uint64_t size_of(const std::filesystem::path &path);

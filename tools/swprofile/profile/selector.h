@@ -68,5 +68,5 @@ std::string rendered_text(const inst_sw_profile_sdr_ext &profile);
 // The mismatch between the record's own SDR or VM type and the selector; "" if there is none.
 std::string identity_fault(const Selector &selector, const inst_sw_profile_sdr_ext &profile);
 
-// Fetches a profile that is about to be stored again or moved. Rejects one with another SDR or VM type.
+// Fetches a profile that is about to be stored again, moved or copied. Rejects one with another SDR or VM type.
 Profile fetch_own(const Selector &selector);

@@ -14,8 +14,8 @@
 class Change
 {
 public:
-    // Locks the scope of the profile, and undoes an interrupted change there. With includes_local, also locks the local
-    // scope: for operations on flat copies that may belong to another profile.
+    // Locks the scope of the profile, and undoes an interrupted change there. includes_local does the same
+    // for the local scope: the deletion of a global profile also deletes flat copies there.
     Change(const Selector &selector, bool is_dry_run, bool includes_local = false);
     Change(const Change &) = delete;
     Change &operator=(const Change &) = delete;
@@ -45,7 +45,7 @@ public:
     // Puts back a file that prepare() has saved.
     void put_back(const std::filesystem::path &file);
 
-    // Called before the library stores a record. Unless the result code is 0, nothing may be stored.
+    // Called before the library stores a record, which it may do only after the result code 0, and not in a dry run.
     uint64_t prepare_store(const Selector &stored, inst_sw_profile_sdr_ext &record);
 
     bool is_dry_run() const { return dry_run; }

@@ -1,6 +1,6 @@
 // Functions of the library and of libc that the command defines itself. The library calls these, since the executable's
 // symbols precede those of shared libraries. Thus the command runs the library's operations, but before each store it
-// can reject the store, save the affected files or, in a dry run, only report it.
+// can reject the store or save the affected files; in a dry run it skips the store.
 #include "profile/failure.h"
 #include "safety/change.h"
 #include "safety/interruption.h"
@@ -31,7 +31,7 @@ bool is_dry_run()
     return Change::current() != nullptr && Change::current()->is_dry_run();
 }
 
-// Why a shell command may have failed.
+// The errno for a failed shell command, which sets none; the library reports it.
 int likely_error()
 {
     struct statvfs system = {};
@@ -75,7 +75,7 @@ unsigned int sleep(unsigned int seconds)
     return 0;
 }
 
-// The library moves and copies the files of a state by system(). These commands ignore signals, so that the current one
+// The library moves and copies a profile and its twin by system(). These commands ignore signals, so that the current one
 // completes. Unlike during libc's system(), swprofile itself still catches the signal, and undoes the change
 // afterwards.
 int system(const char *command)

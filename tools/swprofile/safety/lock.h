@@ -11,10 +11,9 @@
 #include <memory>
 #include <vector>
 
-// A process that waits for a directory first locks the parent directory, the queue. UNQUEUED: exclusive, without the
-// queue. For the work area: its parent, /install_repo, is also the queue of the local scope. The caller may hold the
-// local scope while another process, at the head of that queue, waits for it. If the caller entered the queue, both
-// would wait for each other.
+// A process that waits for a directory first locks the parent directory, the queue. UNQUEUED is an exclusive lock
+// without the queue, for the work area. Its parent, /install_repo, is also the queue of the local scope, so a process
+// that holds the local scope must not enter that queue: the process at its head may be waiting for the local scope.
 enum class LockMode { SHARED, EXCLUSIVE, UNQUEUED };
 
 // "/install_repo/local" or "/install_repo/gl/instdb".

@@ -136,7 +136,7 @@ void add_check(CLI::App &command)
         "  empty not-regular damaged unreadable other-identity service-pack-names marks-without-service-pack\n"
         "  twin-missing twin-differs twin-left-over copy-missing copy-differs copy-left-over\n"
         "and of the whole repository: unknown-file not-an-sdr unfinished-change.\n"
-        "'repair' removes the findings about twins, flat copies and marks.\n\n"
+        "'repair' resolves most findings about twins and flat copies, and those about marks.\n\n"
         "Examples:\n"
         "  swprofile check\n"
         "  swprofile check --state active\n"

@@ -137,8 +137,9 @@ uint64_t create(const CreateOptions &options, inst_sw_profile_sdr_ext &profile)
     constexpr uint32_t MAX_SIZE = 102400;
     inst_sw_profile_sdr &sdr = profile.sdr_sw_profile;
     if (zeld_inst_sw_profile_sdr_encode_ext(&sdr, nullptr, 0, 0, 0, 0) > MAX_SIZE) {
-        throw Failure(INVALID_DATA, "the profile is too large",
-                      {"it has more than 102400 bytes encoded; --from FILE has no such limit"});
+        throw Failure(
+            INVALID_DATA, "the profile is too large",
+            {"it has more than " + std::to_string(MAX_SIZE) + " bytes encoded; --from FILE has no such limit"});
     }
     inst_sw_profile_info &body = sdr.sw_profile;
     serv_packs packs = {};
@@ -250,8 +251,8 @@ void add_create(CLI::App &command)
     options.app = &create;
     create
         .add_option("--from", options.file,
-                    "JSON file such as 'show --json' prints, or - for standard input; command-line options override "
-                    "it; packages, service packs and RPMs are added to its own")
+                    "JSON file such as 'show --json' prints, or - for standard input; other options override single "
+                    "values; base RPMs, packages and service packs are added to its lists")
         ->type_name("FILE");
     add_selector_options(create, options.selector);
     create

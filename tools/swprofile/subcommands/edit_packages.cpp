@@ -11,7 +11,7 @@ namespace
 struct PackageEditOptions {
     EditOptions edit;
     std::string package;
-    std::vector<std::string> files; // of the package; or host packages
+    std::vector<std::string> files; // of the package; for add-host, the host packages
     uint32_t type = VERD_PKG_BASE;
 };
 
@@ -97,9 +97,9 @@ void add_add(CLI::App &command)
     add_rule_options(subcommand, options.edit, "JSON file of the service packs that deliver it");
     add_edit_options(subcommand, options.edit);
     subcommand.footer(
-        "Under the new rules, packages that the new one supersedes are removed, and the new one is marked as a member\n"
-        "of the service packs of --service-packs that deliver it. To add a package for some nodes or from a bundle,\n"
-        "use add-for-nodes.\n\n"
+        "Under the new rules, packages that the new one supersedes are removed. The service packs of --service-packs\n"
+        "that deliver the new one are recorded, and it is marked as a member. To add a package for some nodes or from\n"
+        "a bundle, use add-for-nodes.\n\n"
         "Examples:\n"
         "  swprofile add qx-telemetry-1.6.0-r1 --rpm qx-telemetry-core-1.6.0-r1.x86_64.rpm --dry-run\n"
         "  swprofile add kelo-hostos-7.1-r2 --new-format --vm admin");

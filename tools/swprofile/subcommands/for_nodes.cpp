@@ -26,8 +26,7 @@ struct ForNodesOptions {
 
 bool comes_as_bundle(const ForNodesOptions &options)
 {
-    return options.type == VERD_PKG_SMU || options.type == VERD_PKG_KERNEL ||
-           (options.edit.is_new_format && (options.type == VERD_PKG_HOST_SMU || options.type == VERD_PKG_BASE));
+    return verd_pkg_type_is_bundle(options.type, options.edit.is_new_format);
 }
 
 // NAME, NAME.tar, NAME.x86_64.rpm; but NAME0.tar, NAME.2.tar and NAME-x.tar are bundles of other packages.
@@ -96,8 +95,8 @@ std::vector<inst_node_loc> nodes_with(const std::string &package, const inst_sw_
     return nodes;
 }
 
-// If location profiles exist, each gets the package, up to the first that has it already, which the nodes join. If none
-// has it, they join none. So nodes that are not given may get it, and given nodes may not.
+// If location profiles exist, the library adds the package to one after the other until one has it already; the given
+// nodes join that one. If none has it, they join none. So other nodes may get the package, and given nodes may not.
 void check_nodes(const ForNodesOptions &options, const inst_sw_profile_sdr_ext &before,
                  const inst_sw_profile_sdr_ext &after)
 {

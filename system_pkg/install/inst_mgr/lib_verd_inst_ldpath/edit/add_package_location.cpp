@@ -1,7 +1,6 @@
 #include "edit/locations.h"
 #include "edit/package_copies.h"
 #include "edit/replacement_list.h"
-#include "frame/enumerations.h"
 #include "frame/marker_files.h"
 #include "location/package_source.h"
 
@@ -166,7 +165,7 @@ uint64_t add_package(const ProfileEdit &edit, const inst_node_loc *node_locs, ui
     if (rc != 0) {
         return rc;
     }
-    rc = is_bundle_type(package.type, g_inst_pkg_fmt_info.is_new_format != 0) ? unpack_bundle(package) : 0;
+    rc = verd_pkg_type_is_bundle(package.type, g_inst_pkg_fmt_info.is_new_format != 0) ? unpack_bundle(package) : 0;
     if (rc != 0) {
         return rc;
     }

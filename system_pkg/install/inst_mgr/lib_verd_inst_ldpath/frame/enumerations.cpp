@@ -1,5 +1,6 @@
-#include "frame/enumerations.h"
 #include "frame/result_codes.h"
+
+#include "verd_inst_ldpath.h"
 
 extern "C" {
 

@@ -1,7 +1,7 @@
 /*
- * Names of VM types, states and scopes as they appear in messages, and texts for result codes. Directories of the
- * repository. verd_inst_ldpath.h includes this file. The functions return texts that must not be freed; all are
- * constant except those of verd_result_meaning() for an errno code.
+ * VM types, package types, states and scopes: their properties, and their names as they appear in messages. Texts for
+ * result codes. Directories of the repository. verd_inst_ldpath.h includes this file. Returned texts must not be freed;
+ * all are constant except those of verd_result_meaning() for an errno code.
  */
 #ifndef VERD_INST_LDPATH_TEXT_H
 #define VERD_INST_LDPATH_TEXT_H
@@ -61,6 +61,13 @@ static inline bool verd_vm_type_has_sdr(uint32_t vm_type)
 {
     const verd_vm_type *const type = verd_find_vm_type(vm_type);
     return type != NULL && type->has_sdr;
+}
+
+/* Returns whether packages of this type (VERD_PKG_...) are bundles of RPMs, under the new package rules or not. */
+static inline bool verd_pkg_type_is_bundle(uint32_t pkg_type, bool is_new_format)
+{
+    return pkg_type == VERD_PKG_SMU || pkg_type == VERD_PKG_KERNEL ||
+           (is_new_format && (pkg_type == VERD_PKG_HOST_SMU || pkg_type == VERD_PKG_BASE));
 }
 
 /* "committed", "active", "prepared", or "unknown". */

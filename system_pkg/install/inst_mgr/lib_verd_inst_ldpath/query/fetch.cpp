@@ -1,5 +1,4 @@
 #include "frame/debug_line.h"
-#include "frame/enumerations.h"
 #include "frame/error_text.h"
 #include "frame/owned.h"
 #include "persist/reader.h"
@@ -8,6 +7,11 @@ TRACE_SITES_BEGIN(fetch)
 
 namespace
 {
+
+const char *local_or_master(uint8_t is_local)
+{
+    return is_local != 0 ? "local" : "master";
+}
 
 uint64_t decode(const char *path, inst_sw_profile_sdr_ext **profile_p)
 {
