@@ -95,12 +95,10 @@ bool copy_file_names(const NewPackage &package, OwnedStringList &names)
         if (path == nullptr) {
             continue;
         }
-        char *const copy = strdup(file_name_of(path));
-        if (copy == nullptr) {
+        names.list[names.count] = copy_without_architecture(file_name_of(path));
+        if (names.list[names.count] == nullptr) {
             return false;
         }
-        instcomm_strip_arch_from_package_name(copy);
-        names.list[names.count] = copy;
     }
     return true;
 }
@@ -109,8 +107,7 @@ bool copy_file_names(const NewPackage &package, OwnedStringList &names)
 bool build_packages(const inst_sw_profile_info &body, const NewPackage &package, PackageArray &packages)
 {
     OwnedStringList names;
-    if (!copy_packages(packages, body, [](const inst_swp_package &) { return true; }) ||
-        (package.file_count != 0 && !copy_file_names(package, names))) {
+    if (!copy_all_packages(packages, body) || (package.file_count != 0 && !copy_file_names(package, names))) {
         return false;
     }
     inst_swp_package &entry = packages.entries[packages.count++];

@@ -1,5 +1,6 @@
 #include "edit/package_array.h"
 
+#include "frame/entry_name.h"
 #include "frame/text_list.h"
 
 #include <utility>

@@ -2,7 +2,6 @@
 // replaces the old one when all copies exist. A failure leaves the body unchanged.
 #pragma once
 
-#include "frame/entry_name.h"
 #include "zeld.h"
 
 #include <cstdlib>
@@ -35,6 +34,11 @@ template <class Keep> bool copy_packages(PackageArray &array, const inst_sw_prof
         }
     }
     return true;
+}
+
+inline bool copy_all_packages(PackageArray &array, const inst_sw_profile_info &body)
+{
+    return copy_packages(array, body, [](const inst_swp_package &) { return true; });
 }
 
 // Frees the body's packages and moves the array into the body. An empty array makes the field absent.

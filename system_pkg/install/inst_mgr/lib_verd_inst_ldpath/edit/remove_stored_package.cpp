@@ -2,6 +2,7 @@
 #include "edit/service_pack_merge.h"
 #include "edit/service_pack_removal.h"
 #include "edit/stored_profile.h"
+#include "frame/entry_name.h"
 #include "frame/error_text.h"
 #include "frame/marker_files.h"
 
@@ -54,7 +55,6 @@ uint64_t find_remaining(const Info &body, const OwnedStringList &removed, Remain
 
 uint64_t set_remaining_service_packs(Info &body, RemainingServicePacks &remaining)
 {
-    const uint32_t detail_count = inst_sw_profile_info_get_sp_details(&body, nullptr);
     if (remaining.names.count == 0) {
         clear_service_packs(body);
         REPORT("SPINFO: No SP left in swp\n");
@@ -62,7 +62,7 @@ uint64_t set_remaining_service_packs(Info &body, RemainingServicePacks &remainin
     }
     if (!inst_sw_profile_info_has_sp_details(&body)) {
         REPORT("SPERROR: Mismatch between sp_names and sp_detail in swp swp_sp_cnt = %d, swp_sp_det_cnt = %d\n",
-               remaining.names.count, detail_count);
+               remaining.names.count, 0U);
         return 0;
     }
     if (!prepare_details(body, remaining)) {
@@ -143,11 +143,10 @@ uint64_t remove_package(const ProfileEdit &edit, const char *pkg_name, serv_pack
 {
     Owned<char> stripped;
     if (g_inst_pkg_fmt_info.is_new_format != 0) {
-        stripped.ptr = strdup(pkg_name);
+        stripped.ptr = copy_without_architecture(pkg_name);
         if (stripped.ptr == nullptr) {
             return INST_RC_NO_MEMORY;
         }
-        instcomm_strip_arch_from_package_name(stripped.ptr);
     }
     const char *const name = stripped.ptr == nullptr ? pkg_name : stripped.ptr;
     REPORT("Removing from %s %s SW Profile for %s (key=%s), pkg_name=%s\n", verd_scope_name(edit.is_local),

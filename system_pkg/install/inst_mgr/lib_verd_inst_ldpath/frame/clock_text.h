@@ -6,5 +6,5 @@ struct ClockText {
     long milliseconds;
 };
 
-// Returns the local time, or a placeholder of 23 characters and 0 if the clock cannot be read.
+// Returns the local time, or a placeholder of 23 characters and 0 if it cannot be determined.
 ClockText clock_text();

@@ -24,3 +24,14 @@ inline const char *file_name_of(const char *path)
     const char *const name = instcomm_extract_file_name_from_path(path);
     return name == nullptr ? path : name;
 }
+
+// Returns a copy of a package or file name without its architecture suffix, which the caller frees; null if there is no
+// memory.
+inline char *copy_without_architecture(const char *name)
+{
+    char *const copy = strdup(name);
+    if (copy != nullptr) {
+        instcomm_strip_arch_from_package_name(copy);
+    }
+    return copy;
+}

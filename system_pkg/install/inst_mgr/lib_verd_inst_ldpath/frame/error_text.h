@@ -1,6 +1,7 @@
 // The error text: reports the causes of a failure to the operator. It has entries "E:reason;", innermost cause first,
-// in a heap block of 2048 bytes. An operation starts with a null pointer, adds entries, passes &text as err_msg_p to
-// the operations that it calls, and hands the text over at its end:
+// in a heap block of 2048 bytes. An operation starts with a null pointer, passes &text as err_msg_p to the operations
+// that it calls, adds its own entry after a failure, and hands the text over at its end. A called operation adds
+// nothing to a text that is not null:
 //
 //     char *text = nullptr;
 //     const uint64_t rc = the_steps(..., &text);
@@ -12,7 +13,7 @@
 
 inline constexpr std::size_t ERROR_TEXT_SIZE = 2048;
 
-// Adds an entry. The last newline of the message becomes ';'; a message without one gets a ';'. The text is cut to 2047
+// Adds an entry. The last newline of the text becomes ';'; if there is none, a ';' is appended. The text is cut to 2047
 // characters and then lacks the last ';'. If there is no memory, the entry is lost.
 void error_text_add(char **text, const char *format, ...) __attribute__((format(printf, 2, 3)));
 

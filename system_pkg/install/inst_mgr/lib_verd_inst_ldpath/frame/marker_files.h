@@ -9,8 +9,8 @@ inline constexpr char ENABLE_SP_DEBUGS[] = "/tmp/enable_sp_debugs";
 // Created by a system test: the next naming of a profile file fails.
 inline constexpr char INVALID_PARTITION_TYPE_TEST_FILE[] = "/tmp/err_msg_UT_stub_invalid_partition_type.txt";
 
-// Created by a system test: the next adding of a package under the new rules fails when it searches the service packs,
-// even without a source of service packs.
+// Created by a system test: the next adding of a package under the new rules fails at its search for service packs,
+// even if sp_source is 0.
 inline constexpr char SP_LOOKUP_TEST_FILE[] = "/tmp/emi_sp_get_rpm_names_failure";
 
 // Created by a system test: the next adding of service packs fails after decoding the profile.

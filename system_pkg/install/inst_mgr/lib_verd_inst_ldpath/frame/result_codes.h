@@ -1,5 +1,5 @@
-// Checks at compile time that each result code is composed of category, component and number. Only enumerations.cpp
-// includes this file.
+// Checks at compile time that each constant result code is composed of category, component and number. Only
+// enumerations.cpp includes this file.
 #pragma once
 
 #include "verd_inst_ldpath.h"

@@ -7,7 +7,7 @@
 // *copy_p on success only.
 uint64_t copy_text(const char *text, char **copy_p);
 
-// Allocates null entries for an empty list; its count remains 0. Returns false if there is no memory.
+// Allocates null entries for a list that has none yet; its count remains 0. Returns false if there is no memory.
 bool allocate_list(OwnedStringList &list, std::size_t entries);
 
 // Frees the memory of unused entries; an empty list becomes null. Returns false if there is no memory; then the list is

@@ -37,10 +37,10 @@
  * Unless a comment says otherwise, out-parameters are unchanged on failure.
  *
  * Threads and processes: initialise once, before all other calls. Then every function may be called from any thread,
- * but callers must make sure that two threads or processes do not change one profile at once. Operations that run shell
- * commands (promoting, copying, flat copies, bundles, optional packages) fail in a process that ignores SIGCHLD, or in
- * which a signal handler or another thread waits for any child (waitpid(-1)), even if the command succeeds. During a
- * store, a promotion or a copy, readers may find the profile missing: fetching it fails, and
+ * but callers must make sure that two threads or processes do not change one profile at once. Operations that run
+ * other programs (promoting, copying, flat copies, bundles, optional packages) fail in a process that ignores SIGCHLD,
+ * or in which a signal handler or another thread waits for any child (waitpid(-1)), even if the program succeeds.
+ * During a store, a promotion or a copy, readers may find the profile missing: fetching it fails, and
  * inst_ldpath_check_swprofile_exists() reports 0 with result 0. docs/contract.md describes what each failure leaves.
  */
 #ifndef VERD_INST_LDPATH_H
@@ -48,7 +48,6 @@
 
 #include <stdbool.h>
 #include <stdint.h>
-#include <string.h>
 
 #include "instcomm.h"
 #include "zeld.h"
@@ -142,7 +141,8 @@ uint64_t inst_get_sdr_swprofile_txt_file(const char *swprofile_file, char **swpr
 
 /*
  * Composes the path of the boot-active flag file in a new text; the caller creates and deletes the file. The Admin flag
- * is always local; the other VM types use the flag of the SDR.
+ * is always local; the other VM types use the flag of the SDR. QX, LC QX and UVF require a key in the global scope;
+ * elsewhere a null key becomes "(null)" in the path.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY. *swprofile_file_p: as for inst_get_sdr_swprofile_file().
  */
 uint64_t inst_get_boot_active_swp_flag(const char *sdr_key, char **swprofile_file_p, uint8_t is_local,
@@ -200,16 +200,16 @@ typedef struct swprofile_create_request {
     char *image_aux_name;       /* a second name of the image */
     inst_swp_package *packages; /* initial packages, presence bits set */
     uint32_t packages_count;
-    struct serv_packs *serv_packs; /* recorded when a package has is_sp_pkg set, ignored otherwise */
+    struct serv_packs *serv_packs; /* recorded if is_sp_pkg of a package is not 0, otherwise ignored */
     uint8_t is_single_initrd_supported;
 } swprofile_create_request;
 
 /*
- * Creates a profile and stores it. If "/misc/disk1/usb/opt_pkgs" exists, first copies the request's packages from there
- * to "/install_repo/gl/qx/". The record without its outer _ext (inst_sw_profile_sdr) may have up to 102400 bytes,
- * encoded.
+ * Creates a profile and stores it. If "/misc/disk1/usb/opt_pkgs" exists, first copies the request's packages, up to the
+ * first one without a name, from there to "/install_repo/gl/qx/". The nested inst_sw_profile_sdr, encoded alone, may
+ * take up to 102400 bytes.
  * Results: 0; INST_RC_INVALID_ARG, also for a service pack without a name; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY;
- * INSTMGR_RC_INVALID_DATA if the encoding has more bytes; the wait status of a failed copy of an optional package,
+ * INSTMGR_RC_INVALID_DATA if it takes more; the wait status of a failed copy of an optional package,
  * sign-extended; those of inst_write_sdr_swprofile_to_file2().
  * On disk: a failure before the store leaves the profile as it was. Optional packages that were copied remain; the one
  * whose copy failed may be incomplete. Each copy writes "/tmp/pkg_cpy_log" again. From the store on: as for
@@ -280,12 +280,11 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *   replace_list   receives heap copies of the names of superseded entries, which the caller frees. Must have room for
  *                  all packages of the body and all files of its image. May be null: then nothing is reported.
  *   replace_count  receives their number, even if the package is a duplicate or the call fails afterwards. Set it to 0
- *                  first: under the old rules it is written only if something is superseded. May be null: then
- *                  replace_list is not used.
+ *                  first: it is not written if pkg_name is rejected or, under the old rules, if nothing is superseded.
+ *                  May be null: then replace_list is not used.
  *   reserved       not used
  *   sp_source      address of a serv_packs, or 0. Under the new package rules, if some of its service packs deliver
- *                  the package, the entry is marked as a member, and the body receives those of them that it does not
- *                  have.
+ *                  the package, the entry is marked as a member, and those that the body lacks are added to it.
  *
  * Superseded entries, by the package rules (old: g_inst_pkg_fmt_info.is_new_format is 0). An entry without a type
  * counts as having the type of the last entry before it that has one.
@@ -297,8 +296,8 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *   new    VERD_PKG_BASE, host-OS or third-party     all base entries of that base name
  *   new    host-OS, if it supersedes no package      all base RPMs of that base name
  *
- * Results: 0; INSTMGR_DUP_SWPROFILE_PKG if an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, also if a
- * service pack of the body has no detail; INST_RC_FAILED if a new service pack has none; those of
+ * Results: 0; INSTMGR_DUP_SWPROFILE_PKG if an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, also if
+ * service packs are added and one of the body has no detail; INST_RC_FAILED if an added one has none; those of
  * instcomm_split_swp_pkg_entry(), instcomm_match_lists() and instcomm_get_sp_names_from_rpm(). The body is unchanged
  * unless the result is 0.
  * BEWARE: under the old rules the search ends at the first superseded entry; a duplicate after it is not found.
@@ -309,7 +308,7 @@ uint64_t inst_ldpath_add_pkg_in_swp(inst_sw_profile_info *profile, char *pkg_nam
 
 /*
  * Removes a name from a body in memory: every base RPM of that name if the image has one, otherwise every package of
- * that name. Under the old package rules, a name that a base RPM has is not removed at all, with result 0. A body
+ * that name. Under the old package rules, if a base RPM has the name, nothing is removed, and the result is 0. A body
  * without packages left loses the field; an image without base RPMs left keeps an empty list.
  * Results: 0, even if nothing was removed; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, with the body unchanged.
  */
@@ -332,13 +331,13 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
  * Removes a name from a stored profile: every package of that name or, if there is none, every base RPM of it. Under
  * the new package rules, an architecture suffix of the name is ignored. If a package is removed, the service packs of
  * sp_list, which may be null, are removed from the body as well, and their packages are unmarked as by
- * inst_ldpath_untag_sp_pkg_in_swp(). Even if sp_list is null, the details are put into the order of the names, and
- * details that belong to none of these names are dropped. If no name remains, both lists become absent. Stores under
- * the SDR key in the record, not under sdr_key.
- * Results: 0, also if the name does not exist (nothing is stored); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
- * reading the profile, of instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On
- * disk: a failure before the store changes nothing; from the store on, as for storing.
- * BEWARE: a body that has names of service packs, but no list of details, keeps all names if some would remain.
+ * inst_ldpath_untag_sp_pkg_in_swp(). Then, even if sp_list is null, the details are put into the order of the names,
+ * and details that belong to none of these names are dropped. If no name remains, both lists become absent. Stores
+ * under the SDR key in the record, not under sdr_key. Results: 0, also if the name does not exist (nothing is stored);
+ * INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading the profile, of instcomm_get_sp_names_from_sp_list(),
+ * inst_ldpath_untag_sp_pkg_in_swp() and of storing. On disk: a failure before the store changes nothing; from the store
+ * on, as for storing. BEWARE: a body that has names of service packs, but no list of details, keeps all names if some
+ * would remain.
  */
 uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            const char *pkg_name, serv_packs *sp_list, char **error_message_out);
@@ -374,8 +373,8 @@ uint8_t inst_ldpath_chk_loc_profile_exists(const char *sdr_key, uint8_t is_local
  * Packages of type VERD_PKG_SMU and VERD_PKG_KERNEL, and under the new package rules VERD_PKG_HOST_SMU and
  * VERD_PKG_BASE, are bundles in "/install_repo/gl/verdalis/": the file of that name or, if it is missing, the first
  * file whose name begins with it, in the order of the environment's locale: "a-1-r1" also finds "a-1-r10.tar". The
- * content of "/install_repo/tmp/", which must exist, is deleted, and the bundle is unpacked there; it may have 254
- * RPMs. The name becomes part of a shell command unchecked.
+ * content of "/install_repo/tmp/", which must exist, is deleted, except dot files, and the bundle is unpacked there; it
+ * may have up to 254 RPMs. The name becomes part of a shell command unchecked.
  *
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY; an errno code if no work directory can be
  * created; those of instcomm_get_rpm_package_list_from_bundle(), inst_ldpath_add_pkg_in_swp() and of reading and
@@ -410,8 +409,9 @@ uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, i
  *
  * inst_ldpath_tag_sp_pkg_in_swp    sets *tagged_out to 1 if a package is a member, even if it is marked already;
  *                                  otherwise leaves it unchanged, so set it to 0 first.
- * inst_ldpath_untag_sp_pkg_in_swp  unmarks the packages of third-party and host-OS RPMs that no service pack of the
- *                                  body delivers, even if a package also belongs to an RPM that one still delivers.
+ * inst_ldpath_untag_sp_pkg_in_swp  takes the third-party and host-OS RPMs of sp_list that no service pack of the body
+ *                                  delivers, and unmarks their packages, even a package that also belongs to an RPM
+ *                                  that the body still delivers.
  *
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of instcomm_get_rpms_from_sp_list() and of
  * inst_remove_rpms_part_of_active_sp(). The body is unchanged unless the result is 0.
@@ -498,9 +498,9 @@ uint64_t instcomm_duplicate_sp_list(serv_packs **copy_out, serv_packs *source, c
 /*
  * Fetch a stored profile of a fixed VM type and scope: global QX, global LC QX, global UVF, local QX. *..._pp receives
  * a new record. sdr_key is required, for the local profile too.
- * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; INSTMGR_RC_INVALID_DATA if the file grows while it is read, or
- * cannot be decoded (damaged, or out of memory); an errno code if it cannot be opened, measured or read, with an errno
- * of 0 for an empty file.
+ * Results: 0; INST_RC_INVALID_ARG, also if no file can be named (unknown state, or out of memory); INST_RC_NO_MEMORY;
+ * INSTMGR_RC_INVALID_DATA if the file grows while it is read, or cannot be decoded (damaged, or out of memory); an
+ * errno code if it cannot be opened, measured or read, with an errno of 0 for an empty file.
  */
 uint64_t inst_ldpath_get_sdr_swprofile(const char *sdr_key, int32_t part_type,
                                        inst_sw_profile_sdr_ext **local_sw_profile_ext_pp);
@@ -542,9 +542,10 @@ void inst_ldpath_free_swprofile_ext(inst_sw_profile_sdr_ext **pp);
  *                                     and sets it to null.
  * inst_ldpath_get_swprofile_filelist  the name of the image, then those of all packages, in their order
  * inst_ldpath_get_swprofile_img_pkgs  the name of the image; the names of packages, null and 0 if the filter leaves
- *                                     none; and, unless sp_list_out is null, the set of service packs. The set is
- *                                     unchanged if there are none or it cannot be built, and may be incomplete, like
- *                                     that of instmgr_convert_sp_det_to_serv_pack(). pkg_filter: VERD_FILTER_...;
+ *                                     none; and, unless sp_list_out is null, the set of service packs. *sp_list_out is
+ *                                     unchanged if the body has no details or the set cannot be built; the set may be
+ *                                     incomplete, as for instmgr_convert_sp_det_to_serv_pack(). pkg_filter:
+ *                                     VERD_FILTER_...;
  *                                     _NO_MEMBERS leaves out entries that have is_sp_pkg, whatever its value.
  *                                     skip_flagged: without packages whose pkg_marker is set.
  * inst_ldpath_get_swprofile_pkgs      the names of all packages, then those of the service packs; null and 0 without
@@ -586,7 +587,7 @@ uint64_t inst_swp_get_show_install_active_data(const char *sdr_key, uint8_t is_l
  *                            packages of the name, the last one with RPMs counts. Each output may be null.
  *
  * Results: 0, whether or not the package exists; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
- * inst_ldpath_get_swprofile() and inst_dup_string_list(). BEWARE: after a failure the flag may be set.
+ * inst_ldpath_get_swprofile() and inst_dup_string_list(). BEWARE: *is_found may be set after a failure.
  */
 uint64_t inst_swp_is_pkg_present(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                  const char *pkg_name, uint8_t *is_present);

@@ -63,7 +63,7 @@ static inline bool verd_vm_type_has_sdr(uint32_t vm_type)
     return type != NULL && type->has_sdr;
 }
 
-/* Returns whether packages of this type (VERD_PKG_...) are bundles of RPMs, under the new package rules or not. */
+/* Returns whether packages of this type (VERD_PKG_...) are bundles of RPMs. is_new_format: under the new rules. */
 static inline bool verd_pkg_type_is_bundle(uint32_t pkg_type, bool is_new_format)
 {
     return pkg_type == VERD_PKG_SMU || pkg_type == VERD_PKG_KERNEL ||
@@ -104,7 +104,7 @@ typedef struct verd_result_text {
     const char *meaning;
 } verd_result_text;
 
-/* Returns the texts of a constant of verd_inst_ldpath.h or instcomm.h; null for any other code. */
+/* Returns the texts of 0 or of a constant of verd_inst_ldpath.h or instcomm.h; null for any other code. */
 static inline const verd_result_text *verd_find_result_text(uint64_t rc)
 {
     static const verd_result_text texts[] = {
@@ -123,7 +123,7 @@ static inline const verd_result_text *verd_find_result_text(uint64_t rc)
         {INSTCOMM_RC_NO_MEMORY, "INSTCOMM_RC_NO_MEMORY", "out of memory"},
         {INSTCOMM_RC_INVALID_ARG, "INSTCOMM_RC_INVALID_ARG", "a null or unusable argument"},
         {INSTCOMM_RC_INVALID_DATA, "INSTCOMM_RC_INVALID_DATA",
-         "a damaged bundle, or a name that is not name-version-release"},
+         "an unusable bundle, or a name that is missing or not name-version-release"},
     };
     for (size_t i = 0; i < sizeof texts / sizeof texts[0]; ++i) {
         if (texts[i].rc == rc) {
@@ -156,8 +156,8 @@ static inline const char *verd_result_name(uint64_t rc)
 }
 
 /*
- * Returns the meaning of a code. For an errno other than 0, it is the text of strerror(), valid until its next call. An
- * errno of 0 means "empty file", even if the cause was a shell command.
+ * Returns the meaning of a code. For an errno other than 0, it is the text of strerror(), valid until its next call.
+ * For an errno of 0, it is "empty file", although a shell command may have failed instead.
  */
 static inline const char *verd_result_meaning(uint64_t rc)
 {

@@ -85,14 +85,13 @@ uint64_t delete_all_states(const char *sdr_key, uint8_t is_local, uint32_t vm_ty
         REPORT("Error! sdr_key is NULL\n");
         return INST_RC_INVALID_ARG;
     }
-    uint64_t rc = 0;
     for (const StateToDelete &state : STATES) {
-        rc = delete_state(state, sdr_key, is_local, vm_type);
+        const uint64_t rc = delete_state(state, sdr_key, is_local, vm_type);
         if (rc != 0) {
-            break;
+            return rc;
         }
     }
-    return rc;
+    return 0;
 }
 
 } // namespace

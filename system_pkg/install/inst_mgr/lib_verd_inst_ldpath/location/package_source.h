@@ -12,6 +12,6 @@ inline constexpr std::size_t PACKAGE_PATH_SIZE = 4097;
 // unchecked.
 void find_package_file(const char *name, char (&path)[PACKAGE_PATH_SIZE]);
 
-// Empties the work area, ignoring failures, and creates a new directory there. Returns false, with errno, if the
-// directory cannot be created.
+// Deletes the content of the work area except dot files, ignoring failures, and creates a new directory there. Returns
+// false, with errno, if the directory cannot be created.
 bool create_work_directory(char (&path)[PACKAGE_PATH_SIZE]);

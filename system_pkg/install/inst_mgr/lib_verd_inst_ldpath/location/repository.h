@@ -21,8 +21,7 @@ inline constexpr char OPTIONAL_PACKAGES[] = "/misc/disk1/usb/opt_pkgs";
 inline constexpr char QX_PACKAGES_DIRECTORY[] = "/install_repo/gl/qx/";
 inline constexpr char PACKAGE_COPY_LOG[] = "/tmp/pkg_cpy_log";
 
-// Package files and bundles, and the work area where bundles are unpacked. Each unpacking first deletes its content,
-// except dot files.
+// Package files and bundles, and the work area where bundles are unpacked.
 inline constexpr char PACKAGES_DIRECTORY[] = VERD_PACKAGES_DIRECTORY;
 inline constexpr char WORK_AREA[] = VERD_WORK_AREA;
 

@@ -1,6 +1,7 @@
 #include "frame/cut_text.h"
 #include "frame/owned.h"
 #include "frame/report.h"
+#include "frame/text_list.h"
 #include "location/repository.h"
 #include "persist/encode_buffer.h"
 
@@ -86,8 +87,8 @@ bool has_service_pack_package(const inst_swp_package *packages, uint32_t count)
     return false;
 }
 
-// Copies the optional packages of an image. If a copy fails, returns the wait status of the command: installers
-// recognise a faulty medium by it.
+// Copies optional packages, up to the first one without a name. If a copy fails, returns the wait status of the
+// command: installers recognise a faulty medium by it.
 uint64_t copy_optional_packages(const inst_swp_package *packages, uint32_t count)
 {
     if (access(repository::OPTIONAL_PACKAGES, F_OK) != 0) {
@@ -130,8 +131,7 @@ uint64_t attach_service_packs(inst_sw_profile_info &body, const serv_packs &sour
     const uint32_t count = packs == nullptr ? 0 : source.service_packs_count;
     inst_sw_profile_info_set_sp_details(&body, packs, count);
 
-    names.list = static_cast<char **>(std::calloc(count == 0 ? 1 : count, sizeof(char *)));
-    if (names.list == nullptr) {
+    if (!allocate_list(names, count == 0 ? 1 : count)) {
         return INST_RC_NO_MEMORY;
     }
     names.count = count;

@@ -1,6 +1,5 @@
 // Compares two states of a profile.
 #include "frame/debug_line.h"
-#include "frame/owned.h"
 #include "servpack/master_profile.h"
 
 TRACE_SITES_BEGIN(compare_states)

@@ -54,26 +54,15 @@ template <class Found> uint64_t for_each_of_name(const inst_sw_profile_sdr &sdr,
     return rc;
 }
 
-uint64_t copy_without_architecture(const char *name, Owned<char> &copy)
-{
-    copy.ptr = strdup(name);
-    if (copy.ptr == nullptr) {
-        return INST_RC_NO_MEMORY;
-    }
-    instcomm_strip_arch_from_package_name(copy.ptr);
-    return 0;
-}
-
 uint64_t find_package(const Search &search, uint8_t *is_present)
 {
     uint64_t rc = check_arguments(search);
     if (rc != 0) {
         return rc;
     }
-    Owned<char> name;
-    rc = copy_without_architecture(search.pkg_name, name);
-    if (rc != 0) {
-        return rc;
+    const Owned<char> name(copy_without_architecture(search.pkg_name));
+    if (name.ptr == nullptr) {
+        return INST_RC_NO_MEMORY;
     }
     OwnedProfile profile;
     rc = fetch_active(search, profile, nullptr);
@@ -150,9 +139,9 @@ uint64_t find_rpms(const Search &search, Rpms &rpms, char **text)
     }
     Owned<char> stripped;
     if (g_inst_pkg_fmt_info.is_new_format != 0) {
-        rc = copy_without_architecture(search.pkg_name, stripped);
-        if (rc != 0) {
-            return rc;
+        stripped.ptr = copy_without_architecture(search.pkg_name);
+        if (stripped.ptr == nullptr) {
+            return INST_RC_NO_MEMORY;
         }
     }
     return for_each_of_name(profile.sdr(), stripped.ptr != nullptr ? stripped.ptr : search.pkg_name,

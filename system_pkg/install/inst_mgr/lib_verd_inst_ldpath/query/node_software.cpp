@@ -1,5 +1,4 @@
 // Queries the active Admin profile about a node.
-#include "frame/owned.h"
 #include "frame/report.h"
 #include "persist/owned_profile.h"
 

@@ -1,6 +1,5 @@
 // Lists the packages of a stored profile.
 #include "frame/error_text.h"
-#include "frame/owned.h"
 #include "frame/report.h"
 #include "persist/owned_profile.h"
 

@@ -1,8 +1,9 @@
 // Marks the packages of a body that are members of installed service packs, and unmarks those of removed ones.
 //
-// A package belongs to an RPM if its name is part of the RPM's name. The loose match is intended: RPM names have
-// architectures, and packages of one family are marked together.
+// A package belongs to an RPM if its name is part of the RPM's name. The loose match is intended: an RPM's name ends in
+// an architecture, and one RPM can mark several packages.
 #include "edit/package_array.h"
+#include "frame/entry_name.h"
 #include "frame/marker_files.h"
 #include "frame/owned.h"
 
@@ -50,11 +51,6 @@ bool allocate_or_report(PackageArray &packages, const inst_sw_profile_info &body
         REPORT("Error! Can't allocate file_list\n");
     }
     return is_allocated;
-}
-
-bool copy_all_packages(PackageArray &packages, const inst_sw_profile_info &body)
-{
-    return copy_packages(packages, body, [](const Package &) { return true; });
 }
 
 // Marks the package if it belongs to one of the RPMs, and returns whether it does.
