@@ -4,9 +4,8 @@
  * commit it.
  *
  * usage: upgrade PACKAGE, a kernel package whose bundle is in /install_repo/gl/verdalis. /install_repo/tmp must exist;
- * its content is deleted.
+ * its content, except dot files, is deleted.
  */
-#include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
 

@@ -75,8 +75,8 @@ unsigned int sleep(unsigned int seconds)
     return 0;
 }
 
-// The library moves and copies a profile and its twin by system(). These commands ignore signals, so that the current one
-// completes. Unlike during libc's system(), swprofile itself still catches the signal, and undoes the change
+// The library moves and copies a profile and its twin by system(). These commands ignore signals, so that the current
+// one completes. Unlike during libc's system(), swprofile itself still catches the signal, and undoes the change
 // afterwards.
 int system(const char *command)
 {
