@@ -40,7 +40,8 @@ TEST_F(CommandTest, ListCheckAndRepair)
     expect({{"repair --local --state prepared", 0, "nothing to repair\n"}});
     fs::remove_all("/install_repo/local");
     fs::create_directory_symlink("gl/instdb", "/install_repo/local");
-    expect({{"delete --vm uvf --state active --yes", 1, "are in one directory"}}); // locked only once
+    expect({{"delete --vm uvf --state active --yes", 1,
+             "are in one directory"}}); // the command would wait for its own lock
 }
 
 } // namespace

@@ -79,7 +79,8 @@ TEST_F(CodecTest, TextsOfAnyLengthAndWithoutNul)
         ASSERT_EQ(decode(decoded, bytes), 0) << length;
         EXPECT_EQ(decoded.sdr_sw_profile.sw_profile.version, text);
         zeld_inst_sw_profile_sdr_ext_free_ext(&decoded, free);
-        for (std::size_t at = 0; at<length; at += length> 100 ? 9973 : 1) {
+        const std::size_t step = length > 100 ? 9973 : 1;
+        for (std::size_t at = 0; at < length; at += step) {
             std::string damaged = bytes;
             damaged[bytes.find('x') + at] = '\0';
             EXPECT_EQ(decode(decoded, with_valid_frame(damaged)), 2) << at << " of " << length;
@@ -100,7 +101,7 @@ TEST_F(CodecTest, EncodingCountsPastTheEndOfItsBuffer)
     EXPECT_EQ(zeld_inst_sw_profile_sdr_ext_encode_ext(nullptr, nullptr, 0, 0, 0, 0), 0U);
 }
 
-// States that differ although they look alike: set bits of nested records, null and empty texts, empty arrays, zeros. A
+// Fields that are present without a visible value: empty nested records, null and empty texts, empty arrays, zeros. A
 // null array counts as empty, and the members of an absent field are ignored.
 inst_sw_profile_sdr_ext *new_profile_of_odd_states()
 {

@@ -85,7 +85,7 @@ TEST_F(CommandTest, ImagesForNodes)
 TEST_F(CommandTest, PromoteCopyDelete)
 {
     run(create + "--local --state prepared");
-    const std::string local = "/install_repo/local/sdr/default-sdr/qx-swprofile-";
+    const std::string local = LOCAL_QX;
     const std::string prepared = read_file(local + "prepared.bin");
     expect({{"promote --local", 0,
              "promoted the prepared QX profile of default-sdr (local) to active\n"

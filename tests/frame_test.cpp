@@ -73,7 +73,7 @@ TEST_F(FrameTest, FailedInitialisation)
     EXPECT_EQ(hooks::messages[1].text, "Error initializing instcomm_util lib, rc=0x77\n");
 }
 
-// Required pointers that are null. Those of reading, naming and storing are in the tests of these.
+// Required pointers that are null; more are in the tests of fetching, locations and storing.
 TEST_F(FrameTest, MissingArguments)
 {
     const Fetched full = {new_full_profile()};
@@ -130,7 +130,6 @@ TEST_F(FrameTest, MissingArguments)
              inst_ldpath_add_pkg_in_swp(body, nullptr, 0, nullptr, 0, 6, nullptr, nullptr, 0, 0, nullptr),
              inst_ldpath_remove_pkg_in_swp(nullptr, "a", nullptr),
              inst_ldpath_remove_pkg_in_swp(body, nullptr, nullptr),
-             inst_ldpath_get_sdr_swprofile(nullptr, 3, &a.profile),
              inst_ldpath_check_swprofile_exists(nullptr, 0, 2, VERD_VM_QX, &a.flag, nullptr),
              inst_ldpath_check_swprofile_exists(ACTIVE_QX, nullptr, nullptr),
              inst_swp_is_pkg_present(ACTIVE_QX, nullptr, &a.flag),
@@ -175,7 +174,7 @@ TEST_F(FrameTest, HeadsOfDebugLines)
     EXPECT_FALSE(matches(3, 0, ".*"));
     EXPECT_TRUE(matches(9, 1, thread + " : "));
     EXPECT_TRUE(matches(4, 2, thread + ", inst_ldpath_check_swprofile_exists, \\d+ : "));
-    hooks::fail(hooks::CLOCK, hooks::ALWAYS);
+    hooks::fail(hooks::CLOCK, 1, EIO, hooks::ALWAYS);
     EXPECT_TRUE(matches(4, 0, "DEBUG <Unknown Time>       : \\.000 : "));
 }
 

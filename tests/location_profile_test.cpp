@@ -139,7 +139,7 @@ TEST_F(LocationProfileTest, DamagedBundlesAreRejected)
         EXPECT_EQ(hooks::events.back(),
                   std::string("inst_ldpath_add_pkg_location: failed to get pkg list from bundle ") + PACKAGES + name);
         EXPECT_EQ(read_file(active_bin), before) << name;
-        EXPECT_FALSE(fs::exists("/install_repo/tmp/m")) << name; // of "upward"
+        EXPECT_FALSE(fs::exists("/install_repo/tmp/m")) << name; // where "upward" would be unpacked
     }
 }
 

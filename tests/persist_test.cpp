@@ -31,7 +31,7 @@ TEST_F(PersistTest, AStoredProfileIsTheEncodingAndATwin)
     Fetched fetched;
     ASSERT_EQ(fetch(fetched), 0U);
     EXPECT_EQ(encoding_of(*fetched.ptr), encoding_of(*profile));
-    hooks::fail(hooks::CLOCK, hooks::ALWAYS);
+    hooks::fail(hooks::CLOCK, 1, EIO, hooks::ALWAYS);
     EXPECT_EQ(store(profile), 0U);
     EXPECT_EQ(read_file(active_txt).find("# Updated on <Unknown Time>       : .000 \n"), 20U);
 }
@@ -42,7 +42,7 @@ TEST_F(PersistTest, FailedWritesAndVerification)
     hooks::fail(hooks::UNLINK, 1, EBUSY);
     record_store("a short write; the second unlink succeeds");
     hooks::fail(hooks::FWRITE, 1, ENOSPC);
-    hooks::fail(hooks::UNLINK, hooks::ALWAYS, EBUSY);
+    hooks::fail(hooks::UNLINK, 1, EBUSY, hooks::ALWAYS);
     record_store("a short write; every unlink fails");
     hooks::corrupts_reads = true;
     record_store("every attempt reads other bytes");
@@ -76,7 +76,7 @@ TEST_F(PersistTest, TheEncodeBufferGrowsOnce)
         RECORD(std::to_string(size) + " bytes", store(large.ptr, err));
         EXPECT_EQ(read_file(active_bin), encoding_of(*large.ptr));
     }
-    hooks::fail(hooks::ENCODE, hooks::ALWAYS); // each time, it needs one byte more than it gets
+    hooks::fail(hooks::ENCODE, 1, EIO, hooks::ALWAYS); // each time, it needs one byte more than it gets
     record_store("no buffer is large enough");
     hooks::fail(hooks::ENCODE, 1, 0); // it returns 0
     record_store("an encoding of 0 bytes");

@@ -230,7 +230,7 @@ TEST_F(PlatformTest, ComparingProfiles)
     const Fetched original = {new_full_profile()};
     for (const auto &one : cases) {
         const Fetched changed = {new_full_profile()};
-        // Both are null first, so that the case that sets one leaks nothing.
+        // files[2] is null in both profiles, so that the case that sets it leaks no former text.
         std::free(std::exchange(changed.body().packages[0].files[2], nullptr));
         std::free(std::exchange(original.body().packages[0].files[2], nullptr));
         one.change(*changed.ptr, changed.body(), changed.ptr->sdr_sw_profile.loc_profiles[0]);
@@ -238,7 +238,7 @@ TEST_F(PlatformTest, ComparingProfiles)
         EXPECT_EQ(instcomm_compare_swp_profiles(original.ptr, changed.ptr, &is_same, 2), 0U);
         EXPECT_EQ(is_same, one.is_difference ? 0 : 1) << &one - cases;
         for (const uint32_t selector : {0U, 1U, 2U, 4U, 8U, 16U, 32U, 5U}) {
-            const bool is_whole = selector == 0 || selector == 32; // which selects nothing
+            const bool is_whole = selector == 0 || selector == 32; // 32 is no part
             const bool is_seen = one.is_difference && (is_whole || (one.part & selector) != 0);
             uint8_t first = 1;
             EXPECT_EQ(instcomm_cmp_swprofile_ext(original.ptr, changed.ptr, selector, &first, 0, 1, &is_same), 0U);

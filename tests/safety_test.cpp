@@ -85,7 +85,7 @@ TEST_F(SafetyTest, InterruptedAtAnySystemCall)
     });
 }
 
-// Every call that touches a file fails once, with EIO or ENOSPC.
+// File operations fail, one in each run, with EIO or ENOSPC.
 TEST_F(SafetyTest, AnyFileOperationFails)
 {
     const std::set<long> touching = {SYS_openat, SYS_write,  SYS_rename, SYS_fsync,    SYS_mkdir,    SYS_unlink,
@@ -217,7 +217,8 @@ TEST_F(SafetyTest, JournalsThatCannotBeUsed)
         fs::remove_all(JOURNAL);
     }
 
-    // A reader without permission to undo reads the profile as it is: root without capabilities, another user's files.
+    // A reader that may not undo a change reads the profile as it is: root without capabilities, which does not own the
+    // files.
     trace("add a-1-1", once_at(SYS_write, "active.txt", KILL));
     if (std::system("chown -R 65534 /install_repo/gl && setpriv --bounding-set -all true") == 0) {
         const Ran unprivileged = run("packages", "setpriv --bounding-set -all ");

@@ -30,7 +30,8 @@ protected:
             put_package(body, new_package(name));
         }
         if (!packs_without_details.empty()) {
-            inst_sw_profile_info_set_sp_names(&body, new_list(packs_without_details), 2);
+            inst_sw_profile_info_set_sp_names(&body, new_list(packs_without_details),
+                                              static_cast<uint32_t>(packs_without_details.size()));
         }
         ASSERT_EQ(store(profile.ptr), 0U);
         ASSERT_TRUE(packs == nullptr || inst_ldpath_add_swprofile_sps(ACTIVE_QX, packs->source()) == 0);

@@ -1,5 +1,5 @@
 // Uses one repository from eight processes or nine threads at once, without locks, as careless install managers would:
-//     load processes SECONDS    edits, promotes, copies and reads
+//     load processes SECONDS    stores, edits, promotes, copies and reads
 //     load threads SECONDS      one thread stores, eight fetch, query and compare
 // A profile that is fetched must be one that somebody stored, never a mixture. Runs in the private root.
 #include "verd_inst_ldpath.h"
@@ -39,8 +39,8 @@ std::string package_of(const std::string &number)
     return "p" + number + "-1-r1";
 }
 
-// Stores a profile of some generation: its number is the version, and in the name of each of its packages. All have the
-// same size, so that a mixture of two could only be noticed by the checksum.
+// Stores a profile whose version and names of packages contain the number of the generation. All have the same size, so
+// that only the checksum can reveal a mixture of two.
 uint64_t create(unsigned generation, int32_t state)
 {
     std::string number = std::to_string(100'000'000 + generation), name = package_of(number);

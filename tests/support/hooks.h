@@ -14,8 +14,8 @@ namespace hooks
 {
 
 // ALLOCATION is malloc, calloc, realloc or strdup; calls by the tests count, too. A failing FWRITE writes one element
-// less. A failing ENCODE returns one more than the size of its buffer or, with errno 0, returns 0. LOSE_PATH and all
-// that follow return 0, but lose what they hand out, as an interposed function may do.
+// less. A failing ENCODE returns one more than the size of its buffer or, with errno 0, returns 0. A failing LOSE_...
+// succeeds without its output, as an interposed function may do; LOSE_DETAIL clears the last detail only.
 // clang-format off
 #define HOOKED_FUNCTIONS(X) \
     X(ALLOCATION) X(FOPEN) X(FCLOSE) X(FREAD) X(FWRITE) X(FSEEK) X(FTELL) X(UNLINK) X(ACCESS) X(STAT) X(CLOCK) \
@@ -49,7 +49,7 @@ struct Message {
 
 inline Order orders[FUNCTION_COUNT];
 inline std::vector<Message> messages;
-inline std::vector<std::string> events; // "> sync", "> sleep 4", "> unlink PATH", ..., texts, "instcomm: TEXT"
+inline std::vector<std::string> events; // calls ("> sync", ...), texts of messages, "instcomm: TEXT"
 inline std::size_t allocated;           // bytes
 inline bool corrupts_reads;             // changes a byte of each read
 inline std::function<void()> before_read;
@@ -57,12 +57,12 @@ inline std::function<void()> before_read;
 void reset(); // clears all of these
 
 // Lets `times` calls of the function fail with this errno, beginning with the nth from now on. With times ALWAYS, the
-// nth and all later calls fail; with nth ALWAYS, all calls from now on.
+// nth and all later calls fail.
 inline void fail(Function function, int nth = 1, int err = EIO, int times = 1)
 {
     const int calls = orders[function].calls;
-    const int first = calls + (nth == ALWAYS ? 1 : nth);
-    const int last = nth == ALWAYS || times == ALWAYS ? INT_MAX : first + times - 1;
+    const int first = calls + nth;
+    const int last = times == ALWAYS ? INT_MAX : first + times - 1;
     orders[function] = {calls, first, last, err, false};
 }
 void disarm(); // cancels these orders, and the corruption of reads

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <map>
 #include <regex>
+#include <sstream>
 
 namespace
 {
@@ -40,7 +41,8 @@ std::set<std::string> files_of_repository()
     return files;
 }
 
-// Abbreviates paths and common sequences of steps. Removes three common messages, and line numbers.
+// Abbreviates paths and common sequences of steps. Removes three common messages. Replaces line numbers
+// and random names.
 std::string abbreviated(std::string text)
 {
     static const std::pair<std::regex, const char *> abbreviations[] = {
@@ -286,7 +288,11 @@ void RepositoryTest::TearDown()
     const std::string name = std::string(test.test_suite_name()) + "." + test.name();
     const std::string file = SWP_TRANSCRIPTS "/" + name + ".txt";
     write_file(getenv("SWP_WRITE_TRANSCRIPTS") != nullptr ? file : "/tmp/transcript", transcript);
-    EXPECT_TRUE(read_file(file) == transcript || std::system(("diff -u " + file + " /tmp/transcript").c_str()) == 0)
+    const bool is_same = read_file(file) == transcript;
+    if (!is_same) {
+        static_cast<void>(std::system(("diff -u " + file + " /tmp/transcript").c_str())); // prints the difference
+    }
+    EXPECT_TRUE(is_same)
         << "To write it again: SWP_WRITE_TRANSCRIPTS=1 scripts/sandbox build/dev/bin/swprofile_tests --gtest_filter="
         << name;
 }

@@ -11,7 +11,6 @@
 #include <fstream>
 #include <functional>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -63,7 +62,7 @@ inst_sw_profile_sdr_ext *new_profile_of_size(uint32_t bytes);
 
 std::string encoding_of(const inst_sw_profile_sdr_ext &profile);
 
-std::string shown(const char *text); // also a null pointer; at most 60 letters
+std::string shown(const char *text); // "(null)" for null; cut after 60 characters
 std::string joined(char *const *list, uint32_t count);
 
 // A request for the active QX profile of default-sdr with every member set, and the memory that it points to.
@@ -117,7 +116,7 @@ protected:
     uint64_t record(const std::string &title, const std::function<uint64_t(Answer &, char **)> &call);
     void record_line(const std::string &line) { transcript += line + "\n"; }
     void record_content(const std::string &content);          // of a profile, if it has changed since the last time
-    void record_checksum(const std::set<std::string> &texts); // without numbers, paths and names of functions
+    void record_checksum(const std::set<std::string> &texts); // without heads of DEBUG lines, numbers, paths, functions
     std::string output;                                       // of the call being recorded, if not in its Answer
 
     static uint64_t store(inst_sw_profile_sdr_ext *profile, char **err = nullptr)

@@ -72,15 +72,15 @@ void SafetyTest::prepare(const Operation &to_disturb)
     EXPECT_TRUE(undisturbed.status == 0 && before.files != after.files) << operation.name << read_file("/tmp/err");
 }
 
-int SafetyTest::at_system_calls(const std::vector<Operation> &operations, int sample,
+int SafetyTest::at_system_calls(const std::vector<Operation> &operations, int step,
                                 const std::function<void(int)> &disturb)
 {
     const char *const given = getenv("SWP_STEP");
-    const int step = given == nullptr ? sample * COARSENESS : std::max(1, std::atoi(given));
+    const int distance = given == nullptr ? step * COARSENESS : std::max(1, std::atoi(given));
     int count = 0;
     for (const Operation &each : operations) {
         prepare(each);
-        for (int at = 1; at <= calls; at += step, ++count) {
+        for (int at = 1; at <= calls; at += distance, ++count) {
             SCOPED_TRACE(operation.name + std::string(", system call ") + std::to_string(at));
             replace_scopes("/tmp/saved", "/install_repo");
             disturb(at);
@@ -94,7 +94,8 @@ void SafetyTest::in_little_space(const std::vector<Operation> &operations, const
     struct statvfs system = {};
     statvfs("/install_repo", &system);
     if (system.f_blocks >= 1000) {
-        GTEST_SKIP() << "/install_repo is no small file system: SWP_REPOSITORY_SIZE=1200000 has no effect here";
+        GTEST_SKIP()
+            << "/install_repo is no small file system: set SWP_REPOSITORY_SIZE=1200000, which needs the right to mount";
     }
     for (const Operation &each : operations) {
         prepare(each);

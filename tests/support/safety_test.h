@@ -10,7 +10,7 @@ inline constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
 struct Operation {
     const char *name;
     std::vector<std::string> preparation;
-    std::string arguments; // of the command; for a call: of the command that completes it after a kill, or none
+    std::string arguments; // of the command; with a `call`, of the command that completes a killed call, or empty
     std::function<uint64_t()> call = nullptr;
 };
 
@@ -27,8 +27,9 @@ protected:
     // Prepares the repository and runs the operation once undisturbed.
     void prepare(const Operation &to_disturb);
 
-    // Prepares each operation. For every step-th of its system calls (every SWP_STEP-th, if that is set), restores the
-    // prepared repository and calls `disturb` with the call's number. Returns the number of these calls to `disturb`.
+    // Prepares each operation. For every step-th of its system calls (fewer in some builds; every SWP_STEP-th, if that
+    // is set), restores the prepared repository and calls `disturb` with the system call's number. Returns how often it
+    // has called `disturb`.
     int at_system_calls(const std::vector<Operation> &operations, int step, const std::function<void(int)> &disturb);
 
     // Prepares each operation in a small file system, and runs it with more and more free pages. `is_complete` gets the

@@ -47,7 +47,8 @@ TracedRun trace(pid_t child, bool is_counting, const AtCall &at_call)
                 ptrace(PTRACE_SETREGS, child, nullptr, &registers);
             }
         }
-        const bool is_own = (stop & 0x7f) == SIGTRAP || stop == SIGSTOP; // of a call, exec or raise()
+        // A system call, exec or raise() stops the process only for the tracer: no signal is passed on.
+        const bool is_own = (stop & 0x7f) == SIGTRAP || stop == SIGSTOP;
         ptrace(PTRACE_SYSCALL, child, nullptr, static_cast<long>(is_own ? 0 : stop));
     }
     return run;
