@@ -107,6 +107,8 @@ TEST_F(PlatformTest, Commands)
     uint32_t size = 0;
     EXPECT_EQ(inst_runcmd_outbuff(&all.ptr, &size, "seq %d", 5000), 0U);
     EXPECT_EQ(size, 23893U);
+    hooks::fail(hooks::FWRITE); // as if the memory for the output could not grow
+    EXPECT_EQ(inst_runcmd_outbuff(&all.ptr, &size, "seq 9"), INSTCOMM_RC_NO_MEMORY);
     EXPECT_EQ(inst_runcmd_outbuff(nullptr, nullptr, "echo not to be seen; exit 1"), INSTCOMM_RC_FAILED);
     EXPECT_EQ(inst_runcmd_outbuff(&all.ptr, nullptr, "true"), INSTCOMM_RC_INVALID_ARG);
     EXPECT_EQ(instcomm_create_filepath_dirs("/install_repo/a/b//c/file"), 0);

@@ -53,9 +53,15 @@ void write_to_stderr(void *, const char *text, std::size_t length)
 
 void discard(void *, const char *, std::size_t) {}
 
+struct MemoryStream {
+    FILE *stream;
+    bool is_complete; // a stream that cannot grow reports no error when it is closed
+};
+
 void collect(void *to, const char *text, std::size_t length)
 {
-    std::fwrite(text, 1, length, static_cast<FILE *>(to));
+    MemoryStream &memory = *static_cast<MemoryStream *>(to);
+    memory.is_complete = std::fwrite(text, 1, length, memory.stream) == length && memory.is_complete;
 }
 
 } // namespace
@@ -86,15 +92,18 @@ uint64_t inst_runcmd_outbuff(char **out, uint32_t *out_size, const char *format,
     }
     char *text = nullptr;
     std::size_t length = 0;
-    FILE *const memory = out == nullptr ? nullptr : open_memstream(&text, &length);
-    if (out != nullptr && memory == nullptr) {
+    MemoryStream memory = {out == nullptr ? nullptr : open_memstream(&text, &length), true};
+    if (out != nullptr && memory.stream == nullptr) {
         return INSTCOMM_RC_NO_MEMORY;
     }
     va_list arguments;
     va_start(arguments, format);
-    uint64_t rc = run(format, arguments, memory == nullptr ? discard : collect, memory);
+    uint64_t rc = run(format, arguments, out == nullptr ? discard : collect, &memory);
     va_end(arguments);
-    if (memory != nullptr && std::fclose(memory) != 0 && rc == 0) {
+    if (out != nullptr) {
+        memory.is_complete = std::fclose(memory.stream) == 0 && memory.is_complete;
+    }
+    if (rc == 0 && !memory.is_complete) {
         rc = INSTCOMM_RC_NO_MEMORY;
     }
     if (rc == 0 && out != nullptr) {
