@@ -1,7 +1,8 @@
 # What every target of this project is built with.
 add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Wformat=2)
 
-# CMake would add libstdc++ where C++ is linked as C. The C++ compiler adds it by itself to the command and the tests.
+# Otherwise CMake links libstdc++ to the libraries, too, although they are linked as C. The C++ compiler links it to the
+# command and the tests by itself.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 
 # Every source file below a directory; a new one is found by the next build.

@@ -37,8 +37,9 @@ uint64_t instcomm_util_init(uint64_t context, uint64_t reserved);
 
 /*
  * Appends one line with time and process id to "/install_repo/log/install.log", in one write. Preserves errno. Adds a
- * missing newline. Null strings print as "(null)". If the log cannot be written, the line is dropped. A log of 16 MiB
- * is renamed to "install.log.1", which replaces the previous one, and a new log is started.
+ * missing newline. Null strings print as "(null)". If the log cannot be written, the line is dropped. Without
+ * memory, a long line is cut to 1 KiB. A log of 16 MiB is renamed to "install.log.1", which replaces the previous one,
+ * and a new log is started.
  */
 void instcomm_log(const char *format, ...) __attribute__((format(printf, 1, 2)));
 

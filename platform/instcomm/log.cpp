@@ -16,7 +16,6 @@ namespace
 
 constexpr char LOG_DIRECTORY[] = "/install_repo/log";
 constexpr char LOG_FILE[] = "/install_repo/log/install.log";
-
 constexpr char ROTATED_LOG_FILE[] = "/install_repo/log/install.log.1";
 constexpr off_t ROTATION_SIZE = 16 << 20;
 

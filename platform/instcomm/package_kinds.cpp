@@ -1,5 +1,4 @@
-// Classifies packages by name: KINDS has shell patterns, which are matched against the last component of a path. The
-// component may be a base name; a kernel's class requires a whole file name.
+// Classifies packages by name: KINDS has shell patterns, which are matched against the last component of a path.
 #include "instcomm.h"
 
 #include <fnmatch.h>

@@ -146,7 +146,7 @@ template <class T> void read_array(const Value &value, T *&elements, uint32_t &c
     };
 #define ADD_RECORD_READERS(R, bit, type, name, label) add_nested(readers, json_key(#name, label), record.name);
 
-// An image is an object; the fields of other nested records are the outer record's own.
+// An image is a JSON object of its own. The fields of any other nested record are in the object of the outer record.
 void add_nested(Readers &readers, const std::string &key, inst_swp_package &image)
 {
     readers[key] = [&image](const Value &value) { read_value(value, image); };

@@ -26,7 +26,7 @@ std::string from_to(const std::string &from, const std::string &to)
     return from + " -> " + to;
 }
 
-// A field that is absent is "-"; an absent flag is false.
+// A field that is absent is "-"; an absent flag is "no".
 template <class T> std::string value_text(const std::string &label, bool is_present, T value)
 {
     if constexpr (std::is_same_v<T, char *>) {

@@ -45,7 +45,7 @@ public:
     // Puts back a file that prepare() has saved.
     void put_back(const std::filesystem::path &file);
 
-    // Called before the library stores a record, which it may do only after the result code 0, and not in a dry run.
+    // Called before the library stores a record. The store may follow only if the result is 0 and this is no dry run.
     uint64_t prepare_store(const Selector &stored, inst_sw_profile_sdr_ext &record);
 
     bool is_dry_run() const { return dry_run; }

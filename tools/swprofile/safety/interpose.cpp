@@ -1,6 +1,6 @@
-// Functions of the library and of libc that the command defines itself. The library calls these, since the executable's
-// symbols precede those of shared libraries. Thus the command runs the library's operations, but before each store it
-// can reject the store or save the affected files; in a dry run it skips the store.
+// Functions of the library, the platform and libc that the command defines itself. The library calls these, since the
+// executable's symbols precede those of shared libraries. Thus the command runs the library's operations, but before
+// each store it can reject the store or save the affected files; in a dry run it skips the store.
 #include "profile/failure.h"
 #include "safety/change.h"
 #include "safety/interruption.h"
@@ -75,9 +75,9 @@ unsigned int sleep(unsigned int seconds)
     return 0;
 }
 
-// The library moves and copies a profile and its twin by system(). These commands ignore signals, so that the current
-// one completes. Unlike during libc's system(), swprofile itself still catches the signal, and undoes the change
-// afterwards.
+// The library copies a profile, and moves or copies its twin, by system(). These commands ignore signals, so that the
+// current one completes. Unlike during libc's system(), swprofile itself still catches the signal, and undoes the
+// change afterwards.
 int system(const char *command)
 {
     if (is_dry_run()) {

@@ -104,7 +104,7 @@ ReadLock::ReadLock(bool is_local)
 {
     Journal journal(scope_directory(is_local));
     locks.push_back(std::make_unique<DirectoryLock>(scope_directory(is_local), LockMode::SHARED));
-    for (bool can_undo = true; can_undo && journal.exists();) { // of a process that was killed
+    for (bool can_undo = true; can_undo && journal.exists();) { // a killed process has left it
         locks.clear();
         try {
             const DirectoryLock exclusive(scope_directory(is_local), LockMode::EXCLUSIVE);

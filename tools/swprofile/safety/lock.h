@@ -19,8 +19,8 @@ enum class LockMode { SHARED, EXCLUSIVE, UNQUEUED };
 // "/install_repo/local" or "/install_repo/gl/instdb".
 std::filesystem::path scope_directory(bool is_local);
 
-// Waits for the lock, at most --wait seconds. If the directory is missing or may not be opened, a shared lock locks
-// nothing.
+// Waits for the lock; --wait limits the waits for all locks together. If the directory is missing or may not be opened,
+// a shared lock locks nothing.
 class DirectoryLock
 {
 public:

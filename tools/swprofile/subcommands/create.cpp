@@ -201,7 +201,7 @@ void create_profile(CreateOptions &options)
     }
 }
 
-// Adds an option that sets the field at this JSON pointer.
+// Adds an option that sets the field at this JSON pointer. An empty text sets nothing.
 CLI::Option *add_text_option(CLI::App &create, Json &fields, const std::string &option, const char *pointer,
                              const std::string &help)
 {

@@ -20,7 +20,7 @@ struct EditOptions {
 // Adds the selecting options, --dry-run and those about waiting.
 void add_edit_options(CLI::App &command, EditOptions &options);
 
-// --service-packs takes effect under the new package rules only.
+// --service-packs requires --new-format: under the old package rules no package is a member of a service pack.
 void add_rule_options(CLI::App &command, EditOptions &options, const std::string &service_packs_help);
 
 void add_ignore_missing_option(CLI::App &command, EditOptions &options);

@@ -149,9 +149,9 @@ void add_package_for_nodes(ForNodesOptions &options)
         }
         if (comes_as_bundle(options)) {
             prepare_bundle(options);
-        }
-        if (comes_as_bundle(options) && !options.edit.is_dry_run) {
-            work_area_lock.emplace(fs::path(VERD_WORK_AREA).parent_path(), LockMode::UNQUEUED);
+            if (!options.edit.is_dry_run) {
+                work_area_lock.emplace(fs::path(VERD_WORK_AREA).parent_path(), LockMode::UNQUEUED);
+            }
         }
         joined = location_with(options.package, before, has_package);
         if (joined != nullptr) {
@@ -232,9 +232,9 @@ void add_add_for_nodes(CLI::App &command)
     add_edit_options(add, options.edit);
     add.footer(
         "Packages of type smu and kernel, and under the new rules host-smu and base, are read from bundles: tar files\n"
-        "of RPMs, or single RPMs, in /install_repo/gl/verdalis/ whose names begin with the package's. They are "
-        "unpacked\n"
-        "in /install_repo/tmp/, whose content is deleted first. A dry run unpacks elsewhere.\n\n"
+        "of RPMs, or single RPMs, in /install_repo/gl/verdalis/ whose names begin with the package's. They are\n"
+        "unpacked in /install_repo/tmp/, whose content, except dot files, is deleted first. A dry run unpacks\n"
+        "elsewhere.\n\n"
         "If there is no location profile, one is created for the nodes. Otherwise each location profile gets the\n"
         "package, up to the first that has it already, which the nodes join. If other nodes would get it, or some\n"
         "of the given nodes would not, the command fails unless --join is given.\n\n"

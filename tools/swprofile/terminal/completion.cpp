@@ -71,7 +71,7 @@ autoload -Uz bashcompinit && bashcompinit
 constexpr char ZSH_END[] = R"([ "${funcstack[1]}" != _swprofile ] || _bash_complete -F _swprofile_complete
 )";
 
-// The values of an option or argument: a choice, FILE or SDR; "" for others.
+// The values of an option or argument: a choice, FILE or SDR; "" for others. "a number" is no word to complete.
 std::string kind_of(const CLI::Option &option)
 {
     const std::string type = option.get_type_name();
