@@ -25,12 +25,11 @@ uint32_t type_of(const char *path, uint32_t previous_type)
 uint64_t add_host_package(int32_t part_type, const char *sdr_key, uint8_t is_local, const char *pkg_path,
                           uint64_t sp_source, uint32_t &type)
 {
-    Owned<char> path(strdup(pkg_path));
+    const Owned<char> path(copy_without_architecture(pkg_path));
     if (path.ptr == nullptr) {
         return INST_RC_NO_MEMORY;
     }
-    type = type_of(path.ptr, type);
-    instcomm_strip_arch_from_package_name(path.ptr);
+    type = type_of(pkg_path, type);
     OwnedStringList files;
     if (!allocate_list(files, 1)) {
         return INST_RC_NO_MEMORY;

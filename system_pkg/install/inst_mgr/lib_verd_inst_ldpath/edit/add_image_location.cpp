@@ -1,4 +1,5 @@
 #include "edit/locations.h"
+#include "frame/entry_name.h"
 #include "frame/report.h"
 
 #include <cstring>
@@ -13,9 +14,8 @@ constexpr char FUNCTION[] = "inst_ldpath_add_image_location";
 // Returns whether the name of the location's image begins with image_name.
 bool has_image(const inst_sw_profile_loc &location, const char *image_name)
 {
-    const inst_swp_package &image = location.sw_profile.image;
-    return inst_swp_package_has_name(&image) && image.name != nullptr &&
-           std::strncmp(image.name, image_name, std::strlen(image_name)) == 0;
+    const char *const name = name_of(location.sw_profile.image);
+    return name != nullptr && std::strncmp(name, image_name, std::strlen(image_name)) == 0;
 }
 
 // Appends the nodes to the first location that has the image. If none has it, nothing changes.

@@ -85,8 +85,7 @@ uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, 
         if (allocate_replacement_list(superseded, locations[i].sw_profile) != 0) {
             return 0;
         }
-        // A failed copy ends the call instead of skipping the location: without adding, it is unknown whether the
-        // location has the package already and must get the nodes.
+        // If copying fails, the call fails; only a failed addition skips the location.
         PackageCopies copies;
         uint64_t rc = copy_package(package, copies);
         if (rc != 0) {

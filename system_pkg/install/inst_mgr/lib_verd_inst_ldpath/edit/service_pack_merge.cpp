@@ -26,7 +26,8 @@ bool allocate_lists(ServicePackLists &lists, std::size_t capacity)
     return lists.names != nullptr && lists.details != nullptr;
 }
 
-// Appends copies of both. Returns false if there is no memory; detail_copied is false if the detail's copy failed.
+// Appends copies of both. Returns false if there is no memory or the detail is null; detail_copied is false if copying
+// the detail failed.
 bool append(ServicePackLists &lists, const char *name, const sp_detail *detail, bool &detail_copied)
 {
     char *&copy = lists.names[lists.count];

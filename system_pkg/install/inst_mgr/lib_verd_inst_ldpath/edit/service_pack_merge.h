@@ -21,16 +21,19 @@ struct ServicePackLists {
 struct MergeMessages {
     void (*names_of_body)(char *const *names, uint32_t count); // if the list is present, even if empty
     void (*details_of_body)(uint32_t count);                   // as above
-    void (*body_has_none)(uint32_t new_count);
+    void (*body_has_none)(uint32_t added_count);
     void (*body_has_some)();
-    void (*added_name)(uint32_t index, const char *name); // per service pack, if the body has none
+
+    // If the body has no service packs, for each added one:
+    void (*added_name)(uint32_t index, const char *name);
     void (*added_detail_not_copied)(char **text);
-    void (*new_names)(char *const *names,
-                      uint32_t count); // names that the body does not have; not called if there are none
+
+    // If the body has some. New names are those of the added ones that it does not have:
+    void (*new_names)(char *const *names, uint32_t count); // unless there are none
     void (*detail_of_body_not_copied)(char **text);
-    void (*detail_missing)(const char *name, char **text);
+    void (*detail_missing)(const char *name, char **text); // of a new name, or if the body has none, of an added one
     void (*new_detail_not_copied)(char **text);
-    void (*merged_name)(uint32_t index, const char *name); // per service pack of the result, if the body has some
+    void (*merged_name)(uint32_t index, const char *name); // for each of the result
 };
 
 // Builds the merged lists from copies; does not change the body. Results: 0; INST_RC_NO_MEMORY, also if a name of the

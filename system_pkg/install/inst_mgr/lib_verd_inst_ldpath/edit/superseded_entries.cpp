@@ -52,7 +52,7 @@ bool is_superseded_by_old_rules(const inst_swp_package &entry, uint32_t existing
            is_kernel_of_same_class(entry, package);
 }
 
-// New rules: a package supersedes entries of its kind with the same base name. Checks the kind.
+// New rules: can the package supersede entries of this type? Their base names must be equal, too.
 bool can_supersede_kind(uint32_t existing_type, const NewPackage &package, const BaseName &base)
 {
     switch (existing_type) {

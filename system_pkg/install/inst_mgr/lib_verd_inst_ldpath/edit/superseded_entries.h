@@ -32,7 +32,8 @@ struct SearchResult {
 // Splits a package name. Reports failures. Results: 0; those of instcomm_split_swp_pkg_entry().
 uint64_t read_base_name(const char *name, BaseName &base, char **text);
 
-// Searches the packages and, for a host-OS package, the base RPMs. `base` must be null under the old package rules.
+// Searches the packages and, for a host-OS package that supersedes none of them, the base RPMs. `base` must be null
+// under the old package rules.
 // Results: 0; INST_RC_NO_MEMORY; those of instcomm_split_swp_pkg_entry() for the name of an entry, reported.
 uint64_t find_superseded(const inst_sw_profile_info &body, const NewPackage &package, const BaseName *base,
                          SearchResult &found, char **text);

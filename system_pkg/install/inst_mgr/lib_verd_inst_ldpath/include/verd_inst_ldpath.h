@@ -209,8 +209,8 @@ typedef struct swprofile_create_request {
  * first one without a name, from there to "/install_repo/gl/qx/". The nested inst_sw_profile_sdr, encoded alone, may
  * take up to 102400 bytes.
  * Results: 0; INST_RC_INVALID_ARG, also for a service pack without a name; INST_RC_NO_MEMORY; INSTMGR_RC_NO_MEMORY;
- * INSTMGR_RC_INVALID_DATA if it takes more; the wait status of a failed copy of an optional package,
- * sign-extended; those of inst_write_sdr_swprofile_to_file2().
+ * INSTMGR_RC_INVALID_DATA if the inst_sw_profile_sdr takes more; the wait status of a failed copy of an optional
+ * package, sign-extended; those of inst_write_sdr_swprofile_to_file2().
  * On disk: a failure before the store leaves the profile as it was. Optional packages that were copied remain; the one
  * whose copy failed may be incomplete. Each copy writes "/tmp/pkg_cpy_log" again. From the store on: as for
  * inst_write_sdr_swprofile_to_file2().
@@ -283,8 +283,8 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *                  first: it is not written if pkg_name is rejected or, under the old rules, if nothing is superseded.
  *                  May be null: then replace_list is not used.
  *   reserved       not used
- *   sp_source      address of a serv_packs, or 0. Under the new package rules, if some of its service packs deliver
- *                  the package, the entry is marked as a member, and those that the body lacks are added to it.
+ *   sp_source      address of a serv_packs, or 0. Under the new package rules, if service packs of this set deliver
+ *                  the package, the entry is marked as a member, and the body gets those of them that it lacks.
  *
  * Superseded entries, by the package rules (old: g_inst_pkg_fmt_info.is_new_format is 0). An entry without a type
  * counts as having the type of the last entry before it that has one.
@@ -297,7 +297,7 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *   new    host-OS, if it supersedes no package      all base RPMs of that base name
  *
  * Results: 0; INSTMGR_DUP_SWPROFILE_PKG if an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, also if
- * service packs are added and one of the body has no detail; INST_RC_FAILED if an added one has none; those of
+ * service packs deliver the package and one of the body has no detail; INST_RC_FAILED if a new one has none; those of
  * instcomm_split_swp_pkg_entry(), instcomm_match_lists() and instcomm_get_sp_names_from_rpm(). The body is unchanged
  * unless the result is 0.
  * BEWARE: under the old rules the search ends at the first superseded entry; a duplicate after it is not found.
@@ -330,14 +330,14 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
 /*
  * Removes a name from a stored profile: every package of that name or, if there is none, every base RPM of it. Under
  * the new package rules, an architecture suffix of the name is ignored. If a package is removed, the service packs of
- * sp_list, which may be null, are removed from the body as well, and their packages are unmarked as by
- * inst_ldpath_untag_sp_pkg_in_swp(). Then, even if sp_list is null, the details are put into the order of the names,
- * and details that belong to none of these names are dropped. If no name remains, both lists become absent. Stores
- * under the SDR key in the record, not under sdr_key. Results: 0, also if the name does not exist (nothing is stored);
- * INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of reading the profile, of instcomm_get_sp_names_from_sp_list(),
- * inst_ldpath_untag_sp_pkg_in_swp() and of storing. On disk: a failure before the store changes nothing; from the store
- * on, as for storing. BEWARE: a body that has names of service packs, but no list of details, keeps all names if some
- * would remain.
+ * sp_list, which may be null, are removed from the body as well. Even if sp_list is null, the details are put into the
+ * order of the names, and details that belong to none of these names are dropped; if no name remains, both lists become
+ * absent. Then the packages of sp_list are unmarked as by inst_ldpath_untag_sp_pkg_in_swp(). Stores under the SDR key
+ * in the record, not under sdr_key.
+ * Results: 0, also if the name does not exist (nothing is stored); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
+ * reading the profile, of instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On
+ * disk: a failure before the store changes nothing; from the store on, as for storing.
+ * BEWARE: a body that has names of service packs, but no list of details, keeps all names if some would remain.
  */
 uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            const char *pkg_name, serv_packs *sp_list, char **error_message_out);
@@ -409,9 +409,9 @@ uint64_t inst_ldpath_add_image_location(const char *sdr_key, uint8_t is_local, i
  *
  * inst_ldpath_tag_sp_pkg_in_swp    sets *tagged_out to 1 if a package is a member, even if it is marked already;
  *                                  otherwise leaves it unchanged, so set it to 0 first.
- * inst_ldpath_untag_sp_pkg_in_swp  takes the third-party and host-OS RPMs of sp_list that no service pack of the body
- *                                  delivers, and unmarks their packages, even a package that also belongs to an RPM
- *                                  that the body still delivers.
+ * inst_ldpath_untag_sp_pkg_in_swp  unmarks the packages of each third-party or host-OS RPM of sp_list that no service
+ *                                  pack of the body delivers. A package that also belongs to another RPM, which is
+ *                                  still delivered, is unmarked as well.
  *
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of instcomm_get_rpms_from_sp_list() and of
  * inst_remove_rpms_part_of_active_sp(). The body is unchanged unless the result is 0.
@@ -442,7 +442,8 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
  *
  * Removing deletes the service packs from the names and the details of the body and unmarks their packages. The
  * remaining details are put into the order of the remaining names, and details that belong to none of these names are
- * dropped; this is done even if the set is empty. If sp_list is null, nothing is stored.
+ * dropped; this is done even if the set is empty. If the body has no list of names, the profile is stored unchanged. If
+ * sp_list is null, nothing is stored.
  *
  * Results: 0; INST_RC_NO_MEMORY; those of reading and storing the profile; when adding, INST_RC_NO_MEMORY also if a
  * service pack of the body has no detail, INST_RC_FAILED if a new service pack has no detail or if the marker file of a
@@ -545,8 +546,8 @@ void inst_ldpath_free_swprofile_ext(inst_sw_profile_sdr_ext **pp);
  *                                     none; and, unless sp_list_out is null, the set of service packs. *sp_list_out is
  *                                     unchanged if the body has no details or the set cannot be built; the set may be
  *                                     incomplete, as for instmgr_convert_sp_det_to_serv_pack(). pkg_filter:
- *                                     VERD_FILTER_...;
- *                                     _NO_MEMBERS leaves out entries that have is_sp_pkg, whatever its value.
+ *                                     VERD_FILTER_...; _NO_MEMBERS leaves out entries that have is_sp_pkg, whatever
+ *                                     its value.
  *                                     skip_flagged: without packages whose pkg_marker is set.
  * inst_ldpath_get_swprofile_pkgs      the names of all packages, then those of the service packs; null and 0 without
  *                                     packages, even if there are service packs
@@ -569,8 +570,8 @@ uint64_t inst_ldpath_get_local_swprofile_pkgs_info(const char *sdr_key, int32_t 
                                                    char **error_message_out);
 
 /*
- * Returns the list of inst_ldpath_get_swprofile_filelist() for a stored active profile. Results: those of the latter
- * and of inst_ldpath_get_swprofile().
+ * Returns the list of inst_ldpath_get_swprofile_filelist() for a stored active profile. Results: those of that
+ * function and of inst_ldpath_get_swprofile().
  */
 uint64_t inst_swp_get_show_install_active_data(const char *sdr_key, uint8_t is_local, uint32_t vm_type,
                                                char ***file_list_out, uint32_t *count_out);

@@ -56,7 +56,7 @@ uint64_t inst_get_image_name(const char *sdr_key, char **image_out)
         REPORT("Error! %s inst_ldpath_get_sdr_swprofile failed, %lx\n", __func__, rc);
         return rc;
     }
-    // A missing name is a success, too; callers check *image_out.
+    // A missing name, or no memory for its copy, is a success, too; callers check *image_out.
     static_cast<void>(inst_ldpath_get_swprofile_image(profile.record, image_out));
     return 0;
 }

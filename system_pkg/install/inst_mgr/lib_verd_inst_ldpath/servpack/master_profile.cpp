@@ -12,7 +12,7 @@ uint64_t fetch_master_profile(const MasterProfile &master, const MasterMessages 
         return INSTMGR_RC_SWPROFILE_NOT_FOUND;
     }
     messages.exists();
-    // Quirk: QX uses a getter of a fixed VM type, Admin the general one; log searches match the messages of the first.
+    // Quirk: QX uses a getter of a fixed VM type, Admin the general one; log searches match the messages of the former.
     rc = master.vm_type == VERD_VM_QX
              ? inst_ldpath_get_sdr_swprofile(master.sdr_key, master.state, &profile.record)
              : inst_ldpath_get_swprofile(master.sdr_key, 0, master.state, master.vm_type, &profile.record, nullptr);

@@ -73,7 +73,7 @@ bool mark(Package &package, const OwnedStringList &rpms)
     return false;
 }
 
-// Keeps the RPMs of third-party and host-OS packages: only these unmark packages.
+// Keeps the RPMs of third-party and host-OS packages. The packages of all other RPMs stay marked.
 void keep_rpms_that_unmark(char **rpms, uint32_t &count)
 {
     char **const end = std::remove_if(rpms, rpms + count, [](const char *rpm) {

@@ -128,9 +128,9 @@ uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList
         REPORT_SP_DEBUG("SPDEBUG: SP detailed info present in swp for %d Sp's\n", detail_count);
     }
     if (remaining.names.count == 0) {
-        // Quirk: unmarks while the body still has the details, so that their RPMs count as still delivered and their
-        // packages stay marked; callers that list all packages except members (inst_ldpath_get_swprofile_img_pkgs()) do
-        // not get these.
+        // Quirk: unmarks while the body still has the details. Their RPMs therefore count as delivered, and their
+        // packages stay marked; callers of inst_ldpath_get_swprofile_img_pkgs() rely on not getting these packages with
+        // VERD_FILTER_NO_MEMBERS.
         unmark_or_log(body, sp_list);
         clear_service_packs(body);
         REPORT("SPINFO: %s Removed all sp in swp\n", REMOVE_FUNCTION);
