@@ -68,7 +68,7 @@ TEST_F(CommandTest, PackagesForNodes)
 TEST_F(CommandTest, ImagesForNodes)
 {
     run(create);
-    // Without the check, the library would record an empty version.
+    // A new location profile requires --version: otherwise the library would record an empty version.
     expect({{"image-for-nodes qx-image-2.iso --node 0/1/0", 2, ""},
             {"image-for-nodes qx-image-2.iso --version 2 --node 0/1/0", 0, ""},
             {"image-for-nodes qx --node 0/1/0", 0, "nothing changes"},
@@ -270,7 +270,8 @@ TEST_F(CommandTest, EditsThatChangeNothing)
             {"service-pack", 2, ""},
             {"add x-1-1 --state prepared", 3, "try: swprofile list"}});
     EXPECT_TRUE(repository(true) == before);
-    expect({{"service-pack remove /tmp/sp2.json --ignore-missing", 0, "nothing changes in"}, // it is stored again
+    // The first of these stores the profile again.
+    expect({{"service-pack remove /tmp/sp2.json --ignore-missing", 0, "nothing changes in"},
             {"add-for-nodes a-1-1 --all-nodes", 0, "nothing changes in"}});
 }
 

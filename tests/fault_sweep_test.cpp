@@ -50,8 +50,8 @@ uint64_t remove_rpms(char **rpms, uint32_t count)
     char **left = nullptr;
     uint32_t left_count = 0;
     const uint64_t rc = inst_remove_rpms_part_of_active_sp(&changed.body(), rpms, count, &left, &left_count);
-    // Without memory it fails, as the transcript shows: a list from an incomplete set of service packs would unmark
-    // packages that they still deliver.
+    // Without memory it must fail. If it ignored service packs that could not be copied, its caller would unmark
+    // packages that these still deliver.
     EXPECT_EQ(left != nullptr, rc == 0);
     std::free(left);
     return rc;
@@ -95,7 +95,7 @@ const SweptOperation OPERATIONS[] = {
     {Edits, CALL(verd_inst_ldpath_lib_init(0, nullptr))},
     {Edits, CALL(copy_nodes())},
     {Edits, CALL(remove_rpms(paths, 2))},
-    // Returns 0 with an incomplete set.
+    // If a detail cannot be copied, returns 0 and a set without it.
     {Edits, CALL(instmgr_convert_sp_det_to_serv_pack(&a.packs, changed.body().sp_details, 1))},
     {Asks, CALL(inst_ldpath_get_swprofile_image(changed.ptr, &a.text))},
     {Asks, CALL(inst_ldpath_get_swprofile_filelist(changed.ptr, &a.list, &a.count, err))},

@@ -46,7 +46,7 @@ TEST_F(FetchTest, GeneralGetters)
     get_all("state 4", 4, &fetched.ptr);
     get_all("no file", 2, &fetched.ptr);
     get_all("no out-parameter", 2, nullptr);
-    RECORD("no memory for the text before the hint",
+    RECORD("no memory for the error text, so no hint either",
            (hooks::fail(hooks::ALLOCATION), inst_ldpath_get_swprofile("s", 1, 1, 1, &fetched.ptr, err)));
     EXPECT_EQ(fetched.ptr, nullptr);
 }

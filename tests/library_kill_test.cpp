@@ -1,6 +1,6 @@
 // The library itself has no journal. When it is killed or out of space, each profile is the old one, the new one,
 // missing, or rejected, and check reports every mixture of old and new files. If a promotion or a copy was killed,
-// repair and then the same change by the command mend the mixture.
+// `swprofile repair`, followed by the same change by the command, ends the mixture.
 #include "support/safety_test.h"
 
 #include <csignal>

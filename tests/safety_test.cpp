@@ -217,8 +217,8 @@ TEST_F(SafetyTest, JournalsThatCannotBeUsed)
         fs::remove_all(JOURNAL);
     }
 
-    // A reader that may not undo a change reads the profile as it is: root without capabilities, which does not own the
-    // files.
+    // A reader that may not undo a change reads the profile as it is. Here, the reader is root without capabilities,
+    // and the files belong to another user.
     trace("add a-1-1", once_at(SYS_write, "active.txt", KILL));
     if (std::system("chown -R 65534 /install_repo/gl && setpriv --bounding-set -all true") == 0) {
         const Ran unprivileged = run("packages", "setpriv --bounding-set -all ");

@@ -6,8 +6,7 @@
 namespace zeld
 {
 
-// Each release() frees what a value owns. It leaves dangling pointers; call it only before the value is freed or
-// cleared.
+// Each release() frees what a value owns. It leaves dangling pointers, so the caller clears or frees the value next.
 inline void release(char *text, zeld_deallocator deallocate)
 {
     deallocate(text);

@@ -42,7 +42,7 @@ void put_value(Json &json, const std::string &key, const inst_swp_package &image
 template <class T> void put_value(Json &json, const std::string &key, const T &value)
 {
     if constexpr (std::is_class_v<T>) {
-        put_fields(json, value); // of any other nested record: into the object of the outer record
+        put_fields(json, value); // the fields of a nested record that is no image go into the outer record's object
     } else if constexpr (std::is_same_v<T, char *>) {
         json[key] = text_json(value);
     } else if constexpr (std::is_same_v<T, uint8_t>) {

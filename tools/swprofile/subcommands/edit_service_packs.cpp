@@ -79,8 +79,8 @@ void add_service_pack(CLI::App &command)
     add_subcommand(*pack, "remove", "Remove service packs, and unmark their packages", remove);
     pack->footer(
         "A package is marked if its name is part of the name of one of the RPMs; if no package matches, nothing is\n"
-        "recorded. While other service packs remain, removing unmarks only the packages of third-party and host-OS\n"
-        "RPMs that none of them delivers. Removing the last service pack unmarks all packages.\n\n"
+        "recorded. While other service packs remain, a removal unmarks only packages of third-party and host-OS RPMs\n"
+        "that no remaining service pack delivers. Removing the last service pack unmarks all packages.\n\n"
         "Examples:\n"
         "  swprofile service-pack add packs.json --dry-run\n"
         "  swprofile service-packs --json | jq .service_packs >packs.json");

@@ -171,8 +171,8 @@ uint64_t inst_ldpath_check_swprofile_exists(const char *sdr_key, uint8_t is_loca
  *     The result of fflush() is not checked, so on a full disk an incomplete write may be found only this way. If the
  *     profile has copies in "/install_repo/local/", copying then fails, with an INSTCOMM code.
  *   - The .bin remains, without an error text, if it could not be opened for reading.
- * sdr_key is not compared with the key in the record: if they differ, later edits under sdr_key are stored in the
- * profile of the key in the record.
+ * sdr_key is not compared with the key in the record: if they differ, a later edit reads the profile of sdr_key, but
+ * stores the result as the profile of the key in the record.
  */
 uint64_t inst_write_sdr_swprofile_to_file2(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            inst_sw_profile_sdr_ext *profile, char **error_message_out);
@@ -297,9 +297,9 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *   new    host-OS, if it supersedes no package      all base RPMs of that base name
  *
  * Results: 0; INSTMGR_DUP_SWPROFILE_PKG if an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, also if
- * service packs deliver the package and one of the body has no detail; INST_RC_FAILED if a new one has none; those of
- * instcomm_split_swp_pkg_entry(), instcomm_match_lists() and instcomm_get_sp_names_from_rpm(). The body is unchanged
- * unless the result is 0.
+ * service packs deliver the package and a service pack of the body has no detail; INST_RC_FAILED if a service pack that
+ * the body lacks has no detail; those of instcomm_split_swp_pkg_entry(), instcomm_match_lists() and
+ * instcomm_get_sp_names_from_rpm(). The body is unchanged unless the result is 0.
  * BEWARE: under the old rules the search ends at the first superseded entry; a duplicate after it is not found.
  */
 uint64_t inst_ldpath_add_pkg_in_swp(inst_sw_profile_info *profile, char *pkg_name, uint32_t num_files, char **files,
@@ -330,14 +330,14 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
 /*
  * Removes a name from a stored profile: every package of that name or, if there is none, every base RPM of it. Under
  * the new package rules, an architecture suffix of the name is ignored. If a package is removed, the service packs of
- * sp_list, which may be null, are removed from the body as well. Even if sp_list is null, the details are put into the
- * order of the names, and details that belong to none of these names are dropped; if no name remains, both lists become
- * absent. Then the packages of sp_list are unmarked as by inst_ldpath_untag_sp_pkg_in_swp(). Stores under the SDR key
- * in the record, not under sdr_key.
+ * sp_list, which may be null, are removed from the body as well. In this case, even if sp_list is null, the details of
+ * the body's service packs are put into the order of their names; details without such a name are dropped. If no name
+ * remains, both lists become absent. Then the packages of sp_list are unmarked as by inst_ldpath_untag_sp_pkg_in_swp().
+ * Stores under the SDR key in the record, not under sdr_key.
  * Results: 0, also if the name does not exist (nothing is stored); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
  * reading the profile, of instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On
  * disk: a failure before the store changes nothing; from the store on, as for storing.
- * BEWARE: a body that has names of service packs, but no list of details, keeps all names if some would remain.
+ * BEWARE: if the body has names of service packs, but no list of details, no name is removed unless all are.
  */
 uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            const char *pkg_name, serv_packs *sp_list, char **error_message_out);

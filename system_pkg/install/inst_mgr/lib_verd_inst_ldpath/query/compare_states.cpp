@@ -94,8 +94,8 @@ uint64_t inst_ldpath_check_swp_mismatch_wrapper(const char *sdr_key, uint8_t is_
     uint8_t is_first = 1;
     uint8_t is_match = 1;
     rc = instcomm_cmp_swprofile_ext(source.record, destination.record, selector, &is_first, 0, option, &is_match);
-    // Quirk: if the comparison fails, is_match keeps its initial 1; callers that ignore the result code see no
-    // difference (verd_inst_ldpath.h).
+    // Quirk: if the comparison fails, is_match keeps its initial 1; callers that ignore the result code then
+    // take the states as equal (verd_inst_ldpath.h).
     REPORT("SPINFO: Src and dest %s matched\n", is_match != 0 ? "" : "not");
     *matched = is_match;
     return rc;

@@ -84,7 +84,7 @@ uint64_t compare_version(const Node &node, const char *sw_version, bool &is_equa
     OwnedProfile profile;
     const uint64_t rc = fetch_active_admin(FUNCTION, profile);
     if (rc != 0) {
-        // Quirk: equal after a failed fetch; callers that ignore the result code see no difference
+        // Quirk: equal after a failed fetch; callers that ignore the result code then take the versions as equal
         // (verd_inst_ldpath.h).
         is_equal = true;
         return rc;
