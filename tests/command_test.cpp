@@ -147,7 +147,7 @@ TEST_F(CommandTest, SourcesAreChecked)
             {"delete --state active --yes", 0, "are one file"}});
 }
 
-// Two different QX states and an equal one; an Admin profile with a location profile.
+// QX: prepared differs from active, committed is a copy of active. Admin: a profile with a location profile.
 void store_states()
 {
     expect({{create + "--package a-1-1=x.rpm,y.rpm --package b-1-1 --image-rpm base --sp-package c-1-1 "

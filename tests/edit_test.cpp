@@ -57,7 +57,7 @@ TEST_F(EditTest, OldRules)
 
     given({new_package("none-1-1", {}, KERNEL_ENTRY), new_package("mod-1-1", {"kernel-modules-1-1"}, KERNEL_ENTRY),
            new_package("krn-1-1", {"qx-kernel-1-1"}, KERNEL_ENTRY)});
-    inst_swp_package_clear_pkg_type(&body().packages[2]); // has the type of the entry before it: a kernel
+    inst_swp_package_clear_pkg_type(&body().packages[2]); // so that it counts as having the type of the entry before it
     put_package(body(), new_package(nullptr, {nullptr}, KERNEL_ENTRY));
     add("krn-2-1", KERNEL, {"/x/qx-kernel-2-1.x86_64.rpm"});   // supersedes krn-1-1
     add("rt-1-1", KERNEL, {"/x/qx-kernel-rt-2-1.x86_64.rpm"}); // no entry has a real-time kernel

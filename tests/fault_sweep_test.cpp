@@ -1,8 +1,8 @@
 // Every allocation and every call of a C or platform function fails in every operation, once and with all later calls;
 // with SWP_ALL_ERRORS, each with 14 errors. Afterwards the operation has failed and the disk is unchanged, or it has
 // succeeded completely, or its outcome is one that docs/contract.md lists for a store. The sanitizers check for leaks.
-// The transcript lists, for each operation and each function that fails in it with ENOMEM, the results; and a checksum
-// of the texts. The results with other errors are checked, but not listed.
+// The transcript lists the results of each operation for each function that fails in it with ENOMEM, and ends with a
+// checksum of the texts. The results with other errors are checked, but not listed.
 #include "support/bodies.h"
 
 #include <memory>
@@ -13,7 +13,7 @@ namespace
 
 // Adds: operations that store what could be added and log what could not. Copies: stores of a profile that has flat
 // copies. Edits: change `changed` completely or not at all, and leave the global active profile as it is. Asks: leave
-// both as they are, and answer only with result 0.
+// both as they are, and return an answer only if they succeed.
 enum Kind { Fetches, Names, Stores, Adds, Copies, Edits, Asks };
 
 struct SweptOperation {
@@ -127,7 +127,7 @@ const SweptOperation OPERATIONS[] = {
     {Stores, CALL(inst_ldpath_remove_swprofile_pkgs(ACTIVE_QX, "alpha-1.0-r1", removed_list, err))},
     {Stores, CALL(inst_ldpath_remove_swprofile_pkgs(ACTIVE_QX, "base.rpm", nullptr, err))},
     {Stores, CALL(inst_ldpath_add_swprofile_sps(ACTIVE_QX, sp_source))},
-    // Stored with its tags if untagging fails.
+    // If unmarking fails, the profile is stored with its packages still marked.
     {Adds, CALL(inst_ldpath_remove_swprofile_sps(ACTIVE_QX, removed_list))},
     {Asks, CALL(instcomm_add_host_pkgs_to_swp(3, nullptr, 0, 1, host_paths, 0))}, // changes another profile
     {Stores, CALL(inst_ldpath_add_image_location(ACTIVE_QX, &node, 1, "image", "2")), FROM_NOTHING},

@@ -4,7 +4,8 @@
 namespace
 {
 
-// The files of a state of the local QX profile of default-sdr. They are no profiles: these operations do not read them.
+// The files of a state of the local QX profile of default-sdr. They may have any content: these operations do not
+// decode them.
 std::vector<fs::path> files_of(const std::string &state)
 {
     const std::string file = LOCAL_QX + state, copy = FLAT_QX + state;

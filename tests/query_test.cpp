@@ -165,7 +165,8 @@ TEST_F(QueryTest, StoredPackages)
     rpms("gamma-1-1");
     rpms("beta-2.0-r1", "none");
     EXPECT_EQ(inst_swp_get_package_rpms(ACTIVE_QX, "beta-2.0-r1", nullptr, nullptr, nullptr, nullptr), 0U);
-    for (const char *const key : {"default-sdr", "none"}) { // with a package without a name; missing
+    // The first profile has a package without a name; the second is missing.
+    for (const char *const key : {"default-sdr", "none"}) {
         RECORD(std::string("active data of ") + key,
                inst_swp_get_show_install_active_data(key, 0, VERD_VM_QX, &a.list, &a.count));
     }

@@ -16,7 +16,7 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
-/* Result codes of this layer: category 0x40101278, component 3200, number. 0 is success. */
+/* Result codes of this layer: category 0x40101278 (32 bits), component 0xC80 (12), number (20). 0 is success. */
 #define INSTCOMM_RC_FAILED 0x40101278C8000801ULL       /* the operation, or the command it ran, failed */
 #define INSTCOMM_RC_NO_MEMORY 0x40101278C8000802ULL    /* out of memory */
 #define INSTCOMM_RC_INVALID_ARG 0x40101278C8000803ULL  /* a null or unusable argument */
@@ -190,11 +190,11 @@ uint64_t instcomm_compare_swp_profiles(const inst_sw_profile_sdr_ext *a, const i
                                        uint8_t *is_equal, uint32_t mode);
 
 /*
- * Compares selected parts of two profiles. `selector` is a sum of 1 image, 2 packages, 4 service packs and 16 version,
- * all of the main body, and 8 location profiles. If it has none of them, every field is compared, also fields outside
- * of these parts, except lv_name and sdr_sw_profile_len. Option 1 ignores the order of packages and takes n log n. If
- * *first is not 0, logs the first difference and sets *first to 0; `first` may be null. `reserved` is not used.
- * Results: as above, and INSTCOMM_RC_NO_MEMORY.
+ * Compares selected parts of two profiles. `selector` is a sum of these numbers: 1 for the image, 2 for the packages, 4
+ * for the service packs, 16 for the version, all of the main body; 8 for the location profiles. If it has none of them,
+ * every field is compared, also fields outside of these parts, except lv_name and sdr_sw_profile_len. Option 1 ignores
+ * the order of packages and takes n log n. If *first is not 0, logs the first difference and sets *first to 0; `first`
+ * may be null. `reserved` is not used. Results: as above, and INSTCOMM_RC_NO_MEMORY.
  */
 uint64_t instcomm_cmp_swprofile_ext(const inst_sw_profile_sdr_ext *src, const inst_sw_profile_sdr_ext *dst,
                                     uint32_t selector, uint8_t *first, uint32_t reserved, uint32_t option,

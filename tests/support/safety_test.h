@@ -10,7 +10,7 @@ inline constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
 struct Operation {
     const char *name;
     std::vector<std::string> preparation;
-    std::string arguments; // of the command or, if there is a `call`, of one that completes the change after a kill
+    std::string arguments; // of the command; if there is a `call`: of the command that repeats a killed call, or ""
     std::function<uint64_t()> call = nullptr;
 };
 

@@ -41,7 +41,7 @@ void describe_command(CLI::App &command)
         "  3        no such profile\n"
         "  4        invalid data: a damaged profile, a faulty file, or faulty values\n"
         "  128 + N  interrupted by signal N; an unfinished change is undone\n\n"
-        "(*) has, diff, check and node-version NODE VERSION follow grep.");
+        "(*) The second meaning is that of has, diff, check and node-version NODE VERSION.");
     for (AddSubcommand *const add : SUBCOMMANDS) {
         add(command);
     }

@@ -220,8 +220,8 @@ void Change::finish(const std::vector<Selector> &changed, const ErrorText &error
     std::for_each(directories.begin(), directories.end(), sync_directory);
     fail_if_interrupted();
     // The journal of the profile's scope is closed last: until then, the next command undoes the change after a crash.
-    // The local journal of a deleted global profile has only flat copies of another profile, which have been put back
-    // already: it can be closed first.
+    // The deletion of a global profile also has a local journal. It has only flat copies of another profile, which have
+    // been put back already, so it can be closed first.
     std::for_each(scopes.rbegin(), scopes.rend(), [](const std::unique_ptr<Scope> &scope) {
         if (scope->journal.is_open()) {
             scope->journal.close();

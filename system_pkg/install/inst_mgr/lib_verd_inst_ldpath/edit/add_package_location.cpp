@@ -96,7 +96,7 @@ uint64_t add_to_locations(inst_sw_profile_sdr &sdr, const NodePackage &package, 
         if (is_duplicate) {
             return append_nodes(locations[i], nodes);
         }
-        // inst_ldpath_add_pkg_in_swp() reports its other failures.
+        // Only lack of memory is reported here; inst_ldpath_add_pkg_in_swp() has reported other failures.
         if (rc == INST_RC_NO_MEMORY || rc == INSTCOMM_RC_NO_MEMORY) {
             report_add_failure(rc);
         }

@@ -1,4 +1,4 @@
-// An index of service-pack details by name. It makes merging and removing n log n.
+// An index of service-pack details by name. With it, merging and removing take n log n.
 #pragma once
 
 #include "frame/owned.h"

@@ -1,7 +1,7 @@
 // The error text: reports the causes of a failure to the operator. It has entries "E:reason;", innermost cause first,
 // in a heap block of 2048 bytes. An operation starts with a null pointer, passes &text as err_msg_p to the operations
 // that it calls, adds its own entry after a failure, and hands the text over at its end. A called operation builds a
-// text of its own, which is freed if the caller's is not null any more:
+// text of its own, and hands it over only if the caller has none yet. The end of an operation:
 //
 //     char *text = nullptr;
 //     const uint64_t rc = the_steps(..., &text);

@@ -331,13 +331,13 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
  * Removes a name from a stored profile: every package of that name or, if there is none, every base RPM of it. Under
  * the new package rules, an architecture suffix of the name is ignored. If a package is removed, the service packs of
  * sp_list, which may be null, are removed from the body as well. In this case, even if sp_list is null, the details of
- * the body's service packs are put into the order of their names; details without such a name are dropped. If no name
- * remains, both lists become absent. Then the packages of sp_list are unmarked as by inst_ldpath_untag_sp_pkg_in_swp().
- * Stores under the SDR key in the record, not under sdr_key.
+ * the body's service packs are put into the order of the list of names; details whose names are not in that list are
+ * dropped. If no name remains, both lists become absent. Then the packages of sp_list are unmarked as by
+ * inst_ldpath_untag_sp_pkg_in_swp(). Stores under the SDR key in the record, not under sdr_key.
  * Results: 0, also if the name does not exist (nothing is stored); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
  * reading the profile, of instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On
  * disk: a failure before the store changes nothing; from the store on, as for storing.
- * BEWARE: if the body has names of service packs, but no list of details, no name is removed unless all are.
+ * BEWARE: if the body has names of service packs, but no list of details, and some names would remain, all remain.
  */
 uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            const char *pkg_name, serv_packs *sp_list, char **error_message_out);

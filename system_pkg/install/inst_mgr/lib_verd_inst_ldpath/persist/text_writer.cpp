@@ -14,8 +14,9 @@ TRACE_SITES_BEGIN(text_writer)
 namespace
 {
 
-// Quirk: each line of the header has a blank before its newline; other tools compare these lines. Without an argument,
-// the first fprintf() would be compiled to fwrite(), which system tests let fail in order to damage the .bin file.
+// Quirk: each line of the header has a blank before its newline; other tools compare these lines.
+// Quirk: the first fprintf() has an argument, without which it would be compiled to fwrite(); system tests let fwrite()
+// fail to damage the .bin file, and must not damage the twin.
 void write_lines(FILE *stream, const char *profile_text)
 {
     const ClockText now = clock_text();
