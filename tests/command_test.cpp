@@ -147,7 +147,8 @@ TEST_F(CommandTest, SourcesAreChecked)
             {"delete --state active --yes", 0, "are one file"}});
 }
 
-// QX: prepared differs from active, committed is a copy of active. Admin: a profile with a location profile.
+// QX: prepared differs from active; committed has another logical volume only, so it counts as equal. Admin: a profile
+// with a location profile.
 void store_states()
 {
     expect({{create + "--package a-1-1=x.rpm,y.rpm --package b-1-1 --image-rpm base --sp-package c-1-1 "
