@@ -1,8 +1,9 @@
-// Every allocation and every call of a C or platform function fails in every operation, once and with all later calls;
-// with SWP_ALL_ERRORS, each with 14 errors. Afterwards the operation has failed and the disk is unchanged, or it has
-// succeeded completely, or its outcome is one that docs/contract.md lists for a store. The sanitizers check for leaks.
-// The transcript lists the results of each operation for each function that fails in it with ENOMEM, and ends with a
-// checksum of the texts. The results with other errors are checked, but not listed.
+// In every operation, each allocation and each call of a C or platform function fails: first alone, then together with
+// all later calls of that function. With SWP_ALL_ERRORS, each fails with 14 errors. Afterwards the operation has failed
+// and the disk is unchanged, or it has succeeded completely, or its outcome is one that docs/contract.md lists for a
+// store. The sanitizers check for leaks. The transcript lists the results of each operation for each function that
+// fails in it with ENOMEM, and ends with a checksum of the texts. The results with other errors are checked, but not
+// listed.
 #include "support/bodies.h"
 
 #include <memory>

@@ -163,9 +163,9 @@ int32_t zeld_serv_packs_duplicate(serv_packs *dst, const serv_packs *src, zeld_a
                                   uint64_t allocator_argument);
 
 /*
- * Free everything that a record owns, not the record itself, and clear it, so that a second call does nothing. Call the
- * deallocator with null for null texts. Do nothing if the record or the deallocator is null. Arguments after the
- * deallocator are ignored.
+ * Free everything that a record owns, not the record itself, and clear it, so that a second call does nothing. For null
+ * texts, the deallocator is called with null, as free() allows. Do nothing if the record or the deallocator is null.
+ * Arguments after the deallocator are ignored.
  */
 void zeld_inst_swp_package_free_ext(inst_swp_package *record, zeld_deallocator deallocator, ...);
 void zeld_inst_node_loc_free_ext(inst_node_loc *record, zeld_deallocator deallocator, ...);

@@ -10,7 +10,9 @@ inline constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
 struct Operation {
     const char *name;
     std::vector<std::string> preparation;
-    std::string arguments; // of the command; if there is a `call`: of the command that repeats a killed call, or ""
+    // Without a call: the arguments of the command that makes the change. With one: those of the command that makes the
+    // same change again after a kill; "" for none.
+    std::string arguments;
     std::function<uint64_t()> call = nullptr;
 };
 

@@ -12,8 +12,9 @@
 #include <vector>
 
 // A process that waits for a directory first locks the parent directory, the queue. UNQUEUED is an exclusive lock
-// without the queue, for the work area. Its parent, /install_repo, is also the queue of the local scope, so a process
-// that holds the local scope must not enter that queue: the process at its head may be waiting for the local scope.
+// without the queue, for the work area. The work area's parent, /install_repo, is also the queue of the local scope: a
+// process that holds the local scope and waited in that queue could deadlock with the process that holds the queue and
+// waits for the local scope.
 enum class LockMode { SHARED, EXCLUSIVE, UNQUEUED };
 
 // "/install_repo/local" or "/install_repo/gl/instdb".

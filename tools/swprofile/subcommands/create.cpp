@@ -131,7 +131,7 @@ Profile build_profile(CreateOptions &options)
     return profile;
 }
 
-// Without a file, the library's own creation runs. It also copies optional packages.
+// Without --from, the library's own creation runs. It also copies the packages from /misc/disk1/usb/opt_pkgs.
 uint64_t create(const CreateOptions &options, inst_sw_profile_sdr_ext &profile)
 {
     constexpr uint32_t MAX_SIZE = 102400;

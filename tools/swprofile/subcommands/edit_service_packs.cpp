@@ -78,9 +78,12 @@ void add_service_pack(CLI::App &command)
     add_subcommand(*pack, "add", "Record service packs, and mark their packages", add);
     add_subcommand(*pack, "remove", "Remove service packs, and unmark their packages", remove);
     pack->footer(
-        "A package is marked if its name is part of the name of one of the RPMs; if no package matches, nothing is\n"
-        "recorded. While other service packs remain, a removal unmarks only packages of third-party and host-OS RPMs\n"
-        "that no remaining service pack delivers. Removing the last service pack unmarks all packages.\n\n"
+        "A package belongs to an RPM if its name is part of the RPM's name. 'add' marks the packages that belong to "
+        "an\n"
+        "RPM of the service packs; if there are none, nothing is recorded. While other service packs remain, 'remove'\n"
+        "unmarks a package only if it belongs to a third-party or host-OS RPM that none of these delivers. Removing "
+        "the\n"
+        "last service pack unmarks all packages.\n\n"
         "Examples:\n"
         "  swprofile service-pack add packs.json --dry-run\n"
         "  swprofile service-packs --json | jq .service_packs >packs.json");

@@ -337,15 +337,15 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
  * Results: 0, also if the name does not exist (nothing is stored); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
  * reading the profile, of instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On
  * disk: a failure before the store changes nothing; from the store on, as for storing.
- * BEWARE: if the body has names of service packs, but no list of details, and some names would remain, all remain.
+ * BEWARE: if the body has names of service packs, but no list of details, none is removed unless sp_list has them all.
  */
 uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            const char *pkg_name, serv_packs *sp_list, char **error_message_out);
 
 /*
- * Adds host packages to the stored Admin profile, one after the other, each with a store of its own. pkg_paths are
- * `count` paths of RPM files; architecture suffixes are ignored. A host package is added as VERD_PKG_HOST_SMU, a
- * third-party package as VERD_PKG_KERNEL.
+ * Adds host and third-party packages to the stored Admin profile, one after the other, each with a store of its own.
+ * pkg_paths are `count` paths of RPM files; architecture suffixes are ignored. A host package is added as
+ * VERD_PKG_HOST_SMU, a third-party package as VERD_PKG_KERNEL.
  * Results: 0; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of inst_ldpath_add_swprofile_pkgs(). On disk: the first
  * failure ends the call; packages that were added before it remain.
  * BEWARE: any other package gets the type of the preceding one, or 0. Without memory for a file's name, the package is
@@ -451,7 +451,7 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
  * instcomm_get_rpms_from_sp_list() and instcomm_match_lists(); when removing, those of
  * instcomm_get_sp_names_from_sp_list(). On disk: a failure before the store changes nothing; from the store on, as for
  * storing.
- * BEWARE, when removing: if the body has names, but no list of details, and some names would remain, all remain. A
+ * BEWARE, when removing: if the body has names, but no list of details, none is removed unless the set has them all. A
  * failure to unmark packages is only logged. If no service pack remains, packages of the RPMs in the deleted details
  * stay marked.
  */

@@ -129,8 +129,8 @@ uint64_t remove_from_body(Info &body, serv_packs *sp_list, const OwnedStringList
     }
     if (remaining.names.count == 0) {
         // Quirk: unmarks while the body still has the details. Their RPMs therefore count as delivered, and their
-        // packages stay marked; callers of inst_ldpath_get_swprofile_img_pkgs() rely on not getting these packages with
-        // VERD_FILTER_NO_MEMBERS.
+        // packages stay marked; callers of inst_ldpath_get_swprofile_img_pkgs() expect that VERD_FILTER_NO_MEMBERS
+        // still leaves these packages out.
         unmark_or_log(body, sp_list);
         clear_service_packs(body);
         REPORT("SPINFO: %s Removed all sp in swp\n", REMOVE_FUNCTION);
