@@ -137,8 +137,8 @@ struct Subject {
 
     void remove_package() { require(inst_ldpath_remove_pkg_in_swp(&body(), NEW_PACKAGE, nullptr) == 0, "removing"); }
 
-    // Replaces the service packs of the body, and fills the source at the first call. Half of the names are in both;
-    // only the source's packs deliver NEW_PACKAGE.
+    // Replaces the service packs of the body. The first call also fills `service_packs`, which add_package() passes to
+    // the library. Half of the names are in both; only those of `service_packs` deliver NEW_PACKAGE.
     void set_service_packs()
     {
         const auto count = static_cast<uint32_t>(copies.size() * 2 / 5);

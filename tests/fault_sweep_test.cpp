@@ -31,7 +31,7 @@ char *paths[] = {path, name}, *const host_paths[] = {host_name};
 Fetched changed;                   // the profile that is stored, or edited in memory
 swprofile_create_request *request; // the profile that is created
 inst_node_loc node;                // for which something is added
-uint8_t ignored_flag;              // 1 even if the operation fails
+uint8_t ignored_flag;              // not checked: set to 1 even if the operation fails
 serv_packs *sp_list, *removed_list;
 uint64_t sp_source;
 std::unique_ptr<Addition> addition; // of a package in memory

@@ -183,7 +183,7 @@ TEST_F(FrameTest, ErrorTextsListTheCausesInAtMost2047Bytes)
     Text text;
     Fetched fetched;
     for (inst_sw_profile_sdr_ext **const profile_p : {&fetched.ptr, static_cast<decltype(&fetched.ptr)>(nullptr)}) {
-        // The second time, the slot has a text already.
+        // In the second call, `text` already has an error text, which stays.
         inst_ldpath_get_swprofile("x", 0, 4, VERD_VM_QX, profile_p, &text.ptr);
         EXPECT_EQ(text.str(), "E:Error as partition type is invalid;E:Failed to get QX software profile file;");
     }

@@ -59,7 +59,7 @@ uint64_t create(unsigned generation, int32_t state)
     return inst_ldpath_create_sdr_swprofile(&request);
 }
 
-// Are all packages of the profile's generation, except the one that is added and removed?
+// Does every package belong to the generation of the profile, except the one that is added and removed?
 bool is_consistent(const inst_sw_profile_info &body)
 {
     const std::string name = package_of(body.version);

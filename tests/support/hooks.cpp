@@ -29,7 +29,7 @@ namespace hooks
 namespace
 {
 
-thread_local bool is_inside; // a hook, whose own calls are not counted
+thread_local bool is_inside; // whether the thread is in a hook; then its calls are not counted
 
 struct Inside {
     bool was = std::exchange(is_inside, true);

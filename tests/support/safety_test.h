@@ -10,8 +10,8 @@ inline constexpr char JOURNAL[] = "/install_repo/gl/instdb/.swprofile-undo";
 struct Operation {
     const char *name;
     std::vector<std::string> preparation;
-    // Without a call: the arguments of the command that makes the change. With one: those of the command that makes the
-    // same change again after a kill; "" for none.
+    // If `call` is null, the arguments of the command that makes the change; otherwise, those of a command that repeats
+    // the change after a kill, or "".
     std::string arguments;
     std::function<uint64_t()> call = nullptr;
 };
@@ -44,7 +44,8 @@ protected:
     // whether it is the one after it.
     bool expect_old_or_new() const;
 
-    // Without a journal, check reports each file that is neither the old nor the new one, and every mixture of both.
+    // After a change by the library, which has no journal: check must report each file that is neither the old nor the
+    // new one, and every mixture of both.
     enum Outcome { OLD, NEW, MIXTURE };
     Outcome expect_old_new_or_reported() const;
 

@@ -47,7 +47,8 @@ TracedRun trace(pid_t child, bool is_counting, const AtCall &at_call)
                 ptrace(PTRACE_SETREGS, child, nullptr, &registers);
             }
         }
-        // A system call, exec or raise() stops the process only for the tracer: no signal is passed on.
+        // Stops at system calls, exec and raise() are for the tracer only. Any other signal is passed on to the
+        // process.
         const bool is_own = (stop & 0x7f) == SIGTRAP || stop == SIGSTOP;
         ptrace(PTRACE_SYSCALL, child, nullptr, static_cast<long>(is_own ? 0 : stop));
     }

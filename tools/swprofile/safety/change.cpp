@@ -220,9 +220,8 @@ void Change::finish(const std::vector<Selector> &changed, const ErrorText &error
     std::for_each(directories.begin(), directories.end(), sync_directory);
     fail_if_interrupted();
     // The journal of the profile's scope is closed last: until then, the next command undoes the change after a crash.
-    // The deletion of a global profile also opens a local journal, because the library deletes the files of the same
-    // names there. These flat copies of the local profile have been put back by now, so that journal can be closed
-    // first.
+    // Deleting a global profile also opens a local journal, because the library also deletes the flat copies of the
+    // local profile, which have the same names. They have been put back by now, so that journal can be closed first.
     std::for_each(scopes.rbegin(), scopes.rend(), [](const std::unique_ptr<Scope> &scope) {
         if (scope->journal.is_open()) {
             scope->journal.close();

@@ -31,7 +31,7 @@ struct MergeMessages {
     // If the body has some. New names are those of the added ones that it does not have:
     void (*new_names)(char *const *names, uint32_t count); // unless there are none
     void (*detail_of_body_not_copied)(char **text);
-    void (*detail_missing)(const char *name, char **text); // of a new name; if the body has none, of any added one
+    void (*detail_missing)(const char *name, char **text); // of a new or, if the body has none, an added name
     void (*new_detail_not_copied)(char **text);
     void (*merged_name)(uint32_t index, const char *name); // for each of the result
 };

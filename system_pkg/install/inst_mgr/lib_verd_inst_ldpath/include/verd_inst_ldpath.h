@@ -260,9 +260,9 @@ uint64_t inst_ldpath_swp_move_prep_to_act(const char *sdr_key, uint8_t is_local,
  * remain. The file of the destination that the call was replacing when it failed (.bin, twin or flat copy) may be
  * removed.
  * BEWARE: 0 with the error text "E:Failed to stat() file ...;" about the .bin of the source also means that nothing was
- * done. For QX, LC QX and UVF, a null key in the local scope fails if the source exists, after the destination was
- * removed. Shell commands are cut to 199 characters. Keys of up to 40 characters fit; with a longer key the call may
- * create a file of another name and return 0.
+ * done. For QX, LC QX and UVF, with a null key in the local scope, the call removes the destination and then fails, if
+ * the source exists. Shell commands are cut to 199 characters. Keys of up to 40 characters fit; with a longer key the
+ * call may create a file of another name and return 0.
  */
 uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm_type, int32_t src_state,
                               int32_t dest_state, char **err_msg_p);
@@ -293,7 +293,7 @@ uint64_t inst_ldpath_swp_copy(const char *sdr_key, uint8_t is_local, uint32_t vm
  *   old    VERD_PKG_HOST_SMU                         the first host SMU
  *   old    VERD_PKG_KERNEL                           the first kernel package of the same class
  *   new    VERD_PKG_HOST_SMU or VERD_PKG_KERNEL      all of that type and base name
- *   new    VERD_PKG_BASE, host-OS or third-party     all base entries of that base name
+ *   new    VERD_PKG_BASE, if host-OS or third-party  all base entries of that base name
  *   new    host-OS, if it supersedes no package      all base RPMs of that base name
  *
  * Results: 0; INSTMGR_DUP_SWPROFILE_PKG if an entry has this name; INST_RC_INVALID_ARG; INST_RC_NO_MEMORY, also if
@@ -452,8 +452,8 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
  * instcomm_get_sp_names_from_sp_list(). On disk: a failure before the store changes nothing; from the store on, as for
  * storing.
  * BEWARE, when removing: if the body has names, but no list of details, none is removed unless the set has them all. A
- * failure to unmark packages is only logged. If no service pack remains, packages of the RPMs in the deleted details
- * stay marked.
+ * failure to unmark packages is only logged. If the call removes all service packs of the body, packages of the RPMs
+ * in their details stay marked.
  */
 uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
                                        uint64_t sp_source);

@@ -15,8 +15,8 @@ namespace
 {
 
 // Quirk: each line of the header has a blank before its newline; other tools compare these lines.
-// Quirk: the first fprintf() has an argument, without which it would be compiled to fwrite(); to damage the .bin
-// file, system tests let fwrite() fail, which must not damage the twin.
+// Quirk: the title is an argument, since compilers turn an fprintf() without arguments into fwrite(); system tests
+// damage the .bin file by letting fwrite() fail, and expect the twin to be whole.
 void write_lines(FILE *stream, const char *profile_text)
 {
     const ClockText now = clock_text();
