@@ -56,14 +56,14 @@ std::string with_valid_frame(std::string bytes)
     return bytes;
 }
 
-TEST_F(CodecTest, AccessorsSetPresenceOnAllLevels)
+TEST_F(CodecTest, APresentFieldMakesItsRecordsPresent)
 {
     inst_sw_profile_sdr_ext profile = {};
     inst_sw_profile_info &body = profile.sdr_sw_profile.sw_profile;
     EXPECT_FALSE(inst_sw_profile_sdr_ext_has_sdr_sw_profile(&profile));
     inst_swp_package_set_pkg_type(&body.image, 0);
     EXPECT_TRUE(inst_sw_profile_info_has_image(&body) && inst_sw_profile_sdr_ext_has_sdr_sw_profile(&profile));
-    EXPECT_EQ(body.presence[0] & 2, 0); // not set: a nested record is present if one of its fields is
+    EXPECT_EQ(body.presence[0] & 2, 0); // the bit of the image is not set
 }
 
 // A NUL inside a text would shorten it when it is encoded again. The lengths are those around the decoder's blocks
@@ -174,8 +174,8 @@ TEST_F(CodecTest, DamagedBytes)
     EXPECT_GT(accepted, 1000); // the decoder was tested, not only the checks before it
 }
 
-// Nested counts that just fit into the bytes left: all three arrays are allocated before elements of the outer two turn
-// out to be missing.
+// Three nested arrays, each with a count that just fits into the remaining bytes. The decoder allocates all three
+// before it notices that elements of the outer two are missing.
 TEST_F(CodecTest, NestedCountsStayWithinTheMemoryBound)
 {
     std::string bytes = golden_bytes("empty");

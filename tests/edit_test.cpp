@@ -48,7 +48,7 @@ TEST_F(EditTest, OldRules)
     given({new_package("smu-1-1", {}, HOST_SMU_ENTRY), new_package("smu-2-1", {}, HOST_SMU_ENTRY)});
     // Paths and architectures are cut off the names of files.
     add("smu-3-1", HOST_SMU, {"/a/b/smu-3-1.x86_64.rpm", "plain-1-1.noarch", nullptr}, 0, 9);
-    add("smu-3-1", HOST_SMU); // a duplicate, but the scan ends at smu-1-1 before it finds the first
+    add("smu-3-1", HOST_SMU); // a duplicate, but the scan ends at smu-1-1, before the existing smu-3-1
     add("smu-1-1", HOST_SMU); // rejected: the duplicate is the first entry
     given({});
     add("other-1-1", BASE);

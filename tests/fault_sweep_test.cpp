@@ -223,8 +223,9 @@ protected:
         const bool is_success = rc == 0 && kind == Stores;
         const bool is_unchanged = found.bin == before.bin;
         EXPECT_TRUE(!exists || is_unchanged || found.bin == after.bin);
-        // A short write deletes the file, and the operation fails. If the file cannot be read back, or only in part, it
-        // is deleted and the operation returns 0; but if memory has run out for good, a later step can fail.
+        // A short write deletes the file, and the operation fails. If reading it back yields nothing or only a part,
+        // the file is deleted and the operation returns 0, unless a later step fails because memory has run out for
+        // good.
         const bool is_unverified = function == hooks::ALLOCATION || (function == hooks::FREAD && fails_always);
         const bool has_other_error = function == hooks::ALLOCATION && fails_always;
         EXPECT_TRUE(exists || function == hooks::FWRITE || is_unverified);

@@ -73,7 +73,7 @@ TEST_F(SafetyTest, LibraryKilledAtAnySystemCall)
         ++mixtures;
         if (!operation.arguments.empty()) {
             run("repair --local");
-            repetitions += run(operation.arguments).code == 0 ? 1 : 0; // unless the prepared profile has been moved
+            repetitions += run(operation.arguments).code == 0 ? 1 : 0; // fails if the prepared profile has been moved
             EXPECT_EQ(expect_old_new_or_reported(), NEW);
         }
     });

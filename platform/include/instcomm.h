@@ -190,9 +190,9 @@ uint64_t instcomm_compare_swp_profiles(const inst_sw_profile_sdr_ext *a, const i
                                        uint8_t *is_equal, uint32_t mode);
 
 /*
- * Compares selected parts of two profiles. `selector` is a sum of these numbers: 1 for the image, 2 for the packages, 4
- * for the service packs, 16 for the version, all of the main body; 8 for the location profiles. If it has none of them,
- * every field is compared, also fields outside of these parts, except lv_name and sdr_sw_profile_len. Option 1 ignores
+ * Compares selected parts of two profiles. `selector` is a sum of numbers: for parts of the main body, 1 (image), 2
+ * (packages), 4 (service packs) and 16 (version); for the location profiles, 8. If it has none of them, every field is
+ * compared, also fields outside of these parts, except lv_name and sdr_sw_profile_len. Option 1 ignores
  * the order of packages and takes n log n. If *first is not 0, logs the first difference and sets *first to 0; `first`
  * may be null. `reserved` is not used. Results: as above, and INSTCOMM_RC_NO_MEMORY.
  */

@@ -55,7 +55,7 @@ void discard(void *, const char *, std::size_t) {}
 
 struct MemoryStream {
     FILE *stream;
-    bool is_complete; // a stream that cannot grow reports no error when it is closed
+    bool is_complete; // closing a stream that could not grow reports no error
 };
 
 void collect(void *to, const char *text, std::size_t length)
@@ -101,7 +101,8 @@ uint64_t inst_runcmd_outbuff(char **out, uint32_t *out_size, const char *format,
     uint64_t rc = run(format, arguments, out == nullptr ? discard : collect, &memory);
     va_end(arguments);
     if (out != nullptr) {
-        memory.is_complete = std::fclose(memory.stream) == 0 && memory.is_complete;
+        // Without memory for shrinking, the text is null after a successful close.
+        memory.is_complete = std::fclose(memory.stream) == 0 && text != nullptr && memory.is_complete;
     }
     if (rc == 0 && !memory.is_complete) {
         rc = INSTCOMM_RC_NO_MEMORY;

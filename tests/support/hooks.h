@@ -15,8 +15,8 @@ namespace hooks
 
 // ALLOCATION is malloc, calloc, realloc or strdup; calls by the tests count, too. A failing FWRITE writes one element
 // less. A failing ENCODE returns one more than the size of its buffer or, with errno 0, returns 0. LOSE_... lets
-// the function return success without its output, as an interposed function may do; LOSE_DETAIL clears the last detail
-// only.
+// a function of the library or platform return success without its output, as an interposed function may do;
+// LOSE_DETAIL clears the last detail only.
 // clang-format off
 #define HOOKED_FUNCTIONS(X) \
     X(ALLOCATION) X(FOPEN) X(FCLOSE) X(FREAD) X(FWRITE) X(FSEEK) X(FTELL) X(UNLINK) X(ACCESS) X(STAT) X(CLOCK) \

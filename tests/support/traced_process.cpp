@@ -42,7 +42,7 @@ TracedRun trace(pid_t child, bool is_counting, const AtCall &at_call)
                 error = done.error;
                 is_replaced = error != 0 || (call.id == SYS_clock_nanosleep && done.signal == 0);
             }
-            if (is_replaced) { // call -1 does not exist; its result is replaced
+            if (is_replaced) { // at the entry by call -1, which does nothing; at the exit, the result is set
                 (is_entry ? registers.orig_rax : registers.rax) = static_cast<uint64_t>(is_entry ? -1 : -error);
                 ptrace(PTRACE_SETREGS, child, nullptr, &registers);
             }

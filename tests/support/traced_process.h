@@ -1,5 +1,5 @@
 // Runs a program or a function in a process that stops at every system call, to kill it, to let the call fail, or to
-// send a signal. The process does not wait when it sleeps.
+// send a signal. Its sleeps return at once.
 #pragma once
 
 #include <functional>

@@ -18,7 +18,7 @@ struct Difference {
 };
 
 // Within a list such as the packages, removed and changed elements follow the order of `from`; then the added ones
-// follow, in the order of `to`. The logical volume and the encoded bytes at creation are not compared.
+// follow, in the order of `to`. The logical volume and the size at creation (sdr_sw_profile_len) are not compared.
 std::vector<Difference> differences(const inst_sw_profile_sdr_ext &from, const inst_sw_profile_sdr_ext &to);
 
 std::string text_of(const Difference &difference);                  // "+ package x"

@@ -75,9 +75,9 @@ unsigned int sleep(unsigned int seconds)
     return 0;
 }
 
-// The library copies a profile, and moves or copies its twin, by system(). The commands ignore signals, so that a
-// command that has begun completes. During libc's system(), swprofile would ignore SIGINT, too; here it catches it, and
-// undoes the change afterwards.
+// The library copies a profile, and moves or copies its twin, by system(). The shell commands ignore signals, so that
+// one that has begun completes. libc's system() would also make swprofile ignore SIGINT meanwhile; with this one,
+// swprofile catches it and undoes the change afterwards.
 int system(const char *command)
 {
     if (is_dry_run()) {

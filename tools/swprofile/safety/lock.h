@@ -12,9 +12,9 @@
 #include <vector>
 
 // A process that waits for a directory first locks the parent directory, the queue. UNQUEUED is an exclusive lock
-// without the queue, for the work area. Its queue would be /install_repo, which is also that of the local scope: a
-// process that has locked the local scope and waits for this queue would deadlock with the holder of the queue, if that
-// one waits for the local scope.
+// without the queue, for the work area. Its queue would be /install_repo, the same as for the local scope. That could
+// deadlock: one process holds the local scope and waits for the queue, another holds the queue and waits for the local
+// scope.
 enum class LockMode { SHARED, EXCLUSIVE, UNQUEUED };
 
 // "/install_repo/local" or "/install_repo/gl/instdb".

@@ -11,7 +11,8 @@
 namespace
 {
 
-// Adds the differences of another store. A dry run writes nothing, so each store shows only its own change.
+// An edit can store a profile several times. A dry run writes nothing, so each record has only its own change: adds its
+// differences to those of the records before.
 void add_differences(std::vector<Difference> &all, const std::vector<Difference> &added)
 {
     std::ranges::copy_if(added, std::back_inserter(all),

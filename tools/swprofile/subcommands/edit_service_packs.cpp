@@ -81,9 +81,8 @@ void add_service_pack(CLI::App &command)
         "A package belongs to an RPM if its name is part of the RPM's name. 'add' marks the packages that belong to "
         "an\n"
         "RPM of the service packs; if there are none, nothing is recorded. While other service packs remain, 'remove'\n"
-        "unmarks a package only if it belongs to a third-party or host-OS RPM that none of these delivers. Removing "
-        "the\n"
-        "last service pack unmarks all packages.\n\n"
+        "unmarks a package only if it belongs to a third-party or host-OS RPM of a removed service pack, and no\n"
+        "remaining one delivers that RPM. Removing the last service pack unmarks all packages.\n\n"
         "Examples:\n"
         "  swprofile service-pack add packs.json --dry-run\n"
         "  swprofile service-packs --json | jq .service_packs >packs.json");

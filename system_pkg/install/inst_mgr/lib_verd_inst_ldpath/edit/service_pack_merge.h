@@ -28,10 +28,10 @@ struct MergeMessages {
     void (*added_name)(uint32_t index, const char *name);
     void (*added_detail_not_copied)(char **text);
 
-    // If the body has some. New names are those of the added ones that it does not have:
+    // If the body has some. A new name is an added name that the body lacks:
     void (*new_names)(char *const *names, uint32_t count); // unless there are none
     void (*detail_of_body_not_copied)(char **text);
-    void (*detail_missing)(const char *name, char **text); // of a new or, if the body has none, an added name
+    void (*detail_missing)(const char *name, char **text); // also if the body has no service packs
     void (*new_detail_not_copied)(char **text);
     void (*merged_name)(uint32_t index, const char *name); // for each of the result
 };

@@ -332,12 +332,13 @@ uint64_t inst_ldpath_add_swprofile_pkgs(const char *sdr_key, uint8_t is_local, i
  * the new package rules, an architecture suffix of the name is ignored. If a package is removed, the service packs of
  * sp_list, which may be null, are removed from the body as well. In this case, even if sp_list is null, the details of
  * the body's service packs are put into the order of the list of names; details whose names are not in that list are
- * dropped. If no name remains, both lists become absent. Then the packages of sp_list are unmarked as by
+ * dropped. If no name remains, both lists become absent. Finally, the packages of sp_list are unmarked as by
  * inst_ldpath_untag_sp_pkg_in_swp(). Stores under the SDR key in the record, not under sdr_key.
  * Results: 0, also if the name does not exist (nothing is stored); INST_RC_INVALID_ARG; INST_RC_NO_MEMORY; those of
  * reading the profile, of instcomm_get_sp_names_from_sp_list(), inst_ldpath_untag_sp_pkg_in_swp() and of storing. On
  * disk: a failure before the store changes nothing; from the store on, as for storing.
- * BEWARE: if the body has names of service packs, but no list of details, none is removed unless sp_list has them all.
+ * BEWARE: if the body has names of service packs, but no list of details, the names are removed only if sp_list has
+ * all of them.
  */
 uint64_t inst_ldpath_remove_swprofile_pkgs(const char *sdr_key, uint8_t is_local, int32_t part_type, uint32_t vm_type,
                                            const char *pkg_name, serv_packs *sp_list, char **error_message_out);
@@ -451,9 +452,9 @@ uint64_t inst_remove_rpms_part_of_active_sp(inst_sw_profile_info *profile, char 
  * instcomm_get_rpms_from_sp_list() and instcomm_match_lists(); when removing, those of
  * instcomm_get_sp_names_from_sp_list(). On disk: a failure before the store changes nothing; from the store on, as for
  * storing.
- * BEWARE, when removing: if the body has names, but no list of details, none is removed unless the set has them all. A
- * failure to unmark packages is only logged. If the call removes all service packs of the body, packages of the RPMs
- * in their details stay marked.
+ * BEWARE, when removing: if the body has names, but no list of details, they are removed only if the set has all of
+ * them. A failure to unmark packages is only logged. If the call removes all service packs of the body, the packages
+ * that their details deliver stay marked.
  */
 uint64_t inst_ldpath_add_swprofile_sps(const char *sdr_key, int32_t is_local, int32_t state, uint32_t vm_type,
                                        uint64_t sp_source);
@@ -465,7 +466,7 @@ uint64_t inst_ldpath_remove_swprofile_sps(const char *sdr_key, int32_t is_local,
  * if there are none; and, unless sp_list_out is null or there are no details, a new set of the details, freed with
  * free_service_pack().
  * Results: 0; INST_RC_INVALID_ARG, also for a service pack without a name; INST_RC_NO_MEMORY.
- * BEWARE: for a record without a profile, the result is 0 and the outputs are unchanged: set them to null and 0 first.
+ * BEWARE: for a record without a body, the result is 0 and the outputs are unchanged: set them to null and 0 first.
  * If memory runs out, the set may be incomplete, like that of instmgr_convert_sp_det_to_serv_pack().
  */
 uint64_t inst_ldpath_get_swprofile_sps(inst_sw_profile_sdr_ext *profile, char ***sp_names_out, uint32_t *count_out,
@@ -535,7 +536,7 @@ void inst_ldpath_free_swprofile_ext(inst_sw_profile_sdr_ext **pp);
 
 /*
  * Return parts of a fetched profile as new texts, lists and sets, freed with free(), inst_free_string_list() and
- * free_service_pack(). For a record without a profile the result is 0 and the outputs are unchanged: set them to null
+ * free_service_pack(). For a record without a body the result is 0 and the outputs are unchanged: set them to null
  * and 0 first.
  * Results: 0; INST_RC_INVALID_ARG, also if a listed entry has no name; INST_RC_NO_MEMORY.
  *
