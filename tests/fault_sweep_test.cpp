@@ -1,9 +1,9 @@
 // In every operation, each allocation and each call of a C or platform function fails: first alone, then together with
 // all later calls of that function. With SWP_ALL_ERRORS, each fails with 14 errors. Afterwards the operation has failed
 // and the disk is unchanged, or it has succeeded completely, or its outcome is one that docs/contract.md lists for a
-// store. The sanitizers check for leaks. The transcript lists the results of each operation for each function that
-// fails in it with ENOMEM, and ends with a checksum of the texts. The results with other errors are checked, but not
-// listed.
+// store. The sanitizers check for leaks. The transcript lists, for each operation, the functions that failed and the
+// results of the operation when they failed with ENOMEM. It ends with a checksum of the texts. The results with other
+// errors are checked, but not listed.
 #include "support/bodies.h"
 
 #include <memory>
@@ -223,9 +223,8 @@ protected:
         const bool is_success = rc == 0 && kind == Stores;
         const bool is_unchanged = found.bin == before.bin;
         EXPECT_TRUE(!exists || is_unchanged || found.bin == after.bin);
-        // A short write deletes the file, and the operation fails. If reading it back yields nothing or only a part,
-        // the file is deleted and the operation returns 0, unless a later step fails because memory has run out for
-        // good.
+        // After a short write, the file is deleted and the operation fails. If the file cannot be read back as a whole,
+        // it is deleted and the operation returns 0, unless a later step fails because memory has run out for good.
         const bool is_unverified = function == hooks::ALLOCATION || (function == hooks::FREAD && fails_always);
         const bool has_other_error = function == hooks::ALLOCATION && fails_always;
         EXPECT_TRUE(exists || function == hooks::FWRITE || is_unverified);

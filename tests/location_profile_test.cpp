@@ -86,7 +86,7 @@ TEST_F(LocationProfileTest, PackagesForNodes)
     EXPECT_EQ(has_locations(), 1);
     add("a-1-1", BASE, {2});      // a location has it: the node joins, even if it is already listed
     add("b-1-1", BASE, {3});      // no location has it: all locations get it
-    hooks::fail(hooks::FOPEN, 2); // of the store; the result is still 0
+    hooks::fail(hooks::FOPEN, 2); // the store fails, but the result is still 0
     EXPECT_EQ(add_for({4}, "b-1-1"), 0U);
     hooks::disarm();
     add("new-1-1", HOST_SMU, {}); // for all nodes: supersedes old-1-1 and removes the location profiles

@@ -254,7 +254,7 @@ TEST_F(PlatformTest, ComparingProfiles)
             EXPECT_EQ(is_same, is_seen ? 0 : 1) << &one - cases << ", selector " << selector;
             EXPECT_EQ(first, is_same);
         }
-        changed.ptr->sdr_sw_profile.presence[0] = 15; // frees the location profiles that a case has hidden
+        changed.ptr->sdr_sw_profile.presence[0] = 15; // so that location profiles that a case has hidden are freed, too
     }
 }
 

@@ -192,9 +192,10 @@ uint64_t instcomm_compare_swp_profiles(const inst_sw_profile_sdr_ext *a, const i
 /*
  * Compares selected parts of two profiles. `selector` is a sum of numbers: for parts of the main body, 1 (image), 2
  * (packages), 4 (service packs) and 16 (version); for the location profiles, 8. If it has none of them, every field is
- * compared, also fields outside of these parts, except lv_name and sdr_sw_profile_len. Option 1 ignores
- * the order of packages and takes n log n. If *first is not 0, logs the first difference and sets *first to 0; `first`
- * may be null. `reserved` is not used. Results: as above, and INSTCOMM_RC_NO_MEMORY.
+ * compared, also fields outside of these parts, except lv_name and sdr_sw_profile_len. Option 1 ignores the order of
+ * packages and takes n log n. If *first is not 0, logs the first difference and sets *first to 0; `first` may be null.
+ * `reserved` is not used.
+ * Results: as above, and INSTCOMM_RC_NO_MEMORY.
  */
 uint64_t instcomm_cmp_swprofile_ext(const inst_sw_profile_sdr_ext *src, const inst_sw_profile_sdr_ext *dst,
                                     uint32_t selector, uint8_t *first, uint32_t reserved, uint32_t option,

@@ -1,6 +1,6 @@
-// C, platform and exported functions that the library calls, as the test executable defines them: they count their
-// calls, fail on request, and otherwise call the real function. Sleeping, syncing, tracing and logging are only
-// recorded.
+// Functions that the library calls, as the test executable defines them: those of C, of the platform, and the library's
+// own exported ones. They count their calls, fail on request, and otherwise call the real function. Sleeping, syncing,
+// tracing and logging are only recorded.
 #pragma once
 
 #include <cerrno>
@@ -50,7 +50,7 @@ struct Message {
 
 inline Order orders[FUNCTION_COUNT];
 inline std::vector<Message> messages;
-inline std::vector<std::string> events; // calls ("> sync", ...), texts of messages, "instcomm: TEXT"
+inline std::vector<std::string> events; // calls ("> sync", ...), messages, other lines of the log
 inline std::size_t allocated;           // bytes
 inline bool corrupts_reads;             // changes a byte of each read
 inline std::function<void()> before_read;

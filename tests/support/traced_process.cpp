@@ -47,8 +47,7 @@ TracedRun trace(pid_t child, bool is_counting, const AtCall &at_call)
                 ptrace(PTRACE_SETREGS, child, nullptr, &registers);
             }
         }
-        // Stops at system calls, exec and raise() are for the tracer only. Any other signal is passed on to the
-        // process.
+        // The signal of a stop at a system call, exec or raise() is for the tracer only; any other one is passed on.
         const bool is_own = (stop & 0x7f) == SIGTRAP || stop == SIGSTOP;
         ptrace(PTRACE_SYSCALL, child, nullptr, static_cast<long>(is_own ? 0 : stop));
     }
