@@ -34,7 +34,7 @@ TEST_F(CreateTest, FullRequests)
     EXPECT_EQ(fetched.ptr->sdr_sw_profile_len,
               zeld_inst_sw_profile_sdr_encode_ext(&fetched.ptr->sdr_sw_profile, nullptr, 0, 0, 0, 0));
 
-    // Packages that are also in opt_pkgs are copied to gl/qx before the profile is created.
+    // If the directory opt_pkgs exists, the packages are copied from it to gl/qx before the profile is created.
     write_file("/misc/disk1/usb/opt_pkgs/alpha-1.0-r1", "a");
     write_file("/misc/disk1/usb/opt_pkgs/beta-1.0-r1", "b");
     write_file("/install_repo/gl/qx/x", "");

@@ -109,8 +109,8 @@ TEST_F(QueryTest, SoftwareOfNodes)
     };
     compare("no profile", 1, "1");
 
-    const Fetched profile = {
-        new_full_profile()}; // its version is 1.4.0; those of its location profiles are 1.4.0, none and 3
+    // Version 1.4.0, also of its location profile. Two more are added: one without a version, and one with version 3.
+    const Fetched profile = {new_full_profile()};
     inst_sw_profile_sdr &sdr = profile.ptr->sdr_sw_profile;
     sdr.loc_profiles = static_cast<inst_sw_profile_loc *>(realloc(sdr.loc_profiles, 3 * sizeof *sdr.loc_profiles));
     sdr.loc_profiles_count = 3;

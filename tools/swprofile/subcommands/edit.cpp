@@ -11,8 +11,8 @@
 namespace
 {
 
-// An edit can store a profile several times. A dry run writes nothing, so each record has only its own change: adds its
-// differences to those of the records before.
+// An edit can store a profile several times. A dry run writes nothing, so the record of each store has only the change
+// of that store. Adds the differences of one store to those of the stores before it.
 void add_differences(std::vector<Difference> &all, const std::vector<Difference> &added)
 {
     std::ranges::copy_if(added, std::back_inserter(all),

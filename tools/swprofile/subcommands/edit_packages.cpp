@@ -136,8 +136,8 @@ void add_add_host(CLI::App &command)
     add_change_options(subcommand, edit.is_dry_run);
     subcommand.footer(
         "All are added or none. A file that is neither a host SMU nor a third-party package by its name gets the\n"
-        "type of the preceding file, or base if it is the first. A dry run adds each file to the stored\n"
-        "profile, without the changes by the preceding files.\n\n"
+        "type of the preceding file, or base if it is the first. A dry run stores nothing: it shows what\n"
+        "each file alone would change in the stored profile, as if the preceding files were not added.\n\n"
         "Example:\n"
         "  swprofile add-host /media/kelo-host-7.1-r2.x86_64.rpm /media/tp-ssh-1.0-r1.noarch.rpm");
 }
